@@ -1,0 +1,30 @@
+/// @file
+/// What every public header needs first: the language level and the export mark.
+#ifndef MD_API_H
+#define MD_API_H
+
+#if defined(_MSVC_LANG) ? (_MSVC_LANG < 201703L) : (__cplusplus < 201703L)
+#error "md_message needs C++17 or later (-std=c++17)"
+#endif
+
+/// Marks what the shared library exports. Define `MD_STATIC` where the library's objects are linked in directly.
+#if defined(_WIN32) && !defined(MD_STATIC)
+#if defined(MD_BUILDING_LIBRARY)
+#define MD_API __declspec(dllexport)
+#else
+#define MD_API __declspec(dllimport)
+#endif
+#elif defined(_WIN32)
+#define MD_API
+#else
+#define MD_API __attribute__((visibility("default")))
+#endif
+
+/// Marks an internal part of an exported class.
+#if defined(_WIN32)
+#define MD_LOCAL
+#else
+#define MD_LOCAL __attribute__((visibility("hidden")))
+#endif
+
+#endif

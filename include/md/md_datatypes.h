@@ -1,0 +1,45 @@
+/// @file
+/// Type codes of fields, as dictionaries declare them and encodings compare them.
+#ifndef MD_DATATYPES_H
+#define MD_DATATYPES_H
+
+#include <cstdint>
+
+#include "md/md_api.h"
+
+namespace MD {
+
+/// A scope of its own, so that `MD::DATATYPES::INT` exists and `MD::INT` does not.
+namespace DATATYPES {
+
+/// One unsigned byte a type. Only the nine types of `MD_VALUE_TYPES` can be read and written through a message; the
+/// others exist in dictionaries for other encodings of the same data.
+enum Code : std::uint8_t {
+  RAW = 0,
+  CHAR = 1,
+  INT = 2,
+  OPTI_PRICE = INT,  ///< stored and read exactly as an `INT`
+  SHORT = 3,
+  FLOAT = 4,
+  DOUBLE = 5,
+  STRING = 6,
+  VECTOR = 7,
+  MSG_T = 8,
+  DATE = 9,
+  TIME = 10,
+  FRACTION = 11,
+  CHILD_MSG = 12,
+  FOLDED_INT = 13,
+  BUFFER = 14,
+  UINT = 16,
+  LONG_INT = 17,
+  ULONG_INT = 18,
+  INT64 = 19,
+  DATETIME = 20,
+  EPOCH_NSEC = 22,
+};
+
+}  // namespace DATATYPES
+}  // namespace MD
+
+#endif

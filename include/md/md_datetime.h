@@ -1,0 +1,77 @@
+/// @file
+/// A date, a time of day and an exchange's offset from GMT in one 64-bit word. A plain value.
+#ifndef MD_DATETIME_H
+#define MD_DATETIME_H
+
+#include <cstdint>
+#include <cstring>
+
+#include <iosfwd>
+
+#include "md/md_api.h"
+
+namespace MD {
+
+/// Packed word, bit 0 the least significant: time 0-27, day 28-32, month 33-36, year minus 1900 in 37-44, the signed
+/// 16-bit offset from bit 45 on, its sign filling the top. Parts out of range are cut to their width, silently.
+class MD_DateTime {
+ public:
+  /// The word 0.
+  constexpr MD_DateTime() noexcept = default;
+
+  /// @param date             the decimal number yyyymmdd; years outside 1900-2155 come back shifted by 256
+  /// @param time             time of day below 2^28, in a unit of the caller's own
+  /// @param exch_gmt_offset  the exchange's offset from GMT, in a unit of the caller's own
+  constexpr MD_DateTime(int date, int time, short exch_gmt_offset) noexcept
+      : m_packed(cut(time, kTimeBits) | cut(date % 100, kDayBits) << kDayShift |
+                 cut(date / 100 % 100, kMonthBits) << kMonthShift | cut(date / 10000 - 1900, kYearBits) << kYearShift |
+                 static_cast<std::uint64_t>(std::int64_t{exch_gmt_offset}) << kOffsetShift) {}
+
+  /// The decimal number yyyymmdd.
+  constexpr int date() const noexcept {
+    return ((part(kYearShift, kYearBits) + 1900) * 100 + part(kMonthShift, kMonthBits)) * 100 +
+           part(kDayShift, kDayBits);
+  }
+  constexpr int time() const noexcept { return part(0, kTimeBits); }
+  constexpr short exch_gmt_offset() const noexcept {
+    return static_cast<short>(static_cast<std::uint16_t>(m_packed >> kOffsetShift));
+  }
+
+  /// Writes the 8-byte word to `out`, in the machine's byte order.
+  static void serialize(char* out, const MD_DateTime& value) noexcept {
+    std::memcpy(out, &value.m_packed, sizeof value.m_packed);
+  }
+  /// Reads the 8-byte word back from `in`.
+  static void deserialize(MD_DateTime& value, const char* in) noexcept {
+    std::memcpy(&value.m_packed, in, sizeof value.m_packed);
+  }
+
+  friend constexpr bool operator==(MD_DateTime a, MD_DateTime b) noexcept { return a.m_packed == b.m_packed; }
+  friend constexpr bool operator!=(MD_DateTime a, MD_DateTime b) noexcept { return !(a == b); }
+
+ private:
+  static constexpr unsigned kTimeBits = 28;
+  static constexpr unsigned kDayBits = 5;
+  static constexpr unsigned kMonthBits = 4;
+  static constexpr unsigned kYearBits = 8;
+  static constexpr unsigned kDayShift = kTimeBits;
+  static constexpr unsigned kMonthShift = kDayShift + kDayBits;
+  static constexpr unsigned kYearShift = kMonthShift + kMonthBits;
+  static constexpr unsigned kOffsetShift = kYearShift + kYearBits;
+
+  static constexpr std::uint64_t cut(int value, unsigned bits) noexcept {
+    return static_cast<std::uint64_t>(std::int64_t{value}) & ((std::uint64_t{1} << bits) - 1);
+  }
+  constexpr int part(unsigned shift, unsigned bits) const noexcept {
+    return static_cast<int>(m_packed >> shift & ((std::uint64_t{1} << bits) - 1));
+  }
+
+  std::uint64_t m_packed = 0;
+};
+
+/// Writes date, one blank, time and the offset in parentheses, as in "20240115 93000000 (-300)".
+MD_API std::ostream& operator<<(std::ostream& out, const MD_DateTime& value);
+
+}  // namespace MD
+
+#endif

@@ -1,0 +1,127 @@
+/// @file
+/// The process-wide dictionary of message fields. It owns its rows; iterators and references into it are valid until
+/// the next reload or destroy(). Creation is thread-safe; look-ups take no lock, so reload only while no other thread
+/// uses the dictionary, and no message exists that was filled before.
+#ifndef MD_FIELDMAP_H
+#define MD_FIELDMAP_H
+
+#include <cstdint>
+
+#include <array>
+#include <iosfwd>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "md/md_api.h"
+
+namespace MD {
+
+namespace FIELDS {
+
+/// One dictionary row. Rows are ordered by id alone.
+struct field_rec {
+  std::uint16_t id = 0;
+  std::uint16_t compact = 0;  ///< dense number in file order, the index into every field table
+  std::uint8_t type = 0;      ///< a `DATATYPES` code
+  std::string name;
+
+  friend bool operator<(const field_rec& a, const field_rec& b) noexcept { return a.id < b.id; }
+};
+
+/// What the encodings need of a row, four bytes, so that a look-up by id is one array read.
+struct packed_rec {
+  std::uint16_t slot = 0;  ///< the row's compact number plus one; 0: no such field
+  std::uint8_t type = 0;
+
+  bool isKnown() const noexcept { return slot != 0; }
+};
+
+}  // namespace FIELDS
+
+/// Field ids to names, type codes and compact numbers, and names to ids.
+class MD_API MD_FieldMap {
+ public:
+  using const_iterator = std::set<FIELDS::field_rec>::const_iterator;
+
+  /// The dictionary, created on the first call from the first definition file found on the configuration search path:
+  /// "field_map.txt", "message/field_map.txt" (text), "FieldDefinition.xml"; empty when there is none.
+  /// @throws std::runtime_error on the first call, when a file is found and cannot be loaded
+  static const MD_FieldMap& instance();
+
+  /// Creates the dictionary from the XML file `path`.
+  /// @return 0; -1 when there is a dictionary already (nothing is loaded); -2 when loading failed (the dictionary
+  ///         stays created)
+  static int load_file(const std::string& path);
+
+  /// Refills the dictionary: from the search path when `path` is empty, else from the XML file `path`.
+  /// @throws std::runtime_error "Unable to open file: " or "Failed to load field def file: " with the path; look-ups
+  ///         then answer "unknown" until a reload succeeds. The same holds for the three below.
+  static void reload(const std::string& path);
+  /// Refills the dictionary from an XML file; an empty path leaves it empty.
+  static void reload_xml(const std::string& path);
+  /// Refills the dictionary from a text file: entries of three tokens, name, id and type name.
+  static void reload_text(const std::string& path);
+  /// Refills the dictionary from text in memory or elsewhere, in the format of reload_text().
+  /// @param name  stands for the path in error texts
+  static void reload_text(std::istream& text, const std::string& name);
+
+  /// Frees the dictionary, for the end of the process: what instance() returned stays a valid, empty dictionary, and a
+  /// dictionary created later is not seen by instance().
+  static void destroy();
+
+  /// Empties the rows and all indexes of `map`.
+  static void clear_data_structures(MD_FieldMap* map);
+
+  /// Each find returns end() for a field that the dictionary does not hold.
+  const_iterator findById(std::uint16_t id) const noexcept {
+    return id < m_id_index.size() ? m_id_index[id] : m_rows.end();
+  }
+  const_iterator findByCompact(std::uint16_t compact) const noexcept {
+    return compact < m_compact_index.size() ? m_compact_index[compact] : m_rows.end();
+  }
+  const_iterator findByName(const std::string& name) const;
+
+  /// Each of these throws std::domain_error "Invalid id passed to MD_FieldMap::<operation>()" for an unknown field.
+  std::uint8_t idToType(std::uint16_t id) const;
+  const std::string& idToName(std::uint16_t id) const;
+  std::uint16_t nameToId(const std::string& name) const;
+  std::uint8_t nameToType(const std::string& name) const;
+
+  /// The hot look-up: slot and type of a field, slot 0 when the dictionary does not hold it.
+  FIELDS::packed_rec packed(std::uint16_t id) const noexcept { return m_packed[id]; }
+
+  /// The number of compact numbers handed out, which exceeds the row count when a file repeats an id.
+  std::uint16_t compactCount() const noexcept { return m_compact_count; }
+
+  /// The rows, in the order of their ids.
+  const_iterator begin() const noexcept { return m_rows.begin(); }
+  const_iterator end() const noexcept { return m_rows.end(); }
+  std::size_t size() const noexcept { return m_rows.size(); }
+
+ private:
+  friend class FieldMapLoader;
+
+  MD_FieldMap() = default;
+  ~MD_FieldMap() = default;
+  MD_FieldMap(const MD_FieldMap&) = delete;
+  MD_FieldMap& operator=(const MD_FieldMap&) = delete;
+
+  static MD_FieldMap* createForInstance();
+  static MD_FieldMap& createLocked();
+  static MD_FieldMap& emptied();
+  const_iterator require(const_iterator row, const char* operation) const;
+
+  std::set<FIELDS::field_rec> m_rows;
+  std::vector<const_iterator> m_id_index;
+  std::vector<const_iterator> m_compact_index;
+  std::map<std::string, const_iterator> m_name_index;
+  std::uint16_t m_largest_id = 0;
+  std::uint16_t m_compact_count = 0;
+  std::array<FIELDS::packed_rec, 65536> m_packed{};
+};
+
+}  // namespace MD
+
+#endif

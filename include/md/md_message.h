@@ -1,0 +1,251 @@
+/// @file
+/// The abstract message: a set of fields, each a 16-bit id and one value of the type that the dictionary declares. A
+/// message is its serialised bytes at every moment. It owns its contents and borrows the memory from pools. One message
+/// belongs to one thread at a time; different messages are independent.
+///
+/// No operation on a field throws for bad data: it returns false (or null) and may write a diagnostic to standard error.
+/// When memory runs out std::bad_alloc leaves the message as it was.
+#ifndef MD_MESSAGE_H
+#define MD_MESSAGE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include <iosfwd>
+#include <iterator>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "md/md_api.h"
+#include "md/md_fieldmap.h"
+#include "md/md_msgdata.h"
+#include "md/md_optimizer.h"
+#include "md/md_reusable_container.h"
+#include "md/md_value_types.h"
+#include "md/md_variant.h"
+
+namespace MD {
+
+class MD_API MD_Message {
+ public:
+  /// Views of characters and bytes. One obtained from a message is valid until that message changes; one into a message
+  /// is a valid argument of add and update on the same message.
+  using String = StringView16;
+  using Buffer = BufferView16;
+
+  /// The pools a message borrows from: of buffers, and of field tables. Empty pointers mean the shared pools.
+  using Allocator = std::pair<std::shared_ptr<ReusableContainer<MsgData>>, std::shared_ptr<ReusableContainer<Optimizer>>>;
+
+  /// Both pointers empty.
+  static const Allocator DEFAULT_ALLOCATOR;
+
+  class const_iterator;
+
+  // The virtual slots, in their order. ------------------------------------------------------------------------------
+
+  /// Gives the field table, then the buffer, back to their pools.
+  virtual ~MD_Message();
+
+  /// The encoding's code: 1 `IterMap`, 6 `mInt`, 70 `MsgT`. It is also the first serialised byte.
+  virtual std::uint8_t getPB() const = 0;
+
+  /// Where a field's value lies in the serialised bytes.
+  /// @param[out] type       the value's `DATATYPES` code
+  /// @param[out] sizeBytes  the value's length as stored; of a truncated last record more than the message holds
+  /// @return the value's first byte, or null (nothing set) when the field is absent
+  virtual const std::uint8_t* fieldData(std::uint16_t id, std::uint8_t& type, std::uint32_t& sizeBytes) const = 0;
+
+  /// A new empty message of the same encoding.
+  virtual std::unique_ptr<MD_Message> createEmpty() const = 0;
+
+  /// A new message of the same encoding with a copy of the contents.
+  virtual std::unique_ptr<MD_Message> clone() const = 0;
+
+  /// A new message of the same encoding that takes over the contents. This one must be cleared before it is used again.
+  virtual std::unique_ptr<MD_Message> moveToNew() = 0;
+
+ protected:
+#define MD_SLOT(T, name, code) virtual bool getImpl(std::uint16_t id, T& out) const = 0;
+  MD_VALUE_TYPES(MD_SLOT)
+#undef MD_SLOT
+#define MD_SLOT(T, name, code) virtual bool addImpl(std::uint16_t id, T value) = 0;
+  MD_VALUE_TYPES(MD_SLOT)
+#undef MD_SLOT
+#define MD_SLOT(T, name, code) virtual bool updateImpl(std::uint16_t id, T value) = 0;
+  MD_VALUE_TYPES(MD_SLOT)
+#undef MD_SLOT
+
+ public:
+  /// Erases every listed field that is present.
+  /// @return whether all of them were; for an empty list or message see the encoding
+  virtual bool eraseArrayImpl(const std::vector<std::uint16_t>& ids) = 0;
+  virtual bool eraseSetImpl(const std::set<std::uint16_t>& ids) = 0;
+
+  /// Erases one field. @return whether it was present
+  virtual bool eraseImpl(std::uint16_t id) = 0;
+
+  /// Removes all fields and keeps the memory.
+  virtual void clearImpl() = 0;
+
+  /// Whether there is no byte behind the encoding's header.
+  virtual bool emptyImpl() const = 0;
+
+  virtual bool existsImpl(std::uint16_t id) const = 0;
+
+  /// The serialised message, getSizeImpl() bytes, valid until the message changes.
+  virtual const std::uint8_t* getBinary() const = 0;
+
+  /// Replaces the contents by a copy of received bytes in this encoding, its header included and not tested. Records
+  /// with ids unknown to the dictionary are cut out and reported on standard error. The bytes may be the message's own.
+  /// @return false, and nothing changed, when `bytes` is null
+  virtual bool setBinaryImpl(const std::uint8_t* bytes, std::uint32_t sizeBytes) = 0;
+
+  virtual std::uint32_t getSizeImpl() const = 0;
+
+  /// Appends the id of every record in wire order, also of one whose value cannot be read.
+  virtual void getFieldIdsImpl(std::vector<std::uint16_t>& out) const = 0;
+
+  // The front end. --------------------------------------------------------------------------------------------------
+
+  MD_Message(const MD_Message&) = delete;
+  MD_Message& operator=(const MD_Message&) = delete;
+
+  /// Reads a field. @return false, `out` unchanged, when it is absent, of another type, or truncated
+#define MD_FRONT_END(T, name, code) \
+  bool get(std::uint16_t id, T& out) const { return getImpl(id, out); }
+  MD_VALUE_TYPES(MD_FRONT_END)
+#undef MD_FRONT_END
+  bool get(std::uint16_t id, std::string& out) const;
+  bool getString(std::uint16_t id, std::string& out) const { return get(id, out); }
+
+  /// Adds a field. @return false when it exists already, when the dictionary does not give it the value's type, or when
+  /// the encoding cannot hold the value. Lengths of strings are cut to 16 bits. A null `text` is refused.
+#define MD_FRONT_END(T, name, code) \
+  bool add(std::uint16_t id, T value) { return addImpl(id, value); }
+  MD_VALUE_TYPES(MD_FRONT_END)
+#undef MD_FRONT_END
+  bool add(std::uint16_t id, const std::string& text) { return addImpl(id, String(text)); }
+  bool add(std::uint16_t id, const char* text) { return text != nullptr && addImpl(id, terminated(text)); }
+  bool addString(std::uint16_t id, const char* text, std::uint16_t length) { return addImpl(id, String(text, length)); }
+  bool addString(std::uint16_t id, const std::string& text) { return add(id, text); }
+  bool addString(std::uint16_t id, const char* text) { return add(id, text); }
+
+  /// Replaces a field's value, or adds the field when it is absent. A value of another length moves the field to the end
+  /// of the message.
+#define MD_FRONT_END(T, name, code) \
+  bool update(std::uint16_t id, T value) { return updateImpl(id, value); }
+  MD_VALUE_TYPES(MD_FRONT_END)
+#undef MD_FRONT_END
+  bool update(std::uint16_t id, const std::string& text) { return updateImpl(id, String(text)); }
+  bool update(std::uint16_t id, const char* text) { return text != nullptr && updateImpl(id, terminated(text)); }
+  bool updateString(std::uint16_t id, const char* text, std::uint16_t length) {
+    return updateImpl(id, String(text, length));
+  }
+  bool updateString(std::uint16_t id, const std::string& text) { return update(id, text); }
+  bool updateString(std::uint16_t id, const char* text) { return update(id, text); }
+
+  /// The same with a value of the type that the dictionary declares, whatever that is. Asserts that it is one of the nine
+  /// value types and, for add and update, that the variant holds that type.
+  bool get(std::uint16_t id, MD_Variant& out) const;
+  bool add(std::uint16_t id, const MD_Variant& value);
+  bool update(std::uint16_t id, const MD_Variant& value);
+
+  /// The number of fields that can be found.
+  std::size_t fieldCount() const { return m_optimizer->get_field_count(); }
+
+  /// Empties `ids`, then lists the fields as getFieldIdsImpl() does.
+  void get_field_ids(std::vector<std::uint16_t>& ids) const;
+
+  /// Exchanges the contents with a message of the same encoding, and with them the memory and its pools.
+  void swap(MD_Message& other) noexcept;
+
+  /// Does nothing; print with `operator<<`.
+  void print() const;
+
+  /// Walks the fields in wire order. A field that cannot be read is asserted against.
+  const_iterator begin() const;
+  const_iterator end() const;
+
+ protected:
+  /// Over the shared pools.
+  MD_Message();
+  explicit MD_Message(const Allocator& allocator);
+
+  /// Writes id, type (as a raw byte) and size of a field to standard error, a line each.
+  void printError(std::uint16_t id, std::uint8_t type, std::size_t sizeBytes) const;
+
+  const MD_FieldMap& fieldMap() const noexcept { return *m_map; }
+  MsgData& bytes() const noexcept { return *m_data; }
+  Optimizer& positions() const noexcept { return *m_optimizer; }
+
+ private:
+  friend class MessagePrinter;
+
+  static String terminated(const char* text) { return {text, static_cast<std::uint16_t>(std::strlen(text))}; }
+  enum class Unreadable { IsAssertedAgainst, ReadsAsEmpty };
+  bool readVariant(std::uint16_t id, MD_Variant& out, Unreadable unreadable) const;
+
+  const MD_FieldMap* m_map;
+  ReusableContainerWrapper<MsgData> m_data;
+  ReusableContainerWrapper<Optimizer> m_optimizer;
+};
+
+/// A forward iterator over the fields of a message, which must not change meanwhile. It holds a copy of the current
+/// value. Field id 65535 marks the end, so a field with that id is not reached.
+class MD_API MD_Message::const_iterator {
+ public:
+  /// Unpacks as `const auto& [id, value]`.
+  struct Field {
+    std::uint16_t id;
+    MD_Variant value;
+  };
+
+  using iterator_category = std::forward_iterator_tag;
+  using value_type = Field;
+  using difference_type = std::ptrdiff_t;
+  using pointer = const Field*;
+  using reference = const Field&;
+
+  const_iterator() = default;
+
+  reference operator*() const noexcept { return m_field; }
+  pointer operator->() const noexcept { return &m_field; }
+  std::uint16_t id() const noexcept { return m_field.id; }
+  const MD_Variant& value() const noexcept { return m_field.value; }
+
+  const_iterator& operator++();
+  const_iterator operator++(int);
+
+  friend bool operator==(const const_iterator& a, const const_iterator& b) noexcept {
+    return a.m_message == b.m_message && a.m_field.id == b.m_field.id &&
+           (a.m_field.id == kEnd || a.m_index == b.m_index);
+  }
+  friend bool operator!=(const const_iterator& a, const const_iterator& b) noexcept { return !(a == b); }
+
+ private:
+  friend class MD_Message;
+  friend class MessagePrinter;
+
+  static constexpr std::uint16_t kEnd = 65535;
+
+  const_iterator(const MD_Message& message, std::vector<std::uint16_t> ids, Unreadable unreadable);
+  void load();
+
+  const MD_Message* m_message = nullptr;
+  std::vector<std::uint16_t> m_ids;
+  std::uint32_t m_index = 0;
+  Field m_field{kEnd, {}};
+  Unreadable m_unreadable = Unreadable::IsAssertedAgainst;
+};
+
+/// Prints a message, one field a line: its name (the id, when the dictionary does not know it) in a column of 22
+/// characters, " = ", the value.
+MD_API std::ostream& operator<<(std::ostream& out, const MD_Message& message);
+
+}  // namespace MD
+
+#endif

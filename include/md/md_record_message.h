@@ -1,0 +1,63 @@
+/// @file
+/// What the encodings have in common: a header, then records back to back, each found through the field table. An
+/// encoding derives from this template and adds its record layout; callers use `mInt`, `IterMap` and `MsgT`.
+#ifndef MD_RECORD_MESSAGE_H
+#define MD_RECORD_MESSAGE_H
+
+#include <cstdint>
+
+#include <memory>
+#include <set>
+#include <vector>
+
+#include "md/md_api.h"
+#include "md/md_message.h"
+
+namespace MD {
+
+/// Implements every slot of `MD_Message` over `Encoding::Layout`, which an encoding's own source defines.
+template <class Encoding>
+class MD_API RecordMessage : public MD_Message {
+ public:
+  std::uint8_t getPB() const final;
+  const std::uint8_t* fieldData(std::uint16_t id, std::uint8_t& type, std::uint32_t& sizeBytes) const final;
+  std::unique_ptr<MD_Message> createEmpty() const final;
+  std::unique_ptr<MD_Message> clone() const final;
+  std::unique_ptr<MD_Message> moveToNew() final;
+  bool eraseArrayImpl(const std::vector<std::uint16_t>& ids) final;
+  bool eraseSetImpl(const std::set<std::uint16_t>& ids) final;
+  bool eraseImpl(std::uint16_t id) final;
+  void clearImpl() final;
+  bool emptyImpl() const final;
+  bool existsImpl(std::uint16_t id) const final;
+  const std::uint8_t* getBinary() const final;
+  bool setBinaryImpl(const std::uint8_t* bytes, std::uint32_t sizeBytes) final;
+  std::uint32_t getSizeImpl() const final;
+  void getFieldIdsImpl(std::vector<std::uint16_t>& out) const final;
+
+ protected:
+  /// A message with borrowed objects as the pools gave them; startEmpty() or setBinaryImpl() makes it usable.
+  explicit RecordMessage(const Allocator& allocator);
+  ~RecordMessage() override;
+
+  /// Resets the borrowed objects to an empty message, header included.
+  void startEmpty();
+
+#define MD_SLOT(T, name, code) bool getImpl(std::uint16_t id, T& out) const final;
+  MD_VALUE_TYPES(MD_SLOT)
+#undef MD_SLOT
+#define MD_SLOT(T, name, code) bool addImpl(std::uint16_t id, T value) final;
+  MD_VALUE_TYPES(MD_SLOT)
+#undef MD_SLOT
+#define MD_SLOT(T, name, code) bool updateImpl(std::uint16_t id, T value) final;
+  MD_VALUE_TYPES(MD_SLOT)
+#undef MD_SLOT
+
+ private:
+  struct MD_LOCAL Records;
+  friend struct Records;
+};
+
+}  // namespace MD
+
+#endif

@@ -1,0 +1,83 @@
+/// @file
+/// Object pools, and the handle that borrows from one. A pool may be used by any number of threads; a handle belongs
+/// to one thread at a time.
+#ifndef MD_REUSABLE_CONTAINER_H
+#define MD_REUSABLE_CONTAINER_H
+
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "md/md_api.h"
+
+namespace MD {
+
+class MsgData;
+class Optimizer;
+
+template <class T>
+class ReusableContainerWrapper;
+
+/// A pool of idle objects, last returned first lent. Objects come back as they are and keep their memory; they are
+/// freed with the pool. Made for `MsgData` and `Optimizer`.
+template <class T>
+class MD_API ReusableContainer {
+ public:
+  ReusableContainer() = default;
+  ~ReusableContainer();
+  ReusableContainer(const ReusableContainer&) = delete;
+  ReusableContainer& operator=(const ReusableContainer&) = delete;
+
+ private:
+  friend class ReusableContainerWrapper<T>;
+  struct MD_LOCAL Shared;
+
+  T* lend();
+  void takeBack(T* item);
+  void close() noexcept;
+
+  std::mutex m_mutex;
+  std::vector<T*> m_idle;
+  std::size_t m_owned = 0;  // lent and idle ones; m_idle always has room for all, so that giving back cannot fail
+  bool m_isClosed = false;
+};
+
+/// Borrows one object from a pool and gives it back at the end.
+template <class T>
+class MD_API ReusableContainerWrapper {
+ public:
+  /// @param borrowNow  whether to borrow at once
+  /// @param container  the pool; empty for the process's shared pool of `T`
+  /// @throws std::bad_alloc, std::system_error when the pool's mutex fails
+  ReusableContainerWrapper(bool borrowNow, std::shared_ptr<ReusableContainer<T>> container);
+  ~ReusableContainerWrapper();
+  ReusableContainerWrapper(const ReusableContainerWrapper&) = delete;
+  ReusableContainerWrapper& operator=(const ReusableContainerWrapper&) = delete;
+
+  /// Borrows an object, unless there is one already.
+  void set();
+  /// Gives the object back as it is, if there is one.
+  void unset();
+  /// Exchanges object and pool with `other`: every object goes back to the pool it came from.
+  void swap(ReusableContainerWrapper& other) noexcept;
+
+  /// The borrowed object, or null. Constness is the handle's, not the object's.
+  T* get() const noexcept { return m_item; }
+  T* operator->() const noexcept { return m_item; }
+  T& operator*() const noexcept { return *m_item; }
+
+ private:
+  ReusableContainer<T>& rcInstance();
+
+  T* m_item = nullptr;
+  std::shared_ptr<ReusableContainer<T>> m_container;
+};
+
+extern template class ReusableContainer<MsgData>;
+extern template class ReusableContainer<Optimizer>;
+extern template class ReusableContainerWrapper<MsgData>;
+extern template class ReusableContainerWrapper<Optimizer>;
+
+}  // namespace MD
+
+#endif

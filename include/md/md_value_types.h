@@ -1,0 +1,70 @@
+/// @file
+/// The nine types of value that a field can carry, and the one list from which everything per type is made.
+#ifndef MD_VALUE_TYPES_H
+#define MD_VALUE_TYPES_H
+
+#include <cstdint>
+
+#include <string>
+#include <string_view>
+
+#include "md/md_api.h"
+#include "md/md_datatypes.h"
+#include "md/md_datetime.h"
+#include "md/md_epochns.h"
+
+namespace MD {
+
+/// Characters that somebody else owns: a message, for a view obtained from one, until that message changes. The length
+/// does not count a terminating NUL. Callers know it as `MD_Message::String`.
+struct StringView16 {
+  StringView16() noexcept = default;
+  StringView16(const char* first, std::uint16_t count) noexcept : data(first), length(count) {}
+  /// The length is cut to 16 bits; nothing tests it here. The same holds below.
+  StringView16(std::string_view text) noexcept : StringView16(text.data(), static_cast<std::uint16_t>(text.size())) {}
+  StringView16(const std::string& text) noexcept : StringView16(std::string_view(text)) {}
+
+  operator std::string_view() const noexcept { return {data, length}; }
+
+  const char* data = nullptr;
+  std::uint16_t length = 0;
+};
+
+/// Bytes that somebody else owns, with the lifetime rules of `StringView16`. Callers know it as `MD_Message::Buffer`.
+struct BufferView16 {
+  BufferView16() noexcept = default;
+  BufferView16(const std::uint8_t* first, std::uint16_t count) noexcept : data(first), length(count) {}
+
+  const std::uint8_t* data = nullptr;
+  std::uint16_t length = 0;
+};
+
+}  // namespace MD
+
+/// Expands X(C++ type, name of the type in function names, type code) for the nine value types, in the order of the
+/// virtual slots of `MD_Message`.
+#define MD_VALUE_TYPES(X)                                     \
+  X(char, Char, ::MD::DATATYPES::CHAR)                        \
+  X(std::int32_t, Int, ::MD::DATATYPES::INT)                  \
+  X(std::int64_t, Int64, ::MD::DATATYPES::INT64)              \
+  X(float, Float, ::MD::DATATYPES::FLOAT)                     \
+  X(double, Double, ::MD::DATATYPES::DOUBLE)                  \
+  X(::MD::StringView16, String, ::MD::DATATYPES::STRING)      \
+  X(::MD::BufferView16, Buffer, ::MD::DATATYPES::BUFFER)      \
+  X(::MD::MD_DateTime, DateTime, ::MD::DATATYPES::DATETIME)   \
+  X(::MD::MD_EpochNS, EpochNS, ::MD::DATATYPES::EPOCH_NSEC)
+
+namespace MD::detail {
+
+/// The type code of a value type.
+template <class T>
+inline constexpr DATATYPES::Code kTypeCode = DATATYPES::RAW;
+#define MD_TYPE_CODE(T, name, code) \
+  template <>                       \
+  inline constexpr DATATYPES::Code kTypeCode<T> = code;
+MD_VALUE_TYPES(MD_TYPE_CODE)
+#undef MD_TYPE_CODE
+
+}  // namespace MD::detail
+
+#endif

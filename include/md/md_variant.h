@@ -1,0 +1,121 @@
+/// @file
+/// A tagged copy of one field value. It owns what it holds; a plain value type as far as threads go.
+#ifndef MD_VARIANT_H
+#define MD_VARIANT_H
+
+#include <cstdint>
+
+#include <iosfwd>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "md/md_api.h"
+#include "md/md_value_types.h"
+
+namespace MD {
+
+/// A block of bytes with its size.
+class MD_API BufferHolder {
+ public:
+  /// Copies `size` bytes. A failed allocation is reported on standard error and throws std::bad_alloc.
+  BufferHolder(std::uint32_t size, const std::uint8_t* data);
+
+  std::uint32_t size() const noexcept { return m_size; }
+  /// Null when the size is 0.
+  const std::uint8_t* data() const noexcept { return m_block.get(); }
+
+ private:
+  std::uint32_t m_size;
+  std::unique_ptr<std::uint8_t[]> m_block;
+};
+
+/// Holds any one of the nine value types, or nothing. Its tag is the value's `DATATYPES` code, 0 for nothing.
+class MD_API MD_Variant {
+ public:
+  /// What a variant of tag `FOLDED_INT` holds. No message operation makes or takes one.
+  using FoldedInts = std::map<std::uint16_t, std::int32_t>;
+
+  /// Empty.
+  MD_Variant() noexcept = default;
+#define MD_CONSTRUCT(T, name, code) \
+  explicit MD_Variant(T value) { set(value); }
+  MD_VALUE_TYPES(MD_CONSTRUCT)
+#undef MD_CONSTRUCT
+  /// A string of any length; a message takes over its first 65,535 characters at most.
+  explicit MD_Variant(const std::string& value);
+  explicit MD_Variant(const char* value) : MD_Variant(std::string(value)) {}
+  MD_Variant(const MD_Variant& other);
+  MD_Variant(MD_Variant&& other) noexcept { swap(other); }
+  MD_Variant& operator=(const MD_Variant& other);
+  MD_Variant& operator=(MD_Variant&& other) noexcept;
+  ~MD_Variant() { clear(); }
+
+  /// Values of types that dictionaries know and messages do not carry.
+  static MD_Variant ofShort(std::int16_t value);              ///< tag `SHORT`
+  static MD_Variant ofUnsigned(std::uint32_t value);          ///< tag `UINT`
+  static MD_Variant ofUnsignedLong(std::uint64_t value);      ///< tag `ULONG_INT`
+  static MD_Variant ofFoldedInts(const FoldedInts& value);    ///< tag `FOLDED_INT`
+
+  void swap(MD_Variant& other) noexcept;
+
+  /// The tag of the value held, 0 for none.
+  std::uint32_t type() const noexcept { return m_type; }
+  bool empty() const noexcept { return m_type == 0; }
+  /// Releases the value.
+  void clear() noexcept;
+
+  /// Releases the old value and holds a copy of the new one. Views into the variant itself are fine.
+#define MD_SET(T, name, code) void set(T value);
+  MD_VALUE_TYPES(MD_SET)
+#undef MD_SET
+  void set(const std::string& value);
+
+  /// The value as a `T`: one of the nine value types (views point into the variant) or std::string. Asserts that the tag
+  /// is that of `T`; when the assertion's handler returns, in-place values are read as the bits held and others are empty.
+  template <class T>
+  T get() const;
+
+  /// Equal when tag and value are.
+  friend MD_API bool operator==(const MD_Variant& a, const MD_Variant& b);
+  friend bool operator!=(const MD_Variant& a, const MD_Variant& b) { return !(a == b); }
+
+ private:
+  friend MD_API std::ostream& operator<<(std::ostream& out, const MD_Variant& value);
+
+  // Exactly one of these is alive; the tag says which. 8 bytes.
+  union Slot {
+    std::uint64_t bits;
+    std::string* text;
+    BufferHolder* buffer;
+    FoldedInts* foldedInts;
+    MD_DateTime* dateTime;
+  };
+
+  void take(std::uint32_t type, Slot slot) noexcept;
+  template <class T>
+  static Slot inPlace(T value) noexcept;
+  template <class T>
+  T bitsAs() const noexcept;
+
+  std::uint32_t m_type = 0;
+  Slot m_slot{0};
+};
+
+#define MD_GET(T, name, code) \
+  template <>                 \
+  MD_API T MD_Variant::get<T>() const;
+MD_VALUE_TYPES(MD_GET)
+#undef MD_GET
+template <>
+MD_API std::string MD_Variant::get<std::string>() const;
+
+inline void swap(MD_Variant& a, MD_Variant& b) noexcept { a.swap(b); }
+
+/// Writes the value: numbers as the stream does, doubles as exact decimal text, strings and buffers as they are,
+/// "<BUFFER>" for an empty buffer, "<MAP>" for folded ints, "<VARIANT>" for nothing or an unknown tag.
+MD_API std::ostream& operator<<(std::ostream& out, const MD_Variant& value);
+
+}  // namespace MD
+
+#endif

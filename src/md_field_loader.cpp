@@ -1,0 +1,136 @@
+#include "md_field_loader.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <locale>
+#include <memory>
+#include <stdexcept>
+#include <utility>
+
+#include <tinyxml.h>
+
+#include "assertion.h"
+
+namespace MD {
+
+FieldMapLoader::FieldMapLoader(MD_FieldMap& map, const detail::TypeMap& types, const std::string& source)
+    : m_map(map), m_types(types), m_source(source) {
+  m_map.m_compact_count = 0;
+}
+
+void FieldMapLoader::accept(std::string name, std::uint16_t id, const std::string& typeName) {
+  const auto type = m_types.find(typeName);
+  if (type == m_types.end()) {
+    return;
+  }
+  if (m_map.m_compact_count == std::numeric_limits<std::uint16_t>::max()) {
+    throw std::runtime_error("Too many fields (more than 65535) in field def file: " + m_source);
+  }
+  m_map.m_rows.insert({id, m_map.m_compact_count, type->second.id, std::move(name)});
+  ++m_map.m_compact_count;
+}
+
+void FieldMapLoader::finish() {
+  constexpr const char* kFile = "md_message/src/md_fieldmap";
+  auto& rows = m_map.m_rows;
+  auto& m_id_index = m_map.m_id_index;
+  auto& m_compact_index = m_map.m_compact_index;
+
+  m_map.m_largest_id = 0;
+  for (const auto& row : rows) {
+    if (row.id > m_map.m_largest_id) {
+      m_map.m_largest_id = row.id;
+    }
+  }
+  m_id_index.assign(std::size_t{m_map.m_largest_id} + 1, rows.end());
+  m_compact_index.assign(std::size_t{m_map.m_compact_count} + 1, rows.end());
+  m_map.m_packed.fill({});
+  for (auto i = rows.begin(); i != rows.end(); ++i) {
+    if (!detail::check(i->id < m_id_index.size(), "i->id < m_id_index.size()", kFile, __LINE__) ||
+        !detail::check(i->compact < m_compact_index.size(), "i->compact < m_compact_index.size()", kFile, __LINE__)) {
+      continue;
+    }
+    m_id_index[i->id] = i;
+    m_compact_index[i->compact] = i;
+    m_map.m_packed[i->id] = {static_cast<std::uint16_t>(i->compact + 1), i->type};
+    m_map.m_name_index.insert_or_assign(i->name, i);
+  }
+}
+
+namespace detail {
+namespace {
+
+// Opening a directory succeeds where reading from it then fails in ways that look like an empty or endless file.
+bool isDirectory(const std::string& path) {
+  std::error_code error;
+  return std::filesystem::is_directory(path, error);
+}
+
+struct FileCloser {
+  void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+};
+
+/// The text of the first child element called `name`; null when there is none or it is empty.
+const char* childText(const TiXmlElement& entry, const char* name) {
+  const TiXmlElement* child = entry.FirstChildElement(name);
+  return child != nullptr ? child->GetText() : nullptr;
+}
+
+}  // namespace
+
+void loadTextStream(MD_FieldMap& map, std::istream& text, const std::string& name) {
+  const TypeMap types;
+  FieldMapLoader loader(map, types, name);
+  std::string fieldName;
+  std::uint16_t id = 0;
+  std::string typeName;
+  while (text >> fieldName >> id >> typeName) {
+    loader.accept(fieldName, id, typeName);
+  }
+  loader.finish();
+}
+
+void loadTextFile(MD_FieldMap& map, const std::string& path) {
+  std::ifstream file;
+  if (!isDirectory(path)) {
+    file.open(path, std::ios::in | std::ios::binary);
+  }
+  if (!file.is_open()) {
+    throw std::runtime_error("Unable to open file: " + path);
+  }
+  // Ids are plain digits whatever the process's global locale does with numbers.
+  file.imbue(std::locale::classic());
+  loadTextStream(map, file, path);
+}
+
+void loadXmlFile(MD_FieldMap& map, const std::string& path) {
+  if (path.empty()) {
+    return;
+  }
+  const TypeMap& types = TypeMap::shared();
+  TiXmlDocument document(path);
+  const std::unique_ptr<std::FILE, FileCloser> file(isDirectory(path) ? nullptr : std::fopen(path.c_str(), "rb"));
+  if (file == nullptr || !document.LoadFile(file.get())) {
+    throw std::runtime_error("Failed to load field def file: " + path);
+  }
+  FieldMapLoader loader(map, types, path);
+  const TiXmlElement* root = document.FirstChildElement();
+  const TiXmlElement* fields = root != nullptr ? root->FirstChildElement("FieldDefinition") : nullptr;
+  const TiXmlElement* entry = fields != nullptr ? fields->FirstChildElement("Entry") : nullptr;
+  for (; entry != nullptr; entry = entry->NextSiblingElement("Entry")) {
+    const char* name = childText(*entry, "Name");
+    const char* code = childText(*entry, "Code");
+    const char* type = childText(*entry, "Type");
+    if (name != nullptr && code != nullptr && type != nullptr) {
+      loader.accept(name, static_cast<std::uint16_t>(std::strtoll(code, nullptr, 10)), type);
+    }
+  }
+  loader.finish();
+}
+
+}  // namespace detail
+}  // namespace MD

@@ -1,0 +1,48 @@
+// Definition files into the dictionary: what the two formats have in common, and the formats.
+#ifndef MD_SRC_FIELD_LOADER_H
+#define MD_SRC_FIELD_LOADER_H
+
+#include <cstdint>
+
+#include <istream>
+#include <string>
+
+#include "md/md_fieldmap.h"
+#include "md_typemap.h"
+
+namespace MD {
+
+/// One load into a dictionary: hands out compact numbers in file order, then rebuilds the indexes.
+class FieldMapLoader {
+ public:
+  /// @param source  names the file in error texts
+  FieldMapLoader(MD_FieldMap& map, const detail::TypeMap& types, const std::string& source);
+  FieldMapLoader(const FieldMapLoader&) = delete;
+  FieldMapLoader& operator=(const FieldMapLoader&) = delete;
+
+  /// Takes an entry over; one whose type has no such name is skipped and uses no compact number. The first entry of
+  /// an id wins, a later one still uses a compact number.
+  /// @throws std::runtime_error when the compact numbers are used up
+  void accept(std::string name, std::uint16_t id, const std::string& typeName);
+
+  /// Rebuilds all indexes from the rows.
+  void finish();
+
+ private:
+  MD_FieldMap& m_map;
+  const detail::TypeMap& m_types;
+  const std::string& m_source;
+};
+
+namespace detail {
+
+/// @throws std::runtime_error "Unable to open file: " and the path
+void loadTextFile(MD_FieldMap& map, const std::string& path);
+void loadTextStream(MD_FieldMap& map, std::istream& text, const std::string& name);
+/// Does nothing for an empty path. @throws std::runtime_error "Failed to load field def file: " and the path
+void loadXmlFile(MD_FieldMap& map, const std::string& path);
+
+}  // namespace detail
+}  // namespace MD
+
+#endif

@@ -1,0 +1,144 @@
+#include "md/md_message.h"
+
+#include <ostream>
+#include <utility>
+
+#include "assertion.h"
+#include "message_printer.h"
+#include "report.h"
+
+namespace MD {
+namespace {
+
+constexpr const char* kFile = "md_message/src/md_message";
+
+/// Calls `use` with a value-initialised object of the value type that `type` stands for. Any other type fails the
+/// assertion "0" of `assertionLine` (none when that is 0).
+/// @return what `use` returned, or false
+template <class Use>
+bool withValueOfType(std::uint8_t type, unsigned assertionLine, Use use) {
+  switch (type) {
+#define MD_CASE(T, name, code) \
+  case code:                   \
+    return use(T{});
+    MD_VALUE_TYPES(MD_CASE)
+#undef MD_CASE
+    default:
+      if (assertionLine != 0) {
+        detail::assertionFailed("0", kFile, assertionLine);
+      }
+      return false;
+  }
+}
+
+}  // namespace
+
+const MD_Message::Allocator MD_Message::DEFAULT_ALLOCATOR;
+
+MD_Message::MD_Message() : MD_Message(DEFAULT_ALLOCATOR) {}
+
+MD_Message::MD_Message(const Allocator& allocator)
+    : m_map(&MD_FieldMap::instance()), m_data(true, allocator.first), m_optimizer(true, allocator.second) {}
+
+MD_Message::~MD_Message() = default;
+
+bool MD_Message::get(std::uint16_t id, std::string& out) const {
+  String text;
+  if (!getImpl(id, text)) {
+    return false;
+  }
+  out.assign(text.data, text.length);
+  return true;
+}
+
+bool MD_Message::readVariant(std::uint16_t id, MD_Variant& out, Unreadable unreadable) const {
+  const FIELDS::packed_rec field = m_map->packed(id);
+  if (!field.isKnown()) {
+    return false;
+  }
+  return withValueOfType(field.type, unreadable == Unreadable::IsAssertedAgainst ? 177 : 0, [&](auto value) {
+    if (!getImpl(id, value)) {
+      return false;
+    }
+    out.set(value);
+    return true;
+  });
+}
+
+bool MD_Message::get(std::uint16_t id, MD_Variant& out) const {
+  return readVariant(id, out, Unreadable::IsAssertedAgainst);
+}
+
+bool MD_Message::add(std::uint16_t id, const MD_Variant& value) {
+  return withValueOfType(m_map->packed(id).type, 217,
+                         [&](auto sample) { return addImpl(id, value.get<decltype(sample)>()); });
+}
+
+bool MD_Message::update(std::uint16_t id, const MD_Variant& value) {
+  return withValueOfType(m_map->packed(id).type, 257,
+                         [&](auto sample) { return updateImpl(id, value.get<decltype(sample)>()); });
+}
+
+void MD_Message::get_field_ids(std::vector<std::uint16_t>& ids) const {
+  ids.clear();
+  getFieldIdsImpl(ids);
+}
+
+void MD_Message::swap(MD_Message& other) noexcept {
+  m_data.swap(other.m_data);
+  m_optimizer.swap(other.m_optimizer);
+}
+
+void MD_Message::print() const {}
+
+void MD_Message::printError(std::uint16_t id, std::uint8_t type, std::size_t sizeBytes) const {
+  detail::report(detail::fieldLines(id, type, sizeBytes));
+}
+
+MD_Message::const_iterator MD_Message::begin() const {
+  std::vector<std::uint16_t> ids;
+  getFieldIdsImpl(ids);
+  return {*this, std::move(ids), Unreadable::IsAssertedAgainst};
+}
+
+MD_Message::const_iterator MD_Message::end() const { return {*this, {}, Unreadable::IsAssertedAgainst}; }
+
+MD_Message::const_iterator::const_iterator(const MD_Message& message, std::vector<std::uint16_t> ids,
+                                           Unreadable unreadable)
+    : m_message(&message), m_ids(std::move(ids)), m_unreadable(unreadable) {
+  m_ids.push_back(kEnd);
+  load();
+}
+
+void MD_Message::const_iterator::load() {
+  m_field.id = m_ids[m_index];
+  m_field.value.clear();
+  if (m_field.id == kEnd) {
+    return;
+  }
+  const bool b = m_message->readVariant(m_field.id, m_field.value, m_unreadable);
+  if (m_unreadable == Unreadable::IsAssertedAgainst) {
+    detail::check(b, "b == true", kFile, __LINE__);
+  }
+}
+
+MD_Message::const_iterator& MD_Message::const_iterator::operator++() {
+  if (m_field.id != kEnd) {
+    ++m_index;
+    load();
+  }
+  return *this;
+}
+
+MD_Message::const_iterator MD_Message::const_iterator::operator++(int) {
+  const_iterator before = *this;
+  ++*this;
+  return before;
+}
+
+std::ostream& operator<<(std::ostream& out, const MD_Message& message) {
+  MessagePrinter::print(out, message, true);
+  return out;
+}
+
+}  // namespace MD

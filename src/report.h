@@ -1,0 +1,48 @@
+// Diagnostics on standard error. A report is composed whole and written in one piece, so that the reports of two threads
+// never interleave.
+#ifndef MD_SRC_REPORT_H
+#define MD_SRC_REPORT_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include <atomic>
+#include <string>
+#include <string_view>
+
+namespace MD::detail {
+
+/// The three lines that follow every report about a field. The type goes out as the raw byte.
+std::string fieldLines(std::uint16_t id, std::uint8_t type, std::size_t sizeBytes);
+
+/// Writes `text` to standard error.
+void report(std::string_view text);
+
+/// Writes `line`, a line end and the field's three lines.
+void reportField(std::string_view line, std::uint16_t id, std::uint8_t type, std::size_t sizeBytes);
+
+/// Counts the reports of bad fields, one counter an encoding and process: hostile input must not fill a log.
+class BadFieldReports {
+ public:
+  /// Counts one report, unless 101 have been written.
+  /// @return whether to write it
+  bool admit() noexcept {
+    int written = m_written.load(std::memory_order_relaxed);
+    while (written <= kLimit) {
+      if (m_written.compare_exchange_weak(written, written + 1, std::memory_order_relaxed)) {
+        return true;
+      }
+    }
+    return false;
+  }
+  bool isBelowLimit() const noexcept { return m_written.load(std::memory_order_relaxed) <= kLimit; }
+
+ private:
+  static constexpr int kLimit = 100;
+
+  std::atomic<int> m_written{0};
+};
+
+}  // namespace MD::detail
+
+#endif
