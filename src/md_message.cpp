@@ -31,6 +31,22 @@ bool withValueOfType(std::uint8_t type, unsigned assertionLine, Use use) {
   }
 }
 
+/// The line under which a failed copy of a value type is filed: those of one type lie ten behind those of the one
+/// before.
+constexpr unsigned copyAssertionLine(DATATYPES::Code type) noexcept {
+#define MD_CODE(T, name, code) code,
+  constexpr DATATYPES::Code kSlotOrder[] = {MD_VALUE_TYPES(MD_CODE)};
+#undef MD_CODE
+  unsigned line = 300;
+  for (const DATATYPES::Code code : kSlotOrder) {
+    if (code == type) {
+      break;
+    }
+    line += 10;
+  }
+  return line;
+}
+
 }  // namespace
 
 const MD_Message::Allocator MD_Message::DEFAULT_ALLOCATOR;
@@ -77,6 +93,37 @@ bool MD_Message::add(std::uint16_t id, const MD_Variant& value) {
 bool MD_Message::update(std::uint16_t id, const MD_Variant& value) {
   return withValueOfType(m_map->packed(id).type, 257,
                          [&](auto sample) { return updateImpl(id, value.get<decltype(sample)>()); });
+}
+
+void MD_Message::copyMsg(const MD_Message& source) {
+  std::vector<std::uint16_t> ids;
+  source.getFieldIdsImpl(ids);
+  for (const std::uint16_t id : ids) {
+    withValueOfType(m_map->packed(id).type, 389, [&](auto value) {
+      constexpr unsigned kLine = copyAssertionLine(detail::kTypeCode<decltype(value)>);
+      bool b = source.getImpl(id, value);
+      if (!detail::check(b, "b == true", kFile, kLine)) {
+        return false;
+      }
+      b = addImpl(id, value) || updateImpl(id, value);
+      return detail::check(b, "b == true", kFile, kLine + 3);
+    });
+  }
+}
+
+bool MD_Message::getWND(std::uint16_t whole_id, std::uint16_t numerator_id, std::uint16_t denominator_id,
+                        double& out) const {
+  std::int32_t whole = 0;
+  std::int32_t numerator = 0;
+  std::int32_t denominator = 100;
+  const bool hasWhole = getImpl(whole_id, whole);
+  const bool hasNumerator = getImpl(numerator_id, numerator);
+  const bool hasDenominator = getImpl(denominator_id, denominator);
+  if (!hasWhole && !hasNumerator && !hasDenominator) {
+    return false;
+  }
+  out = double{1} * numerator / denominator + whole;
+  return true;
 }
 
 void MD_Message::get_field_ids(std::vector<std::uint16_t>& ids) const {
@@ -137,7 +184,7 @@ MD_Message::const_iterator MD_Message::const_iterator::operator++(int) {
 }
 
 std::ostream& operator<<(std::ostream& out, const MD_Message& message) {
-  MessagePrinter::print(out, message, true);
+  MessagePrinter(out, message, MessagePrinter::kPlainMode, true).print(message.begin());
   return out;
 }
 

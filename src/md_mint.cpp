@@ -4,27 +4,29 @@
 #include <string>
 
 #include "record_message.h"
+#include "value_codec.h"
 
 namespace MD {
 
-// Record: field id u16, value length u8, value; little-endian, the machine's own order.
-struct mInt::Layout {
+// Record: field id u16, value length u8, value; little-endian. The dictionary alone knows the type.
+struct mInt::Layout : detail::ValueCodec<boost::endian::order::little> {
+  using Values = detail::ValueCodec<boost::endian::order::little>;
+  using Values::decode;
+  using Values::valueBytes;
+
   static constexpr std::uint8_t kHeader[] = {6};
   static constexpr const char* kAddRefused = "mInt Error: Attempting to ADD a field with incorrect id!";
-  static constexpr const char* kUpdateRefused = "";
+  static constexpr const char* kUpdateRefused = "";  // no update is
   static constexpr bool kEmptyMessageBeforeEmptyList = true;
   static constexpr bool kMoveLeavesEmptyMessage = false;
   static constexpr std::uint64_t kMaxValueBytes = 255;
-
-  using View = detail::ByteView;
-  using Head = detail::RecordHead;
 
   static std::uint16_t id(const View& view, std::uint64_t position) noexcept {
     return view.load<std::uint16_t>(position);
   }
 
   static Head head(const View& view, std::uint64_t position, std::uint8_t dictionaryType) noexcept {
-    return {position, view.load<std::uint8_t>(position + 2), headBytes<char>(), dictionaryType};
+    return {position, view.load<std::uint8_t>(position + 2), 3, dictionaryType};
   }
 
   template <class T>
@@ -32,17 +34,12 @@ struct mInt::Layout {
     return 3;
   }
 
+  // Small integers are stored short, negative ones never.
   static constexpr std::uint64_t valueBytes(std::int32_t value) noexcept {
     if (value < 0 || value > std::numeric_limits<std::int16_t>::max()) {
       return 4;
     }
     return value > std::numeric_limits<std::int8_t>::max() ? 2 : 1;
-  }
-  static constexpr std::uint64_t valueBytes(StringView16 value) noexcept { return std::uint64_t{value.length} + 1; }
-  static constexpr std::uint64_t valueBytes(BufferView16 value) noexcept { return value.length; }
-  template <class T>
-  static constexpr std::uint64_t valueBytes(T) noexcept {
-    return sizeof(T);
   }
 
   // Only an integer of full width is overwritten: a shorter one moves to the end whatever its new value.
@@ -76,16 +73,6 @@ struct mInt::Layout {
     overwrite(out, value);
   }
 
-  static void overwrite(detail::ByteWriter out, StringView16 value) noexcept {
-    out.put(value.data, value.length);
-    out.put('\0');
-  }
-  static void overwrite(detail::ByteWriter out, BufferView16 value) noexcept { out.put(value.data, value.length); }
-  template <class T>
-  static void overwrite(detail::ByteWriter out, T value) noexcept {
-    out.put(value);
-  }
-
   static bool decode(const View& view, const Head& head, std::int32_t& out) noexcept {
     switch (head.valueBytes) {
       case 4:
@@ -100,21 +87,6 @@ struct mInt::Layout {
       default:
         return false;
     }
-  }
-  static bool decode(const View& view, const Head& head, StringView16& out) noexcept {
-    const auto length = static_cast<std::uint16_t>(head.valueBytes == 0 ? 0 : head.valueBytes - 1);
-    out = {reinterpret_cast<const char*>(view.at(head.valuePosition())), length};
-    return true;
-  }
-  static bool decode(const View& view, const Head& head, BufferView16& out) noexcept {
-    out = {view.at(head.valuePosition()), static_cast<std::uint16_t>(head.valueBytes)};
-    return true;
-  }
-  // The stored length is not compared with the type's: a record that is too short reads on into the next ones.
-  template <class T>
-  static bool decode(const View& view, const Head& head, T& out) noexcept {
-    out = view.load<T>(head.valuePosition());
-    return true;
   }
 
   static void refuseGet(std::uint16_t, const Head&) noexcept {}

@@ -2,7 +2,11 @@
 #ifndef MD_SRC_MESSAGE_PRINTER_H
 #define MD_SRC_MESSAGE_PRINTER_H
 
+#include <cstdint>
+
 #include <iosfwd>
+#include <string>
+#include <string_view>
 
 #include "md/md_message.h"
 
@@ -10,14 +14,30 @@ namespace MD {
 
 class MessagePrinter {
  public:
-  /// Prints one line a field.
-  static void print(std::ostream& out, const MD_Message& message, bool names);
+  static constexpr std::int32_t kPlainMode = 0;
+  static constexpr std::int32_t kPriceMode = 1;
 
-  /// The same for a message of received bytes: a field whose value cannot be read prints as an empty variant.
-  static void dump(std::ostream& out, const MD_Message& message);
+  /// @param names  whether to print names instead of ids where the dictionary has them
+  MessagePrinter(std::ostream& out, const MD_Message& message, std::int32_t mode, bool names)
+      : m_out(out), m_message(message), m_mode(mode), m_names(names) {}
+
+  /// Prints one line for each field from `field` on.
+  void print(MD_Message::const_iterator field);
+
+  /// The fields of a message of received bytes: one whose value cannot be read comes as an empty variant.
+  static MD_Message::const_iterator tolerantBegin(const MD_Message& message);
 
  private:
-  static void printFields(std::ostream& out, MD_Message::const_iterator field, const MD_Message& message, bool names);
+  void printLine(const MD_Message::const_iterator::Field& field);
+  bool printPrice(std::string_view name, const MD_Variant& value);
+  void printLabel(std::string_view label);
+  bool isShownInPrice(std::string_view name, std::uint16_t id) const;
+  bool readInt(const std::string& name, std::int32_t& out) const;
+
+  std::ostream& m_out;
+  const MD_Message& m_message;
+  std::int32_t m_mode;
+  bool m_names;
 };
 
 namespace detail {

@@ -117,18 +117,18 @@ void RecordMessage<Encoding>::getFieldIdsImpl(std::vector<std::uint16_t>& out) c
   Records(*this).ids(out);
 }
 
-#define MD_SLOT(T, name, code)                                                 \
-  template <class Encoding>                                                    \
-  bool RecordMessage<Encoding>::getImpl(std::uint16_t id, T& out) const {      \
-    return Records(*this).read(id, out);                                       \
-  }                                                                            \
-  template <class Encoding>                                                    \
-  bool RecordMessage<Encoding>::addImpl(std::uint16_t id, T value) {           \
-    return Records(*this).add(id, value);                                      \
-  }                                                                            \
-  template <class Encoding>                                                    \
-  bool RecordMessage<Encoding>::updateImpl(std::uint16_t id, T value) {        \
-    return Records(*this).update(id, value);                                   \
+#define MD_SLOT(T, name, code)                                            \
+  template <class Encoding>                                               \
+  bool RecordMessage<Encoding>::getImpl(std::uint16_t id, T& out) const { \
+    return Records(*this).read(id, out);                                  \
+  }                                                                       \
+  template <class Encoding>                                               \
+  bool RecordMessage<Encoding>::addImpl(std::uint16_t id, T value) {      \
+    return Records(*this).add(id, value);                                 \
+  }                                                                       \
+  template <class Encoding>                                               \
+  bool RecordMessage<Encoding>::updateImpl(std::uint16_t id, T value) {   \
+    return Records(*this).update(id, value);                              \
   }
 MD_VALUE_TYPES(MD_SLOT)
 #undef MD_SLOT

@@ -13,7 +13,8 @@ std::string fieldLines(std::uint16_t id, std::uint8_t type, std::size_t sizeByte
 }
 
 void report(std::string_view text) {
-  // A stream of the caller's own behind std::cerr need not be safe for two threads. Never destroyed, for reports at exit.
+  // A stream of the caller's own behind std::cerr need not be safe for two threads. Never destroyed, for reports at
+  // exit.
   static auto& mutex = *new std::mutex;
   const std::lock_guard<std::mutex> lock(mutex);
   std::cerr.write(text.data(), static_cast<std::streamsize>(text.size())).flush();

@@ -1,5 +1,5 @@
-// Diagnostics on standard error. A report is composed whole and written in one piece, so that the reports of two threads
-// never interleave.
+// Diagnostics on standard error. A report is composed whole and written in one piece, so that the reports of two
+// threads never interleave.
 #ifndef MD_SRC_REPORT_H
 #define MD_SRC_REPORT_H
 

@@ -3,8 +3,8 @@
 /// message is its serialised bytes at every moment. It owns its contents and borrows the memory from pools. One message
 /// belongs to one thread at a time; different messages are independent.
 ///
-/// No operation on a field throws for bad data: it returns false (or null) and may write a diagnostic to standard error.
-/// When memory runs out std::bad_alloc leaves the message as it was.
+/// No operation on a field throws for bad data: it returns false (or null) and may write a diagnostic to standard
+/// error. When memory runs out std::bad_alloc leaves the message as it was.
 #ifndef MD_MESSAGE_H
 #define MD_MESSAGE_H
 
@@ -38,12 +38,31 @@ class MD_API MD_Message {
   using Buffer = BufferView16;
 
   /// The pools a message borrows from: of buffers, and of field tables. Empty pointers mean the shared pools.
-  using Allocator = std::pair<std::shared_ptr<ReusableContainer<MsgData>>, std::shared_ptr<ReusableContainer<Optimizer>>>;
+  using Allocator =
+      std::pair<std::shared_ptr<ReusableContainer<MsgData>>, std::shared_ptr<ReusableContainer<Optimizer>>>;
 
   /// Both pointers empty.
   static const Allocator DEFAULT_ALLOCATOR;
 
   class const_iterator;
+
+  // Factories. Each returns an owning pointer, empty for a code that is none of the three encodings'. ---------------
+
+  /// A new empty message of the encoding `code`: 1 `IterMap`, 6 `mInt`, 70 `MsgT`.
+  static std::unique_ptr<MD_Message> createFromPB(std::uint8_t code);
+
+  /// A message that holds a copy of received bytes, in the encoding that the first byte names. Null or no bytes give an
+  /// empty pointer.
+  /// @param allocator  the pools to borrow from; an `IterMap` uses the shared ones whatever it says
+  static std::unique_ptr<MD_Message> createFromBytes(const std::uint8_t* bytes, std::uint32_t sizeBytes,
+                                                     const Allocator& allocator);
+  static std::unique_ptr<MD_Message> createFromBytes(const std::uint8_t* bytes, std::uint32_t sizeBytes);
+
+  /// A new empty message of the site's preferred encoding: the number that stands in "message/preferred.conf" on the
+  /// configuration search path, `MsgT` when there is none. A number from 1 to 70 that is no encoding's is accepted and
+  /// gives an empty pointer, so test the result. Thread-safe.
+  /// @param cached  whether to read the file once in the life of the process instead of on every call
+  static std::unique_ptr<MD_Message> createPreferred(bool cached);
 
   // The virtual slots, in their order. ------------------------------------------------------------------------------
 
@@ -134,8 +153,8 @@ class MD_API MD_Message {
   bool addString(std::uint16_t id, const std::string& text) { return add(id, text); }
   bool addString(std::uint16_t id, const char* text) { return add(id, text); }
 
-  /// Replaces a field's value, or adds the field when it is absent. A value of another length moves the field to the end
-  /// of the message.
+  /// Replaces a field's value, or adds the field when it is absent. A value of another length moves the field to the
+  /// end of the message.
 #define MD_FRONT_END(T, name, code) \
   bool update(std::uint16_t id, T value) { return updateImpl(id, value); }
   MD_VALUE_TYPES(MD_FRONT_END)
@@ -148,11 +167,20 @@ class MD_API MD_Message {
   bool updateString(std::uint16_t id, const std::string& text) { return update(id, text); }
   bool updateString(std::uint16_t id, const char* text) { return update(id, text); }
 
-  /// The same with a value of the type that the dictionary declares, whatever that is. Asserts that it is one of the nine
-  /// value types and, for add and update, that the variant holds that type.
+  /// The same with a value of the type that the dictionary declares, whatever that is. Asserts that it is one of the
+  /// nine value types and, for add and update, that the variant holds that type.
   bool get(std::uint16_t id, MD_Variant& out) const;
   bool add(std::uint16_t id, const MD_Variant& value);
   bool update(std::uint16_t id, const MD_Variant& value);
+
+  /// Copies every field of `source`, of any encoding: fields that both hold take its value, other fields of this
+  /// message stay. Asserts that each field can be read there and stored here.
+  void copyMsg(const MD_Message& source);
+
+  /// Reads a price kept as three `INT` fields: whole + numerator / denominator. An absent whole or numerator counts as
+  /// 0, an absent denominator as 100; a stored denominator of 0 divides as doubles do.
+  /// @return false, `out` unchanged, when none of the three can be read
+  bool getWND(std::uint16_t whole_id, std::uint16_t numerator_id, std::uint16_t denominator_id, double& out) const;
 
   /// The number of fields that can be found.
   std::size_t fieldCount() const { return m_optimizer->get_field_count(); }

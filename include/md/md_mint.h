@@ -19,8 +19,9 @@ class MD_API mInt final : public RecordMessage<mInt> {
   ~mInt() override;
 
  private:
+  friend class MD_Message;
   friend class RecordMessage<mInt>;
-  struct Layout;
+  struct MD_LOCAL Layout;
 
   explicit mInt(const Allocator& allocator);
 };

@@ -30,7 +30,8 @@ class MD_API MsgData {
   /// Bytes allocated.
   std::uint64_t capacity() const noexcept { return m_capacity; }
 
-  /// Inserts [first, last) before `pos`, which points into this buffer or at its end. The bytes may be this buffer's own.
+  /// Inserts [first, last) before `pos`, which points into this buffer or at its end. The bytes may be this buffer's
+  /// own.
   void insert(std::uint8_t* pos, const std::uint8_t* first, const std::uint8_t* last);
 
   /// Removes [first, last).

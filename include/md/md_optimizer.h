@@ -12,8 +12,8 @@
 
 namespace MD {
 
-/// One 64-bit value for each field of the dictionary, 0 for an absent one. A look-up is two array reads. Operations that
-/// take a `packed_rec` are the same ones for callers that have looked the field up already.
+/// One 64-bit value for each field of the dictionary, 0 for an absent one. A look-up is two array reads. Operations
+/// that take a `packed_rec` are the same ones for callers that have looked the field up already.
 class MD_API Optimizer {
  public:
   /// All fields absent, over `MD_FieldMap::instance()`.

@@ -43,15 +43,15 @@ struct BufferView16 {
 
 /// Expands X(C++ type, name of the type in function names, type code) for the nine value types, in the order of the
 /// virtual slots of `MD_Message`.
-#define MD_VALUE_TYPES(X)                                     \
-  X(char, Char, ::MD::DATATYPES::CHAR)                        \
-  X(std::int32_t, Int, ::MD::DATATYPES::INT)                  \
-  X(std::int64_t, Int64, ::MD::DATATYPES::INT64)              \
-  X(float, Float, ::MD::DATATYPES::FLOAT)                     \
-  X(double, Double, ::MD::DATATYPES::DOUBLE)                  \
-  X(::MD::StringView16, String, ::MD::DATATYPES::STRING)      \
-  X(::MD::BufferView16, Buffer, ::MD::DATATYPES::BUFFER)      \
-  X(::MD::MD_DateTime, DateTime, ::MD::DATATYPES::DATETIME)   \
+#define MD_VALUE_TYPES(X)                                   \
+  X(char, Char, ::MD::DATATYPES::CHAR)                      \
+  X(std::int32_t, Int, ::MD::DATATYPES::INT)                \
+  X(std::int64_t, Int64, ::MD::DATATYPES::INT64)            \
+  X(float, Float, ::MD::DATATYPES::FLOAT)                   \
+  X(double, Double, ::MD::DATATYPES::DOUBLE)                \
+  X(::MD::StringView16, String, ::MD::DATATYPES::STRING)    \
+  X(::MD::BufferView16, Buffer, ::MD::DATATYPES::BUFFER)    \
+  X(::MD::MD_DateTime, DateTime, ::MD::DATATYPES::DATETIME) \
   X(::MD::MD_EpochNS, EpochNS, ::MD::DATATYPES::EPOCH_NSEC)
 
 namespace MD::detail {

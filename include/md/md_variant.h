@@ -52,10 +52,10 @@ class MD_API MD_Variant {
   ~MD_Variant() { clear(); }
 
   /// Values of types that dictionaries know and messages do not carry.
-  static MD_Variant ofShort(std::int16_t value);              ///< tag `SHORT`
-  static MD_Variant ofUnsigned(std::uint32_t value);          ///< tag `UINT`
-  static MD_Variant ofUnsignedLong(std::uint64_t value);      ///< tag `ULONG_INT`
-  static MD_Variant ofFoldedInts(const FoldedInts& value);    ///< tag `FOLDED_INT`
+  static MD_Variant ofShort(std::int16_t value);            ///< tag `SHORT`
+  static MD_Variant ofUnsigned(std::uint32_t value);        ///< tag `UINT`
+  static MD_Variant ofUnsignedLong(std::uint64_t value);    ///< tag `ULONG_INT`
+  static MD_Variant ofFoldedInts(const FoldedInts& value);  ///< tag `FOLDED_INT`
 
   void swap(MD_Variant& other) noexcept;
 
@@ -71,8 +71,9 @@ class MD_API MD_Variant {
 #undef MD_SET
   void set(const std::string& value);
 
-  /// The value as a `T`: one of the nine value types (views point into the variant) or std::string. Asserts that the tag
-  /// is that of `T`; when the assertion's handler returns, in-place values are read as the bits held and others are empty.
+  /// The value as a `T`: one of the nine value types (views point into the variant) or std::string. Asserts that the
+  /// tag is that of `T`; when the assertion's handler returns, in-place values are read as the bits held and others are
+  /// empty.
   template <class T>
   T get() const;
 

@@ -1,0 +1,89 @@
+// How values lie in a record: fixed widths, strings with a NUL behind them, plain buffers.
+#ifndef MD_SRC_VALUE_CODEC_H
+#define MD_SRC_VALUE_CODEC_H
+
+#include <cstdint>
+#include <cstring>
+
+#include <limits>
+#include <type_traits>
+
+#include <boost/endian/conversion.hpp>
+
+#include "byte_view.h"
+#include "md/md_value_types.h"
+#include "record_store.h"
+
+namespace MD::detail {
+
+static_assert(boost::endian::order::native == boost::endian::order::little,
+              "records are written in the machine's own order, which the wire wants little-endian");
+
+/// @tparam Numbers  the wire's order of integers and floating-point numbers; date-times and epoch times always lie as
+///                  in memory
+template <boost::endian::order Numbers>
+struct ValueCodec {
+  using View = ByteView;
+  using Head = RecordHead;
+
+  static constexpr std::uint64_t valueBytes(StringView16 value) noexcept { return std::uint64_t{value.length} + 1; }
+  static constexpr std::uint64_t valueBytes(BufferView16 value) noexcept { return value.length; }
+  template <class T>
+  static constexpr std::uint64_t valueBytes(T) noexcept {
+    return sizeof(T);
+  }
+
+  static void overwrite(ByteWriter out, StringView16 value) noexcept {
+    out.put(value.data, value.length);
+    out.put('\0');
+  }
+  static void overwrite(ByteWriter out, BufferView16 value) noexcept { out.put(value.data, value.length); }
+  template <class T>
+  static void overwrite(ByteWriter out, T value) noexcept {
+    if constexpr (kSwaps<T>) {
+      Word<T> word;
+      std::memcpy(&word, &value, sizeof word);
+      out.put(boost::endian::endian_reverse(word));
+    } else {
+      out.put(value);
+    }
+  }
+
+  // Lengths that do not fit a view's 16 bits come from the wire only; no write makes them.
+  static bool decode(const View& view, const Head& head, StringView16& out) noexcept {
+    const std::uint64_t length = head.valueBytes == 0 ? 0 : head.valueBytes - 1;
+    if (length > std::numeric_limits<std::uint16_t>::max()) {
+      return false;
+    }
+    out = {reinterpret_cast<const char*>(view.at(head.valuePosition())), static_cast<std::uint16_t>(length)};
+    return true;
+  }
+  static bool decode(const View& view, const Head& head, BufferView16& out) noexcept {
+    if (head.valueBytes > std::numeric_limits<std::uint16_t>::max()) {
+      return false;
+    }
+    out = {view.at(head.valuePosition()), static_cast<std::uint16_t>(head.valueBytes)};
+    return true;
+  }
+  // The stored length is not compared with the type's: a record that is too short reads on into the next ones.
+  template <class T>
+  static bool decode(const View& view, const Head& head, T& out) noexcept {
+    if constexpr (kSwaps<T>) {
+      const auto word = boost::endian::endian_reverse(view.load<Word<T>>(head.valuePosition()));
+      std::memcpy(&out, &word, sizeof out);
+    } else {
+      out = view.load<T>(head.valuePosition());
+    }
+    return true;
+  }
+
+ private:
+  template <class T>
+  static constexpr bool kSwaps = Numbers == boost::endian::order::big&& std::is_arithmetic_v<T> && sizeof(T) != 1;
+  template <class T>
+  using Word = std::conditional_t<sizeof(T) == 4, std::uint32_t, std::uint64_t>;
+};
+
+}  // namespace MD::detail
+
+#endif
