@@ -1,0 +1,10 @@
+# Runs PROGRAM and compares its standard output with the file EXPECTED; EMULATOR, where set, runs the program.
+execute_process(COMMAND ${EMULATOR} ${PROGRAM} OUTPUT_VARIABLE output ERROR_VARIABLE errors RESULT_VARIABLE status)
+if(NOT status EQUAL 0)
+  message(FATAL_ERROR "${PROGRAM} ended with ${status}:\n${output}${errors}")
+endif()
+string(REPLACE "\r\n" "\n" output "${output}")
+file(READ "${EXPECTED}" expected)
+if(NOT output STREQUAL expected)
+  message(FATAL_ERROR "${PROGRAM} printed:\n${output}\nexpected (${EXPECTED}):\n${expected}")
+endif()
