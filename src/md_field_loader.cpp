@@ -1,9 +1,11 @@
 #include "md_field_loader.h"
 
+#include <sys/stat.h>
+#include <sys/types.h>
+
 #include <cstdio>
 #include <cstdlib>
 
-#include <filesystem>
 #include <fstream>
 #include <limits>
 #include <locale>
@@ -64,10 +66,11 @@ void FieldMapLoader::finish() {
 namespace detail {
 namespace {
 
-// Opening a directory succeeds where reading from it then fails in ways that look like an empty or endless file.
+// Opening a directory succeeds where reading from it then fails in ways that look like an empty or endless file. Asked
+// of the C runtime, which reads a narrow path as opening it does; std::filesystem takes it for UTF-8 on some platforms.
 bool isDirectory(const std::string& path) {
-  std::error_code error;
-  return std::filesystem::is_directory(path, error);
+  struct stat status;
+  return stat(path.c_str(), &status) == 0 && (status.st_mode & S_IFMT) == S_IFDIR;
 }
 
 struct FileCloser {

@@ -20,18 +20,27 @@ struct mInt::Layout : detail::ValueCodec<boost::endian::order::little> {
   static constexpr bool kEmptyMessageBeforeEmptyList = true;
   static constexpr bool kMoveLeavesEmptyMessage = false;
   static constexpr std::uint64_t kMaxValueBytes = 255;
+  static constexpr std::uint64_t kMaxHeadBytes = 3;
 
+  template <class View>
   static std::uint16_t id(const View& view, std::uint64_t position) noexcept {
-    return view.load<std::uint16_t>(position);
+    return view.template load<std::uint16_t>(position);
   }
 
+  template <class View>
   static Head head(const View& view, std::uint64_t position, std::uint8_t dictionaryType) noexcept {
-    return {position, view.load<std::uint8_t>(position + 2), 3, dictionaryType};
+    return {position, view.template load<std::uint8_t>(position + 2), kMaxHeadBytes, dictionaryType};
+  }
+
+  static bool step(const detail::WholeBytes& bytes, std::uint64_t position, std::uint8_t,
+                   std::uint64_t& recordBytes) noexcept {
+    recordBytes = kMaxHeadBytes + bytes.load<std::uint8_t>(position + 2);
+    return true;
   }
 
   template <class T>
   static constexpr std::uint32_t headBytes() noexcept {
-    return 3;
+    return kMaxHeadBytes;
   }
 
   // Small integers are stored short, negative ones never.
@@ -73,20 +82,26 @@ struct mInt::Layout : detail::ValueCodec<boost::endian::order::little> {
     overwrite(out, value);
   }
 
+  template <class View>
   static bool decode(const View& view, const Head& head, std::int32_t& out) noexcept {
     switch (head.valueBytes) {
       case 4:
-        out = view.load<std::int32_t>(head.valuePosition());
+        out = view.template load<std::int32_t>(head.valuePosition());
         return true;
       case 2:
-        out = view.load<std::int16_t>(head.valuePosition());
+        out = view.template load<std::int16_t>(head.valuePosition());
         return true;
       case 1:
-        out = view.load<std::uint8_t>(head.valuePosition());
+        out = view.template load<std::uint8_t>(head.valuePosition());
         return true;
       default:
         return false;
     }
+  }
+
+  template <class T>
+  static bool isWhole(const Head& head) noexcept {
+    return std::is_same_v<T, std::int32_t> || Values::isWhole<T>(head);
   }
 
   static void refuseGet(std::uint16_t, const Head&) noexcept {}

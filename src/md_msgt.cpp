@@ -14,18 +14,29 @@ struct MsgT::Layout : detail::ValueCodec<boost::endian::order::big> {
   static constexpr bool kEmptyMessageBeforeEmptyList = false;
   static constexpr bool kMoveLeavesEmptyMessage = true;
 
+  static constexpr std::uint64_t kMaxHeadBytes = 8;
+
+  template <class View>
   static std::uint16_t id(const View& view, std::uint64_t position) noexcept {
-    return boost::endian::big_to_native(view.load<std::uint16_t>(position));
+    return boost::endian::big_to_native(view.template load<std::uint16_t>(position));
   }
 
+  template <class View>
   static Head head(const View& view, std::uint64_t position, std::uint8_t) noexcept {
-    return {position, boost::endian::big_to_native(view.load<std::uint32_t>(position + 4)), headBytes<char>(),
-            view.load<std::uint8_t>(position + 3)};
+    return {position, boost::endian::big_to_native(view.template load<std::uint32_t>(position + 4)), kMaxHeadBytes,
+            view.template load<std::uint8_t>(position + 3)};
+  }
+
+  static bool step(const detail::WholeBytes& bytes, std::uint64_t position, std::uint8_t type,
+                   std::uint64_t& recordBytes) noexcept {
+    const Head stored = head(bytes, position, type);
+    recordBytes = stored.bytes();
+    return stored.type == type;
   }
 
   template <class T>
   static constexpr std::uint32_t headBytes() noexcept {
-    return 8;
+    return kMaxHeadBytes;
   }
 
   template <class T>

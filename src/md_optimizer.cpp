@@ -1,54 +1,64 @@
 #include "md/md_optimizer.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace MD {
 
-Optimizer::Optimizer() : m_map(&MD_FieldMap::instance()) { growSlots(); }
+Optimizer::Optimizer() : m_map(&MD_FieldMap::instance()) { makeRoom(); }
 
 Optimizer::Optimizer(const Optimizer& other) : Optimizer() { *this = other; }
 
 Optimizer& Optimizer::operator=(const Optimizer& other) {
   if (this != &other) {
-    if (m_slots.size() < other.m_slots.size()) {
-      m_used.reserve(2 * other.m_slots.size());
-      m_slots.resize(other.m_slots.size());
+    if (m_slotCount < other.m_slotCount) {
+      resize(other.m_slotCount);
     }
-    m_used.reserve(other.m_used.size());
     clear();
-    for (const std::uint16_t slot : other.m_used) {
+    for (std::uint32_t i = 0; i < other.m_usedCount; ++i) {
+      const std::uint16_t slot = other.m_used[i];
       m_slots[slot] = other.m_slots[slot];
+      m_used[i] = slot;
     }
-    m_used = other.m_used;
-    m_count = other.m_count;
+    m_usedCount = other.m_usedCount;
+    m_erasedCount = other.m_erasedCount;
   }
   return *this;
 }
 
-void Optimizer::clear() noexcept {
-  for (; !m_used.empty(); m_used.pop_back()) {
-    m_slots[m_used.back()] = 0;
+// A field that is erased and set again over and over (an update that changes a length does that) would make the list of
+// used slots grow without end. It has room for three times the slots and is cut back to the live ones, at most a third,
+// when an erase finds it two thirds full: nothing is ever allocated for it, and what a cut costs has been paid for by
+// as many erases.
+void Optimizer::makeRoom() {
+  const std::uint32_t needed = std::uint32_t{m_map->compactCount()} + 1;
+  if (m_slotCount < needed) {
+    resize(needed);
+  } else {
+    forgetErased();
   }
-  m_count = 0;
 }
 
-// Twice as much room for used slots as there are slots: at most half of a full list can be live, so dropping the rest
-// makes room again without ever allocating.
-void Optimizer::growSlots() {
-  const std::size_t slots = std::max(m_slots.size(), std::size_t{m_map->compactCount()} + 1);
-  m_used.reserve(2 * slots);
-  m_slots.resize(slots);
+void Optimizer::resize(std::uint32_t slotCount) {
+  auto slots = std::make_unique<std::uint64_t[]>(slotCount);
+  std::unique_ptr<std::uint16_t[]> used(new std::uint16_t[std::size_t{3} * slotCount]);
+  std::copy_n(m_slots.get(), m_slotCount, slots.get());
+  std::copy_n(m_used.get(), m_usedCount, used.get());
+  m_slots = std::move(slots);
+  m_used = std::move(used);
+  m_slotCount = slotCount;
+  m_usedCapacity = 3 * slotCount;
 }
 
-// A field that is erased and set again over and over (an update that changes a length does that) would make the list
-// grow without end.
 void Optimizer::forgetErased() noexcept {
-  m_used.clear();
-  for (std::size_t slot = 0; slot < m_slots.size(); ++slot) {
+  const std::size_t count = get_field_count();
+  m_usedCount = 0;
+  for (std::uint32_t slot = 0; slot < m_slotCount; ++slot) {
     if (m_slots[slot] != 0) {
-      m_used.push_back(static_cast<std::uint16_t>(slot));
+      m_used[m_usedCount++] = static_cast<std::uint16_t>(slot);
     }
   }
+  m_erasedCount = m_usedCount - count;
 }
 
 }  // namespace MD

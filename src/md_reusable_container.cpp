@@ -38,6 +38,64 @@ struct ReusableContainer<T>::Shared {
 template <class T>
 alignas(std::max_align_t) unsigned char ReusableContainer<T>::Shared::s_memory[sizeof(ReusableContainer<T>)];
 
+#if defined(__GNUC__) && !defined(_WIN32)
+#define MD_FAST_THREAD_LOCAL thread_local __attribute__((tls_model("initial-exec")))
+#else
+#define MD_FAST_THREAD_LOCAL thread_local
+#endif
+
+/// One idle object of the shared pool that a thread keeps at hand, so that making and destroying messages one after
+/// another takes no lock. What a thread returned last is what it is lent first, as with the pool itself.
+template <class T>
+class ReusableContainer<T>::ThreadSpare {
+ public:
+  /// @return the spare, or null
+  static T* take() noexcept { return std::exchange(s_slot.item, nullptr); }
+
+  /// Keeps `item`.
+  /// @return what has to go to the pool instead, or null
+  static T* keep(T* item) {
+    if (s_slot.state != State::Active && !activate()) {
+      return item;
+    }
+    return std::exchange(s_slot.item, item);
+  }
+
+ private:
+  // Messages may be destroyed by a thread's other objects after its spare has been handed on.
+  enum class State : unsigned char { Unused, Active, Ended };
+  struct Slot {
+    T* item;
+    State state;
+  };
+
+  struct HandsOnAtThreadEnd {
+    ~HandsOnAtThreadEnd() {
+      s_slot.state = State::Ended;
+      if (T* item = take()) {
+        Shared::instance().takeBack(item);
+      }
+    }
+    void use() const noexcept {}
+  };
+
+  static bool activate() {
+    if (s_slot.state == State::Ended) {
+      return false;
+    }
+    static thread_local const HandsOnAtThreadEnd atThreadEnd;
+    atThreadEnd.use();
+    s_slot.state = State::Active;
+    return true;
+  }
+
+  static MD_FAST_THREAD_LOCAL Slot s_slot;
+};
+
+template <class T>
+MD_FAST_THREAD_LOCAL typename ReusableContainer<T>::ThreadSpare::Slot ReusableContainer<T>::ThreadSpare::s_slot{
+    nullptr, ReusableContainer<T>::ThreadSpare::State::Unused};
+
 template <class T>
 ReusableContainer<T>::~ReusableContainer() {
   close();
@@ -106,6 +164,12 @@ ReusableContainer<T>& ReusableContainerWrapper<T>::rcInstance() {
 
 template <class T>
 void ReusableContainerWrapper<T>::set() {
+  if (m_item != nullptr) {
+    return;
+  }
+  if (!m_container) {
+    m_item = ReusableContainer<T>::ThreadSpare::take();
+  }
   if (m_item == nullptr) {
     m_item = rcInstance().lend();
   }
@@ -113,9 +177,12 @@ void ReusableContainerWrapper<T>::set() {
 
 template <class T>
 void ReusableContainerWrapper<T>::unset() {
-  if (m_item != nullptr) {
-    rcInstance().takeBack(m_item);
-    m_item = nullptr;
+  T* item = std::exchange(m_item, nullptr);
+  if (item != nullptr && !m_container) {
+    item = ReusableContainer<T>::ThreadSpare::keep(item);
+  }
+  if (item != nullptr) {
+    rcInstance().takeBack(item);
   }
 }
 

@@ -10,9 +10,7 @@ namespace MD {
 
 template <class Encoding>
 struct RecordMessage<Encoding>::Records : detail::RecordStore<typename Encoding::Layout> {
-  explicit Records(const RecordMessage& message)
-      : detail::RecordStore<typename Encoding::Layout>(message, message.bytes(), message.positions(),
-                                                       message.fieldMap()) {}
+  using detail::RecordStore<typename Encoding::Layout>::RecordStore;
 };
 
 template <class Encoding>

@@ -8,13 +8,17 @@
 //   kMoveLeavesEmptyMessage        whether moveToNew() leaves an empty message or the borrowed objects as they came
 //   id(view, position)             a record's field id
 //   head(view, position, type)     a record's head, given the dictionary's type for its id
-//   headBytes<T>()                 the length of the head that write() makes
+//   step(bytes, position, type,    the length of a record whose head lies inside the message, for walking; false when
+//        recordBytes)              the type on the wire is not the dictionary's
+//   kMaxHeadBytes                  how much step() may read
+//   headBytes<T>()                 the length of the head of a record of a `T`
 //   valueBytes(value)              the length of a value as write() stores it
 //   bytesInPlace(value)            the length a stored value must have to be overwritten
 //   holds(lengthBytes)             whether a value of that length can be stored; if not, refuseLength() says so
 //   write(out, id, length, value)  a whole record
 //   overwrite(out, value)          a value in its place
 //   decode(view, head, out)        a value that lies inside the message; false when it cannot be had
+//   isWhole<T>(head)               whether decode() keeps to the record's own bytes
 //   refuseGet(id, head)            the diagnostic of a failed read
 //   updateStep(head, type, length) what an update of a present field does
 #ifndef MD_SRC_RECORD_STORE_H
@@ -56,72 +60,78 @@ struct RecordHead {
 
 enum class UpdateStep { Overwrite, EraseAndAppend, Refuse };
 
+// Each operation has a plain case, which is all that a well-formed message ever meets, written to be inlined; the rest
+// of its rules stands in a function of its own that is kept out of the way.
+#define MD_RARE [[gnu::noinline, gnu::cold]]
+
 template <class T>
 inline constexpr bool kIsView = std::is_same_v<T, StringView16> || std::is_same_v<T, BufferView16>;
 
-/// The records of one message, for the time of one operation.
+/// The records of one message. A single pointer, and the rare cases take it by value: so a plain case keeps everything
+/// in registers.
 template <class Layout>
 class RecordStore {
  public:
   static constexpr std::uint64_t kHeaderBytes = std::size(Layout::kHeader);
 
-  /// @param message  what a dump of stripped fields prints
-  RecordStore(const MD_Message& message, MsgData& bytes, Optimizer& positions, const MD_FieldMap& map) noexcept
-      : m_message(message), m_bytes(bytes), m_positions(positions), m_map(map) {}
+  explicit RecordStore(const MD_Message& message) noexcept : m_message(&message) {}
 
   /// Whether there is nothing behind the header.
-  bool isEmpty() const noexcept { return m_bytes.size() <= kHeaderBytes; }
+  bool isEmpty() const noexcept { return data().size() <= kHeaderBytes; }
 
   /// Makes an empty message of whatever the borrowed objects hold.
-  void startEmpty() {
-    m_bytes.reserve(kHeaderBytes);
+  void startEmpty() const {
+    data().reserve(kHeaderBytes);
     writeHeader(0);
     clear();
   }
 
   /// Removes the records; the header stays as it is.
-  void clear() {
-    if (m_bytes.capacity() == 0) {
-      m_bytes.reserve(kHeaderBytes);
+  void clear() const {
+    MsgData& bytes = data();
+    if (bytes.capacity() == 0) {
+      bytes.reserve(kHeaderBytes);
       writeHeader(0);
     }
-    m_bytes.setSize(kHeaderBytes);
-    m_positions.clear();
+    bytes.setSize(kHeaderBytes);
+    positions().clear();
   }
 
   /// Writes the header, from its byte `first` on, into the buffer's memory, whatever of that is in use.
-  void writeHeader(std::uint64_t first) noexcept {
-    if (first < kHeaderBytes && m_bytes.capacity() != 0) {
-      std::memcpy(m_bytes.data() + first, std::data(Layout::kHeader) + first,
+  void writeHeader(std::uint64_t first) const noexcept {
+    MsgData& bytes = data();
+    if (first < kHeaderBytes && bytes.capacity() != 0) {
+      std::memcpy(bytes.data() + first, std::data(Layout::kHeader) + first,
                   static_cast<std::size_t>(kHeaderBytes - first));
     }
   }
 
-  /// Takes over a copy of `bytes`, which may be the buffer's own, and makes every field absent.
-  void assign(const std::uint8_t* bytes, std::uint64_t sizeBytes) {
-    const bool isOwn = m_bytes.owns(bytes);
-    const std::ptrdiff_t offset = isOwn ? bytes - m_bytes.data() : 0;
-    m_bytes.reserve(std::max(sizeBytes, kHeaderBytes));
-    m_positions.fitDictionary();
+  /// Takes over a copy of `source`, which may be the buffer's own, and makes every field absent.
+  void assign(const std::uint8_t* source, std::uint64_t sizeBytes) const {
+    MsgData& bytes = data();
+    const bool isOwn = bytes.owns(source);
+    const std::ptrdiff_t offset = isOwn ? source - bytes.data() : 0;
+    bytes.reserve(std::max(sizeBytes, kHeaderBytes));
+    positions().fitDictionary();
     if (sizeBytes != 0) {
-      std::memmove(m_bytes.data(), isOwn ? m_bytes.data() + offset : bytes, static_cast<std::size_t>(sizeBytes));
+      std::memmove(bytes.data(), isOwn ? bytes.data() + offset : source, static_cast<std::size_t>(sizeBytes));
     }
     // A header that is cut short is completed behind the end, where an add or a clear brings it into use.
     writeHeader(sizeBytes);
-    m_bytes.setSize(sizeBytes);
-    m_positions.clear();
+    bytes.setSize(sizeBytes);
+    positions().clear();
   }
 
   /// Replaces the contents by received bytes.
-  void parse(const std::uint8_t* bytes, std::uint64_t sizeBytes) {
-    assign(bytes, sizeBytes);
+  void parse(const std::uint8_t* source, std::uint64_t sizeBytes) const {
+    assign(source, sizeBytes);
     index(kHeaderBytes);
   }
 
-  bool exists(std::uint16_t id) const noexcept { return m_positions.get(id) != 0; }
+  bool exists(std::uint16_t id) const noexcept { return positions().get(id) != 0; }
 
   const std::uint8_t* locate(std::uint16_t id, std::uint8_t& type, std::uint32_t& sizeBytes) const {
-    const FIELDS::packed_rec field = m_map.packed(id);
+    const FIELDS::packed_rec field = map().packed(id);
     const std::uint64_t position = find(field);
     if (position == 0) {
       return nullptr;
@@ -129,70 +139,77 @@ class RecordStore {
     const RecordHead head = Layout::head(view(), position, field.type);
     type = head.type;
     sizeBytes = static_cast<std::uint32_t>(head.valueBytes);
-    return view().at(std::min(head.valuePosition(), m_bytes.size()));
+    return view().at(std::min(head.valuePosition(), data().size()));
   }
 
   template <class T>
   bool read(std::uint16_t id, T& out) const {
-    const FIELDS::packed_rec field = m_map.packed(id);
-    const std::uint64_t position = find(field);
-    if (position == 0) {
-      return false;
+    const FIELDS::packed_rec field = map().packed(id);
+    const std::uint64_t position = positions().get(field);
+    const std::uint64_t end = data().size();
+    // Positions are lengths of memory, so the sum cannot wrap.
+    if (field.type == kTypeCode<T> && position != 0 && position + Layout::template headBytes<T>() <= end) {
+      const WholeBytes bytes(data().data());
+      const RecordHead head = Layout::head(bytes, position, kTypeCode<T>);
+      if (head.type == kTypeCode<T> && head.bytes() <= end - position && Layout::template isWhole<T>(head)) {
+        return Layout::decode(bytes, head, out) || refuseGet(id, head);
+      }
     }
-    const ByteView bytes = view();
-    const RecordHead head = Layout::head(bytes, position, field.type);
-    if (head.type == kTypeCode<T> && bytes.fits(position, head.bytes()) && Layout::decode(bytes, head, out)) {
-      return true;
-    }
-    Layout::refuseGet(id, head);
-    return false;
+    return readChecked(*this, id, field, out);
   }
 
   template <class T>
-  bool add(std::uint16_t id, T value) {
-    const FIELDS::packed_rec field = m_map.packed(id);
-    return m_positions.get(field) == 0 && append(id, field, value);
+  bool add(std::uint16_t id, T value) const {
+    const FIELDS::packed_rec field = map().packed(id);
+    Optimizer& table = positions();
+    // A field of this type is known: an unknown one has type 0.
+    static_assert(kTypeCode<T> != DATATYPES::RAW);
+    if (field.type == kTypeCode<T> && table.hasRoomFor(field) && table.get(field) == 0) {
+      MsgData& bytes = data();
+      const std::uint64_t position = bytes.size();
+      const std::uint64_t lengthBytes = Layout::valueBytes(value);
+      const std::uint64_t end = position + Layout::template headBytes<T>() + lengthBytes;
+      if (position >= kHeaderBytes && end <= bytes.capacity() && Layout::holds(lengthBytes)) {
+        std::uint8_t* const out = bytes.data() + position;
+        bytes.setSize(end);
+        table.placeAbsent(field, position);
+        Layout::write(ByteWriter(out), id, lengthBytes, value);
+        return true;
+      }
+    }
+    return addChecked(*this, id, field, value);
   }
 
   template <class T>
-  bool update(std::uint16_t id, T value) {
-    const FIELDS::packed_rec field = m_map.packed(id);
-    const std::uint64_t position = find(field);
-    if (position == 0) {
-      return append(id, field, value);
-    }
-    const RecordHead head = Layout::head(view(), position, field.type);
+  bool update(std::uint16_t id, T value) const {
+    const FIELDS::packed_rec field = map().packed(id);
+    const std::uint64_t position = positions().get(field);
     const std::uint64_t lengthBytes = Layout::bytesInPlace(value);
-    switch (Layout::updateStep(head, kTypeCode<T>, lengthBytes)) {
-      case UpdateStep::Refuse:
-        reportField(Layout::kUpdateRefused, id, head.type, static_cast<std::size_t>(lengthBytes));
-        return false;
-      case UpdateStep::Overwrite:
-        // A record that runs past the end of the message has no room for the value.
-        if (view().fits(position, head.bytes())) {
-          Layout::overwrite(ByteWriter(m_bytes.data() + head.valuePosition()), value);
-          return true;
-        }
-        break;
-      case UpdateStep::EraseAndAppend:
-        break;
+    if (field.type == kTypeCode<T> && position != 0 &&
+        position + Layout::template headBytes<T>() + lengthBytes <= data().size()) {
+      std::uint8_t* const bytes = data().data();
+      const RecordHead head = Layout::head(WholeBytes(bytes), position, kTypeCode<T>);
+      if (head.valueBytes == lengthBytes && head.type == kTypeCode<T>) {
+        Layout::overwrite(ByteWriter(bytes + head.valuePosition()), value);
+        return true;
+      }
     }
-    return eraseAndAppend(id, field, head, value);
+    return updateChecked(*this, id, field, value);
   }
 
-  bool erase(std::uint16_t id) {
-    const FIELDS::packed_rec field = m_map.packed(id);
+  bool erase(std::uint16_t id) const {
+    const FIELDS::packed_rec field = map().packed(id);
     const std::uint64_t position = find(field);
     if (isEmpty() || position == 0) {
       return false;
     }
-    m_positions.fitDictionary();
+    positions().fitDictionary();
     erase(field, Layout::head(view(), position, field.type));
     return true;
   }
 
   template <class Ids>
-  bool eraseMany(const Ids& ids) {
+  bool eraseMany(const Ids& ids) const {
     if (ids.empty()) {
       return !(Layout::kEmptyMessageBeforeEmptyList && isEmpty());
     }
@@ -205,7 +222,7 @@ class RecordStore {
     };
     boost::container::small_vector<Found, 32> found;
     for (const std::uint16_t id : ids) {
-      const FIELDS::packed_rec field = m_map.packed(id);
+      const FIELDS::packed_rec field = map().packed(id);
       if (const std::uint64_t position = find(field)) {
         found.push_back({position, field});
       }
@@ -213,7 +230,7 @@ class RecordStore {
     if (found.empty()) {
       return false;
     }
-    m_positions.fitDictionary();
+    positions().fitDictionary();
     std::sort(found.begin(), found.end(), [](const Found& a, const Found& b) { return a.position < b.position; });
 
     // What lies between the erased records moves down, each byte once. An id that is listed twice leaves nothing to do
@@ -221,14 +238,13 @@ class RecordStore {
     std::uint64_t kept = found.front().position;
     std::uint64_t done = kept;
     for (const Found& record : found) {
-      const std::uint64_t start = std::max(record.position, done);
-      keep(done, start, kept);
+      keep(done, std::max(record.position, done), kept);
       const RecordHead head = Layout::head(view(), record.position, record.field.type);
       done = std::max(done, record.position + std::min(head.bytes(), view().left(record.position)));
-      m_positions.erase(record.field);
+      positions().erase(record.field);
     }
-    keep(done, m_bytes.size(), kept);
-    m_bytes.setSize(kept);
+    keep(done, data().size(), kept);
+    data().setSize(kept);
     index(found.front().position);
     return found.size() == ids.size();
   }
@@ -240,108 +256,186 @@ class RecordStore {
     while (bytes.left(position) >= sizeof(std::uint16_t)) {
       const std::uint16_t id = Layout::id(bytes, position);
       out.push_back(id);
-      position += Layout::head(bytes, position, m_map.packed(id).type).bytes();
+      position += Layout::head(bytes, position, map().packed(id).type).bytes();
     }
   }
 
  private:
-  ByteView view() const noexcept { return {m_bytes.data(), m_bytes.size()}; }
+  MsgData& data() const noexcept { return m_message->bytes(); }
+  Optimizer& positions() const noexcept { return m_message->positions(); }
+  const MD_FieldMap& map() const noexcept { return m_message->fieldMap(); }
+  ByteView view() const noexcept { return {data().data(), data().size()}; }
 
   /// A present field's position, 0 for an absent one.
   std::uint64_t find(FIELDS::packed_rec field) const noexcept {
-    const std::uint64_t position = m_positions.get(field);
+    const std::uint64_t position = positions().get(field);
     // Positions outlive their bytes only when the dictionary changes under a message.
-    return position < m_bytes.size() ? position : 0;
+    return position < data().size() ? position : 0;
   }
 
   /// Moves the bytes [first, last) down to `kept` and steps that behind them.
-  void keep(std::uint64_t first, std::uint64_t last, std::uint64_t& kept) noexcept {
+  void keep(std::uint64_t first, std::uint64_t last, std::uint64_t& kept) const noexcept {
     if (kept != first && first < last) {
-      std::memmove(m_bytes.data() + kept, m_bytes.data() + first, static_cast<std::size_t>(last - first));
+      std::uint8_t* const bytes = data().data();
+      std::memmove(bytes + kept, bytes + first, static_cast<std::size_t>(last - first));
     }
     kept += last - first;
   }
 
   template <class T>
-  bool append(std::uint16_t id, FIELDS::packed_rec field, T value) {
+  MD_RARE static bool readChecked(RecordStore store, std::uint16_t id, FIELDS::packed_rec field, T& out) {
+    const std::uint64_t position = store.find(field);
+    if (position == 0) {
+      return false;
+    }
+    const ByteView bytes = store.view();
+    const RecordHead head = Layout::head(bytes, position, field.type);
+    if (head.type == kTypeCode<T> && bytes.fits(position, head.bytes()) && Layout::decode(bytes, head, out)) {
+      return true;
+    }
+    return refuseGet(id, head);
+  }
+
+  MD_RARE static bool refuseGet(std::uint16_t id, const RecordHead& head) {
+    Layout::refuseGet(id, head);
+    return false;
+  }
+
+  template <class T>
+  MD_RARE static bool addChecked(RecordStore store, std::uint16_t id, FIELDS::packed_rec field, T value) {
+    return store.positions().get(field) == 0 && store.append(id, field, value);
+  }
+
+  template <class T>
+  MD_RARE static bool updateChecked(RecordStore store, std::uint16_t id, FIELDS::packed_rec field, T value) {
+    const std::uint64_t position = store.find(field);
+    if (position == 0) {
+      return store.append(id, field, value);
+    }
+    const RecordHead head = Layout::head(store.view(), position, field.type);
+    const std::uint64_t lengthBytes = Layout::bytesInPlace(value);
+    switch (Layout::updateStep(head, kTypeCode<T>, lengthBytes)) {
+      case UpdateStep::Refuse:
+        reportField(Layout::kUpdateRefused, id, head.type, static_cast<std::size_t>(lengthBytes));
+        return false;
+      case UpdateStep::Overwrite:
+        // A record that runs past the end of the message has no room for the value.
+        if (store.view().fits(position, head.bytes())) {
+          Layout::overwrite(ByteWriter(store.data().data() + head.valuePosition()), value);
+          return true;
+        }
+        break;
+      case UpdateStep::EraseAndAppend:
+        break;
+    }
+    return store.eraseAndAppend(id, field, head, value);
+  }
+
+  template <class T>
+  bool append(std::uint16_t id, FIELDS::packed_rec field, T value) const {
     const std::uint64_t lengthBytes = Layout::valueBytes(value);
     if (!field.isKnown() || field.type != kTypeCode<T>) {
       reportField(Layout::kAddRefused, id, kTypeCode<T>, static_cast<std::size_t>(lengthBytes));
       return false;
     }
+    MsgData& bytes = data();
     // Behind the whole header, also in a message that was given less than that.
-    const std::uint64_t position = std::max(m_bytes.size(), kHeaderBytes);
-    m_positions.set(field, position);
+    const std::uint64_t position = std::max(bytes.size(), kHeaderBytes);
+    positions().set(field, position);
     if (!Layout::holds(lengthBytes)) {
       Layout::refuseLength(lengthBytes);
-      m_positions.erase(field);
+      positions().erase(field);
       return false;
     }
     const std::uint64_t end = position + Layout::template headBytes<T>() + lengthBytes;
-    if (end > m_bytes.capacity()) {
+    if (end > bytes.capacity()) {
       growForAppend(end, field, value);
     }
-    Layout::write(ByteWriter(m_bytes.data() + position), id, lengthBytes, value);
-    m_bytes.setSize(end);
+    Layout::write(ByteWriter(bytes.data() + position), id, lengthBytes, value);
+    bytes.setSize(end);
     return true;
   }
 
   /// Grows the buffer; a view into it moves along.
   template <class T>
-  void growForAppend(std::uint64_t end, FIELDS::packed_rec field, [[maybe_unused]] T& value) {
+  void growForAppend(std::uint64_t end, FIELDS::packed_rec field, [[maybe_unused]] T& value) const {
+    MsgData& bytes = data();
     try {
       if constexpr (kIsView<T>) {
-        if (m_bytes.owns(value.data)) {
-          const auto offset = reinterpret_cast<const std::uint8_t*>(value.data) - m_bytes.data();
-          m_bytes.reserve(end);
-          value.data = reinterpret_cast<decltype(value.data)>(m_bytes.data() + offset);
+        if (bytes.owns(value.data)) {
+          const auto offset = reinterpret_cast<const std::uint8_t*>(value.data) - bytes.data();
+          bytes.reserve(end);
+          value.data = reinterpret_cast<decltype(value.data)>(bytes.data() + offset);
           return;
         }
       }
-      m_bytes.reserve(end);
+      bytes.reserve(end);
     } catch (const std::bad_alloc&) {
-      m_positions.erase(field);
+      positions().erase(field);
       throw;
     }
   }
 
   template <class T>
-  bool eraseAndAppend(std::uint16_t id, FIELDS::packed_rec field, const RecordHead& head, T value) {
+  bool eraseAndAppend(std::uint16_t id, FIELDS::packed_rec field, const RecordHead& head, T value) const {
+    MsgData& bytes = data();
     // Whatever can fail for want of memory comes before the first change, and so does a copy of a view into the bytes
     // that are about to move.
     std::string copy;
     if constexpr (kIsView<T>) {
-      if (m_bytes.owns(value.data)) {
+      if (bytes.owns(value.data)) {
         copy.assign(reinterpret_cast<const char*>(value.data), value.length);
         value.data = reinterpret_cast<decltype(value.data)>(copy.data());
       }
     }
     const std::uint64_t lengthBytes = Layout::valueBytes(value);
     if (field.type == kTypeCode<T> && Layout::holds(lengthBytes)) {
-      m_bytes.reserve(m_bytes.size() - std::min(head.bytes(), view().left(head.position)) +
-                      Layout::template headBytes<T>() + lengthBytes);
+      bytes.reserve(bytes.size() - std::min(head.bytes(), view().left(head.position)) +
+                    Layout::template headBytes<T>() + lengthBytes);
     }
-    m_positions.fitDictionary();
+    positions().fitDictionary();
     erase(field, head);
     return append(id, field, value);
   }
 
-  void erase(FIELDS::packed_rec field, const RecordHead& head) {
+  void erase(FIELDS::packed_rec field, const RecordHead& head) const {
     std::uint64_t kept = head.position;
-    keep(head.position + std::min(head.bytes(), view().left(head.position)), m_bytes.size(), kept);
-    m_bytes.setSize(kept);
-    m_positions.erase(field);
+    keep(head.position + std::min(head.bytes(), view().left(head.position)), data().size(), kept);
+    data().setSize(kept);
+    positions().erase(field);
     index(head.position);
   }
 
   /// Registers the records from `position` to the end. Those that the dictionary does not know, or knows with another
   /// type than the wire says, are reported and stripped; the rest closes up, each byte moved once.
-  void index(std::uint64_t position) {
-    const std::uint64_t end = m_bytes.size();
+  void index(std::uint64_t position) const {
+    const std::uint64_t end = data().size();
     if (position >= end) {
       return;
     }
-    const ByteView bytes = view();
+    {
+      const MD_FieldMap& dictionary = map();
+      const WholeBytes bytes(data().data());
+      Optimizer::Filling table(positions());
+      while (end - position >= Layout::kMaxHeadBytes) {
+        const FIELDS::packed_rec field = dictionary.packed(Layout::id(bytes, position));
+        std::uint64_t recordBytes = 0;
+        if (!field.isKnown() || !Layout::step(bytes, position, field.type, recordBytes) ||
+            recordBytes > end - position) {
+          break;
+        }
+        table.place(field, position);
+        position += recordBytes;
+      }
+    }
+    if (position != end) {
+      indexChecked(*this, position);
+    }
+  }
+
+  MD_RARE static void indexChecked(RecordStore store, std::uint64_t position) {
+    const ByteView bytes = store.view();
+    const std::uint64_t end = bytes.size();
     std::uint64_t kept = position;
     while (position < end) {
       if (end - position < sizeof(std::uint16_t)) {
@@ -349,21 +443,21 @@ class RecordStore {
         break;
       }
       const std::uint16_t id = Layout::id(bytes, position);
-      const FIELDS::packed_rec field = m_map.packed(id);
+      const FIELDS::packed_rec field = store.map().packed(id);
       const RecordHead head = Layout::head(bytes, position, field.type);
       const std::uint64_t next = position + std::min(head.bytes(), end - position);
       if (field.isKnown() && head.type == field.type) {
-        m_positions.set(field, kept);
-        keep(position, next, kept);
+        store.positions().place(field, kept);
+        store.keep(position, next, kept);
       } else {
         reportBadField(id, head);
       }
       position = next;
     }
     if (kept != end) {
-      m_bytes.setSize(kept);
+      store.data().setSize(kept);
       if (s_badFieldReports.isBelowLimit()) {
-        reportRemainder(m_message);
+        reportRemainder(*store.m_message);
       }
     }
   }
@@ -376,11 +470,10 @@ class RecordStore {
 
   static inline BadFieldReports s_badFieldReports;
 
-  const MD_Message& m_message;
-  MsgData& m_bytes;
-  Optimizer& m_positions;
-  const MD_FieldMap& m_map;
+  const MD_Message* m_message;
 };
+
+#undef MD_RARE
 
 }  // namespace MD::detail
 

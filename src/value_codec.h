@@ -23,7 +23,6 @@ static_assert(boost::endian::order::native == boost::endian::order::little,
 ///                  in memory
 template <boost::endian::order Numbers>
 struct ValueCodec {
-  using View = ByteView;
   using Head = RecordHead;
 
   static constexpr std::uint64_t valueBytes(StringView16 value) noexcept { return std::uint64_t{value.length} + 1; }
@@ -50,6 +49,7 @@ struct ValueCodec {
   }
 
   // Lengths that do not fit a view's 16 bits come from the wire only; no write makes them.
+  template <class View>
   static bool decode(const View& view, const Head& head, StringView16& out) noexcept {
     const std::uint64_t length = head.valueBytes == 0 ? 0 : head.valueBytes - 1;
     if (length > std::numeric_limits<std::uint16_t>::max()) {
@@ -58,6 +58,7 @@ struct ValueCodec {
     out = {reinterpret_cast<const char*>(view.at(head.valuePosition())), static_cast<std::uint16_t>(length)};
     return true;
   }
+  template <class View>
   static bool decode(const View& view, const Head& head, BufferView16& out) noexcept {
     if (head.valueBytes > std::numeric_limits<std::uint16_t>::max()) {
       return false;
@@ -66,15 +67,20 @@ struct ValueCodec {
     return true;
   }
   // The stored length is not compared with the type's: a record that is too short reads on into the next ones.
-  template <class T>
+  template <class View, class T>
   static bool decode(const View& view, const Head& head, T& out) noexcept {
     if constexpr (kSwaps<T>) {
-      const auto word = boost::endian::endian_reverse(view.load<Word<T>>(head.valuePosition()));
+      const auto word = boost::endian::endian_reverse(view.template load<Word<T>>(head.valuePosition()));
       std::memcpy(&out, &word, sizeof out);
     } else {
-      out = view.load<T>(head.valuePosition());
+      out = view.template load<T>(head.valuePosition());
     }
     return true;
+  }
+
+  template <class T>
+  static bool isWhole(const Head& head) noexcept {
+    return kIsView<T> || head.valueBytes >= sizeof(T);
   }
 
  private:

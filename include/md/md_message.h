@@ -30,6 +30,11 @@
 
 namespace MD {
 
+namespace detail {
+template <class Layout>
+class RecordStore;
+}
+
 class MD_API MD_Message {
  public:
   /// Views of characters and bytes. One obtained from a message is valid until that message changes; one into a message
@@ -212,6 +217,8 @@ class MD_API MD_Message {
 
  private:
   friend class MessagePrinter;
+  template <class Layout>
+  friend class detail::RecordStore;
 
   static String terminated(const char* text) { return {text, static_cast<std::uint16_t>(std::strlen(text))}; }
   enum class Unreadable { IsAssertedAgainst, ReadsAsEmpty };

@@ -35,6 +35,17 @@ class MD_API RecordMessage : public MD_Message {
   std::uint32_t getSizeImpl() const final;
   void getFieldIdsImpl(std::vector<std::uint16_t>& out) const final;
 
+  // The typed front end of MD_Message once more: a message used through its own type is called directly.
+  using MD_Message::add;
+  using MD_Message::get;
+  using MD_Message::update;
+#define MD_FRONT_END(T, name, code)                                                    \
+  bool get(std::uint16_t id, T& out) const { return RecordMessage::getImpl(id, out); } \
+  bool add(std::uint16_t id, T value) { return RecordMessage::addImpl(id, value); }    \
+  bool update(std::uint16_t id, T value) { return RecordMessage::updateImpl(id, value); }
+  MD_VALUE_TYPES(MD_FRONT_END)
+#undef MD_FRONT_END
+
  protected:
   /// A message with borrowed objects as the pools gave them; startEmpty() or setBinaryImpl() makes it usable.
   explicit RecordMessage(const Allocator& allocator);

@@ -19,7 +19,8 @@ template <class T>
 class ReusableContainerWrapper;
 
 /// A pool of idle objects, last returned first lent. Objects come back as they are and keep their memory; they are
-/// freed with the pool. Made for `MsgData` and `Optimizer`.
+/// freed with the pool. In front of the process's shared pool each thread keeps one idle object at hand, which goes to
+/// the pool when the thread ends. Made for `MsgData` and `Optimizer`.
 template <class T>
 class MD_API ReusableContainer {
  public:
@@ -31,6 +32,7 @@ class MD_API ReusableContainer {
  private:
   friend class ReusableContainerWrapper<T>;
   struct MD_LOCAL Shared;
+  class MD_LOCAL ThreadSpare;
 
   T* lend();
   void takeBack(T* item);
