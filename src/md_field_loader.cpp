@@ -74,7 +74,7 @@ bool isDirectory(const std::string& path) {
 }
 
 struct FileCloser {
-  void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+  void operator()(std::FILE* file) const noexcept { static_cast<void>(std::fclose(file)); }
 };
 
 /// The text of the first child element called `name`; null when there is none or it is empty.

@@ -158,10 +158,12 @@ std::string frac_double_to_string(double v) {
   char text[64];
   if ((whole < 0 || num < 0) && whole != std::numeric_limits<std::int64_t>::min()) {
     // The sign is written apart: a whole part of 0 cannot carry it.
-    std::snprintf(text, sizeof text, "-%lld.%0*lld", static_cast<long long>(whole < 0 ? -whole : whole), places,
-                  static_cast<long long>(num < 0 ? -num : num));
+    static_cast<void>(std::snprintf(text, sizeof text, "-%lld.%0*lld",
+                                    static_cast<long long>(whole < 0 ? -whole : whole), places,
+                                    static_cast<long long>(num < 0 ? -num : num)));
   } else {
-    std::snprintf(text, sizeof text, "%lld.%0*lld", static_cast<long long>(whole), places, static_cast<long long>(num));
+    static_cast<void>(std::snprintf(text, sizeof text, "%lld.%0*lld", static_cast<long long>(whole), places,
+                                    static_cast<long long>(num)));
   }
   return text;
 }
