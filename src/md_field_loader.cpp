@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include <fstream>
 #include <limits>
@@ -66,6 +67,8 @@ void FieldMapLoader::finish() {
 namespace detail {
 namespace {
 
+constexpr std::size_t kMaxNesting = 100;
+
 // Opening a directory succeeds where reading from it then fails in ways that look like an empty or endless file. Asked
 // of the C runtime, which reads a narrow path as opening it does; std::filesystem takes it for UTF-8 on some platforms.
 bool isDirectory(const std::string& path) {
@@ -76,6 +79,58 @@ bool isDirectory(const std::string& path) {
 struct FileCloser {
   void operator()(std::FILE* file) const noexcept { static_cast<void>(std::fclose(file)); }
 };
+
+std::string readAll(std::FILE* file) {
+  std::string text;
+  char block[65536];
+  for (std::size_t count; (count = std::fread(block, 1, sizeof block, file)) != 0;) {
+    text.append(block, count);
+  }
+  return text;
+}
+
+/// The end of the tag whose '<' stands at `position`: the place behind its '>', or of the text.
+std::size_t tagEnd(const std::string& text, std::size_t position) {
+  while ((position = text.find_first_of(">\"'", position)) != std::string::npos && text[position] != '>') {
+    const std::size_t quoteEnd = text.find(text[position], position + 1);
+    position = quoteEnd != std::string::npos ? quoteEnd + 1 : position + 1;
+  }
+  return position != std::string::npos ? position + 1 : text.size();
+}
+
+/// Whether elements nest deeper than `limit`. TinyXML parses and frees them recursively, so a file of nothing but
+/// opening tags would overflow the stack. What is malformed may count as deeper than it is, never as shallower.
+bool nestsDeeperThan(std::size_t limit, const std::string& text) {
+  const auto startsWith = [&text](std::size_t position, const char* start) {
+    return text.compare(position, std::strlen(start), start) == 0;
+  };
+  const auto behind = [&text](const char* end, std::size_t position) {
+    const std::size_t found = text.find(end, position);
+    return found != std::string::npos ? found + std::strlen(end) : text.size();
+  };
+  std::size_t depth = 0;
+  for (std::size_t position = 0; (position = text.find('<', position)) != std::string::npos;) {
+    if (startsWith(position, "<!--")) {
+      position = behind("-->", position + 4);
+    } else if (startsWith(position, "<![CDATA[")) {
+      position = behind("]]>", position);
+    } else if (startsWith(position, "<!") || startsWith(position, "<?")) {
+      position = behind(">", position);
+    } else if (startsWith(position, "</")) {
+      depth -= depth != 0 ? 1U : 0U;
+      position = behind(">", position);
+    } else {
+      position = tagEnd(text, position);
+      if (text[position - 1] != '>' || text[position - 2] != '/') {
+        ++depth;
+      }
+      if (depth > limit) {
+        return true;
+      }
+    }
+  }
+  return false;
+}
 
 /// The text of the first child element called `name`; null when there is none or it is empty.
 const char* childText(const TiXmlElement& entry, const char* name) {
@@ -117,7 +172,11 @@ void loadXmlFile(MD_FieldMap& map, const std::string& path) {
   const TypeMap& types = TypeMap::shared();
   TiXmlDocument document(path);
   const std::unique_ptr<std::FILE, FileCloser> file(isDirectory(path) ? nullptr : std::fopen(path.c_str(), "rb"));
-  if (file == nullptr || !document.LoadFile(file.get())) {
+  if (file != nullptr && nestsDeeperThan(kMaxNesting, readAll(file.get()))) {
+    throw std::runtime_error("Failed to load field def file: " + path + ": elements nested deeper than " +
+                             std::to_string(kMaxNesting));
+  }
+  if (file == nullptr || std::fseek(file.get(), 0, SEEK_SET) != 0 || !document.LoadFile(file.get())) {
     throw std::runtime_error("Failed to load field def file: " + path);
   }
   FieldMapLoader loader(map, types, path);
