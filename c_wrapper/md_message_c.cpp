@@ -135,13 +135,9 @@ bool MD_Message_getBuffer(MD_MessageHandle message, uint16_t id, MD_Buffer* out)
 }
 
 bool MD_Message_getDateTime(MD_MessageHandle message, uint16_t id, MD_DateTimeHandle dt) {
+  // Only whether the field can be read is told; the value goes to nobody.
   MD_DateTime value;
-  if (dt == nullptr || !getField<MD_DateTime>(message, id, &value)) {
-    return false;
-  }
-  // Only whether the field can be read is told; the date-time built from it goes to nobody.
-  MD_DateTime_delete(MD_DateTime_new(value.date(), value.time(), value.exch_gmt_offset()));
-  return true;
+  return dt != nullptr && getField<MD_DateTime>(message, id, &value);
 }
 
 bool MD_Message_getEpochNS(MD_MessageHandle message, uint16_t id, uint64_t* out) {

@@ -70,7 +70,7 @@ namespace {
 constexpr std::size_t kMaxNesting = 100;
 
 // Opening a directory succeeds where reading from it then fails in ways that look like an empty or endless file. Asked
-// of the C runtime, which reads a narrow path as opening it does; std::filesystem takes it for UTF-8 on some platforms.
+// of the C runtime, which reads a narrow path as opening it does; std::filesystem may take it for another encoding.
 bool isDirectory(const std::string& path) {
   struct stat status;
   return stat(path.c_str(), &status) == 0 && (status.st_mode & S_IFMT) == S_IFDIR;

@@ -5,9 +5,6 @@
 #include <new>
 #include <utility>
 
-#include "md/md_msgdata.h"
-#include "md/md_optimizer.h"
-
 namespace MD {
 
 /// The pool of all messages that have none of their own. It is emptied at process exit but never destroyed: messages in

@@ -10,7 +10,7 @@
 
 namespace MD {
 
-class IterMap;
+class MD_API IterMap;
 extern template class RecordMessage<IterMap>;
 
 /// Records of field id (2 bytes), a length word for strings (2 bytes) and buffers (4 bytes) only, and value,

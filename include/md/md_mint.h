@@ -8,7 +8,7 @@
 
 namespace MD {
 
-class mInt;
+class MD_API mInt;
 extern template class RecordMessage<mInt>;
 
 /// Records of field id (2 bytes), value length (1 byte) and value, little-endian, behind one header byte. Small

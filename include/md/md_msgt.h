@@ -8,7 +8,7 @@
 
 namespace MD {
 
-class MsgT;
+class MD_API MsgT;
 extern template class RecordMessage<MsgT>;
 
 /// Records of field id (2 bytes), type code (2 bytes), value length (4 bytes) and value, big-endian, behind a magic of

@@ -9,14 +9,13 @@
 #include <vector>
 
 #include "md/md_api.h"
+#include "md/md_msgdata.h"
+#include "md/md_optimizer.h"
 
 namespace MD {
 
-class MsgData;
-class Optimizer;
-
 template <class T>
-class ReusableContainerWrapper;
+class MD_API ReusableContainerWrapper;
 
 /// A pool of idle objects, last returned first lent. Objects come back as they are and keep their memory; they are
 /// freed with the pool. In front of the process's shared pool each thread keeps one idle object at hand, which goes to
@@ -75,10 +74,8 @@ class MD_API ReusableContainerWrapper {
   std::shared_ptr<ReusableContainer<T>> m_container;
 };
 
-extern template class ReusableContainer<MsgData>;
-extern template class ReusableContainer<Optimizer>;
-extern template class ReusableContainerWrapper<MsgData>;
-extern template class ReusableContainerWrapper<Optimizer>;
+// Both are instantiated in the library for `MsgData` and `Optimizer`. Not declared so here: programs would then look for
+// the inline members in the library, and a DLL does not export those.
 
 }  // namespace MD
 

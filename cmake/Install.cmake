@@ -1,0 +1,48 @@
+# What is installed and packed: the library, its headers, the program, and what finds them (CMake package, pkg-config).
+include(CMakePackageConfigHelpers)
+
+set(MD_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/md_message")
+
+install(TARGETS md_message EXPORT md_message-targets)
+install(DIRECTORY include/md DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY c_wrapper/ DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/md" FILES_MATCHING PATTERN "*.h")
+
+install(EXPORT md_message-targets NAMESPACE md_message:: DESTINATION "${MD_CMAKE_DIR}")
+configure_package_config_file(cmake/md_message-config.cmake.in "${PROJECT_BINARY_DIR}/md_message-config.cmake"
+  INSTALL_DESTINATION "${MD_CMAKE_DIR}" NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/md_message-config-version.cmake" COMPATIBILITY SameMajorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/md_message-config.cmake" "${PROJECT_BINARY_DIR}/md_message-config-version.cmake"
+  DESTINATION "${MD_CMAKE_DIR}")
+
+# Paths are relative to the module's own, so that an unpacked archive works where it lies.
+file(RELATIVE_PATH MD_PREFIX_FROM_PC "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
+cmake_path(NORMAL_PATH MD_PREFIX_FROM_PC)
+cmake_path(APPEND MD_PC_LIBDIR "\${prefix}" "${CMAKE_INSTALL_LIBDIR}")
+cmake_path(APPEND MD_PC_INCLUDEDIR "\${prefix}" "${CMAKE_INSTALL_INCLUDEDIR}")
+configure_file(cmake/md_message.pc.in "${PROJECT_BINARY_DIR}/md_message.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/md_message.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+
+if(TARGET mdmsg)
+  file(RELATIVE_PATH MD_LIBDIR_FROM_BINDIR "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
+  set_target_properties(mdmsg PROPERTIES INSTALL_RPATH "$ORIGIN/${MD_LIBDIR_FROM_BINDIR}")
+  install(TARGETS mdmsg)
+endif()
+
+if(MINGW)
+  # The compiler's runtime: one for the library and its programs, since exceptions and streams pass between them.
+  foreach(runtime IN ITEMS libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
+    execute_process(COMMAND "${CMAKE_CXX_COMPILER}" -print-file-name=${runtime}
+      OUTPUT_VARIABLE file OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+    install(FILES "${file}" DESTINATION "${CMAKE_INSTALL_BINDIR}")
+  endforeach()
+endif()
+
+if(WIN32)
+  set(CPACK_GENERATOR ZIP)
+else()
+  set(CPACK_GENERATOR TGZ)
+endif()
+set(CPACK_PACKAGE_FILE_NAME "md_message-${PROJECT_VERSION}-${CMAKE_SYSTEM_NAME}-${CMAKE_SYSTEM_PROCESSOR}")
+set(CPACK_PACKAGE_CHECKSUM SHA256)
+set(CPACK_STRIP_FILES ON)
+include(CPack)

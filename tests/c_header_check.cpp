@@ -1,0 +1,13 @@
+// Compiled only: the C header stands alone, twice included, in C++, and keeps C linkage there.
+#include "md/md_message_c.h"
+
+extern "C" {
+typedef bool (*GetString)(MD_MessageHandle, uint16_t, MD_String*);
+typedef MD_DateTimeHandle (*NewDateTime)(int32_t, int32_t, int16_t);
+MD_C_API bool MD_Message_getString(MD_MessageHandle, uint16_t, MD_String*);
+}
+
+extern const GetString md_c_header_get;
+extern const NewDateTime md_c_header_new;
+const GetString md_c_header_get = MD_Message_getString;
+const NewDateTime md_c_header_new = MD_DateTime_new;

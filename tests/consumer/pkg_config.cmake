@@ -1,0 +1,9 @@
+# Builds PROGRAM by the command line COMPILE with what pkg-config tells of the library in LIBRARY_DIR, and compares its
+# output with the file EXPECTED.
+set(ENV{PKG_CONFIG_PATH} "${LIBRARY_DIR}/pkgconfig")
+execute_process(COMMAND "${PKG_CONFIG}" --cflags --libs "md_message >= 1.0"
+  OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+separate_arguments(command UNIX_COMMAND "${COMPILE} -o ${PROGRAM} ${flags}")
+execute_process(COMMAND ${command} COMMAND_ECHO STDOUT COMMAND_ERROR_IS_FATAL ANY)
+set(ENV{LD_LIBRARY_PATH} "${LIBRARY_DIR}")
+include("${CMAKE_CURRENT_LIST_DIR}/../../cmake/CompareOutput.cmake")

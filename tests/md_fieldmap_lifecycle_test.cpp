@@ -1,0 +1,353 @@
+// What happens to the dictionary once a process. Each test's body runs in a process of its own.
+#include "md/md_fieldmap.h"
+
+#include <cstdint>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "md/md_mint.h"
+#include "md/md_optimizer.h"
+#include "support/configuration.h"
+#include "support/dictionary.h"
+#include "support/fresh_process.h"
+
+namespace MD {
+namespace {
+
+using test::ConfigurationFolder;
+using test::expectInFreshProcess;
+using test::xmlDefinitions;
+using test::xmlEntry;
+
+void expectEmpty(const MD_FieldMap& map) {
+  EXPECT_EQ(map.size(), 0u);
+  EXPECT_TRUE(map.begin() == map.end());
+  EXPECT_TRUE(map.findById(0) == map.end());
+  EXPECT_TRUE(map.findById(1) == map.end());
+  EXPECT_TRUE(map.findById(65535) == map.end());
+  EXPECT_TRUE(map.findByCompact(0) == map.end());
+  EXPECT_TRUE(map.findByName("A") == map.end());
+  EXPECT_THROW(map.idToType(1), std::domain_error);
+  EXPECT_THROW(map.idToName(1), std::domain_error);
+  EXPECT_THROW(map.nameToId("A"), std::domain_error);
+  EXPECT_THROW(map.nameToType("A"), std::domain_error);
+  EXPECT_FALSE(map.packed(1).isKnown());
+}
+
+/// Expects the row A, a field with the id 1, and no other.
+void expectOnlyA(const MD_FieldMap& map) {
+  ASSERT_EQ(map.size(), 1u);
+  EXPECT_EQ(map.begin()->name, "A");
+  EXPECT_EQ(map.nameToId("A"), 1);
+}
+
+// instance() ----------------------------------------------------------------------------------------------------------
+
+TEST(DictionaryDeathTest, IsLoadedOnFirstUseFromTheSearchPath) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.write("field_map.txt", "A 1 INT\n");
+    expectOnlyA(MD_FieldMap::instance());
+  });
+}
+
+TEST(DictionaryDeathTest, IsEmptyWhenThereIsNoDefinitionFile) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    expectEmpty(MD_FieldMap::instance());
+  });
+}
+
+TEST(DictionaryDeathTest, IsLoadedOnce) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.write("field_map.txt", "A 1 INT\n");
+    const MD_FieldMap* const first = &MD_FieldMap::instance();
+    folder.write("field_map.txt", "B 2 INT\n");
+    EXPECT_EQ(&MD_FieldMap::instance(), first);
+    expectOnlyA(MD_FieldMap::instance());
+  });
+}
+
+TEST(DictionaryDeathTest, IsCreatedByTheFirstFieldTableOrMessage) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.write("field_map.txt", "A 1 INT\n");
+    Optimizer table;
+    EXPECT_TRUE(table.set(1, 5));
+    EXPECT_EQ(MD_FieldMap::load_file("missing.xml"), -1);
+  });
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.write("field_map.txt", "A 1 INT\n");
+    mInt message;
+    EXPECT_TRUE(message.add(1, 5));
+    EXPECT_EQ(MD_FieldMap::load_file("missing.xml"), -1);
+  });
+}
+
+TEST(DictionaryDeathTest, IsOneForAllThreadsThatAskAtOnce) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.write("field_map.txt", "A 1 INT\n");
+    constexpr std::size_t kThreads = 4;
+    std::vector<const MD_FieldMap*> seen(kThreads);
+    std::vector<std::size_t> sizes(kThreads);
+    std::vector<std::thread> threads;
+    for (std::size_t i = 0; i < kThreads; ++i) {
+      threads.emplace_back([&, i] {
+        seen[i] = &MD_FieldMap::instance();
+        sizes[i] = seen[i]->size();
+      });
+    }
+    for (std::thread& thread : threads) {
+      thread.join();
+    }
+    EXPECT_EQ(seen, std::vector<const MD_FieldMap*>(kThreads, &MD_FieldMap::instance()));
+    EXPECT_EQ(sizes, std::vector<std::size_t>(kThreads, 1));
+  });
+}
+
+TEST(DictionaryDeathTest, AFailedDefaultLoadThrowsOnceAndLeavesAnEmptyDictionary) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.write("FieldDefinition.xml", "<Any><FieldDefinition>");
+    std::string error;
+    try {
+      MD_FieldMap::instance();
+    } catch (const std::runtime_error& failure) {
+      error = failure.what();
+    }
+    EXPECT_EQ(error, "Failed to load field def file: ./FieldDefinition.xml");
+    EXPECT_EQ(MD_FieldMap::load_file("missing.xml"), -1) << "it stays created";
+    expectEmpty(MD_FieldMap::instance());
+    test::loadDictionary("A 1 INT\n");
+    expectOnlyA(MD_FieldMap::instance());
+  });
+}
+
+TEST(DictionaryDeathTest, AFailedDefaultLoadNamesATextFileToo) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.makeFolder("message/field_map.txt");
+    std::string error;
+    try {
+      const mInt message;
+    } catch (const std::runtime_error& failure) {
+      error = failure.what();
+    }
+    EXPECT_EQ(error, "Unable to open file: ./message/field_map.txt");
+    const mInt message;
+    EXPECT_EQ(message.getSizeImpl(), 1u);
+    expectEmpty(MD_FieldMap::instance());
+  });
+}
+
+// Reloads before anything else ----------------------------------------------------------------------------------------
+
+TEST(DictionaryDeathTest, AFirstReloadCreatesIt) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.write("field_map.txt", "B 2 INT\n");
+    folder.write("fields.txt", "A 1 INT\n");
+    MD_FieldMap::reload_text("fields.txt");
+    expectOnlyA(MD_FieldMap::instance());
+    EXPECT_EQ(MD_FieldMap::load_file("missing.xml"), -1);
+  });
+}
+
+TEST(DictionaryDeathTest, AFirstReloadRunsTheDefaultLoadBeforeItsOwn) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.makeFolder("field_map.txt");
+    folder.write("fields.txt", "A 1 INT\n");
+    std::string error;
+    try {
+      MD_FieldMap::reload_text("fields.txt");
+    } catch (const std::runtime_error& failure) {
+      error = failure.what();
+    }
+    EXPECT_EQ(error, "Unable to open file: ./field_map.txt");
+    MD_FieldMap::reload_text("fields.txt");
+    expectOnlyA(MD_FieldMap::instance());
+  });
+}
+
+// load_file() ---------------------------------------------------------------------------------------------------------
+
+TEST(DictionaryDeathTest, LoadFileCreatesItFromAnXmlFile) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.write("field_map.txt", "B 2 INT\n");
+    folder.write("fields.xml", xmlDefinitions(xmlEntry("A", "1", "INT")));
+    EXPECT_EQ(MD_FieldMap::load_file("fields.xml"), 0);
+    expectOnlyA(MD_FieldMap::instance());
+  });
+}
+
+TEST(DictionaryDeathTest, LoadFileOfAnEmptyPathCreatesAnEmptyOne) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.write("field_map.txt", "B 2 INT\n");
+    EXPECT_EQ(MD_FieldMap::load_file(""), 0);
+    expectEmpty(MD_FieldMap::instance());
+  });
+}
+
+TEST(DictionaryDeathTest, LoadFileRefusesASecondDictionary) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.write("field_map.txt", "A 1 INT\n");
+    folder.write("fields.xml", xmlDefinitions(xmlEntry("B", "2", "INT")));
+    MD_FieldMap::instance();
+    EXPECT_EQ(MD_FieldMap::load_file("fields.xml"), -1);
+    EXPECT_EQ(MD_FieldMap::load_file("missing.xml"), -1);
+    expectOnlyA(MD_FieldMap::instance());
+  });
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.write("one.xml", xmlDefinitions(xmlEntry("A", "1", "INT")));
+    folder.write("two.xml", xmlDefinitions(xmlEntry("B", "2", "INT")));
+    EXPECT_EQ(MD_FieldMap::load_file("one.xml"), 0);
+    EXPECT_EQ(MD_FieldMap::load_file("two.xml"), -1);
+    expectOnlyA(MD_FieldMap::instance());
+  });
+}
+
+TEST(DictionaryDeathTest, LoadFileOfAMissingFileLeavesAnEmptyOne) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.write("field_map.txt", "B 2 INT\n");
+    EXPECT_EQ(MD_FieldMap::load_file("missing.xml"), -2);
+    expectEmpty(MD_FieldMap::instance());
+    folder.write("fields.xml", xmlDefinitions(xmlEntry("A", "1", "INT")));
+    EXPECT_EQ(MD_FieldMap::load_file("fields.xml"), -1) << "it stays created";
+    MD_FieldMap::reload_xml("fields.xml");
+    expectOnlyA(MD_FieldMap::instance());
+  });
+}
+
+TEST(DictionaryDeathTest, LoadFileTellsEveryFailureByItsResult) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.makeFolder("folder");
+    EXPECT_EQ(MD_FieldMap::load_file("folder"), -2);
+    expectEmpty(MD_FieldMap::instance());
+  });
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.write("text.xml", "A 1 INT\n");
+    EXPECT_EQ(MD_FieldMap::load_file("text.xml"), -2);
+    expectEmpty(MD_FieldMap::instance());
+  });
+}
+
+TEST(DictionaryDeathTest, LoadFileOfTooManyEntriesLeavesRowsThatNoLookUpFinds) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    std::string entries;
+    for (std::uint32_t i = 0; i < 65'536; ++i) {
+      entries += xmlEntry("A", std::to_string(i), "INT");
+    }
+    folder.write("fields.xml", xmlDefinitions(entries));
+    EXPECT_EQ(MD_FieldMap::load_file("fields.xml"), -2);
+    const MD_FieldMap& map = MD_FieldMap::instance();
+    EXPECT_EQ(map.size(), 65'535u);
+    EXPECT_TRUE(map.findById(1) == map.end());
+    EXPECT_TRUE(map.findByCompact(1) == map.end());
+    EXPECT_TRUE(map.findByName("A") == map.end());
+    EXPECT_THROW(map.nameToId("A"), std::domain_error);
+  });
+}
+
+// destroy() -----------------------------------------------------------------------------------------------------------
+
+TEST(DictionaryDeathTest, DestroyedItIsAnEmptyOne) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.write("field_map.txt", "A 1 INT\n");
+    const MD_FieldMap& map = MD_FieldMap::instance();
+    expectOnlyA(map);
+    MD_FieldMap::destroy();
+    EXPECT_EQ(&MD_FieldMap::instance(), &map);
+    expectEmpty(map);
+    MD_FieldMap::destroy();
+    expectEmpty(map);
+  });
+}
+
+TEST(DictionaryDeathTest, DestroyingWhatIsNotThereDoesNothing) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.write("field_map.txt", "A 1 INT\n");
+    MD_FieldMap::destroy();
+    expectOnlyA(MD_FieldMap::instance());
+  });
+}
+
+TEST(DictionaryDeathTest, OneCreatedAfterDestroyIsNotSeenByInstance) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.write("fields.txt", "A 1 INT\n");
+    folder.write("fields.xml", xmlDefinitions(xmlEntry("A", "1", "INT")));
+    const MD_FieldMap& map = MD_FieldMap::instance();
+
+    MD_FieldMap::destroy();
+    EXPECT_EQ(MD_FieldMap::load_file("fields.xml"), 0);
+    EXPECT_EQ(MD_FieldMap::load_file("fields.xml"), -1);
+    EXPECT_EQ(&MD_FieldMap::instance(), &map);
+    expectEmpty(map);
+
+    MD_FieldMap::destroy();
+    MD_FieldMap::reload_text("fields.txt");
+    EXPECT_EQ(MD_FieldMap::load_file("fields.xml"), -1);
+    EXPECT_EQ(&MD_FieldMap::instance(), &map);
+    expectEmpty(map);
+
+    MD_FieldMap::reload("fields.xml");
+    MD_FieldMap::reload_xml("fields.xml");
+    expectEmpty(map);
+    MD_FieldMap::destroy();
+    expectEmpty(map);
+  });
+}
+
+TEST(DictionaryDeathTest, DestroyedBeforeInstanceWasAskedItIsCreatedAnew) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.write("field_map.txt", "A 1 INT\n");
+    folder.write("fields.xml", xmlDefinitions(xmlEntry("B", "2", "INT")));
+    EXPECT_EQ(MD_FieldMap::load_file("fields.xml"), 0);
+    MD_FieldMap::destroy();
+    expectOnlyA(MD_FieldMap::instance());
+  });
+}
+
+TEST(DictionaryDeathTest, MessagesOutliveIt) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.write("field_map.txt", "A 1 INT\nB 2 STRING\n");
+    mInt message;
+    EXPECT_TRUE(message.add(1, 5));
+    EXPECT_TRUE(message.add(2, "text"));
+    static mInt endsWithTheProcess;
+    EXPECT_TRUE(endsWithTheProcess.add(1, 5));
+    MD_FieldMap::destroy();
+    int value = 7;
+    EXPECT_FALSE(message.get(1, value));
+    EXPECT_EQ(value, 7);
+    EXPECT_FALSE(message.existsImpl(1));
+    EXPECT_EQ(message.clone()->getSizeImpl(), message.getSizeImpl());
+    message.clearImpl();
+    EXPECT_EQ(message.getSizeImpl(), 1u);
+  });
+}
+
+}  // namespace
+}  // namespace MD

@@ -1,0 +1,404 @@
+#include "md/md_mint.h"
+
+#include <cstdint>
+
+#include <limits>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/captured_errors.h"
+#include "support/dictionary.h"
+#include "support/messages.h"
+
+namespace MD::test {
+namespace {
+
+class MInt : public testing::Test {
+ protected:
+  MInt() { loadDictionary(kDictionary); }
+
+  mInt m_message;
+  CapturedErrors m_errors;
+};
+
+TEST_F(MInt, StartsAsItsHeader) {
+  EXPECT_EQ(m_message.getPB(), 6);
+  EXPECT_EQ(m_message.getSizeImpl(), 1u);
+  EXPECT_EQ(m_message.getBinary()[0], 6);
+  EXPECT_TRUE(m_message.emptyImpl());
+  EXPECT_EQ(idsOf(m_message), Ids());
+}
+
+struct IntCase {
+  const char* name;
+  std::int32_t value;
+  const char* record;
+};
+
+const IntCase kIntCases[] = {
+    {"Zero", 0, "2C 01 01 00"},
+    {"One", 1, "2C 01 01 01"},
+    {"LastInOneByte", 127, "2C 01 01 7F"},
+    {"FirstInTwoBytes", 128, "2C 01 02 80 00"},
+    {"ByteOverflow", 256, "2C 01 02 00 01"},
+    {"LastInTwoBytes", 32767, "2C 01 02 FF 7F"},
+    {"FirstInFourBytes", 32768, "2C 01 04 00 80 00 00"},
+    {"Largest", std::numeric_limits<std::int32_t>::max(), "2C 01 04 FF FF FF 7F"},
+    {"MinusOne", -1, "2C 01 04 FF FF FF FF"},
+    {"Minus128", -128, "2C 01 04 80 FF FF FF"},
+    {"Smallest", std::numeric_limits<std::int32_t>::min(), "2C 01 04 00 00 00 80"},
+};
+
+class MIntInteger : public testing::TestWithParam<IntCase> {
+ protected:
+  MIntInteger() { loadDictionary(kDictionary); }
+};
+
+TEST_P(MIntInteger, TakesTheSmallestOfThreeWidths) {
+  mInt message;
+  EXPECT_TRUE(message.add(id::kInt, GetParam().value));
+  EXPECT_EQ(hexOf(message), std::string("06 ") + GetParam().record);
+  std::int32_t read = 5;
+  EXPECT_TRUE(parse<mInt>(bytesOf(message))->get(id::kInt, read));
+  EXPECT_EQ(read, GetParam().value);
+}
+
+INSTANTIATE_TEST_SUITE_P(Widths, MIntInteger, testing::ValuesIn(kIntCases),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST_F(MInt, WritesTheBytesOfEachType) {
+  EXPECT_TRUE(m_message.add(id::kChar, 'A'));
+  EXPECT_TRUE(m_message.add(id::kInt64, std::int64_t{-2}));
+  EXPECT_TRUE(m_message.add(id::kFloat, 1.5f));
+  EXPECT_TRUE(m_message.add(id::kDouble, -1.25));
+  EXPECT_TRUE(m_message.add(id::kString, "IBM"));
+  EXPECT_TRUE(m_message.add(id::kString2, ""));
+  EXPECT_TRUE(m_message.add(id::kBuffer, bufferOf({"\x00\xFF", 2})));
+  EXPECT_TRUE(m_message.add(id::kBuffer2, bufferOf("")));
+  EXPECT_TRUE(m_message.add(id::kDateTime, MD_DateTime(20240115, 93000000, -300)));
+  EXPECT_TRUE(m_message.add(id::kEpochNS, MD_EpochNS(0x0102030405060708)));
+  EXPECT_TRUE(m_message.add(id::kHigh, 200));
+  EXPECT_TRUE(m_message.add(id::kOptiPrice, 5));
+  EXPECT_EQ(hexOf(m_message),
+            "06 "
+            "0A 00 01 41 "
+            "14 00 08 FE FF FF FF FF FF FF FF "
+            "28 00 04 00 00 C0 3F "
+            "16 00 08 00 00 00 00 00 00 F4 BF "
+            "3C 00 04 49 42 4D 00 "
+            "3D 00 01 00 "
+            "46 00 02 00 FF "
+            "47 00 00 "
+            "50 00 08 40 11 8B F5 82 8F DA FF "
+            "5A 00 08 08 07 06 05 04 03 02 01 "
+            "40 9C 02 C8 00 "
+            "64 00 01 05");
+}
+
+TEST_F(MInt, HoldsStringsOfUpTo254Characters) {
+  EXPECT_TRUE(m_message.add(id::kString, std::string(254, 'x')));
+  EXPECT_EQ(m_message.getSizeImpl(), 1u + 3 + 255);
+  EXPECT_EQ(m_message.getBinary()[3], 255);
+  std::string text;
+  EXPECT_TRUE(m_message.get(id::kString, text));
+  EXPECT_EQ(text, std::string(254, 'x'));
+
+  const std::string before = hexOf(m_message);
+  EXPECT_FALSE(m_message.add(id::kString2, std::string(255, 'x')));
+  EXPECT_EQ(m_errors.take(), "mInt Error: Attempting to ADD field of length 256 which is > max length 255\n");
+  EXPECT_EQ(hexOf(m_message), before);
+  EXPECT_FALSE(m_message.existsImpl(id::kString2));
+  EXPECT_EQ(m_message.fieldCount(), 1u);
+  EXPECT_TRUE(m_message.add(id::kString2, "fits"));
+}
+
+TEST_F(MInt, HoldsBuffersOfUpTo255Bytes) {
+  EXPECT_TRUE(m_message.add(id::kBuffer, bufferOf(std::string(255, 'x'))));
+  const std::string before = hexOf(m_message);
+  EXPECT_FALSE(m_message.add(id::kBuffer2, bufferOf(std::string(256, 'x'))));
+  EXPECT_EQ(m_errors.take(), "mInt Error: Attempting to ADD field of length 256 which is > max length 255\n");
+  EXPECT_FALSE(m_message.add(id::kBuffer2, bufferOf(std::string(65535, 'x'))));
+  EXPECT_EQ(m_errors.take(), "mInt Error: Attempting to ADD field of length 65535 which is > max length 255\n");
+  EXPECT_EQ(hexOf(m_message), before);
+  EXPECT_FALSE(m_message.existsImpl(id::kBuffer2));
+  EXPECT_EQ(m_message.fieldCount(), 1u);
+}
+
+TEST_F(MInt, RefusesTheLongestStringByItsLength) {
+  EXPECT_FALSE(m_message.add(id::kString, std::string(65535, 'x')));
+  EXPECT_EQ(m_errors.take(), "mInt Error: Attempting to ADD field of length 65536 which is > max length 255\n");
+}
+
+// The type comes first: a field that is both of a wrong type and too long is refused for its type.
+TEST_F(MInt, TestsTheTypeBeforeTheLength) {
+  EXPECT_FALSE(m_message.add(id::kInt, std::string(300, 'x')));
+  EXPECT_EQ(m_errors.take(), report("mInt Error: Attempting to ADD a field with incorrect id!", id::kInt, 6, 301));
+}
+
+TEST_F(MInt, AnUpdateThatIsTooLongCostsTheField) {
+  m_message.add(id::kString, "IBM");
+  m_message.add(id::kInt, 5);
+  EXPECT_FALSE(m_message.update(id::kString, std::string(255, 'x')));
+  EXPECT_EQ(m_errors.take(), "mInt Error: Attempting to ADD field of length 256 which is > max length 255\n");
+  EXPECT_FALSE(m_message.existsImpl(id::kString));
+  EXPECT_EQ(hexOf(m_message), "06 2C 01 01 05");
+  EXPECT_EQ(m_message.fieldCount(), 1u);
+}
+
+struct IntUpdateCase {
+  const char* name;
+  std::int32_t before;
+  std::int32_t after;
+  const char* bytes;
+};
+
+// Fields kInt and kChar, then an update of kInt.
+const IntUpdateCase kIntUpdateCases[] = {
+    {"OneByteToOneByteMoves", 4, 5, "06 0A 00 01 78 2C 01 01 05"},
+    {"OneByteToTwoBytesMoves", 4, 300, "06 0A 00 01 78 2C 01 02 2C 01"},
+    {"OneByteToFourBytesMoves", 4, -1, "06 0A 00 01 78 2C 01 04 FF FF FF FF"},
+    {"TwoBytesToTwoBytesMoves", 300, 301, "06 0A 00 01 78 2C 01 02 2D 01"},
+    {"TwoBytesToOneByteMoves", 300, 5, "06 0A 00 01 78 2C 01 01 05"},
+    {"FourBytesToSmallStays", 70000, 5, "06 2C 01 04 05 00 00 00 0A 00 01 78"},
+    {"FourBytesToMediumStays", 70000, 300, "06 2C 01 04 2C 01 00 00 0A 00 01 78"},
+    {"FourBytesToNegativeStays", 70000, -1, "06 2C 01 04 FF FF FF FF 0A 00 01 78"},
+};
+
+class MIntIntegerUpdate : public testing::TestWithParam<IntUpdateCase> {
+ protected:
+  MIntIntegerUpdate() { loadDictionary(kDictionary); }
+};
+
+TEST_P(MIntIntegerUpdate, OverwritesFullWidthOnly) {
+  mInt message;
+  message.add(id::kInt, GetParam().before);
+  message.add(id::kChar, 'x');
+  EXPECT_TRUE(message.update(id::kInt, GetParam().after));
+  EXPECT_EQ(hexOf(message), GetParam().bytes);
+  std::int32_t read = 0;
+  EXPECT_TRUE(message.get(id::kInt, read));
+  EXPECT_EQ(read, GetParam().after);
+  EXPECT_EQ(message.fieldCount(), 2u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Widths, MIntIntegerUpdate, testing::ValuesIn(kIntUpdateCases),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST_F(MInt, AnUpdateOfAnotherTypeAndTheSameLengthOverwrites) {
+  m_message.add(id::kInt, 70000);
+  m_message.add(id::kChar, 'x');
+  EXPECT_TRUE(m_message.update(id::kInt, 1.5f));
+  EXPECT_EQ(hexOf(m_message), "06 2C 01 04 00 00 C0 3F 0A 00 01 78");
+  EXPECT_TRUE(m_message.update(id::kInt, "abc"));
+  EXPECT_EQ(hexOf(m_message), "06 2C 01 04 61 62 63 00 0A 00 01 78");
+  EXPECT_TRUE(m_message.update(id::kChar, bufferOf("y")));
+  EXPECT_EQ(hexOf(m_message), "06 2C 01 04 61 62 63 00 0A 00 01 79");
+  EXPECT_EQ(m_errors.take(), "");
+}
+
+TEST_F(MInt, AnUpdateOfAnotherTypeAndLengthCostsTheField) {
+  m_message.add(id::kInt, 70000);
+  m_message.add(id::kChar, 'x');
+  EXPECT_FALSE(m_message.update(id::kInt, 1.5));
+  EXPECT_EQ(m_errors.take(), report("mInt Error: Attempting to ADD a field with incorrect id!", id::kInt, 5, 8));
+  EXPECT_FALSE(m_message.existsImpl(id::kInt));
+  EXPECT_EQ(hexOf(m_message), "06 0A 00 01 78");
+}
+
+TEST_F(MInt, AnIntegerNeverOverwritesAShortFieldOfAnotherType) {
+  m_message.add(id::kChar, 'x');
+  EXPECT_FALSE(m_message.update(id::kChar, 5));
+  EXPECT_EQ(m_errors.take(), report("mInt Error: Attempting to ADD a field with incorrect id!", id::kChar, 2, 1));
+  EXPECT_EQ(hexOf(m_message), "06");
+  m_message.add(id::kFloat, 1.5f);
+  EXPECT_TRUE(m_message.update(id::kFloat, 5));
+  EXPECT_EQ(hexOf(m_message), "06 28 00 04 05 00 00 00");
+}
+
+TEST_F(MInt, FailedReadsAreSilent) {
+  m_message.add(id::kInt, 5);
+  std::string text = "before";
+  double number = 1.5;
+  EXPECT_FALSE(m_message.get(id::kInt, text));
+  EXPECT_FALSE(m_message.get(id::kInt, number));
+  EXPECT_FALSE(m_message.get(id::kString, text));
+  EXPECT_EQ(text, "before");
+  EXPECT_EQ(number, 1.5);
+  EXPECT_EQ(m_errors.take(), "");
+}
+
+struct IntReadCase {
+  const char* name;
+  const char* bytes;
+  bool result;
+  std::int32_t value;
+};
+
+const IntReadCase kIntReadCases[] = {
+    {"NoBytes", "06 2C 01 00", false, 7},
+    {"OneByteIsZeroExtended", "06 2C 01 01 FF", true, 255},
+    {"TwoBytesAreSignExtended", "06 2C 01 02 FF FF", true, -1},
+    {"TwoBytesMinimum", "06 2C 01 02 00 80", true, -32768},
+    {"ThreeBytes", "06 2C 01 03 01 00 00", false, 7},
+    {"FourBytes", "06 2C 01 04 01 00 00 80", true, -2147483647},
+    {"FiveBytes", "06 2C 01 05 01 00 00 00 00", false, 7},
+    {"OneByteTruncated", "06 2C 01 01", false, 7},
+    {"TwoBytesTruncated", "06 2C 01 02 01", false, 7},
+    {"FourBytesTruncated", "06 2C 01 04 01 00 00", false, 7},
+    {"LengthMissing", "06 2C 01", false, 7},
+};
+
+TEST_F(MInt, ReadsReceivedIntegersByTheirStoredLength) {
+  for (const IntReadCase& row : kIntReadCases) {
+    SCOPED_TRACE(row.name);
+    const auto message = parse<mInt>(fromHex(row.bytes));
+    EXPECT_TRUE(message->existsImpl(id::kInt));
+    EXPECT_EQ(idsOf(*message), Ids{id::kInt});
+    std::int32_t value = 7;
+    EXPECT_EQ(message->get(id::kInt, value), row.result);
+    EXPECT_EQ(value, row.value);
+  }
+  EXPECT_EQ(m_errors.take(), "");
+}
+
+TEST_F(MInt, ReadsTheFirstByteOfACharOfAnyLength) {
+  char value = 'q';
+  EXPECT_TRUE(parse<mInt>(fromHex("06 0A 00 03 41 42 43"))->get(id::kChar, value));
+  EXPECT_EQ(value, 'A');
+}
+
+// The stored length is not compared with the type's: the value reads on into the next record, or zeros at the end.
+TEST_F(MInt, ReadsFixedWidthValuesWhateverTheirStoredLength) {
+  double value = 9;
+  EXPECT_TRUE(parse<mInt>(fromHex("06 16 00 0A 00 00 00 00 00 00 F4 BF AA AA"))->get(id::kDouble, value));
+  EXPECT_EQ(value, -1.25);
+
+  std::int64_t number = 9;
+  EXPECT_TRUE(parse<mInt>(fromHex("06 14 00 02 01 02 0A 00 01 41 0B 00 01 42"))->get(id::kInt64, number));
+  EXPECT_EQ(number, 0x000B4101000A0201);
+  EXPECT_TRUE(parse<mInt>(fromHex("06 14 00 02 01 02"))->get(id::kInt64, number));
+  EXPECT_EQ(number, 0x0201);
+  EXPECT_TRUE(parse<mInt>(fromHex("06 14 00 00"))->get(id::kInt64, number));
+  EXPECT_EQ(number, 0);
+
+  char letter = 'q';
+  EXPECT_TRUE(parse<mInt>(fromHex("06 0A 00 00 2C 01 01 05"))->get(id::kChar, letter));
+  EXPECT_EQ(letter, '\x2C');
+  EXPECT_TRUE(parse<mInt>(fromHex("06 0A 00 00"))->get(id::kChar, letter));
+  EXPECT_EQ(letter, '\0');
+}
+
+TEST_F(MInt, ReadsAStringWithoutItsLastByteWhateverThatIs) {
+  std::string text = "before";
+  EXPECT_TRUE(parse<mInt>(fromHex("06 3C 00 03 41 42 43"))->get(id::kString, text));
+  EXPECT_EQ(text, "AB");
+  EXPECT_TRUE(parse<mInt>(fromHex("06 3C 00 01 41"))->get(id::kString, text));
+  EXPECT_EQ(text, "");
+  text = "before";
+  EXPECT_TRUE(parse<mInt>(fromHex("06 3C 00 00"))->get(id::kString, text));
+  EXPECT_EQ(text, "");
+}
+
+TEST_F(MInt, ALastRecordThatIsCutShortIsListedButNotRead) {
+  const auto message = parse<mInt>(fromHex("06 2C 01 01 05 3C 00 04 49 42 4D"));
+  EXPECT_EQ(m_errors.take(), "");
+  EXPECT_EQ(message->getSizeImpl(), 11u);
+  EXPECT_EQ(idsOf(*message), (Ids{id::kInt, id::kString}));
+  EXPECT_EQ(message->fieldCount(), 2u);
+  EXPECT_TRUE(message->existsImpl(id::kString));
+  std::string text = "before";
+  EXPECT_FALSE(message->get(id::kString, text));
+  EXPECT_EQ(text, "before");
+
+  std::uint8_t type = 0;
+  std::uint32_t size = 0;
+  EXPECT_EQ(message->fieldData(id::kString, type, size), message->getBinary() + 8);
+  EXPECT_EQ(type, 6);
+  EXPECT_EQ(size, 4u);
+
+  EXPECT_TRUE(message->eraseImpl(id::kString));
+  EXPECT_EQ(hexOf(*message), "06 2C 01 01 05");
+  EXPECT_EQ(m_errors.take(), "");
+}
+
+TEST_F(MInt, AnUpdateOfARecordThatIsCutShortReplacesIt) {
+  const auto message = parse<mInt>(fromHex("06 3C 00 04 49 42 4D"));
+  EXPECT_TRUE(message->update(id::kString, "abc"));
+  EXPECT_EQ(hexOf(*message), "06 3C 00 04 61 62 63 00");
+  const auto number = parse<mInt>(fromHex("06 16 00 08 01"));
+  EXPECT_TRUE(number->update(id::kDouble, -1.25));
+  EXPECT_EQ(hexOf(*number), "06 16 00 08 00 00 00 00 00 00 F4 BF");
+  const auto bare = parse<mInt>(fromHex("06 16 00"));
+  EXPECT_TRUE(bare->update(id::kDouble, -1.25));
+  EXPECT_EQ(hexOf(*bare), "06 16 00 08 00 00 00 00 00 00 F4 BF");
+}
+
+TEST_F(MInt, AnAddAppendsAtTheEndOfTheBytes) {
+  const auto message = parse<mInt>(fromHex("06 3C 00 04 49 42 4D"));
+  EXPECT_TRUE(message->add(id::kInt, 5));
+  EXPECT_EQ(hexOf(*message), "06 3C 00 04 49 42 4D 2C 01 01 05");
+}
+
+TEST_F(MInt, CutsOutARecordOfAnUnknownIdAndKeepsTheOthers) {
+  const auto message = parse<mInt>(fromHex("06 2C 01 01 05 E7 03 03 AA BB CC 0A 00 01 41"));
+  EXPECT_EQ(hexOf(*message), "06 2C 01 01 05 0A 00 01 41");
+  EXPECT_EQ(idsOf(*message), (Ids{id::kInt, id::kChar}));
+  EXPECT_EQ(message->fieldCount(), 2u);
+  int value = 0;
+  char letter = 0;
+  EXPECT_TRUE(message->get(id::kInt, value));
+  EXPECT_EQ(value, 5);
+  EXPECT_TRUE(message->get(id::kChar, letter));
+  EXPECT_EQ(letter, 'A');
+}
+
+TEST_F(MInt, CutsOutAnUnknownLastRecordUpToTheEnd) {
+  EXPECT_EQ(hexOf(*parse<mInt>(fromHex("06 2C 01 01 05 E7 03 FF AA BB"))), "06 2C 01 01 05");
+  EXPECT_EQ(hexOf(*parse<mInt>(fromHex("06 2C 01 01 05 E7 03"))), "06 2C 01 01 05");
+  EXPECT_EQ(hexOf(*parse<mInt>(fromHex("06 2C 01 01 05 E7"))), "06 2C 01 01 05");
+  EXPECT_EQ(hexOf(*parse<mInt>(fromHex("06 E7"))), "06");
+}
+
+TEST_F(MInt, KeepsRecordsOfTypesThatMessagesDoNotCarry) {
+  const auto message = parse<mInt>(fromHex("06 C8 00 02 01 02 2C 01 01 05"));
+  EXPECT_EQ(hexOf(*message), "06 C8 00 02 01 02 2C 01 01 05");
+  EXPECT_EQ(idsOf(*message), (Ids{id::kShort, id::kInt}));
+  std::uint8_t type = 0;
+  std::uint32_t size = 0;
+  EXPECT_EQ(message->fieldData(id::kShort, type, size), message->getBinary() + 4);
+  EXPECT_EQ(type, 3);
+  EXPECT_EQ(size, 2u);
+  int value = 7;
+  EXPECT_FALSE(message->get(id::kShort, value));
+  EXPECT_EQ(m_errors.take(), "");
+}
+
+TEST_F(MInt, ShowsTheStoredLengthOfAFieldsData) {
+  m_message.add(id::kInt, 300);
+  std::uint8_t type = 0;
+  std::uint32_t size = 0;
+  const std::uint8_t* const data = m_message.fieldData(id::kInt, type, size);
+  EXPECT_EQ(data, m_message.getBinary() + 4);
+  EXPECT_EQ(type, 2);
+  EXPECT_EQ(size, 2u);
+}
+
+TEST_F(MInt, TakesTheBytesOfOtherEncodingsAsItsOwn) {
+  const auto message = parse<mInt>(fromHex("01 2C 01 05 00 00 00"));
+  EXPECT_EQ(hexOf(*message), "01 2C 01 05 00 00 00");
+  EXPECT_EQ(idsOf(*message), Ids{id::kInt});
+  EXPECT_EQ(message->getPB(), 6);
+}
+
+TEST_F(MInt, AddingMovesNoEarlierRecord) {
+  m_message.add(id::kString, "IBM");
+  const std::string first = hexOf(m_message);
+  m_message.add(id::kInt, 5);
+  m_message.add(id::kDouble, 1.5);
+  EXPECT_EQ(hexOf(m_message).substr(0, first.size()), first);
+}
+
+}  // namespace
+}  // namespace MD::test

@@ -1,0 +1,491 @@
+#include "md/md_optimizer.h"
+
+#include <cstdint>
+
+#include <map>
+#include <new>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "md/md_datatypes.h"
+#include "md/md_reusable_container.h"
+#include "support/allocations.h"
+#include "support/dictionary.h"
+
+namespace MD {
+namespace {
+
+using test::Allocations;
+using test::FailingAllocation;
+namespace id = test::id;
+
+class OptimizerTest : public testing::Test {
+ protected:
+  OptimizerTest() { test::loadDictionary(test::kDictionary); }
+};
+
+/// INT fields with the ids from 1 to `count`, which get the compact numbers from 0 on.
+void loadFields(std::uint16_t count) {
+  std::string text;
+  for (std::uint32_t i = 1; i <= count; ++i) {
+    text += "F" + std::to_string(i) + " " + std::to_string(i) + " INT\n";
+  }
+  test::loadDictionary(text);
+}
+
+TEST_F(OptimizerTest, HasNoFieldsAtFirst) {
+  const Optimizer table;
+  EXPECT_EQ(table.get_field_count(), 0u);
+  for (const auto& row : MD_FieldMap::instance()) {
+    EXPECT_EQ(table.get(row.id), 0u) << row.name;
+  }
+}
+
+TEST_F(OptimizerTest, KeepsOneValueAField) {
+  Optimizer table;
+  EXPECT_TRUE(table.set(id::kInt, 7));
+  EXPECT_TRUE(table.set(id::kChar, 0xFFFF'FFFF'FFFF'FFFF));
+  EXPECT_TRUE(table.set(id::kHigh, 1));
+  EXPECT_EQ(table.get(id::kInt), 7u);
+  EXPECT_EQ(table.get(id::kChar), 0xFFFF'FFFF'FFFF'FFFFu);
+  EXPECT_EQ(table.get(id::kHigh), 1u);
+  EXPECT_EQ(table.get(id::kInt2), 0u);
+  EXPECT_EQ(table.get_field_count(), 3u);
+}
+
+TEST_F(OptimizerTest, CountsAFieldThatIsSetTwiceOnce) {
+  Optimizer table;
+  EXPECT_TRUE(table.set(id::kInt, 7));
+  EXPECT_TRUE(table.set(id::kInt, 8));
+  EXPECT_EQ(table.get(id::kInt), 8u);
+  EXPECT_EQ(table.get_field_count(), 1u);
+}
+
+TEST_F(OptimizerTest, SettingZeroIsNotARemoval) {
+  Optimizer table;
+  EXPECT_TRUE(table.set(id::kInt, 7));
+  EXPECT_TRUE(table.set(id::kInt, 0));
+  EXPECT_EQ(table.get(id::kInt), 0u);
+  EXPECT_EQ(table.get_field_count(), 1u);
+}
+
+TEST_F(OptimizerTest, UnknownFieldsHaveNoPlace) {
+  struct Row {
+    const char* name;
+    std::uint16_t id;
+  };
+  constexpr Row kRows[] = {
+      {"Zero", 0},
+      {"BelowTheLargest", id::kUnknown},
+      {"OneAboveTheLargest", id::kHigh + 1},
+      {"FarAboveTheLargest", id::kBeyond},
+      {"LargestOfAll", 65535},
+  };
+  Optimizer table;
+  ASSERT_TRUE(table.set(id::kInt, 7));
+  for (const Row& row : kRows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_FALSE(table.set(row.id, 5));
+    EXPECT_FALSE(table.set(row.id, DATATYPES::INT, 5));
+    EXPECT_FALSE(table.set(row.id, DATATYPES::RAW, 5)) << "the type of an unknown field reads as 0";
+    EXPECT_EQ(table.get(row.id), 0u);
+    table.erase(row.id);
+    EXPECT_EQ(table.get_field_count(), 1u);
+  }
+  EXPECT_EQ(table.get(id::kInt), 7u);
+}
+
+TEST_F(OptimizerTest, SetsAFieldOfTheGivenTypeOnly) {
+  struct Row {
+    const char* name;
+    std::uint16_t id;
+    std::uint8_t type;
+    bool isSet;
+  };
+  constexpr Row kRows[] = {
+      {"RightType", id::kInt, DATATYPES::INT, true},
+      {"PriceIsAnInt", id::kOptiPrice, DATATYPES::OPTI_PRICE, true},
+      {"IntIsAPrice", id::kOptiPrice, DATATYPES::INT, true},
+      {"RawIsATypeToo", id::kRaw, DATATYPES::RAW, true},
+      {"WrongType", id::kInt, DATATYPES::INT64, false},
+      {"NoType", id::kInt, DATATYPES::RAW, false},
+      {"UnusedCode", id::kInt, 15, false},
+  };
+  for (const Row& row : kRows) {
+    SCOPED_TRACE(row.name);
+    Optimizer table;
+    EXPECT_EQ(table.set(row.id, row.type, 9), row.isSet);
+    EXPECT_EQ(table.get(row.id), row.isSet ? 9u : 0u);
+    EXPECT_EQ(table.get_field_count(), row.isSet ? 1u : 0u);
+  }
+}
+
+TEST_F(OptimizerTest, AWrongTypeLeavesTheValueThatIsThere) {
+  Optimizer table;
+  ASSERT_TRUE(table.set(id::kInt, DATATYPES::INT, 7));
+  EXPECT_FALSE(table.set(id::kInt, DATATYPES::DOUBLE, 8));
+  EXPECT_EQ(table.get(id::kInt), 7u);
+  EXPECT_EQ(table.get_field_count(), 1u);
+}
+
+TEST_F(OptimizerTest, ErasesAFieldOnce) {
+  Optimizer table;
+  ASSERT_TRUE(table.set(id::kInt, 7));
+  ASSERT_TRUE(table.set(id::kChar, 8));
+  table.erase(id::kInt);
+  EXPECT_EQ(table.get(id::kInt), 0u);
+  EXPECT_EQ(table.get_field_count(), 1u);
+  table.erase(id::kInt);
+  EXPECT_EQ(table.get_field_count(), 1u);
+  EXPECT_EQ(table.get(id::kChar), 8u);
+}
+
+TEST_F(OptimizerTest, AFieldErasedAndSetAgainCountsOnceAndIsCleared) {
+  Optimizer table;
+  ASSERT_TRUE(table.set(id::kInt, 7));
+  table.erase(id::kInt);
+  ASSERT_TRUE(table.set(id::kInt, 8));
+  EXPECT_EQ(table.get(id::kInt), 8u);
+  EXPECT_EQ(table.get_field_count(), 1u);
+  table.clear();
+  EXPECT_EQ(table.get(id::kInt), 0u);
+  EXPECT_EQ(table.get_field_count(), 0u);
+}
+
+TEST_F(OptimizerTest, ClearMakesEveryFieldAbsent) {
+  Optimizer table;
+  for (const auto& row : MD_FieldMap::instance()) {
+    ASSERT_TRUE(table.set(row.id, row.id)) << row.name;
+  }
+  EXPECT_EQ(table.get_field_count(), MD_FieldMap::instance().size());
+  table.erase(id::kInt);
+  table.clear();
+  EXPECT_EQ(table.get_field_count(), 0u);
+  for (const auto& row : MD_FieldMap::instance()) {
+    EXPECT_EQ(table.get(row.id), 0u) << row.name;
+  }
+  table.clear();
+  EXPECT_EQ(table.get_field_count(), 0u);
+  EXPECT_TRUE(table.set(id::kInt, 3));
+  EXPECT_EQ(table.get_field_count(), 1u);
+}
+
+TEST_F(OptimizerTest, AssignmentTakesOverTheOthersFieldsAndNoneOfItsOwn) {
+  Optimizer source;
+  ASSERT_TRUE(source.set(id::kInt, 7));
+  ASSERT_TRUE(source.set(id::kChar, 8));
+  ASSERT_TRUE(source.set(id::kDouble, 9));
+  source.erase(id::kDouble);
+
+  Optimizer target;
+  ASSERT_TRUE(target.set(id::kInt, 1));
+  ASSERT_TRUE(target.set(id::kDouble, 2));
+  ASSERT_TRUE(target.set(id::kString, 3));
+  Optimizer& result = target = source;
+
+  EXPECT_EQ(&result, &target);
+  EXPECT_EQ(target.get(id::kInt), 7u);
+  EXPECT_EQ(target.get(id::kChar), 8u);
+  EXPECT_EQ(target.get(id::kDouble), 0u);
+  EXPECT_EQ(target.get(id::kString), 0u);
+  EXPECT_EQ(target.get_field_count(), 2u);
+
+  target.erase(id::kInt);
+  EXPECT_EQ(source.get(id::kInt), 7u) << "the two are independent";
+  target.clear();
+  EXPECT_EQ(target.get(id::kChar), 0u);
+  EXPECT_EQ(target.get_field_count(), 0u);
+  EXPECT_EQ(source.get_field_count(), 2u);
+}
+
+TEST_F(OptimizerTest, AssignmentToItselfKeepsTheFields) {
+  Optimizer table;
+  ASSERT_TRUE(table.set(id::kInt, 7));
+  const Optimizer& same = table;
+  table = same;
+  EXPECT_EQ(table.get(id::kInt), 7u);
+  EXPECT_EQ(table.get_field_count(), 1u);
+}
+
+TEST_F(OptimizerTest, ACopyHasTheFieldsOfTheOriginal) {
+  Optimizer source;
+  ASSERT_TRUE(source.set(id::kInt, 7));
+  Optimizer copy(source);
+  EXPECT_EQ(copy.get(id::kInt), 7u);
+  EXPECT_EQ(copy.get_field_count(), 1u);
+  copy.clear();
+  EXPECT_EQ(source.get(id::kInt), 7u);
+}
+
+TEST_F(OptimizerTest, HasAPlaceForEachCompactNumberOfAFileThatRepeatsIds) {
+  test::loadDictionary(
+      "A 10 INT\n"
+      "AGAIN 10 INT\n"
+      "ONCE_MORE 10 INT\n"
+      "B 11 INT\n");
+  ASSERT_EQ(MD_FieldMap::instance().size(), 2u);
+  ASSERT_EQ(MD_FieldMap::instance().findById(11)->compact, 3);
+  Optimizer table;
+  EXPECT_TRUE(table.set(11, 7));
+  EXPECT_TRUE(table.set(10, 8));
+  EXPECT_EQ(table.get(11), 7u);
+  EXPECT_EQ(table.get(10), 8u);
+  EXPECT_EQ(table.get_field_count(), 2u);
+}
+
+TEST_F(OptimizerTest, GrowsWithAReloadedDictionary) {
+  loadFields(2);
+  Optimizer table;
+  loadFields(1000);
+  EXPECT_EQ(table.get(1000), 0u);
+  table.erase(1000);
+  EXPECT_EQ(table.get_field_count(), 0u);
+  for (std::uint16_t i = 1; i <= 1000; ++i) {
+    ASSERT_TRUE(table.set(i, std::uint64_t{i} + 1)) << i;
+  }
+  EXPECT_EQ(table.get_field_count(), 1000u);
+  for (std::uint16_t i = 1; i <= 1000; ++i) {
+    ASSERT_EQ(table.get(i), std::uint64_t{i} + 1) << i;
+  }
+  table.clear();
+  for (std::uint16_t i = 1; i <= 1000; ++i) {
+    ASSERT_EQ(table.get(i), 0u) << i;
+  }
+}
+
+TEST_F(OptimizerTest, MadeBeforeTheDictionaryHadAnyFieldItGrowsTheSame) {
+  test::loadDictionary("");
+  Optimizer table;
+  EXPECT_FALSE(table.set(1, 5));
+  loadFields(3);
+  EXPECT_TRUE(table.set(3, 5));
+  EXPECT_EQ(table.get(3), 5u);
+  EXPECT_EQ(table.get_field_count(), 1u);
+}
+
+TEST_F(OptimizerTest, ServesASmallerDictionaryAfterAClear) {
+  loadFields(100);
+  Optimizer table;
+  ASSERT_TRUE(table.set(100, 5));
+  table.clear();
+  loadFields(2);
+  EXPECT_EQ(table.get(100), 0u);
+  EXPECT_FALSE(table.set(100, 5));
+  EXPECT_TRUE(table.set(2, 6));
+  EXPECT_EQ(table.get(2), 6u);
+  EXPECT_EQ(table.get_field_count(), 1u);
+}
+
+TEST_F(OptimizerTest, AssignmentJoinsTablesFromBeforeAndAfterAReload) {
+  loadFields(2);
+  Optimizer older;
+  ASSERT_TRUE(older.set(2, 5));
+  loadFields(50);
+  Optimizer newer;
+  ASSERT_TRUE(newer.set(50, 6));
+
+  Optimizer fromNewer(older);
+  fromNewer = newer;
+  EXPECT_EQ(fromNewer.get(50), 6u);
+  EXPECT_EQ(fromNewer.get(2), 0u);
+  EXPECT_EQ(fromNewer.get_field_count(), 1u);
+
+  older = newer;
+  EXPECT_EQ(older.get(50), 6u);
+  EXPECT_EQ(older.get(2), 0u);
+  EXPECT_EQ(older.get_field_count(), 1u);
+
+  loadFields(50);
+  Optimizer wide;
+  ASSERT_TRUE(wide.set(49, 7));
+  test::loadDictionary("");
+  const Optimizer none;
+  loadFields(50);
+  wide = none;
+  EXPECT_EQ(wide.get(49), 0u);
+  EXPECT_EQ(wide.get_field_count(), 0u);
+  EXPECT_TRUE(wide.set(50, 8));
+}
+
+TEST_F(OptimizerTest, PooledTablesGrowWithAReloadedDictionary) {
+  const auto pool = std::make_shared<ReusableContainer<Optimizer>>();
+  loadFields(2);
+  const Optimizer* lent = nullptr;
+  {
+    const ReusableContainerWrapper<Optimizer> table(true, pool);
+    lent = table.get();
+  }
+  loadFields(60'000);
+  const ReusableContainerWrapper<Optimizer> table(true, pool);
+  ASSERT_EQ(table.get(), lent);
+  EXPECT_EQ(table->get(60'000), 0u);
+  EXPECT_TRUE(table->set(60'000, 5));
+  EXPECT_EQ(table->get(60'000), 5u);
+}
+
+TEST_F(OptimizerTest, HoldsTheLargestDictionary) {
+  loadFields(65'535);
+  ASSERT_EQ(MD_FieldMap::instance().findById(65'535)->compact, 65'534);
+  Optimizer table;
+  for (std::uint32_t i = 1; i <= 65'535; ++i) {
+    ASSERT_TRUE(table.set(static_cast<std::uint16_t>(i), i)) << i;
+  }
+  EXPECT_EQ(table.get_field_count(), 65'535u);
+  EXPECT_EQ(table.get(1), 1u);
+  EXPECT_EQ(table.get(65'535), 65'535u);
+  EXPECT_EQ(table.get(0), 0u);
+}
+
+TEST_F(OptimizerTest, SettingAndErasingOverAndOverAllocatesNothing) {
+  loadFields(3);
+  Optimizer table;
+  ASSERT_TRUE(table.set(1, 11));
+  const long before = Allocations::count;
+  for (std::uint64_t i = 1; i <= 200'000; ++i) {
+    table.set(2, i);
+    table.erase(2);
+    table.set(3, i);
+    table.erase(3);
+  }
+  EXPECT_EQ(Allocations::count, before);
+  EXPECT_EQ(table.get(1), 11u);
+  EXPECT_EQ(table.get(2), 0u);
+  EXPECT_EQ(table.get_field_count(), 1u);
+  table.clear();
+  EXPECT_EQ(table.get(1), 0u);
+}
+
+TEST_F(OptimizerTest, SettingZeroOverAndOverAllocatesNothing) {
+  loadFields(3);
+  Optimizer table;
+  ASSERT_TRUE(table.set(1, 11));
+  const long before = Allocations::count;
+  for (int i = 0; i < 10'000; ++i) {
+    table.set(2, 0);
+    table.set(3, 5);
+    table.erase(3);
+  }
+  EXPECT_EQ(Allocations::count, before);
+  EXPECT_EQ(table.get(1), 11u);
+  EXPECT_EQ(table.get(2), 0u);
+  table.clear();
+  EXPECT_EQ(table.get_field_count(), 0u);
+  EXPECT_TRUE(table.set(2, 7));
+  EXPECT_EQ(table.get_field_count(), 1u);
+}
+
+TEST_F(OptimizerTest, FillingAndClearingAllocatesNothing) {
+  Optimizer table;
+  const MD_FieldMap& map = MD_FieldMap::instance();
+  const long before = Allocations::count;
+  for (int round = 0; round < 100; ++round) {
+    for (const auto& row : map) {
+      table.set(row.id, 5);
+    }
+    table.clear();
+  }
+  EXPECT_EQ(Allocations::count, before);
+}
+
+TEST_F(OptimizerTest, AgreesWithAModelUnderRandomOperations) {
+  constexpr std::uint16_t kFields = 6;
+  loadFields(kFields);
+  Optimizer table;
+  Optimizer other;
+  std::map<std::uint16_t, std::uint64_t> model;
+  std::mt19937 random(20240115);
+  for (int step = 0; step < 20'000; ++step) {
+    const auto field = static_cast<std::uint16_t>(1 + random() % (kFields + 1));  // the last one is unknown
+    switch (random() % 16) {
+      case 0:
+        table.clear();
+        model.clear();
+        break;
+      case 1:
+        other = table;
+        table.clear();
+        table = other;
+        break;
+      case 2:
+      case 3:
+      case 4:
+      case 5:
+      case 6:
+      case 7:
+        table.erase(field);
+        model.erase(field);
+        break;
+      default: {
+        const std::uint64_t value = 1 + random();
+        EXPECT_EQ(table.set(field, value), field <= kFields);
+        if (field <= kFields) {
+          model[field] = value;
+        }
+      }
+    }
+    ASSERT_EQ(table.get_field_count(), model.size()) << step;
+    for (std::uint16_t i = 1; i <= kFields; ++i) {
+      const auto expected = model.find(i);
+      ASSERT_EQ(table.get(i), expected != model.end() ? expected->second : 0) << "field " << i << ", step " << step;
+    }
+  }
+}
+
+TEST_F(OptimizerTest, AFailedGrowthChangesNothing) {
+  for (long succeeding = 0; succeeding < 2; ++succeeding) {
+    SCOPED_TRACE(succeeding);
+    loadFields(2);
+    Optimizer table;
+    ASSERT_TRUE(table.set(2, 5));
+    loadFields(1000);
+    bool hasThrown = false;
+    {
+      const FailingAllocation failing(succeeding);
+      try {
+        table.set(1000, 6);
+      } catch (const std::bad_alloc&) {
+        hasThrown = true;
+      }
+    }
+    EXPECT_TRUE(hasThrown);
+    EXPECT_EQ(table.get(2), 5u);
+    EXPECT_EQ(table.get(1000), 0u);
+    EXPECT_EQ(table.get_field_count(), 1u);
+    EXPECT_TRUE(table.set(1000, 6));
+    EXPECT_EQ(table.get(1000), 6u);
+    EXPECT_EQ(table.get_field_count(), 2u);
+  }
+}
+
+TEST_F(OptimizerTest, AFailedAssignmentChangesNothing) {
+  for (long succeeding = 0; succeeding < 2; ++succeeding) {
+    SCOPED_TRACE(succeeding);
+    loadFields(2);
+    Optimizer target;
+    ASSERT_TRUE(target.set(2, 5));
+    loadFields(1000);
+    Optimizer source;
+    ASSERT_TRUE(source.set(1000, 6));
+    bool hasThrown = false;
+    {
+      const FailingAllocation failing(succeeding);
+      try {
+        target = source;
+      } catch (const std::bad_alloc&) {
+        hasThrown = true;
+      }
+    }
+    EXPECT_TRUE(hasThrown);
+    EXPECT_EQ(target.get(2), 5u);
+    EXPECT_EQ(target.get(1000), 0u);
+    EXPECT_EQ(target.get_field_count(), 1u);
+    target = source;
+    EXPECT_EQ(target.get(1000), 6u);
+  }
+}
+
+}  // namespace
+}  // namespace MD

@@ -1,0 +1,130 @@
+// Pools that several threads use at once.
+#include "md/md_reusable_container.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "md/md_mint.h"
+#include "support/dictionary.h"
+
+namespace MD {
+namespace {
+
+namespace id = test::id;
+
+constexpr unsigned kThreads = 4;
+constexpr int kRounds = 2000;
+
+/// Runs `work(index)` in every thread; all begin together.
+template <class Work>
+void inThreads(Work work) {
+  std::atomic<unsigned> ready{0};
+  std::vector<std::thread> threads;
+  for (unsigned i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&, i] {
+      ++ready;
+      while (ready < kThreads) {
+        std::this_thread::yield();
+      }
+      work(i);
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+}
+
+TEST(ReusableContainerThreads, AnObjectIsLentToOneThreadAtATime) {
+  for (const bool isShared : {false, true}) {
+    SCOPED_TRACE(isShared ? "shared pool" : "own pool");
+    const auto pool = isShared ? nullptr : std::make_shared<ReusableContainer<MsgData>>();
+    std::atomic<int> intrusions{0};
+    inThreads([&](unsigned index) {
+      std::uint8_t mark[64];
+      std::memset(mark, static_cast<int>(index + 1), sizeof mark);
+      for (int round = 0; round < kRounds; ++round) {
+        const ReusableContainerWrapper<MsgData> buffer(true, pool);
+        buffer->erase(buffer->begin(), buffer->end());
+        buffer->insert(buffer->end(), mark, mark + sizeof mark);
+        if (round % 16 == 0) {
+          std::this_thread::yield();
+        }
+        if (buffer->size() != sizeof mark || std::memcmp(buffer->data(), mark, sizeof mark) != 0) {
+          ++intrusions;
+        }
+      }
+    });
+    EXPECT_EQ(intrusions, 0);
+  }
+}
+
+TEST(ReusableContainerThreads, AnOwnPoolMakesNoMoreObjectsThanAreLentAtOnce) {
+  const auto pool = std::make_shared<ReusableContainer<MsgData>>();
+  std::mutex mutex;
+  std::set<const MsgData*> seen;
+  inThreads([&](unsigned) {
+    std::set<const MsgData*> mine;
+    for (int round = 0; round < kRounds; ++round) {
+      const ReusableContainerWrapper<MsgData> a(true, pool);
+      const ReusableContainerWrapper<MsgData> b(true, pool);
+      mine.insert(a.get());
+      mine.insert(b.get());
+    }
+    const std::lock_guard<std::mutex> lock(mutex);
+    seen.insert(mine.begin(), mine.end());
+  });
+  EXPECT_GE(seen.size(), 2u);
+  EXPECT_LE(seen.size(), std::size_t{2} * kThreads);
+}
+
+TEST(ReusableContainerThreads, MessagesAreMadeAndDestroyedInAnyThread) {
+  test::loadDictionary(test::kDictionary);
+  std::atomic<int> failures{0};
+  inThreads([&](unsigned index) {
+    const int number = static_cast<int>(index) * 1'000'000;
+    const std::string text = "thread " + std::to_string(index);
+    for (int round = 0; round < kRounds; ++round) {
+      mInt message;
+      const bool isFilled = message.add(id::kInt, number + round) && message.add(id::kString, text);
+      const std::unique_ptr<MD_Message> copy = message.clone();
+      int value = 0;
+      std::string read;
+      const bool isRead = copy->get(id::kInt, value) && copy->get(id::kString, read);
+      if (!isFilled || !isRead || value != number + round || read != text || copy->fieldCount() != 2) {
+        ++failures;
+      }
+    }
+  });
+  EXPECT_EQ(failures, 0);
+}
+
+TEST(ReusableContainerThreads, AMessageMayEndInAnotherThreadThanItBeganIn) {
+  test::loadDictionary(test::kDictionary);
+  std::vector<std::unique_ptr<MD_Message>> messages(kThreads);
+  for (int round = 0; round < 50; ++round) {
+    inThreads([&](unsigned index) {
+      messages[index] = std::make_unique<mInt>();
+      messages[index]->add(id::kInt, static_cast<int>(index));
+    });
+    for (unsigned i = 0; i < kThreads; ++i) {
+      int value = -1;
+      ASSERT_TRUE(messages[i]->get(id::kInt, value));
+      EXPECT_EQ(value, static_cast<int>(i));
+    }
+    inThreads([&](unsigned index) { messages[(index + 1) % kThreads].reset(); });
+  }
+}
+
+}  // namespace
+}  // namespace MD

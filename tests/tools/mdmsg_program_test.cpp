@@ -1,0 +1,465 @@
+// The program as its users run it: its output, its reports and its exit status, to the letter.
+#include <cstdio>
+#include <cstdlib>
+
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#ifndef _WIN32
+#include <sys/wait.h>
+#endif
+
+#include "support/configuration.h"
+#include "support/dictionary.h"
+
+namespace {
+
+using MD::test::ConfigurationFolder;
+
+struct Result {
+  std::string out;
+  std::string err;
+  int status;
+};
+
+std::ostream& operator<<(std::ostream& out, const Result& result) {
+  return out << "status " << result.status << "\n--- out\n" << result.out << "--- err\n" << result.err;
+}
+
+bool operator==(const Result& a, const Result& b) { return a.out == b.out && a.err == b.err && a.status == b.status; }
+
+std::string contentsOf(const char* path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+/// Runs the program in a folder of its own that holds the dictionary "fields.txt".
+class Program : public testing::Test {
+ protected:
+  Program() {
+    write("fields.txt", std::string(MD::test::kDictionary) + "PX_WHOLE 400 INT\nPX_NUM 401 INT\nPX_DENOM 402 INT\n");
+  }
+
+  static void write(const char* path, const std::string& text) { ConfigurationFolder::write(path, text); }
+
+  /// @param arguments  as they stand on a command line
+  static Result mdmsg(const std::string& arguments, const std::string& input = {}) {
+    write("stdin", input);
+    std::string command = "\"" MDMSG_PROGRAM "\" " + arguments + " <stdin >stdout 2>stderr";
+#ifdef _WIN32
+    command = '"' + command + '"';  // the shell takes the outer quotes away
+#endif
+    int status = std::system(command.c_str());
+#ifndef _WIN32
+    status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+#endif
+    return {contentsOf("stdout"), contentsOf("stderr"), status};
+  }
+
+  /// The same with the folder's dictionary.
+  static Result withFields(const std::string& arguments, const std::string& input = {}) {
+    return mdmsg(arguments + " --dictionary fields.txt", input);
+  }
+
+ private:
+  ConfigurationFolder m_folder;
+};
+
+constexpr const char* kAllTypesJson =
+    R"({"CH":"B","QTY":-1,"SEQ":-9223372036854775808,"VOLA":0.5,"BID":-0.0,"SYMBOL":"A\"","BLOB":{"hex":"00ff"},)"
+    R"("WHEN":{"date":20240115,"time":93000000,"offset":-300},"RECV":18446744073709551615})"
+    "\n";
+
+struct Golden {
+  const char* encoding;
+  const char* hex;
+};
+
+constexpr Golden kAllTypesHex[] = {
+    {"mInt",
+     "06"
+     "0a000142"
+     "2c0104ffffffff"
+     "1400080000000000000080"
+     "2800040000003f"
+     "1600080000000000000080"
+     "3c0003412200"
+     "46000200ff"
+     "50000840118bf5828fdaff"
+     "5a0008ffffffffffffffff\n"},
+    {"IterMap",
+     "01"
+     "0a0042"
+     "2c01ffffffff"
+     "14000000000000000080"
+     "28000000003f"
+     "16000000000000000080"
+     "3c000300412200"
+     "46000200000000ff"
+     "500040118bf5828fdaff"
+     "5a00ffffffffffffffff\n"},
+    {"MsgT",
+     "46515231"
+     "000a00010000000142"
+     "012c000200000004ffffffff"
+     "00140013000000088000000000000000"
+     "00280004000000043f000000"
+     "00160005000000088000000000000000"
+     "003c000600000003412200"
+     "0046000e0000000200ff"
+     "005000140000000840118bf5828fdaff"
+     "005a001600000008ffffffffffffffff\n"},
+};
+
+TEST_F(Program, EncodesAndDecodesEveryTypeInEveryEncoding) {
+  for (const auto& [encoding, hex] : kAllTypesHex) {
+    SCOPED_TRACE(encoding);
+    EXPECT_EQ(withFields(std::string("encode --encoding ") + encoding, kAllTypesJson), (Result{hex, "", 0}));
+    EXPECT_EQ(withFields("decode --format json", hex), (Result{kAllTypesJson, "", 0}));
+  }
+}
+
+TEST_F(Program, ConvertsBetweenAllEncodings) {
+  std::string all;
+  for (const auto& from : kAllTypesHex) {
+    all += from.hex;
+  }
+  for (const auto& [encoding, hex] : kAllTypesHex) {
+    SCOPED_TRACE(encoding);
+    EXPECT_EQ(withFields(std::string("convert --to ") + encoding, all), (Result{std::string(hex) + hex + hex, "", 0}));
+  }
+}
+
+TEST_F(Program, PrintsMessagesWithABlankLineBetween) {
+  EXPECT_EQ(withFields("decode", "06 3c000341420016000800000000005059 40\n\n062C01 0105\r\n06\n"),
+            (Result{"SYMBOL                 = AB\n"
+                    "BID                    = 101.25\n"
+                    "\n"
+                    "QTY                    = 5\n"
+                    "\n",
+                    "", 0}));
+  EXPECT_EQ(withFields("decode --format text", ""), (Result{"", "", 0}));
+}
+
+TEST_F(Program, PrintsPricesAsOneNumber) {
+  const char* const hex = "06 9001010c 91010122 92010164 2c010105\n";
+  EXPECT_EQ(withFields("decode --price", hex), (Result{"PX                     = 12.34\n"
+                                                       "QTY                    = 5\n",
+                                                       "", 0}));
+  EXPECT_EQ(withFields("decode", hex), (Result{"PX_WHOLE               = 12\n"
+                                               "PX_NUM                 = 34\n"
+                                               "PX_DENOM               = 100\n"
+                                               "QTY                    = 5\n",
+                                               "", 0}));
+}
+
+TEST_F(Program, EncodesCsv) {
+  EXPECT_EQ(withFields("encode --encoding mInt --csv",
+                       "SYMBOL,QTY,WHEN\r\n"
+                       "\"A,\"\"B\n\",5,20240115 93000000 -300\r\n"
+                       "C,,\r\n"
+                       "D,x,\r\n"
+                       "\"E\"E,1,\n"
+                       "F,6,\n"
+                       "G,7\n"
+                       "\"H,8,\n"),
+            (Result{"063c0006412c22420a00"
+                    "2c010105"
+                    "50000840118bf5828fdaff\n"
+                    "063c00024300\n"
+                    "063c000246002c010106\n",
+                    "mdmsg: standard input:5: field QTY: \"x\" is not a whole number\n"
+                    "mdmsg: standard input:6: cell 1: text behind the closing quote\n"
+                    "mdmsg: standard input:8: the number of cells is 2, that of the header 3\n"
+                    "mdmsg: standard input:9: cell 1: the quote is never closed\n",
+                    1}));
+}
+
+TEST_F(Program, AnUnusableCsvHeaderLeavesItsInputOut) {
+  write("bad.csv", "QTY,NOPE\n1,2\n");
+  write("good.csv", "QTY\n5\n");
+  write("empty.csv", "");
+  EXPECT_EQ(withFields("encode --csv --encoding mInt bad.csv good.csv empty.csv"),
+            (Result{"062c010105\n", "mdmsg: bad.csv:1: field NOPE: the dictionary has no field of this name\n", 1}));
+}
+
+TEST_F(Program, GoesOnBehindALineThatItCannotUse) {
+  EXPECT_EQ(withFields("encode --encoding mInt",
+                       "{\"QTY\":5}\n"
+                       "\n"
+                       "{\"QTY\":1.5,\"CH\":\"B\"}\n"
+                       "{\"QTY\":5\n"
+                       "{\"CH\":\"B\"}"),
+            (Result{"062c010105\n"
+                    "060a000142\n",
+                    "mdmsg: standard input:3: field QTY: \"1.5\" is not a whole number\n"
+                    "mdmsg: standard input:4: column 9: syntax error while parsing object - unexpected end of input; "
+                    "expected '}'\n",
+                    1}));
+  EXPECT_EQ(withFields("decode --format json", "062c010105\n062c01010\n062c0101zz\n07\n062c010106\n"),
+            (Result{"{\"QTY\":5}\n"
+                    "{\"QTY\":6}\n",
+                    "mdmsg: standard input:2: column 9: odd number of hex digits, the last byte is incomplete\n"
+                    "mdmsg: standard input:3: column 9: \"z\" is not a hex digit\n"
+                    "mdmsg: standard input:4: no encoding begins with byte 07 (01 IterMap, 06 mInt, 46 MsgT)\n",
+                    1}));
+}
+
+TEST_F(Program, ShowsOfHostileBytesWhatCanBeRead) {
+  // A type that no message carries, a repeated field, unknown fields, a last record cut short.
+  const std::string hex = "06 c800020102 2c010105 2c010106 e7030411223344 16000800\n";
+  const std::string unknown =
+      "mdmsg: standard input:1: note: 7 bytes are left out: no field that the dictionary has, or has with this type\n";
+  const std::string repeated =
+      "mdmsg: standard input:1: note: field QTY: stands 2 times in the message; the last one counts\n";
+  const std::string rest =
+      "mdmsg: standard input:1: note: field SHORTY: values of type SHORT are carried by no message\n"
+      "mdmsg: standard input:1: note: field BID: the message ends inside the value, of which it has 1 of 8 bytes\n";
+  EXPECT_EQ(withFields("decode --format json", hex),
+            (Result{"{\"SHORTY\":{\"unreadable\":\"0102\"},\"QTY\":6,\"BID\":{\"unreadable\":\"00\"}}\n",
+                    unknown + repeated + rest, 1}));
+  EXPECT_EQ(withFields("decode", hex), (Result{"SHORTY                 = <VARIANT>\n"
+                                               "QTY                    = 6\n"
+                                               "QTY                    = 6\n"
+                                               "BID                    = <VARIANT>\n",
+                                               unknown + repeated + rest, 1}));
+  EXPECT_EQ(withFields("convert --to IterMap", hex), (Result{"012c0106000000\n", unknown + repeated + rest, 1}));
+}
+
+TEST_F(Program, ReportsHostileBytesHoweverManyThereAre) {
+  std::string hex;
+  std::string json;
+  std::string reports;
+  for (int line = 1; line <= 250; ++line) {
+    hex += "46515231 03e7000200000004000000ff 012c00020000000400000005\n";
+    json += "{\"QTY\":5}\n";
+    reports += "mdmsg: standard input:" + std::to_string(line) +
+               ": note: 12 bytes are left out: no field that the dictionary has, or has with this type\n";
+  }
+  EXPECT_EQ(withFields("decode --format json", hex), (Result{json, reports, 1}));
+}
+
+TEST_F(Program, TellsWhereAPrintOutEnds) {
+  write("fields.txt", "LAST 65535 INT\nQTY 300 INT\n");
+  EXPECT_EQ(withFields("decode", "06 2c010105 ffff0106 \n"),
+            (Result{"QTY                    = 5\n",
+                    "mdmsg: standard input:1: note: field LAST: ends the print-out; use --format json to see all "
+                    "fields\n",
+                    1}));
+  EXPECT_EQ(withFields("decode --format json", "06 2c010105 ffff0106\n"), (Result{"{\"QTY\":5,\"LAST\":6}\n", "", 0}));
+}
+
+TEST_F(Program, ConvertsOnlyWhatTheOtherEncodingHolds) {
+  const std::string text(255, 'x');
+  const Result encoded = withFields("encode --encoding MsgT", "{\"QTY\":5,\"SYMBOL\":\"" + text + "\"}\n{\"QTY\":6}\n");
+  EXPECT_EQ(withFields("convert --to mInt", encoded.out),
+            (Result{"062c010106\n",
+                    "mdmsg: standard input:1: field SYMBOL: 255 bytes are too long for a STRING of mInt\n", 1}));
+  const Result longest = withFields("encode --encoding MsgT", "{\"SYMBOL\":\"" + std::string(65535, 'x') + "\"}\n");
+  EXPECT_EQ(
+      withFields("convert --to IterMap", longest.out),
+      (Result{"", "mdmsg: standard input:1: field SYMBOL: 65535 bytes are too long for a STRING of IterMap\n", 1}));
+}
+
+TEST_F(Program, ReadsFilesAndStandardInputInTheirOrder) {
+  write("one.hex", "062c010101\n07\n");
+  write("two.hex",
+        "\xef\xbb\xbf"
+        "062c010103");
+  EXPECT_EQ(withFields("decode --format json one.hex - two.hex", "08\n062c010102\n"),
+            (Result{"{\"QTY\":1}\n{\"QTY\":2}\n{\"QTY\":3}\n",
+                    "mdmsg: one.hex:2: no encoding begins with byte 07 (01 IterMap, 06 mInt, 46 MsgT)\n"
+                    "mdmsg: standard input:1: no encoding begins with byte 08 (01 IterMap, 06 mInt, 46 MsgT)\n",
+                    1}));
+}
+
+TEST_F(Program, AFileThatCannotBeReadIsBadUsage) {
+  write("one.hex", "062c010101\n");
+  ConfigurationFolder::makeFolder("folder");
+  EXPECT_EQ(withFields("decode --format json missing.hex folder one.hex"),
+            (Result{"{\"QTY\":1}\n",
+                    "mdmsg: cannot open missing.hex\n"
+                    "mdmsg: cannot read folder: it is a directory\n",
+                    2}));
+}
+
+TEST_F(Program, WritesThePreferredEncoding) {
+  EXPECT_EQ(withFields("encode --encoding preferred", "{\"QTY\":5}\n").out, "46515231012c00020000000400000005\n");
+  write("message/preferred.conf", "1\n");
+  EXPECT_EQ(withFields("encode --encoding preferred", "{\"QTY\":5}\n").out, "012c0105000000\n");
+  EXPECT_EQ(withFields("convert --to preferred", "062c010105\n").out, "012c0105000000\n");
+  write("message/preferred.conf", "2\n");
+  EXPECT_EQ(withFields("encode --encoding preferred", "{\"QTY\":5}\n"),
+            (Result{"", "mdmsg: there is no encoding for \"preferred\"\n", 2}));
+}
+
+TEST_F(Program, TakesTheDictionaryFromTheSearchPathElseItsOwn) {
+  EXPECT_EQ(mdmsg("encode --encoding mInt", "{\"SYMBOL\":\"AB\",\"BID\":101.25,\"PX_WHOLE\":12}\n"),
+            (Result{"06"
+                    "010003414200"
+                    "1600080000000000505940"
+                    "6400010c\n",
+                    "", 0}));
+  write("field_map.txt", "SYMBOL 7 STRING\n");
+  EXPECT_EQ(mdmsg("encode --encoding mInt", "{\"SYMBOL\":\"AB\"}\n"), (Result{"06070003414200\n", "", 0}));
+  write("field_map.txt", "");
+  EXPECT_EQ(mdmsg("encode --encoding mInt", "{\"SYMBOL\":\"AB\"}\n"), (Result{"06010003414200\n", "", 0}));
+}
+
+TEST_F(Program, ANamedDictionaryWorksWhateverLiesOnTheSearchPath) {
+  ConfigurationFolder::makeFolder("field_map.txt");
+  EXPECT_EQ(mdmsg("decode --format json", "062c010105\n"),
+            (Result{"",
+                    "mdmsg: cannot load the dictionary on the search path (name another with --dictionary): Unable to "
+                    "open file: ./field_map.txt\n",
+                    2}));
+  EXPECT_EQ(withFields("decode --format json", "062c010105\n"), (Result{"{\"QTY\":5}\n", "", 0}));
+  write("fields.xml", " \n" + MD::test::xmlDefinitions(MD::test::xmlEntry("AMOUNT", "300", "INT")));
+  EXPECT_EQ(mdmsg("decode --format json --dictionary fields.xml", "062c010105\n").out, "{\"AMOUNT\":5}\n");
+}
+
+TEST_F(Program, RefusesDictionariesThatItCannotUse) {
+  write("empty.txt", "");
+  write("prose.txt", "These are the fields: none\n");
+  write("broken.xml", "<Definitions><FieldDefinition>");
+  write("empty.xml", MD::test::xmlDefinitions(""));
+  ConfigurationFolder::makeFolder("folder");
+  const struct {
+    const char* file;
+    const char* error;
+  } cases[] = {
+      {"missing.txt", "mdmsg: cannot open dictionary missing.txt\n"},
+      {"folder", "mdmsg: cannot read dictionary folder: it is a directory\n"},
+      {"empty.txt", "mdmsg: dictionary empty.txt holds no field\n"},
+      {"prose.txt",
+       "mdmsg: prose.txt:1: note: field These has no id from 0 to 65535; reading stopped here\n"
+       "mdmsg: dictionary prose.txt holds no field\n"},
+      {"broken.xml", "mdmsg: cannot load the dictionary: Failed to load field def file: broken.xml\n"},
+      {"empty.xml", "mdmsg: dictionary empty.xml holds no field\n"},
+  };
+  for (const auto& [file, error] : cases) {
+    SCOPED_TRACE(file);
+    EXPECT_EQ(mdmsg(std::string("decode --dictionary ") + file, "062c010105\n"), (Result{"", error, 2}));
+  }
+}
+
+TEST_F(Program, HintsAtDictionaryEntriesThatAreLeftOut) {
+  const std::string json = "{\"QTY\":5}\n";
+  write("fields.txt",
+        "QTY 300 INT\n"
+        "ODD 301 NOSUCH\n"
+        "AGAIN 300 INT\n"
+        "\n"
+        "BID 22\n"
+        "DOUBLE BID 23 DOUBLE\n"
+        "HIGH 65536 INT\n"
+        "LOST 5 INT\n");
+  EXPECT_EQ(withFields("decode --format json", "062c010105\n"),
+            (Result{json,
+                    "mdmsg: fields.txt:2: note: field ODD is of an unknown type, \"NOSUCH\"; left out\n"
+                    "mdmsg: fields.txt:3: note: field AGAIN has the id of QTY, 300; left out\n"
+                    "mdmsg: fields.txt:5: note: the name BID belongs to field 23 too; field 22 goes by its id\n"
+                    "mdmsg: fields.txt:7: note: field HIGH has no id from 0 to 65535; reading stopped here\n",
+                    0}));
+  write("fields.txt", "\xef\xbb\xbfQTY 300 INT\nBID 22");
+  EXPECT_EQ(withFields("decode --format json", "062c010105\n"),
+            (Result{json, "mdmsg: fields.txt:2: note: field BID has no type; left out\n", 0}));
+}
+
+TEST_F(Program, RefusesACommandLineThatItCannotUse) {
+  const struct {
+    const char* arguments;
+    const char* error;
+  } cases[] = {
+      {"", "A subcommand is required"},
+      {"frobnicate", "A subcommand is required"},
+      {"encode", "--encoding is required"},
+      {"encode --encoding Morse", "--encoding: Morse not in {mInt,IterMap,MsgT,preferred}"},
+      {"encode --encoding mInt --price", "The following argument was not expected: --price"},
+      {"decode --format yaml", "--format: yaml not in {text,json}"},
+      {"decode --dictionary", "--dictionary: 1 required FILE missing"},
+      {"convert", "--to is required"},
+  };
+  for (const auto& [arguments, error] : cases) {
+    SCOPED_TRACE(arguments);
+    EXPECT_EQ(mdmsg(arguments), (Result{"", std::string("mdmsg: ") + error + "\nTry \"mdmsg --help\".\n", 2}));
+  }
+  EXPECT_EQ(mdmsg("decode --format json --price"), (Result{"", "mdmsg: --price goes with --format text\n", 2}));
+}
+
+TEST_F(Program, TellsItsVersion) { EXPECT_EQ(mdmsg("--version"), (Result{"mdmsg " MDMSG_VERSION "\n", "", 0})); }
+
+TEST_F(Program, EveryCommandHelpsWithExamples) {
+  const struct {
+    const char* arguments;
+    std::vector<const char*> parts;
+  } cases[] = {
+      {"--help", {"Usage: mdmsg [OPTIONS] SUBCOMMAND\n", "\nExample:\n", "Exit status"}},
+      {"encode --help", {"Usage: mdmsg encode [OPTIONS] [FILE...]\n", "--encoding ENCODING", "\nExamples:\n"}},
+      {"decode --help", {"Usage: mdmsg decode [OPTIONS] [FILE...]\n", "--format FORMAT", "\nExamples:\n"}},
+      {"convert --help", {"Usage: mdmsg convert [OPTIONS] [FILE...]\n", "--to ENCODING", "\nExamples:\n"}},
+  };
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.arguments);
+    const Result result = mdmsg(row.arguments);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    for (const char* const part : row.parts) {
+      EXPECT_NE(result.out.find(part), std::string::npos) << part << "\nis not in\n" << result.out;
+    }
+  }
+}
+
+TEST_F(Program, LineEndsAreTheSameEverywhere) {
+  // In binary mode no carriage return comes in front of a line feed, and a character 26 ends nothing.
+  EXPECT_EQ(withFields("decode", "062c010105\n060a00011a\n"),
+            (Result{"QTY                    = 5\n\nCH                     = \x1a\n", "", 0}));
+  EXPECT_EQ(
+      withFields("decode --format json", "062c010105\n\x1a\n062c010106\n"),
+      (Result{"{\"QTY\":5}\n{\"QTY\":6}\n", "mdmsg: standard input:2: column 1: \"\\x1a\" is not a hex digit\n", 1}));
+}
+
+#ifndef _WIN32
+TEST_F(Program, EndsQuietlyWhenItsReaderGoes) {
+  std::string hex;
+  for (int line = 0; line != 20'000; ++line) {
+    hex += "062c010105\n";
+  }
+  write("many.hex", hex);
+  write("stderr", "not run");
+  std::FILE* const pipe =
+      popen("\"" MDMSG_PROGRAM "\" decode --format json --dictionary fields.txt many.hex 2>stderr", "r");
+  ASSERT_NE(pipe, nullptr);
+  char line[100];
+  ASSERT_NE(std::fgets(line, sizeof line, pipe), nullptr);
+  EXPECT_STREQ(line, "{\"QTY\":5}\n");
+  const int status = pclose(pipe);
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+  EXPECT_EQ(contentsOf("stderr"), "");
+}
+
+TEST_F(Program, AnswersEachLineOfAPipeBeforeTheNextOneComes) {
+  // The second line is sent only once the first one has been answered.
+  write("talk.sh",
+        "mkfifo questions\n"
+        "\"" MDMSG_PROGRAM
+        "\" decode --format json --dictionary fields.txt <questions | {\n"
+        "  exec 3>questions\n"
+        "  echo 062c010105 >&3\n"
+        "  read -r answer\n"
+        "  echo \"$answer\"\n"
+        "  echo 062c010106 >&3\n"
+        "  exec 3>&-\n"
+        "  cat\n"
+        "}\n");
+  EXPECT_EQ(std::system("sh talk.sh >stdout"), 0);
+  EXPECT_EQ(contentsOf("stdout"), "{\"QTY\":5}\n{\"QTY\":6}\n");
+}
+#endif
+
+}  // namespace

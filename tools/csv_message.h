@@ -1,0 +1,24 @@
+// Messages from comma-separated records under a header of field names.
+#ifndef MDMSG_CSV_MESSAGE_H
+#define MDMSG_CSV_MESSAGE_H
+
+#include <vector>
+
+#include "csv_reader.h"
+#include "field_names.h"
+#include "md/md_message.h"
+
+namespace MD::tool {
+
+/// The fields that the record at hand, a header, names.
+/// @throws LineError when one is unknown, carried by no message, or there twice
+std::vector<Field> readCsvHeader(const CsvReader& record, const FieldNames& names);
+
+/// Fills an empty message from the record at hand. An empty cell is a field that is not sent.
+/// @throws LineError when a value does not fit its field; the message is then half filled
+void readCsvRecord(const CsvReader& record, const std::vector<Field>& columns, const FieldNames& names,
+                   MD_Message& message);
+
+}  // namespace MD::tool
+
+#endif

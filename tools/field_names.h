@@ -1,0 +1,46 @@
+// How fields are called in text: by their dictionary names, or by their ids where a name would not lead back.
+#ifndef MDMSG_FIELD_NAMES_H
+#define MDMSG_FIELD_NAMES_H
+
+#include <cstdint>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "md/md_fieldmap.h"
+
+namespace MD::tool {
+
+struct Field {
+  std::uint16_t id = 0;
+  std::uint8_t type = 0;
+};
+
+/// A key of digits alone is an id, any other key a name. So a field goes by its id when its name consists of digits, is
+/// not UTF-8, or belongs to a second field that the dictionary prefers.
+class FieldNames {
+ public:
+  /// Of the process's dictionary as it is now.
+  FieldNames();
+
+  /// The field that a key names, of a type that messages carry.
+  /// @throws LineError when there is none
+  Field find(const std::string& key) const;
+
+  std::uint8_t type(std::uint16_t id) const noexcept { return m_map.packed(id).type; }
+  /// The key as a JSON string with its colon.
+  const std::string& jsonKey(std::uint16_t id) const noexcept { return m_jsonKeys[m_map.packed(id).slot]; }
+  /// The key, for reports.
+  std::string label(std::uint16_t id) const;
+
+ private:
+  bool isFoundByName(const FIELDS::field_rec& row) const;
+
+  const MD_FieldMap& m_map;
+  std::vector<std::string> m_jsonKeys;  // by slot
+};
+
+}  // namespace MD::tool
+
+#endif

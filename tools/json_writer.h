@@ -1,0 +1,40 @@
+// Messages as JSON, one object a message, without loss.
+#ifndef MDMSG_JSON_WRITER_H
+#define MDMSG_JSON_WRITER_H
+
+#include <cstdint>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "diagnostics.h"
+#include "field_names.h"
+#include "md/md_message.h"
+
+namespace MD::tool {
+
+class JsonWriter {
+ public:
+  JsonWriter(const FieldNames& names, Reporter& reporter) : m_names(names), m_reporter(reporter) {}
+
+  /// Appends a message that was received as `bytes`. Fields that cannot be read are noted and appear with the bytes
+  /// that are there; so is a message that its JSON does not give back byte for byte.
+  void append(const MD_Message& message, std::string& out);
+
+ private:
+  template <class T>
+  bool appendField(const MD_Message& message, std::uint16_t id, std::string& out);
+  bool appendFieldOfType(const MD_Message& message, std::uint16_t id, std::uint8_t type, std::string& out);
+  void appendUnreadable(const MD_Message& message, std::uint16_t id, std::string& out);
+  void noteOtherBytes(const MD_Message& message);
+
+  const FieldNames& m_names;
+  Reporter& m_reporter;
+  std::vector<std::uint16_t> m_ids;
+  std::unique_ptr<MD_Message> m_copy;  // what encoding the JSON gives
+};
+
+}  // namespace MD::tool
+
+#endif

@@ -1,0 +1,41 @@
+#include "output.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include <ostream>
+
+namespace MD::tool {
+namespace {
+
+bool meansBrokenPipe(int code) noexcept {
+#if defined(_WIN32)
+  // The C runtime has no error number of its own for a pipe whose reader has gone.
+  return code == EPIPE || code == EINVAL;
+#else
+  return code == EPIPE;
+#endif
+}
+
+}  // namespace
+
+OutputError::OutputError(int code)
+    : std::runtime_error(std::string("cannot write standard output: ") +
+                         (code != 0 ? std::strerror(code) : "unknown error")),
+      m_isBrokenPipe(meansBrokenPipe(code)) {}
+
+void Output::flush() {
+  if (m_complete == 0) {
+    return;
+  }
+  errno = 0;
+  m_out.write(m_text.data(), static_cast<std::streamsize>(m_complete)).flush();
+  const int code = errno;
+  m_text.erase(0, m_complete);
+  m_complete = 0;
+  if (!m_out) {
+    throw OutputError(code);
+  }
+}
+
+}  // namespace MD::tool

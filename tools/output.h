@@ -1,0 +1,54 @@
+// Standard output, collected into large writes.
+#ifndef MDMSG_OUTPUT_H
+#define MDMSG_OUTPUT_H
+
+#include <cstddef>
+
+#include <iosfwd>
+#include <stdexcept>
+#include <string>
+
+namespace MD::tool {
+
+/// Nothing more can be written.
+class OutputError : public std::runtime_error {
+ public:
+  /// @param code  the C library's error number
+  explicit OutputError(int code);
+
+  /// The reader has gone, which is its right and no error of ours.
+  bool isBrokenPipe() const noexcept { return m_isBrokenPipe; }
+
+ private:
+  bool m_isBrokenPipe;
+};
+
+class Output {
+ public:
+  explicit Output(std::ostream& out) : m_out(out) {}
+
+  /// What waits to be written, the line at hand last; append to it.
+  std::string& text() noexcept { return m_text; }
+  /// The line at hand is complete. Writes when enough has come together. @throws OutputError
+  void lineDone() {
+    m_complete = m_text.size();
+    if (m_complete >= kEnough) {
+      flush();
+    }
+  }
+  /// Forgets the line at hand.
+  void dropLine() { m_text.resize(m_complete); }
+  /// Writes all complete lines. @throws OutputError
+  void flush();
+
+ private:
+  static constexpr std::size_t kEnough = std::size_t{1} << 16;
+
+  std::ostream& m_out;
+  std::string m_text;
+  std::size_t m_complete = 0;
+};
+
+}  // namespace MD::tool
+
+#endif

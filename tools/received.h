@@ -1,0 +1,41 @@
+// A look at a message of received bytes before it is shown: every field is tried, and what cannot be read is noted.
+#ifndef MDMSG_RECEIVED_H
+#define MDMSG_RECEIVED_H
+
+#include <cstdint>
+
+#include <memory>
+#include <vector>
+
+#include "diagnostics.h"
+#include "field_names.h"
+#include "md/md_message.h"
+
+namespace MD::tool {
+
+/// Makes a message of received bytes and notes what the library cut out of them.
+/// @throws LineError when they begin with no encoding's code
+std::unique_ptr<MD_Message> receive(const std::vector<std::uint8_t>& bytes, Reporter& reporter);
+
+/// Lists the fields of a message in `ids`, each once: a repeated one is noted and stands where its last record, the one
+/// that counts, stands.
+/// @return whether there was no repeated one
+bool listFields(const MD_Message& message, const FieldNames& names, Reporter& reporter,
+                std::vector<std::uint16_t>& ids);
+
+/// Whether the field can be read as the type that the dictionary gives it.
+bool isReadable(const MD_Message& message, std::uint16_t id, std::uint8_t type);
+
+/// The bytes that are there of a field's value.
+struct StoredBytes {
+  const std::uint8_t* data = nullptr;
+  std::uint32_t sizeBytes = 0;
+};
+StoredBytes valueBytes(const MD_Message& message, std::uint16_t id);
+
+/// Notes why a field cannot be read.
+void noteUnreadable(const MD_Message& message, std::uint16_t id, const FieldNames& names, Reporter& reporter);
+
+}  // namespace MD::tool
+
+#endif

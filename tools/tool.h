@@ -1,0 +1,24 @@
+// The program without its main function.
+#ifndef MDMSG_TOOL_H
+#define MDMSG_TOOL_H
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace MD::tool {
+
+struct Streams {
+  std::istream& in;
+  std::ostream& out;
+  std::ostream& err;  ///< not std::cerr itself, which the library writes to
+};
+
+/// Runs one command.
+/// @param arguments  of the command line, without the program's name
+/// @return the exit status: 0; 1 when a line was left out or did not go out as it came; 2 for bad usage
+int run(std::vector<std::string> arguments, const Streams& streams);
+
+}  // namespace MD::tool
+
+#endif

@@ -1,0 +1,51 @@
+// Single values as text: numbers without loss and without regard to the locale.
+#ifndef MDMSG_VALUE_TEXT_H
+#define MDMSG_VALUE_TEXT_H
+
+#include <cstdint>
+
+#include <string>
+#include <string_view>
+
+#include "md/md_datetime.h"
+
+namespace MD::tool {
+
+/// The dictionary's name of a type code.
+const char* typeName(std::uint8_t type) noexcept;
+
+/// Whether messages carry values of this type.
+bool isCarried(std::uint8_t type) noexcept;
+
+/// The whole of `text` as a whole number.
+/// @param what  names the number in the error
+/// @throws LineError when there is anything else in `text`, or a number out of the range of `T`
+template <class T>
+T parseWhole(std::string_view text, std::string_view what);
+
+/// The whole of `text` as a number with or without fraction and exponent, rounded to the nearest `T`.
+/// @throws LineError when there is anything else in `text`, or a number that rounds to infinity or, not being 0, to 0
+template <class T>
+T parseReal(std::string_view text);
+
+/// As parseReal(), and "NaN", "Infinity" and "-Infinity".
+template <class T>
+T parseRealOrName(std::string_view text);
+
+/// The value that one of these names stands for. @return false, `out` unchanged, for any other text
+template <class T>
+bool parseRealName(std::string_view text, T& out) noexcept;
+
+/// @throws LineError when the packed word does not hold the three as they are
+MD_DateTime makeDateTime(std::int32_t date, std::int32_t time, std::int16_t offset);
+
+template <class T>
+void appendWhole(T value, std::string& out);
+
+/// The shortest text that gives the same `T` back; a zero keeps its sign. `value` is finite.
+template <class T>
+void appendReal(T value, std::string& out);
+
+}  // namespace MD::tool
+
+#endif
