@@ -4,9 +4,11 @@
  *
  * 1. Ownership. A handle owns one object. MD_mInt_new and MD_Message_createFromBytes make message handles, released by
  *    MD_Message_delete; MD_DateTime_new and MD_DateTime_new_empty make date-time handles, released by
- *    MD_DateTime_delete. Deleting null does nothing; deleting twice, or using a handle after its deletion, is undefined.
+ *    MD_DateTime_delete. Deleting null does nothing; deleting twice, or using a handle after its deletion, is
+ * undefined.
  * 2. Null arguments. A null handle, or another null pointer that a function says it checks, gives the function's null
- *    result (false, 0; true for MD_Message_empty) and nothing else happens. Pointers not said to be checked must be good.
+ *    result (false, 0; true for MD_Message_empty) and nothing else happens. Pointers not said to be checked must be
+ * good.
  * 3. Empty handles. MD_Message_createFromBytes returns a handle that holds no message when it does not recognise the
  *    bytes; only MD_Message_delete may be called on it. Test the first byte before (1, 6 or 70).
  * 4. Lifetime of views. What MD_Message_getString and MD_Message_getBuffer point to belongs to the message and is valid
@@ -65,8 +67,8 @@ typedef struct MD_Buffer {
 MD_C_API MD_MessageHandle MD_mInt_new(void);
 
 /* A message that holds a copy of `length` received bytes, in the encoding that the first byte names: 1 IterMap, 6 mInt,
- * 70 MsgT. Never null; the handle is empty (convention 3) when the bytes are null, none, or of another first byte. Fields
- * unknown to the dictionary are cut out and reported on standard error. */
+ * 70 MsgT. Never null; the handle is empty (convention 3) when the bytes are null, none, or of another first byte.
+ * Fields unknown to the dictionary are cut out and reported on standard error. */
 MD_C_API MD_MessageHandle MD_Message_createFromBytes(const unsigned char* bytes, uint32_t length);
 
 /* Deletes the message and its handle. */
@@ -196,23 +198,24 @@ MD_C_API uint32_t MD_Message_getSize(MD_MessageHandle message);
 /* The number of fields that can be found. */
 MD_C_API uint64_t MD_Message_fieldCount(MD_MessageHandle message);
 
-/* Reads a price kept in three integer fields: whole + numerator / denominator. An absent whole or numerator counts as 0,
- * an absent denominator as 100. False when none of the three can be read. A null `out` is checked. */
+/* Reads a price kept in three integer fields: whole + numerator / denominator. An absent whole or numerator counts as
+ * 0, an absent denominator as 100. False when none of the three can be read. A null `out` is checked. */
 MD_C_API bool MD_Message_getWND(MD_MessageHandle message, uint16_t whole_id, uint16_t numerator_id,
                                 uint16_t denominator_id, double* out);
 
 /* Prints nothing. True for a handle that is not null. */
 MD_C_API bool MD_Message_print(MD_MessageHandle message);
 
-/* Writes the ids of all fields in wire order to ids[0], ids[1], ... and their number to `count`. There is no bound: make
- * room for every record of the message, which received bytes may make more than MD_Message_fieldCount (they can repeat a
- * field); no record is shorter than 2 bytes. Null `ids` and `count` are checked. True also when there are none. */
+/* Writes the ids of all fields in wire order to ids[0], ids[1], ... and their number to `count`. There is no bound:
+ * make room for every record of the message, which received bytes may make more than MD_Message_fieldCount (they can
+ * repeat a field); no record is shorter than 2 bytes. Null `ids` and `count` are checked. True also when there are
+ * none. */
 MD_C_API bool MD_Message_getFieldIds(MD_MessageHandle message, uint16_t* ids, size_t* count);
 
 /* ---- Date-times ---- */
 
-/* A date-time of a date as the number yyyymmdd, a time of day below 2^28 and the exchange's offset from GMT, the two last
- * in units of the caller's own. Parts out of range are cut to their width. Never null. */
+/* A date-time of a date as the number yyyymmdd, a time of day below 2^28 and the exchange's offset from GMT, the two
+ * last in units of the caller's own. Parts out of range are cut to their width. Never null. */
 MD_C_API MD_DateTimeHandle MD_DateTime_new(int32_t date, int32_t time, int16_t exch_gmt_offset);
 
 /* A date-time whose packed word is 0. Never null. */

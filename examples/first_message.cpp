@@ -1,5 +1,5 @@
-// Build a message, send its bytes, receive them, read it. Uses the sample dictionary etc/field_map.txt: run it where that
-// is found, in the repository's root or with CONFIG_PATH naming the folder.
+// Build a message, send its bytes, receive them, read it. Uses the sample dictionary etc/field_map.txt: run it where
+// that is found, in the repository's root or with CONFIG_PATH naming the folder.
 
 #include <md/md_message.h>
 #include <md/md_mint.h>

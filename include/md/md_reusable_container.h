@@ -74,8 +74,8 @@ class MD_API ReusableContainerWrapper {
   std::shared_ptr<ReusableContainer<T>> m_container;
 };
 
-// Both are instantiated in the library for `MsgData` and `Optimizer`. Not declared so here: programs would then look for
-// the inline members in the library, and a DLL does not export those.
+// Both are instantiated in the library for `MsgData` and `Optimizer`. Not declared so here: programs would then look
+// for the inline members in the library, and a DLL does not export those.
 
 }  // namespace MD
 
