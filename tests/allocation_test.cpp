@@ -14,7 +14,9 @@
 #include "md/md_itermap.h"
 #include "md/md_mint.h"
 #include "md/md_msgt.h"
+#include "support/captured_errors.h"
 #include "support/dictionary.h"
+#include "support/fresh_process.h"
 #include "support/messages.h"
 
 #if defined(__has_feature)
@@ -32,7 +34,7 @@ namespace {
 thread_local volatile bool t_isCounting = false;
 thread_local volatile long t_allocations = 0;
 
-void noteAllocation() {
+[[maybe_unused]] void noteAllocation() {
   if (t_isCounting) {
     t_allocations = t_allocations + 1;
   }
@@ -169,7 +171,7 @@ class Allocations : public testing::Test {
 };
 
 using Encodings = testing::Types<mInt, IterMap, MsgT>;
-TYPED_TEST_SUITE(Allocations, Encodings);
+TYPED_TEST_SUITE(Allocations, Encodings, );
 
 TYPED_TEST(Allocations, AreSeenWhicheverWayTheyAreMade) {
   void* volatile block = nullptr;
@@ -273,6 +275,7 @@ TYPED_TEST(Allocations, AreNoneForSwapping) {
 struct Contents {
   explicit Contents(const MD_Message& message)
       : bytes(hexOf(message)), ids(idsOf(message)), count(message.fieldCount()) {
+    const CapturedErrors errors;
     for (const ValueType& type : valueTypes()) {
       for (const std::uint16_t id : {type.field, type.otherField}) {
         std::string raw;
@@ -425,6 +428,42 @@ TYPED_TEST(Allocations, ThatFailLeaveTheMessageOfAnErase) {
   EXPECT_GE(failEachAllocation(message, [&] { isErased = message.eraseArrayImpl(ids); }), 1);
   EXPECT_TRUE(isErased);
   EXPECT_EQ(message.fieldCount(), 0u);
+}
+
+// Reports take memory too. Where there is none for them, an operation fails and changes nothing, or does without.
+TYPED_TEST(Allocations, ThatFailInReportsLeaveTheMessageOfAParse) {
+  expectInFreshProcess([] {
+    loadDictionary(kDictionary);
+    TypeParam message;
+    message.add(id::kInt, 5);
+    TypeParam received;
+    received.add(id::kChar, 'a');
+    Bytes bytes = bytesOf(received);
+    bytes.insert(bytes.end(), 8, 0);
+    received.add(id::kInt, 70000);
+    const Bytes whole = bytesOf(received);
+    bytes.insert(bytes.end(), whole.begin() + static_cast<std::ptrdiff_t>(bytes.size() - 8), whole.end());
+    CapturedErrors errors;
+    failEachAllocation(message, [&] { message.setBinaryImpl(bytes.data(), static_cast<std::uint32_t>(bytes.size())); });
+    EXPECT_TRUE(message.existsImpl(id::kChar));
+    EXPECT_EQ(parse<TypeParam>(bytesOf(message))->fieldCount(), message.fieldCount());
+  });
+}
+
+TYPED_TEST(Allocations, ThatFailInReportsLeaveTheMessageOfARefusedOperation) {
+  MD_Message& message = this->m_message;
+  const std::string text(300, 'x');
+  CapturedErrors errors;
+  bool result = true;
+  failEachAllocation(message, [&] { result = message.add(id::kEpochNS2, text); });
+  EXPECT_FALSE(result);
+  result = true;
+  failEachAllocation(message, [&] { result = message.update(id::kShort, 5); });
+  EXPECT_FALSE(result);
+  message.eraseImpl(id::kString);
+  failEachAllocation(message, [&] { message.add(id::kString, text); });
+  const std::string longest(65535, 'x');
+  failEachAllocation(message, [&] { message.update(id::kString, bufferOf(longest)); });
 }
 
 TYPED_TEST(Allocations, ThatFailWhileBytesAreReceivedLeakNothing) {

@@ -137,14 +137,18 @@ TEST_F(LongestIterMapString, LosesItsCharactersToAParse) {
 }
 
 TEST_F(LongestIterMapString, IsReadWhenAllItsBytesLieInTheMessage) {
-  loadDictionary("SYMBOL 60 STRING\nPAD 24929 RAW\n");  // "aa" is a record of no value
+  // "aa" is a record of no value, "bb" one of a single byte.
+  loadDictionary("SYMBOL 60 STRING\nPAD 24929 RAW\nTAIL 25186 CHAR\n");
   Bytes bytes = fromHex("01 3C 00 00 00");
   bytes.resize(5 + 65536, 'a');
   std::string text = "before";
   EXPECT_TRUE(parse<IterMap>(bytes)->get(60, text));
   EXPECT_EQ(text, std::string(65535, 'a'));
-  bytes.resize(5 + 65534);
-  EXPECT_TRUE(parse<IterMap>(bytes)->get(60, text));
+  bytes.resize(5 + 65532);
+  bytes.insert(bytes.end(), 3, 'b');
+  const auto oneByteTooFew = parse<IterMap>(bytes);
+  EXPECT_EQ(oneByteTooFew->getSizeImpl(), 5u + 65535);
+  EXPECT_TRUE(oneByteTooFew->get(60, text));
   EXPECT_EQ(text, "");
 }
 

@@ -534,7 +534,7 @@ template <class Encoding>
 class PrintOutOf : public PrintOut {};
 
 using Encodings = testing::Types<mInt, IterMap, MsgT>;
-TYPED_TEST_SUITE(PrintOutOf, Encodings);
+TYPED_TEST_SUITE(PrintOutOf, Encodings, );
 
 TYPED_TEST(PrintOutOf, HasALineAFieldInWireOrder) {
   TypeParam message;

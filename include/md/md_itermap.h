@@ -11,7 +11,6 @@
 namespace MD {
 
 class MD_API IterMap;
-extern template class RecordMessage<IterMap>;
 
 /// Records of field id (2 bytes), a length word for strings (2 bytes) and buffers (4 bytes) only, and value,
 /// little-endian, behind one header byte. Without the dictionary nobody knows where a record ends.

@@ -9,7 +9,6 @@
 namespace MD {
 
 class MD_API mInt;
-extern template class RecordMessage<mInt>;
 
 /// Records of field id (2 bytes), value length (1 byte) and value, little-endian, behind one header byte. Small
 /// non-negative integers take 1 or 2 bytes instead of 4. A string holds at most 254 characters, a buffer 255 bytes.

@@ -9,7 +9,6 @@
 namespace MD {
 
 class MD_API MsgT;
-extern template class RecordMessage<MsgT>;
 
 /// Records of field id (2 bytes), type code (2 bytes), value length (4 bytes) and value, big-endian, behind a magic of
 /// four bytes. Date-times and epoch times are little-endian.

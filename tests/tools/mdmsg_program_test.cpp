@@ -4,10 +4,12 @@
 
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #ifndef _WIN32
 #include <sys/wait.h>
@@ -461,5 +463,97 @@ TEST_F(Program, AnswersEachLineOfAPipeBeforeTheNextOneComes) {
   EXPECT_EQ(contentsOf("stdout"), "{\"QTY\":5}\n{\"QTY\":6}\n");
 }
 #endif
+
+/// The columns of recorded quotes and trades, as fields.
+constexpr const char* kTickFields =
+    "recv_ns 1 EPOCH_NSEC venue 2 STRING symbol 3 STRING kind 4 CHAR event_ms 5 INT64 txn_ms 6 INT64 seq 7 INT64 "
+    "bid 20 DOUBLE bid_size 21 DOUBLE ask 22 DOUBLE ask_size 23 DOUBLE price 24 DOUBLE size 25 DOUBLE side 26 CHAR "
+    "ord_type 27 STRING";
+
+std::vector<std::string> cellsOf(const std::string& line) {
+  std::vector<std::string> cells(1);
+  for (const char c : line) {
+    if (c == ',') {
+      cells.emplace_back();
+    } else if (c != '\r') {
+      cells.back() += c;
+    }
+  }
+  return cells;
+}
+
+/// Compares a decoded message with the row that it was made of.
+void expectRow(const nlohmann::json& message, const std::vector<std::string>& names,
+               const std::vector<std::string>& cells) {
+  ASSERT_EQ(cells.size(), names.size());
+  std::size_t sent = 0;
+  for (std::size_t i = 0; i < cells.size(); ++i) {
+    if (cells[i].empty()) {
+      EXPECT_FALSE(message.contains(names[i])) << names[i];
+      continue;
+    }
+    ++sent;
+    ASSERT_TRUE(message.contains(names[i])) << names[i];
+    const nlohmann::json& value = message[names[i]];
+    if (value.is_string()) {
+      EXPECT_EQ(value.get<std::string>(), cells[i]) << names[i];
+    } else if (cells[i].find('.') == std::string::npos) {
+      EXPECT_EQ(value.dump(), cells[i]) << names[i];  // every digit of a big integer
+    } else {
+      EXPECT_EQ(value.get<double>(), std::strtod(cells[i].c_str(), nullptr)) << names[i];
+    }
+  }
+  EXPECT_EQ(message.size(), sent);
+}
+
+class ProgramEndToEnd : public Program {
+ protected:
+  /// Sends the rows of a CSV through encode and decode in every encoding.
+  /// @return the number of rows
+  static std::size_t sendThroughPipes(const std::string& csv) {
+    write("tick_fields.txt", kTickFields);
+    std::size_t rows = 0;
+    for (const char* encoding : {"mInt", "IterMap", "MsgT"}) {
+      SCOPED_TRACE(encoding);
+      const std::string encode = std::string("encode --dictionary tick_fields.txt --encoding ") + encoding;
+      const Result hex = mdmsg(encode + " --csv", csv);
+      EXPECT_EQ(hex.status, 0) << hex.err;
+      const Result json = mdmsg("decode --format json --dictionary tick_fields.txt", hex.out);
+      EXPECT_EQ(json.status, 0) << json.err;
+      const Result again = mdmsg(encode, json.out);
+      EXPECT_EQ(again.status, 0) << again.err;
+      EXPECT_TRUE(again.out == hex.out) << "the way back gives other bytes";
+
+      std::istringstream lines(csv);
+      std::istringstream messages(json.out);
+      std::string line;
+      std::getline(lines, line);
+      const std::vector<std::string> names = cellsOf(line);
+      rows = 0;
+      for (std::string message; std::getline(lines, line) && std::getline(messages, message); ++rows) {
+        expectRow(nlohmann::json::parse(message), names, cellsOf(line));
+        if (HasFailure()) {
+          return rows;
+        }
+      }
+      EXPECT_FALSE(std::getline(lines, line)) << "rows without a message";
+      EXPECT_FALSE(std::getline(messages, line)) << "messages without a row";
+    }
+    return rows;
+  }
+};
+
+TEST_F(ProgramEndToEnd, TheSampleQuotesComeBackAsTheyWere) {
+  EXPECT_EQ(sendThroughPipes(contentsOf(QUOTES_SAMPLE)), 30u);
+}
+
+TEST_F(ProgramEndToEnd, RecordedQuotesComeBackAsTheyWere) {
+  const char* folder = std::getenv("MD_TEST_DATA");
+  const std::string csv = folder != nullptr ? contentsOf((std::string(folder) + "/ticks_small.csv").c_str()) : "";
+  if (csv.empty()) {
+    GTEST_SKIP() << "MD_TEST_DATA names no folder with ticks_small.csv";
+  }
+  EXPECT_EQ(sendThroughPipes(csv), 11983u);
+}
 
 }  // namespace
