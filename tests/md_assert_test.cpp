@@ -64,7 +64,7 @@ TEST(AssertionHandler, MayThrow) {
 
 // The default hands over to the C runtime, whose words differ from system to system.
 TEST(AssertionHandlerDeathTest, StopsTheProcessWithAMessageByDefault) {
-  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
   MsgData buffer;
 #if defined(__GLIBC__)
   EXPECT_EXIT(failAnAssertion(buffer), testing::KilledBySignal(SIGABRT),
@@ -75,7 +75,7 @@ TEST(AssertionHandlerDeathTest, StopsTheProcessWithAMessageByDefault) {
 }
 
 TEST(AssertionHandlerDeathTest, StopsTheProcessAgainOnceNullIsGiven) {
-  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
   MsgData buffer;
   set_assertion_handler(&ignore);
   failAnAssertion(buffer);

@@ -1,5 +1,6 @@
 #include "md/md_fieldmap.h"
 
+#include <cstddef>
 #include <cstdint>
 
 #include <ios>
@@ -236,6 +237,14 @@ struct FormatCase {
 
 void PrintTo(const FormatCase& row, std::ostream* out) { *out << row.name; }
 
+std::string repeated(std::size_t count, const std::string& text) {
+  std::string all;
+  for (std::size_t i = 0; i < count; ++i) {
+    all += text;
+  }
+  return all;
+}
+
 std::string nameOfCase(const testing::TestParamInfo<FormatCase>& info) { return info.param.name; }
 
 class TextFormat : public FieldMap, public testing::WithParamInterface<FormatCase> {};
@@ -383,6 +392,17 @@ INSTANTIATE_TEST_SUITE_P(
                                   "<Entry><Name/><Code>1</Code><Type>INT</Type></Entry>" + "<Entry/>" +
                                   xmlEntry("B", "2", "INT")),
                    {"B 2 2 #0"}},
+        FormatCase{"AHundredElementsDeep",
+                   xmlDefinitions(repeated(98, "<A>") + repeated(98, "</A>") + xmlEntry("A", "1", "INT")),
+                   {"A 1 2 #0"}},
+        FormatCase{
+            "ManyElementsSideBySide",
+            xmlDefinitions(repeated(1000, "<Note a=\"/>\" b='>'/><Note c='\">'></Note>") + xmlEntry("A", "1", "INT")),
+            {"A 1 2 #0"}},
+        FormatCase{"TagsInCommentsAndCharacterData",
+                   xmlDefinitions("<!-- " + repeated(1000, "<A>") + " --><Note><![CDATA[" + repeated(1000, "<A>") +
+                                  "]]></Note>" + xmlEntry("A", "1", "INT")),
+                   {"A 1 2 #0"}},
         FormatCase{
             "NamesMayHoldBlanksAndEntities", xmlDefinitions(xmlEntry("A &amp; B", "1", "INT")), {"A & B 1 2 #0"}}),
     nameOfCase);
@@ -523,6 +543,29 @@ TEST_F(FieldMap, RefusesAnXmlFileWithMoreEntriesThanCompactNumbers) {
   const std::string error = errorOf<std::runtime_error>([] { MD_FieldMap::reload_xml("too_many.xml"); });
   EXPECT_NE(error.find("too_many.xml"), std::string::npos) << error;
   expectUnknown(0, "F");
+}
+
+// A file may be hostile, and its parser recursive.
+TEST_F(FieldMap, RefusesAnXmlFileThatNestsTooDeep) {
+  struct Row {
+    const char* name;
+    std::string text;
+  };
+  const Row kRows[] = {
+      {"OneTooDeep", repeated(101, "<A>") + repeated(101, "</A>")},
+      {"OpeningTagsOnly", repeated(1'000'000, "<A>")},
+      {"BehindADeclaration", "<?xml version=\"1.0\"?><!DOCTYPE A>" + repeated(200'000, "<A b='/>'>")},
+      {"BetweenCommentsAndClosedElements", repeated(200'000, "<!-- --><A><B/><C></C>")},
+  };
+  for (const Row& row : kRows) {
+    SCOPED_TRACE(row.name);
+    test::loadDictionary(test::kDictionary);
+    ConfigurationFolder::write("deep.xml", row.text);
+    const std::string error = errorOf<std::runtime_error>([] { MD_FieldMap::reload_xml("deep.xml"); });
+    EXPECT_EQ(error.find("Failed to load field def file: deep.xml"), 0u) << error;
+    EXPECT_EQ(map().size(), 0u);
+    expectUnknown(22, "BID");
+  }
 }
 
 // The default search --------------------------------------------------------------------------------------------------

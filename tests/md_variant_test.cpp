@@ -360,7 +360,7 @@ TEST(VariantMismatch, EveryReadOfAnEmptyVariantAsserts) {
 }
 
 TEST(VariantMismatchDeathTest, StopsTheProcessByDefault) {
-  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
   const MD_Variant value('A');
   EXPECT_DEATH(static_cast<void>(value.get<double>()), "md_message/include/md/md_variant.*334");
 }

@@ -36,7 +36,7 @@ namespace MD::test {
 /// @param error  a regular expression for a part of what the process writes to standard error, static objects'
 ///               destructors included
 inline void expectInFreshProcess(void (*body)(), const char* error = "") {
-  testing::FLAGS_gtest_death_test_style = "threadsafe";  // the process is a re-executed one, not a fork of this one
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // the process is a re-executed one, not a fork of this one
   EXPECT_EXIT(runAndExit(body), testing::ExitedWithCode(0), error);
 }
 
