@@ -17,14 +17,14 @@ WINEPATH="$runtime;/usr/x86_64-w64-mingw32/lib${WINEPATH:+;$WINEPATH}"
 export WINEPREFIX WINEDEBUG WINEDLLOVERRIDES WINEARCH WINEPATH LC_ALL
 unset DISPLAY WAYLAND_DISPLAY
 
-if [ ! -f "$WINEPREFIX/.ready" ]; then
+# The first program that runs starts Wine's server and services, which outlive it and would keep its standard output
+# open: whoever reads that would wait for them. So they are started apart. The prefix is made by the way; the lock is for
+# programs that start at the same time.
+if [ ! -d "$WINEPREFIX" ] || ! wineserver -k0 2>/dev/null; then
   mkdir -p "$WINEPREFIX"
   (
-    flock 9 # tests that start at once make one prefix
-    if [ ! -f "$WINEPREFIX/.ready" ]; then
-      wine wineboot -i >/dev/null 2>&1
-      touch "$WINEPREFIX/.ready"
-    fi
-  ) 9>"$WINEPREFIX.lock"
+    flock 9
+    wineserver -k0 || { wineserver -p30 9>&- && wine cmd /c exit 9>&-; }
+  ) 9>"$WINEPREFIX.lock" </dev/null >/dev/null 2>&1
 fi
 exec wine "$@"

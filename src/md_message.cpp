@@ -139,7 +139,7 @@ void MD_Message::swap(MD_Message& other) noexcept {
 void MD_Message::print() const {}
 
 void MD_Message::printError(std::uint16_t id, std::uint8_t type, std::size_t sizeBytes) const {
-  detail::report(detail::fieldLines(id, type, sizeBytes));
+  detail::reportFieldLines(id, type, sizeBytes);
 }
 
 MD_Message::const_iterator MD_Message::begin() const {

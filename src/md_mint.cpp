@@ -61,8 +61,10 @@ struct mInt::Layout : detail::ValueCodec<boost::endian::order::little> {
   static constexpr bool holds(std::uint64_t lengthBytes) noexcept { return lengthBytes <= kMaxValueBytes; }
 
   static void refuseLength(std::uint64_t lengthBytes) {
-    detail::report("mInt Error: Attempting to ADD field of length " + std::to_string(lengthBytes) +
-                   " which is > max length " + std::to_string(kMaxValueBytes) + "\n");
+    detail::report([lengthBytes] {
+      return "mInt Error: Attempting to ADD field of length " + std::to_string(lengthBytes) +
+             " which is > max length " + std::to_string(kMaxValueBytes) + "\n";
+    });
   }
 
   template <class T>

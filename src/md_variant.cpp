@@ -27,7 +27,9 @@ BufferHolder::BufferHolder(std::uint32_t size, const std::uint8_t* data) : m_siz
   }
   m_block.reset(new (std::nothrow) std::uint8_t[size]);
   if (m_block == nullptr) {
-    detail::report("BufferHolder::BufferHolder - unable to make allocation of size " + std::to_string(size) + "\n");
+    detail::report([size] {
+      return "BufferHolder::BufferHolder - unable to make allocation of size " + std::to_string(size) + "\n";
+    });
     throw std::bad_alloc();
   }
   std::memcpy(m_block.get(), data, size);

@@ -99,12 +99,14 @@ bool MessagePrinter::readInt(const std::string& name, std::int32_t& out) const {
 
 namespace detail {
 
-void reportRemainder(const MD_Message& message) {
-  std::ostringstream text;
-  text << "Remainder of message after stripping fields:\n  ";
-  MessagePrinter(text, message, MessagePrinter::kPlainMode, true).print(MessagePrinter::tolerantBegin(message));
-  text << '\n';
-  report(text.str());
+void reportRemainder(const MD_Message& message) noexcept {
+  report([&message] {
+    std::ostringstream text;
+    text << "Remainder of message after stripping fields:\n  ";
+    MessagePrinter(text, message, MessagePrinter::kPlainMode, true).print(MessagePrinter::tolerantBegin(message));
+    text << '\n';
+    return text.str();
+  });
 }
 
 }  // namespace detail

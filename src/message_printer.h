@@ -43,7 +43,7 @@ class MessagePrinter {
 namespace detail {
 
 /// Reports what is left of a message after fields were stripped.
-void reportRemainder(const MD_Message& message);
+void reportRemainder(const MD_Message& message) noexcept;
 
 }  // namespace detail
 }  // namespace MD

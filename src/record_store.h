@@ -269,7 +269,8 @@ class RecordStore {
   /// A present field's position, 0 for an absent one.
   std::uint64_t find(FIELDS::packed_rec field) const noexcept {
     const std::uint64_t position = positions().get(field);
-    // Positions outlive their bytes only when the dictionary changes under a message.
+    // Positions can outlive their bytes: records overlap after an add behind a truncated one, and a dictionary may
+    // change under a message.
     return position < data().size() ? position : 0;
   }
 

@@ -4,6 +4,7 @@
 #include <mutex>
 
 namespace MD::detail {
+namespace {
 
 std::string fieldLines(std::uint16_t id, std::uint8_t type, std::size_t sizeBytes) {
   std::string lines = "  Field id:   " + std::to_string(id) + "\n  Field type: ";
@@ -12,7 +13,9 @@ std::string fieldLines(std::uint16_t id, std::uint8_t type, std::size_t sizeByte
   return lines;
 }
 
-void report(std::string_view text) {
+}  // namespace
+
+void writeReport(std::string_view text) {
   // A stream of the caller's own behind std::cerr need not be safe for two threads. Never destroyed, for reports at
   // exit.
   static auto& mutex = *new std::mutex;
@@ -20,11 +23,12 @@ void report(std::string_view text) {
   std::cerr.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
 }
 
-void reportField(std::string_view line, std::uint16_t id, std::uint8_t type, std::size_t sizeBytes) {
-  std::string text(line);
-  text += '\n';
-  text += fieldLines(id, type, sizeBytes);
-  report(text);
+void reportFieldLines(std::uint16_t id, std::uint8_t type, std::size_t sizeBytes) noexcept {
+  report([&] { return fieldLines(id, type, sizeBytes); });
+}
+
+void reportField(std::string_view line, std::uint16_t id, std::uint8_t type, std::size_t sizeBytes) noexcept {
+  report([&] { return std::string(line) + '\n' + fieldLines(id, type, sizeBytes); });
 }
 
 }  // namespace MD::detail

@@ -1,5 +1,5 @@
 // Diagnostics on standard error. A report is composed whole and written in one piece, so that the reports of two
-// threads never interleave.
+// threads never interleave. One that cannot be composed or written is lost: it must not stop an operation halfway.
 #ifndef MD_SRC_REPORT_H
 #define MD_SRC_REPORT_H
 
@@ -12,14 +12,15 @@
 
 namespace MD::detail {
 
-/// The three lines that follow every report about a field. The type goes out as the raw byte.
-std::string fieldLines(std::uint16_t id, std::uint8_t type, std::size_t sizeBytes);
+/// Writes what `compose` returns to standard error.
+template <class Compose>
+void report(Compose compose) noexcept;
 
-/// Writes `text` to standard error.
-void report(std::string_view text);
+/// Writes the three lines that follow every report about a field. The type goes out as the raw byte.
+void reportFieldLines(std::uint16_t id, std::uint8_t type, std::size_t sizeBytes) noexcept;
 
 /// Writes `line`, a line end and the field's three lines.
-void reportField(std::string_view line, std::uint16_t id, std::uint8_t type, std::size_t sizeBytes);
+void reportField(std::string_view line, std::uint16_t id, std::uint8_t type, std::size_t sizeBytes) noexcept;
 
 /// Counts the reports of bad fields, one counter an encoding and process: hostile input must not fill a log.
 class BadFieldReports {
@@ -42,6 +43,18 @@ class BadFieldReports {
 
   std::atomic<int> m_written{0};
 };
+
+/// Writes `text` to standard error in one piece.
+void writeReport(std::string_view text);
+
+template <class Compose>
+void report(Compose compose) noexcept {
+  try {
+    writeReport(compose());
+  } catch (...) {
+    return;
+  }
+}
 
 }  // namespace MD::detail
 
