@@ -199,7 +199,11 @@ TEST(RealData, QuotesAndTradesAreReplayedWithoutMismatch) {
     GTEST_SKIP() << "MD_TEST_DATA names no folder with ticks_small.csv";
   }
   const std::string output = testing::TempDir() + "quote_replay_output.txt";
-  ASSERT_EQ(std::system((std::string(QUOTE_REPLAY) + " " + ticks + " > " + output).c_str()), 0);
+  std::string command = "\"" QUOTE_REPLAY "\" \"" + ticks + "\" > \"" + output + '"';
+#ifdef _WIN32
+  command = '"' + command + '"';  // the shell takes the outer quotes away
+#endif
+  ASSERT_EQ(std::system(command.c_str()), 0);
   std::ifstream printed(output);
   std::string line;
   std::size_t cleanTallies = 0;

@@ -261,8 +261,42 @@ TEST_F(WindowsSearch, TheDefaultLoadAndThePreferenceReadFoldersOutsideAscii) {
   EXPECT_EQ(message->getPB(), 6);
 }
 
-// The program looks for its dictionary in its own folder when nothing else is set up: a copy of this very program, run
-// with --look-up, ends with the id of the field BID.
+// A copy of this very program, run with --look-up, ends with the id of the field BID in its dictionary.
+
+constexpr DWORD kNoField = 255;
+
+int lookUp() {
+  try {
+    return idOf("BID");
+  } catch (const std::domain_error&) {
+    return kNoField;
+  }
+}
+
+fs::path copyOfThisProgram(const fs::path& folder) {
+  fs::create_directories(folder);
+  fs::copy_file(programFile(), folder / "program.exe");
+  return folder / "program.exe";
+}
+
+DWORD idThatIsFoundBy(const fs::path& program) {
+  std::wstring command = L"program.exe --look-up";
+  STARTUPINFOW startup{};
+  startup.cb = sizeof startup;
+  PROCESS_INFORMATION process{};
+  if (CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
+                     &process) == FALSE) {
+    ADD_FAILURE() << "not started: " << program;
+    return 0;
+  }
+  DWORD status = 0;
+  WaitForSingleObject(process.hProcess, INFINITE);
+  GetExitCodeProcess(process.hProcess, &status);
+  CloseHandle(process.hThread);
+  CloseHandle(process.hProcess);
+  return status;
+}
+
 TEST_F(WindowsSearch, AProgramFindsItsDictionaryInItsOwnFolder) {
   const wchar_t* const kBases[] = {L"plain", L"caf\u00e9 f\u00fcr 10 \u20ac"};
   for (const wchar_t* base : kBases) {
@@ -270,27 +304,26 @@ TEST_F(WindowsSearch, AProgramFindsItsDictionaryInItsOwnFolder) {
       continue;
     }
     const fs::path folder = fs::current_path() / base;
-    fs::create_directory(folder);
-    fs::copy_file(programFile(), folder / "program.exe");
-    const fs::path program = folder / "program.exe";
-    const auto lookUp = [&] { return _wspawnl(_P_WAIT, program.c_str(), L"program.exe", L"--look-up", nullptr); };
-    EXPECT_EQ(lookUp(), 255) << folder;
-    std::intptr_t id = 30;
+    const fs::path program = copyOfThisProgram(folder);
+    EXPECT_EQ(idThatIsFoundBy(program), kNoField) << folder;
+    DWORD id = 30;
     for (const FolderCase& row : kFolders) {
       SCOPED_TRACE((folder / row.folder).string());
       makeFile(folder / row.folder / "field_map.txt", "BID " + std::to_string(++id) + " DOUBLE\n");
-      EXPECT_EQ(lookUp(), id);
+      EXPECT_EQ(idThatIsFoundBy(program), id);
       fs::remove(folder / row.folder / "field_map.txt");
     }
   }
 }
 
-int lookUp() {
-  try {
-    return idOf("BID");
-  } catch (const std::domain_error&) {
-    return 255;
-  }
+// The C runtime cannot give its own process a variable with an empty value, but a process can be started with one.
+TEST_F(WindowsSearch, AnEmptySearchPathRulesOutTheProgramsFolders) {
+  const fs::path program = copyOfThisProgram(fs::current_path() / "folder");
+  makeFile(fs::current_path() / "folder" / "etc" / "field_map.txt", "BID 30 DOUBLE\n");
+  EXPECT_EQ(idThatIsFoundBy(program), 30u);
+  ASSERT_NE(SetEnvironmentVariableW(L"CONFIG_PATH", L""), FALSE);
+  EXPECT_EQ(idThatIsFoundBy(program), kNoField);
+  SetEnvironmentVariableW(L"CONFIG_PATH", nullptr);
 }
 
 // ---- conversions ----

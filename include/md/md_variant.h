@@ -42,7 +42,7 @@ class MD_API MD_Variant {
   explicit MD_Variant(T value) { set(value); }
   MD_VALUE_TYPES(MD_CONSTRUCT)
 #undef MD_CONSTRUCT
-  /// A string of any length; a message takes over its first 65,535 characters at most.
+  /// A string of any length; adding it to a message cuts the length to 16 bits.
   explicit MD_Variant(const std::string& value);
   explicit MD_Variant(const char* value) : MD_Variant(std::string(value)) {}
   MD_Variant(const MD_Variant& other);

@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -39,6 +40,17 @@ std::string contentsOf(const char* path) {
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
+/// Standard error is a text file: what ends a line there is the system's own.
+std::string linesOf(const char* path) {
+  std::string text = contentsOf(path);
+#ifdef _WIN32
+  for (std::size_t end = text.find("\r\n"); end != text.npos; end = text.find("\r\n", end)) {
+    text.erase(end, 1);
+  }
+#endif
+  return text;
+}
+
 /// Runs the program in a folder of its own that holds the dictionary "fields.txt".
 class Program : public testing::Test {
  protected:
@@ -59,7 +71,7 @@ class Program : public testing::Test {
 #ifndef _WIN32
     status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 #endif
-    return {contentsOf("stdout"), contentsOf("stderr"), status};
+    return {contentsOf("stdout"), linesOf("stderr"), status};
   }
 
   /// The same with the folder's dictionary.
@@ -414,6 +426,20 @@ TEST_F(Program, EveryCommandHelpsWithExamples) {
       EXPECT_NE(result.out.find(part), std::string::npos) << part << "\nis not in\n" << result.out;
     }
   }
+}
+
+TEST_F(Program, TakesFileNamesOutsideAscii) {
+#ifdef _WIN32
+  const std::filesystem::path folder = L"caf\u00e9 \u20ac";
+  const std::string name = "caf\xe9 \x80";  // in the code page 1252
+#else
+  const std::string name = "caf\xc3\xa9 \xe2\x82\xac";
+  const std::filesystem::path folder = name;
+#endif
+  ConfigurationFolder::write(folder / "map.txt", "QTY 300 INT\n");
+  ConfigurationFolder::write(folder / "in.hex", "062c010105\n");
+  EXPECT_EQ(mdmsg("decode --format json --dictionary \"" + name + "/map.txt\" \"" + name + "/in.hex\""),
+            (Result{"{\"QTY\":5}\n", "", 0}));
 }
 
 TEST_F(Program, LineEndsAreTheSameEverywhere) {
