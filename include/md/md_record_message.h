@@ -16,8 +16,8 @@
 namespace MD {
 
 /// Implements every slot of `MD_Message` over `Encoding::Layout`, which an encoding's own source defines.
-// That source also instantiates it. The headers do not say so (extern template): programs would then look for the inline
-// members in the library, and a DLL does not export those.
+// That source also instantiates it. The headers do not say so (extern template): programs would then look for the
+// inline members in the library, and a DLL does not export those.
 template <class Encoding>
 class MD_API RecordMessage : public MD_Message {
  public:
