@@ -33,7 +33,10 @@ if(MINGW)
   foreach(runtime IN ITEMS libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
     execute_process(COMMAND "${CMAKE_CXX_COMPILER}" -print-file-name=${runtime}
       OUTPUT_VARIABLE file OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
-    install(FILES "${file}" DESTINATION "${CMAKE_INSTALL_BINDIR}")
+    file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/runtime")
+    execute_process(COMMAND "${CMAKE_STRIP}" -o "${PROJECT_BINARY_DIR}/runtime/${runtime}" "${file}"
+      COMMAND_ERROR_IS_FATAL ANY)
+    install(FILES "${PROJECT_BINARY_DIR}/runtime/${runtime}" DESTINATION "${CMAKE_INSTALL_BINDIR}")
   endforeach()
 endif()
 
