@@ -38,6 +38,17 @@ if(MINGW)
       COMMAND_ERROR_IS_FATAL ANY)
     install(FILES "${PROJECT_BINARY_DIR}/runtime/${runtime}" DESTINATION "${CMAKE_INSTALL_BINDIR}")
   endforeach()
+  # With the runtime's licences (GPL 3 with the runtime library exception; winpthreads' own), where Debian keeps them.
+  foreach(licence IN ITEMS
+      doc/gcc-mingw-w64-x86-64-posix-runtime/copyright doc/mingw-w64-x86-64-dev/copyright common-licenses/GPL-3)
+    if(EXISTS "/usr/share/${licence}")
+      string(REGEX REPLACE "^doc/([^/]*)/copyright$" "\\1" name "${licence}")
+      get_filename_component(name "${name}" NAME)
+      install(FILES "/usr/share/${licence}" DESTINATION "${CMAKE_INSTALL_DOCDIR}/licences" RENAME "${name}.txt")
+    else()
+      message(WARNING "The package will lack a licence text of the runtime that it contains: /usr/share/${licence}")
+    endif()
+  endforeach()
 endif()
 
 if(WIN32)
