@@ -5,29 +5,9 @@
 #include <cstdint>
 #include <cstring>
 
-#include <type_traits>
+#include "md/detail/wire_bytes.h"
 
 namespace MD::detail {
-
-/// Bytes of a message of which a caller has made sure that they are there.
-class WholeBytes {
- public:
-  explicit WholeBytes(const std::uint8_t* data) noexcept : m_data(data) {}
-
-  const std::uint8_t* at(std::uint64_t position) const noexcept { return m_data + position; }
-
-  /// The `T` at `position`, in the machine's byte order.
-  template <class T>
-  T load(std::uint64_t position) const noexcept {
-    static_assert(std::is_trivially_copyable_v<T>);
-    T value;
-    std::memcpy(static_cast<void*>(&value), m_data + position, sizeof(T));
-    return value;
-  }
-
- private:
-  const std::uint8_t* m_data;
-};
 
 /// The bytes of a message. Positions beyond the end are valid arguments: bytes there read as zero.
 class ByteView {
@@ -61,54 +41,6 @@ class ByteView {
  private:
   const std::uint8_t* m_data;
   std::uint64_t m_size;
-};
-
-/// Writes records into memory that has been made large enough.
-class ByteWriter {
- public:
-  explicit ByteWriter(std::uint8_t* out) noexcept : m_out(out) {}
-
-  template <class T>
-  void put(T value) noexcept {
-    static_assert(std::is_trivially_copyable_v<T>);
-    std::memcpy(m_out, &value, sizeof value);
-    m_out += sizeof value;
-  }
-
-  /// The bytes may be part of what is written over.
-  void put(const void* bytes, std::size_t lengthBytes) noexcept {
-    // The strings of market data are short: two loads and two stores that overlap beat a call.
-    if (lengthBytes > 16) {
-      std::memmove(m_out, bytes, lengthBytes);
-    } else if (lengthBytes >= 8) {
-      putEnds<std::uint64_t>(bytes, lengthBytes);
-    } else if (lengthBytes >= 4) {
-      putEnds<std::uint32_t>(bytes, lengthBytes);
-    } else if (lengthBytes != 0) {
-      const auto* from = static_cast<const std::uint8_t*>(bytes);
-      const std::uint8_t middle = from[lengthBytes / 2];
-      const std::uint8_t last = from[lengthBytes - 1];
-      m_out[0] = from[0];
-      m_out[lengthBytes / 2] = middle;
-      m_out[lengthBytes - 1] = last;
-    }
-    m_out += lengthBytes;
-  }
-
- private:
-  /// Copies between one and two `Word`s.
-  template <class Word>
-  void putEnds(const void* bytes, std::size_t lengthBytes) noexcept {
-    const auto* from = static_cast<const std::uint8_t*>(bytes);
-    Word first;
-    Word last;
-    std::memcpy(&first, from, sizeof first);
-    std::memcpy(&last, from + lengthBytes - sizeof last, sizeof last);
-    std::memcpy(m_out, &first, sizeof first);
-    std::memcpy(m_out + lengthBytes - sizeof last, &last, sizeof last);
-  }
-
-  std::uint8_t* m_out;
 };
 
 }  // namespace MD::detail

@@ -6,7 +6,6 @@
 
 #include "assertion.h"
 #include "record_message.h"
-#include "value_codec.h"
 
 namespace MD {
 namespace {
@@ -22,9 +21,7 @@ constexpr std::uint32_t lengthWordBytes(std::uint8_t type) noexcept {
 
 }  // namespace
 
-// Record: field id u16, length word u16 (strings, NUL included) or u32 (buffers), value; little-endian.
-struct IterMap::Layout : detail::ValueCodec<boost::endian::order::little> {
-  using Values = detail::ValueCodec<boost::endian::order::little>;
+struct IterMap::Rules : IterMap::Layout {
   using Values::decode;
 
   static constexpr std::uint8_t kHeader[] = {1};
@@ -32,8 +29,7 @@ struct IterMap::Layout : detail::ValueCodec<boost::endian::order::little> {
   static constexpr const char* kUpdateRefused = "IterMap Error: Attempting to UPDATE a field with incorrect type";
   static constexpr bool kEmptyMessageBeforeEmptyList = false;
   static constexpr bool kMoveLeavesEmptyMessage = false;
-  static constexpr std::uint32_t kIdBytes = sizeof(std::uint16_t);
-  static constexpr std::uint64_t kMaxHeadBytes = kIdBytes + sizeof(std::uint32_t);
+  static constexpr std::uint64_t kMaxHeadBytes = headBytes<BufferView16>();
 
   template <class View>
   static std::uint16_t id(const View& view, std::uint64_t position) noexcept {
@@ -44,19 +40,16 @@ struct IterMap::Layout : detail::ValueCodec<boost::endian::order::little> {
   static Head head(const View& view, std::uint64_t position, std::uint8_t dictionaryType) noexcept {
     switch (dictionaryType) {
       case DATATYPES::STRING:
-        return {position, view.template load<std::uint16_t>(position + kIdBytes), headBytes<StringView16>(),
-                dictionaryType};
+        return headOf<StringView16>(view, position);
       case DATATYPES::BUFFER:
-        return {position, view.template load<std::uint32_t>(position + kIdBytes), headBytes<BufferView16>(),
-                dictionaryType};
+        return headOf<BufferView16>(view, position);
       default:
         return {position, dictionaryType < std::size(kWidths) ? kWidths[dictionaryType] : std::uint64_t{0}, kIdBytes,
                 dictionaryType};
     }
   }
 
-  // The next record's place depends on this one's type. Jumps that the processor predicts let it run ahead; a table of
-  // widths would make it wait for the dictionary's answer before every record.
+  // A table of widths would wait for the dictionary's answer before every record.
   static bool step(const detail::WholeBytes& bytes, std::uint64_t position, std::uint8_t type,
                    std::uint64_t& recordBytes) noexcept {
     switch (type) {
@@ -64,14 +57,14 @@ struct IterMap::Layout : detail::ValueCodec<boost::endian::order::little> {
       case DATATYPES::INT64:
       case DATATYPES::DATETIME:
       case DATATYPES::EPOCH_NSEC:
-        recordBytes = byJump(kIdBytes + 8);
+        recordBytes = detail::byJump(kIdBytes + 8);
         return true;
       case DATATYPES::INT:
       case DATATYPES::FLOAT:
-        recordBytes = byJump(kIdBytes + 4);
+        recordBytes = detail::byJump(kIdBytes + 4);
         return true;
       case DATATYPES::CHAR:
-        recordBytes = byJump(kIdBytes + 1);
+        recordBytes = detail::byJump(kIdBytes + 1);
         return true;
       default:
         recordBytes = head(bytes, position, type).bytes();
@@ -79,30 +72,7 @@ struct IterMap::Layout : detail::ValueCodec<boost::endian::order::little> {
     }
   }
 
-  template <class T>
-  static constexpr std::uint32_t headBytes() noexcept {
-    return sizeof(std::uint16_t) + lengthWordBytes(detail::kTypeCode<T>);
-  }
-
-  template <class T>
-  static constexpr std::uint64_t bytesInPlace(const T& value) noexcept {
-    return valueBytes(value);
-  }
-
-  static constexpr bool holds(std::uint64_t) noexcept { return true; }
   static void refuseLength(std::uint64_t) noexcept {}
-
-  template <class T>
-  static void write(detail::ByteWriter out, std::uint16_t id, std::uint64_t lengthBytes, const T& value) noexcept {
-    out.put(id);
-    if constexpr (std::is_same_v<T, StringView16>) {
-      // 65,535 characters and their NUL make the word 0: the format keeps that wrap.
-      out.put(static_cast<std::uint16_t>(lengthBytes));
-    } else if constexpr (std::is_same_v<T, BufferView16>) {
-      out.put(static_cast<std::uint32_t>(lengthBytes));
-    }
-    overwrite(out, value);
-  }
 
   // A word of 0 stands for 65,535 characters where so many lie in the message.
   static bool decode(const detail::ByteView& view, const Head& head, StringView16& out) noexcept {
@@ -112,11 +82,6 @@ struct IterMap::Layout : detail::ValueCodec<boost::endian::order::little> {
       return true;
     }
     return Values::decode(view, head, out);
-  }
-
-  template <class T>
-  static bool isWhole(const Head& head) noexcept {
-    return std::is_same_v<T, StringView16> ? head.valueBytes != 0 : Values::isWhole<T>(head);
   }
 
   static void refuseGet(std::uint16_t id, const Head& head) {
@@ -130,15 +95,6 @@ struct IterMap::Layout : detail::ValueCodec<boost::endian::order::little> {
       return detail::UpdateStep::EraseAndAppend;
     }
     return stored.type == type ? detail::UpdateStep::Overwrite : detail::UpdateStep::Refuse;
-  }
-
- private:
-  /// Keeps the compiler from making one table look-up of the cases of a switch.
-  static std::uint64_t byJump(std::uint64_t value) noexcept {
-#if defined(__GNUC__)
-    __asm__("" : "+r"(value));
-#endif
-    return value;
   }
 };
 

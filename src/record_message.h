@@ -1,4 +1,4 @@
-// The slots of RecordMessage over a RecordStore. An encoding's source defines `Encoding::Layout`, includes this and
+// The slots of RecordMessage over a RecordStore. An encoding's source defines `Encoding::Rules`, includes this and
 // instantiates `RecordMessage<Encoding>`.
 #ifndef MD_SRC_RECORD_MESSAGE_H
 #define MD_SRC_RECORD_MESSAGE_H
@@ -9,8 +9,8 @@
 namespace MD {
 
 template <class Encoding>
-struct RecordMessage<Encoding>::Records : detail::RecordStore<typename Encoding::Layout> {
-  using detail::RecordStore<typename Encoding::Layout>::RecordStore;
+struct RecordMessage<Encoding>::Records : detail::RecordStore<typename Encoding::Rules> {
+  using detail::RecordStore<typename Encoding::Rules>::RecordStore;
 };
 
 template <class Encoding>
@@ -26,7 +26,7 @@ void RecordMessage<Encoding>::startEmpty() {
 
 template <class Encoding>
 std::uint8_t RecordMessage<Encoding>::getPB() const {
-  return Encoding::Layout::kHeader[0];
+  return Encoding::Rules::kHeader[0];
 }
 
 template <class Encoding>
@@ -51,7 +51,7 @@ std::unique_ptr<MD_Message> RecordMessage<Encoding>::clone() const {
 template <class Encoding>
 std::unique_ptr<MD_Message> RecordMessage<Encoding>::moveToNew() {
   std::unique_ptr<Encoding> moved(new Encoding(DEFAULT_ALLOCATOR));
-  if (Encoding::Layout::kMoveLeavesEmptyMessage) {
+  if (Encoding::Rules::kMoveLeavesEmptyMessage) {
     Records(*moved).startEmpty();
   } else {
     // A clear keeps the header as it is, and the pool's buffer may have served another encoding.
@@ -92,22 +92,12 @@ bool RecordMessage<Encoding>::existsImpl(std::uint16_t id) const {
 }
 
 template <class Encoding>
-const std::uint8_t* RecordMessage<Encoding>::getBinary() const {
-  return bytes().data();
-}
-
-template <class Encoding>
 bool RecordMessage<Encoding>::setBinaryImpl(const std::uint8_t* received, std::uint32_t sizeBytes) {
   if (received == nullptr) {
     return false;
   }
   Records(*this).parse(received, sizeBytes);
   return true;
-}
-
-template <class Encoding>
-std::uint32_t RecordMessage<Encoding>::getSizeImpl() const {
-  return static_cast<std::uint32_t>(bytes().size());
 }
 
 template <class Encoding>

@@ -1,6 +1,7 @@
 // What the encodings share: finding, reading, appending, replacing, erasing and indexing records in a message's bytes.
 //
-// An encoding supplies a layout, a structure of static members:
+// An encoding supplies rules, a structure derived from its layout (see md/detail/plain_records.h) with these static
+// members more:
 //
 //   kHeader                        the bytes of an empty message, as an array
 //   kAddRefused, kUpdateRefused    diagnostics (the second only where updateStep() refuses)
@@ -11,15 +12,9 @@
 //   step(bytes, position, type,    the length of a record whose head lies inside the message, for walking; false when
 //        recordBytes)              the type on the wire is not the dictionary's
 //   kMaxHeadBytes                  how much step() may read
-//   headBytes<T>()                 the length of the head of a record of a `T`
-//   valueBytes(value)              the length of a value as write() stores it
-//   bytesInPlace(value)            the length a stored value must have to be overwritten
-//   holds(lengthBytes)             whether a value of that length can be stored; if not, refuseLength() says so
-//   write(out, id, length, value)  a whole record
-//   overwrite(out, value)          a value in its place
-//   decode(view, head, out)        a value that lies inside the message; false when it cannot be had
-//   isWhole<T>(head)               whether decode() keeps to the record's own bytes
-//   refuseGet(id, head)            the diagnostic of a failed read
+//   decode(view, head, out)        the layout's, for views too
+//   refuseLength(lengthBytes)      what is said of a value that cannot be stored
+//   refuseGet(id, head)            what is said of a failed read
 //   updateStep(head, type, length) what an update of a present field does
 #ifndef MD_SRC_RECORD_STORE_H
 #define MD_SRC_RECORD_STORE_H
@@ -38,6 +33,7 @@
 #include <boost/container/small_vector.hpp>
 
 #include "byte_view.h"
+#include "md/detail/plain_records.h"
 #include "md/md_fieldmap.h"
 #include "md/md_msgdata.h"
 #include "md/md_optimizer.h"
@@ -47,32 +43,27 @@
 
 namespace MD::detail {
 
-/// What a record's first bytes say.
-struct RecordHead {
-  std::uint64_t position;
-  std::uint64_t valueBytes;  ///< as stored; the record may run past the end of the message
-  std::uint32_t headBytes;
-  std::uint8_t type;  ///< 0 when neither wire nor dictionary tell
-
-  std::uint64_t valuePosition() const noexcept { return position + headBytes; }
-  std::uint64_t bytes() const noexcept { return headBytes + valueBytes; }
-};
-
 enum class UpdateStep { Overwrite, EraseAndAppend, Refuse };
 
-// Each operation has a plain case, which is all that a well-formed message ever meets, written to be inlined; the rest
-// of its rules stands in a function of its own that is kept out of the way.
-#define MD_RARE [[gnu::noinline, gnu::cold]]
+/// For a step that follows a test of what a record holds. The next record's place depends on it: by a jump, which the
+/// processor predicts, it runs ahead into the next record; computed, it waits. Keeps the compiler from computing.
+inline std::uint64_t byJump(std::uint64_t recordBytes) noexcept {
+#if defined(__GNUC__)
+  __asm__("" : "+r"(recordBytes));
+#endif
+  return recordBytes;
+}
 
-template <class T>
-inline constexpr bool kIsView = std::is_same_v<T, StringView16> || std::is_same_v<T, BufferView16>;
+// What a plain case leaves stands in a function of its own that is kept out of the way.
+#define MD_RARE [[gnu::noinline, gnu::cold]]
 
 /// The records of one message. A single pointer, and the rare cases take it by value: so a plain case keeps everything
 /// in registers.
-template <class Layout>
+template <class Rules>
 class RecordStore {
  public:
-  static constexpr std::uint64_t kHeaderBytes = std::size(Layout::kHeader);
+  static constexpr std::uint64_t kHeaderBytes = Rules::kHeaderBytes;
+  static_assert(kHeaderBytes == std::size(Rules::kHeader));
 
   explicit RecordStore(const MD_Message& message) noexcept : m_message(&message) {}
 
@@ -101,7 +92,7 @@ class RecordStore {
   void writeHeader(std::uint64_t first) const noexcept {
     MsgData& bytes = data();
     if (first < kHeaderBytes && bytes.capacity() != 0) {
-      std::memcpy(bytes.data() + first, std::data(Layout::kHeader) + first,
+      std::memcpy(bytes.data() + first, std::data(Rules::kHeader) + first,
                   static_cast<std::size_t>(kHeaderBytes - first));
     }
   }
@@ -136,7 +127,7 @@ class RecordStore {
     if (position == 0) {
       return nullptr;
     }
-    const RecordHead head = Layout::head(view(), position, field.type);
+    const RecordHead head = Rules::head(view(), position, field.type);
     type = head.type;
     sizeBytes = static_cast<std::uint32_t>(head.valueBytes);
     return view().at(std::min(head.valuePosition(), data().size()));
@@ -145,56 +136,19 @@ class RecordStore {
   template <class T>
   bool read(std::uint16_t id, T& out) const {
     const FIELDS::packed_rec field = map().packed(id);
-    const std::uint64_t position = positions().get(field);
-    const std::uint64_t end = data().size();
-    // Positions are lengths of memory, so the sum cannot wrap.
-    if (field.type == kTypeCode<T> && position != 0 && position + Layout::template headBytes<T>() <= end) {
-      const WholeBytes bytes(data().data());
-      const RecordHead head = Layout::head(bytes, position, kTypeCode<T>);
-      if (head.type == kTypeCode<T> && head.bytes() <= end - position && Layout::template isWhole<T>(head)) {
-        return Layout::decode(bytes, head, out) || refuseGet(id, head);
-      }
-    }
-    return readChecked(*this, id, field, out);
+    return Plain::read(data(), positions(), field, out) || readChecked(*this, id, field, out);
   }
 
   template <class T>
   bool add(std::uint16_t id, T value) const {
     const FIELDS::packed_rec field = map().packed(id);
-    Optimizer& table = positions();
-    // A field of this type is known: an unknown one has type 0.
-    static_assert(kTypeCode<T> != DATATYPES::RAW);
-    if (field.type == kTypeCode<T> && table.hasRoomFor(field) && table.get(field) == 0) {
-      MsgData& bytes = data();
-      const std::uint64_t position = bytes.size();
-      const std::uint64_t lengthBytes = Layout::valueBytes(value);
-      const std::uint64_t end = position + Layout::template headBytes<T>() + lengthBytes;
-      if (position >= kHeaderBytes && end <= bytes.capacity() && Layout::holds(lengthBytes)) {
-        std::uint8_t* const out = bytes.data() + position;
-        bytes.setSize(end);
-        table.placeAbsent(field, position);
-        Layout::write(ByteWriter(out), id, lengthBytes, value);
-        return true;
-      }
-    }
-    return addChecked(*this, id, field, value);
+    return Plain::add(data(), positions(), field, id, value) || addChecked(*this, id, field, value);
   }
 
   template <class T>
   bool update(std::uint16_t id, T value) const {
     const FIELDS::packed_rec field = map().packed(id);
-    const std::uint64_t position = positions().get(field);
-    const std::uint64_t lengthBytes = Layout::bytesInPlace(value);
-    if (field.type == kTypeCode<T> && position != 0 &&
-        position + Layout::template headBytes<T>() + lengthBytes <= data().size()) {
-      std::uint8_t* const bytes = data().data();
-      const RecordHead head = Layout::head(WholeBytes(bytes), position, kTypeCode<T>);
-      if (head.valueBytes == lengthBytes && head.type == kTypeCode<T>) {
-        Layout::overwrite(ByteWriter(bytes + head.valuePosition()), value);
-        return true;
-      }
-    }
-    return updateChecked(*this, id, field, value);
+    return Plain::update(data(), positions(), field, value) || updateChecked(*this, id, field, value);
   }
 
   bool erase(std::uint16_t id) const {
@@ -204,14 +158,14 @@ class RecordStore {
       return false;
     }
     positions().fitDictionary();
-    erase(field, Layout::head(view(), position, field.type));
+    erase(field, Rules::head(view(), position, field.type));
     return true;
   }
 
   template <class Ids>
   bool eraseMany(const Ids& ids) const {
     if (ids.empty()) {
-      return !(Layout::kEmptyMessageBeforeEmptyList && isEmpty());
+      return !(Rules::kEmptyMessageBeforeEmptyList && isEmpty());
     }
     if (isEmpty()) {
       return false;
@@ -239,7 +193,7 @@ class RecordStore {
     std::uint64_t done = kept;
     for (const Found& record : found) {
       keep(done, std::max(record.position, done), kept);
-      const RecordHead head = Layout::head(view(), record.position, record.field.type);
+      const RecordHead head = Rules::head(view(), record.position, record.field.type);
       done = std::max(done, record.position + std::min(head.bytes(), view().left(record.position)));
       positions().erase(record.field);
     }
@@ -254,13 +208,15 @@ class RecordStore {
     const ByteView bytes = view();
     std::uint64_t position = kHeaderBytes;
     while (bytes.left(position) >= sizeof(std::uint16_t)) {
-      const std::uint16_t id = Layout::id(bytes, position);
+      const std::uint16_t id = Rules::id(bytes, position);
       out.push_back(id);
-      position += Layout::head(bytes, position, map().packed(id).type).bytes();
+      position += Rules::head(bytes, position, map().packed(id).type).bytes();
     }
   }
 
  private:
+  using Plain = PlainRecords<Rules>;
+
   MsgData& data() const noexcept { return m_message->bytes(); }
   Optimizer& positions() const noexcept { return m_message->positions(); }
   const MD_FieldMap& map() const noexcept { return m_message->fieldMap(); }
@@ -290,15 +246,11 @@ class RecordStore {
       return false;
     }
     const ByteView bytes = store.view();
-    const RecordHead head = Layout::head(bytes, position, field.type);
-    if (head.type == kTypeCode<T> && bytes.fits(position, head.bytes()) && Layout::decode(bytes, head, out)) {
+    const RecordHead head = Rules::head(bytes, position, field.type);
+    if (head.type == kTypeCode<T> && bytes.fits(position, head.bytes()) && Rules::decode(bytes, head, out)) {
       return true;
     }
-    return refuseGet(id, head);
-  }
-
-  MD_RARE static bool refuseGet(std::uint16_t id, const RecordHead& head) {
-    Layout::refuseGet(id, head);
+    Rules::refuseGet(id, head);
     return false;
   }
 
@@ -313,16 +265,16 @@ class RecordStore {
     if (position == 0) {
       return store.append(id, field, value);
     }
-    const RecordHead head = Layout::head(store.view(), position, field.type);
-    const std::uint64_t lengthBytes = Layout::bytesInPlace(value);
-    switch (Layout::updateStep(head, kTypeCode<T>, lengthBytes)) {
+    const RecordHead head = Rules::head(store.view(), position, field.type);
+    const std::uint64_t lengthBytes = Rules::bytesInPlace(value);
+    switch (Rules::updateStep(head, kTypeCode<T>, lengthBytes)) {
       case UpdateStep::Refuse:
-        reportField(Layout::kUpdateRefused, id, head.type, static_cast<std::size_t>(lengthBytes));
+        reportField(Rules::kUpdateRefused, id, head.type, static_cast<std::size_t>(lengthBytes));
         return false;
       case UpdateStep::Overwrite:
         // A record that runs past the end of the message has no room for the value.
         if (store.view().fits(position, head.bytes())) {
-          Layout::overwrite(ByteWriter(store.data().data() + head.valuePosition()), value);
+          Rules::overwrite(ByteWriter(store.data().data() + head.valuePosition()), value);
           return true;
         }
         break;
@@ -334,25 +286,25 @@ class RecordStore {
 
   template <class T>
   bool append(std::uint16_t id, FIELDS::packed_rec field, T value) const {
-    const std::uint64_t lengthBytes = Layout::valueBytes(value);
+    const std::uint64_t lengthBytes = Rules::valueBytes(value);
     if (!field.isKnown() || field.type != kTypeCode<T>) {
-      reportField(Layout::kAddRefused, id, kTypeCode<T>, static_cast<std::size_t>(lengthBytes));
+      reportField(Rules::kAddRefused, id, kTypeCode<T>, static_cast<std::size_t>(lengthBytes));
       return false;
     }
     MsgData& bytes = data();
     // Behind the whole header, also in a message that was given less than that.
     const std::uint64_t position = std::max(bytes.size(), kHeaderBytes);
     positions().set(field, position);
-    if (!Layout::holds(lengthBytes)) {
-      Layout::refuseLength(lengthBytes);
+    if (!Rules::holds(lengthBytes)) {
+      Rules::refuseLength(lengthBytes);
       positions().erase(field);
       return false;
     }
-    const std::uint64_t end = position + Layout::template headBytes<T>() + lengthBytes;
+    const std::uint64_t end = position + Rules::template headBytes<T>() + lengthBytes;
     if (end > bytes.capacity()) {
       growForAppend(end, field, value);
     }
-    Layout::write(ByteWriter(bytes.data() + position), id, lengthBytes, value);
+    Rules::write(ByteWriter(bytes.data() + position), id, lengthBytes, value);
     bytes.setSize(end);
     return true;
   }
@@ -389,10 +341,10 @@ class RecordStore {
         value.data = reinterpret_cast<decltype(value.data)>(copy.data());
       }
     }
-    const std::uint64_t lengthBytes = Layout::valueBytes(value);
-    if (field.type == kTypeCode<T> && Layout::holds(lengthBytes)) {
-      bytes.reserve(bytes.size() - std::min(head.bytes(), view().left(head.position)) +
-                    Layout::template headBytes<T>() + lengthBytes);
+    const std::uint64_t lengthBytes = Rules::valueBytes(value);
+    if (field.type == kTypeCode<T> && Rules::holds(lengthBytes)) {
+      bytes.reserve(bytes.size() - std::min(head.bytes(), view().left(head.position)) + Rules::template headBytes<T>() +
+                    lengthBytes);
     }
     positions().fitDictionary();
     erase(field, head);
@@ -418,10 +370,10 @@ class RecordStore {
       const MD_FieldMap& dictionary = map();
       const WholeBytes bytes(data().data());
       Optimizer::Filling table(positions());
-      while (end - position >= Layout::kMaxHeadBytes) {
-        const FIELDS::packed_rec field = dictionary.packed(Layout::id(bytes, position));
+      while (end - position >= Rules::kMaxHeadBytes) {
+        const FIELDS::packed_rec field = dictionary.packed(Rules::id(bytes, position));
         std::uint64_t recordBytes = 0;
-        if (!field.isKnown() || !Layout::step(bytes, position, field.type, recordBytes) ||
+        if (!field.isKnown() || !Rules::step(bytes, position, field.type, recordBytes) ||
             recordBytes > end - position) {
           break;
         }
@@ -443,9 +395,9 @@ class RecordStore {
         reportBadField(*bytes.at(position), {position, 0, 0, 0});
         break;
       }
-      const std::uint16_t id = Layout::id(bytes, position);
+      const std::uint16_t id = Rules::id(bytes, position);
       const FIELDS::packed_rec field = store.map().packed(id);
-      const RecordHead head = Layout::head(bytes, position, field.type);
+      const RecordHead head = Rules::head(bytes, position, field.type);
       const std::uint64_t next = position + std::min(head.bytes(), end - position);
       if (field.isKnown() && head.type == field.type) {
         store.positions().place(field, kept);

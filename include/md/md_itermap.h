@@ -5,6 +5,9 @@
 
 #include <cstdint>
 
+#include <type_traits>
+
+#include "md/detail/value_codec.h"
 #include "md/md_api.h"
 #include "md/md_record_message.h"
 
@@ -25,8 +28,67 @@ class MD_API IterMap final : public RecordMessage<IterMap> {
   friend class MD_Message;
   friend class RecordMessage<IterMap>;
   struct MD_LOCAL Layout;
+  struct MD_LOCAL Rules;
 
   explicit IterMap(const Allocator& allocator);
+};
+
+// Record: field id u16, length word u16 (strings, NUL included) or u32 (buffers), value; little-endian.
+struct IterMap::Layout : detail::ValueCodec<detail::ByteOrder::Little> {
+  using Values = detail::ValueCodec<detail::ByteOrder::Little>;
+
+  static constexpr std::uint64_t kHeaderBytes = 1;
+  static constexpr std::uint32_t kIdBytes = sizeof(std::uint16_t);
+
+  template <class T>
+  static constexpr bool kHasOneWidth = !detail::kIsView<T>;
+
+  template <class T>
+  static bool isHeadOf(const detail::WholeBytes&, std::uint64_t) noexcept {
+    return true;
+  }
+
+  template <class T>
+  static constexpr std::uint32_t headBytes() noexcept {
+    return kIdBytes + (std::is_same_v<T, StringView16> ? sizeof(std::uint16_t) : 0) +
+           (std::is_same_v<T, BufferView16> ? sizeof(std::uint32_t) : 0);
+  }
+
+  template <class T, class View>
+  static Head headOf(const View& view, std::uint64_t position) noexcept {
+    std::uint64_t lengthBytes = sizeof(T);
+    if constexpr (std::is_same_v<T, StringView16>) {
+      lengthBytes = view.template load<std::uint16_t>(position + kIdBytes);
+    } else if constexpr (std::is_same_v<T, BufferView16>) {
+      lengthBytes = view.template load<std::uint32_t>(position + kIdBytes);
+    }
+    return {position, lengthBytes, headBytes<T>(), detail::kTypeCode<T>};
+  }
+
+  template <class T>
+  static constexpr std::uint64_t bytesInPlace(const T& value) noexcept {
+    return valueBytes(value);
+  }
+
+  static constexpr bool holds(std::uint64_t) noexcept { return true; }
+
+  template <class T>
+  static void write(detail::ByteWriter out, std::uint16_t id, std::uint64_t lengthBytes, const T& value) noexcept {
+    out.put(id);
+    if constexpr (std::is_same_v<T, StringView16>) {
+      // 65,535 characters and their NUL make the word 0: the format keeps that wrap.
+      out.put(static_cast<std::uint16_t>(lengthBytes));
+    } else if constexpr (std::is_same_v<T, BufferView16>) {
+      out.put(static_cast<std::uint32_t>(lengthBytes));
+    }
+    overwrite(out, value);
+  }
+
+  // A string's word of 0 may stand for 65,535 characters and their NUL.
+  template <class T>
+  static bool isWhole(const Head& head) noexcept {
+    return std::is_same_v<T, StringView16> ? head.valueBytes != 0 : Values::isWhole<T>(head);
+  }
 };
 
 /// A read-only cursor over one record. It does not know where the message ends: whoever makes one answers for the

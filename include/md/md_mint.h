@@ -3,6 +3,12 @@
 #ifndef MD_MINT_H
 #define MD_MINT_H
 
+#include <cstdint>
+
+#include <limits>
+#include <type_traits>
+
+#include "md/detail/value_codec.h"
 #include "md/md_api.h"
 #include "md/md_record_message.h"
 
@@ -21,8 +27,99 @@ class MD_API mInt final : public RecordMessage<mInt> {
   friend class MD_Message;
   friend class RecordMessage<mInt>;
   struct MD_LOCAL Layout;
+  struct MD_LOCAL Rules;
 
   explicit mInt(const Allocator& allocator);
+};
+
+// Record: field id u16, value length u8, value; little-endian. The dictionary alone knows the type.
+struct mInt::Layout : detail::ValueCodec<detail::ByteOrder::Little> {
+  using Values = detail::ValueCodec<detail::ByteOrder::Little>;
+  using Values::decode;
+  using Values::valueBytes;
+
+  static constexpr std::uint64_t kHeaderBytes = 1;
+  static constexpr std::uint64_t kHeadBytes = 3;
+  static constexpr std::uint64_t kMaxValueBytes = 255;
+
+  template <class T>
+  static constexpr bool kHasOneWidth = !detail::kIsView<T> && !std::is_same_v<T, std::int32_t>;
+
+  template <class T>
+  static bool isHeadOf(const detail::WholeBytes& bytes, std::uint64_t position) noexcept {
+    return bytes.load<std::uint8_t>(position + 2) == sizeof(T);
+  }
+
+  template <class T>
+  static constexpr std::uint32_t headBytes() noexcept {
+    return kHeadBytes;
+  }
+
+  template <class T, class View>
+  static Head headOf(const View& view, std::uint64_t position) noexcept {
+    return head(view, position, detail::kTypeCode<T>);
+  }
+
+  template <class View>
+  static Head head(const View& view, std::uint64_t position, std::uint8_t dictionaryType) noexcept {
+    return {position, view.template load<std::uint8_t>(position + 2), kHeadBytes, dictionaryType};
+  }
+
+  // Small integers are stored short, negative ones never.
+  static constexpr std::uint64_t valueBytes(std::int32_t value) noexcept {
+    if (value < 0 || value > std::numeric_limits<std::int16_t>::max()) {
+      return 4;
+    }
+    return value > std::numeric_limits<std::int8_t>::max() ? 2 : 1;
+  }
+
+  // Only an integer of full width is overwritten: a shorter one moves to the end whatever its new value.
+  static constexpr std::uint64_t bytesInPlace(std::int32_t value) noexcept { return sizeof value; }
+  template <class T>
+  static constexpr std::uint64_t bytesInPlace(const T& value) noexcept {
+    return valueBytes(value);
+  }
+
+  static constexpr bool holds(std::uint64_t lengthBytes) noexcept { return lengthBytes <= kMaxValueBytes; }
+
+  template <class T>
+  static void write(detail::ByteWriter out, std::uint16_t id, std::uint64_t lengthBytes, const T& value) noexcept {
+    out.put(id);
+    out.put(static_cast<std::uint8_t>(lengthBytes));
+    if constexpr (std::is_same_v<T, std::int32_t>) {
+      if (lengthBytes == 1) {
+        out.put(static_cast<std::uint8_t>(value));
+        return;
+      }
+      if (lengthBytes == 2) {
+        out.put(static_cast<std::int16_t>(value));
+        return;
+      }
+    }
+    overwrite(out, value);
+  }
+
+  template <class View>
+  static bool decode(const View& view, const Head& head, std::int32_t& out) noexcept {
+    switch (head.valueBytes) {
+      case 4:
+        out = view.template load<std::int32_t>(head.valuePosition());
+        return true;
+      case 2:
+        out = view.template load<std::int16_t>(head.valuePosition());
+        return true;
+      case 1:
+        out = view.template load<std::uint8_t>(head.valuePosition());
+        return true;
+      default:
+        return false;
+    }
+  }
+
+  template <class T>
+  static bool isWhole(const Head& head) noexcept {
+    return std::is_same_v<T, std::int32_t> || Values::isWhole<T>(head);
+  }
 };
 
 }  // namespace MD

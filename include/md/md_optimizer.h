@@ -46,7 +46,8 @@ class MD_API Optimizer {
   /// @return the field's value, 0 for an absent or unknown one
   std::uint64_t get(std::uint16_t id) const noexcept { return get(m_map->packed(id)); }
   std::uint64_t get(FIELDS::packed_rec field) const noexcept {
-    return field.slot < m_slotCount ? m_slots[field.slot] : 0;
+    const std::size_t slot = field.slot;
+    return slot < m_slotCount ? m_slots[slot] : 0;
   }
 
   void erase(std::uint16_t id) noexcept { erase(m_map->packed(id)); }

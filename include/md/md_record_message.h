@@ -10,12 +10,14 @@
 #include <set>
 #include <vector>
 
+#include "md/detail/plain_records.h"
 #include "md/md_api.h"
 #include "md/md_message.h"
 
 namespace MD {
 
-/// Implements every slot of `MD_Message` over `Encoding::Layout`, which an encoding's own source defines.
+/// Implements every slot of `MD_Message` over `Encoding::Layout`, how records lie in it, and `Encoding::Rules`, what
+/// else there is to an encoding, which its own source defines.
 // That source also instantiates it. The headers do not say so (extern template): programs would then look for the
 // inline members in the library, and a DLL does not export those.
 template <class Encoding>
@@ -32,19 +34,29 @@ class MD_API RecordMessage : public MD_Message {
   void clearImpl() final;
   bool emptyImpl() const final;
   bool existsImpl(std::uint16_t id) const final;
-  const std::uint8_t* getBinary() const final;
+  const std::uint8_t* getBinary() const final { return bytes().data(); }
   bool setBinaryImpl(const std::uint8_t* bytes, std::uint32_t sizeBytes) final;
-  std::uint32_t getSizeImpl() const final;
+  std::uint32_t getSizeImpl() const final { return static_cast<std::uint32_t>(bytes().size()); }
   void getFieldIdsImpl(std::vector<std::uint16_t>& out) const final;
 
-  // The typed front end of MD_Message once more: a message used through its own type is called directly.
+  // The typed front end of MD_Message once more: a message used through its own type is called directly, and what is
+  // not the plain case goes on in the library.
   using MD_Message::add;
   using MD_Message::get;
   using MD_Message::update;
-#define MD_FRONT_END(T, name, code)                                                    \
-  bool get(std::uint16_t id, T& out) const { return RecordMessage::getImpl(id, out); } \
-  bool add(std::uint16_t id, T value) { return RecordMessage::addImpl(id, value); }    \
-  bool update(std::uint16_t id, T value) { return RecordMessage::updateImpl(id, value); }
+#define MD_FRONT_END(T, name, code)                                                                                   \
+  bool get(std::uint16_t id, T& out) const {                                                                          \
+    using Plain = detail::PlainRecords<typename Encoding::Layout>;                                                    \
+    return Plain::read(bytes(), positions(), fieldMap().packed(id), out) || RecordMessage::getImpl(id, out);          \
+  }                                                                                                                   \
+  bool add(std::uint16_t id, T value) {                                                                               \
+    using Plain = detail::PlainRecords<typename Encoding::Layout>;                                                    \
+    return Plain::add(bytes(), positions(), fieldMap().packed(id), id, value) || RecordMessage::addImpl(id, value);   \
+  }                                                                                                                   \
+  bool update(std::uint16_t id, T value) {                                                                            \
+    using Plain = detail::PlainRecords<typename Encoding::Layout>;                                                    \
+    return Plain::update(bytes(), positions(), fieldMap().packed(id), value) || RecordMessage::updateImpl(id, value); \
+  }
   MD_VALUE_TYPES(MD_FRONT_END)
 #undef MD_FRONT_END
 

@@ -1,6 +1,8 @@
-// How values lie in a record: fixed widths, strings with a NUL behind them, plain buffers.
-#ifndef MD_SRC_VALUE_CODEC_H
-#define MD_SRC_VALUE_CODEC_H
+/// @file
+/// How values lie in a record: fixed widths, strings with a NUL behind them, plain buffers. For the library's own
+/// headers.
+#ifndef MD_DETAIL_VALUE_CODEC_H
+#define MD_DETAIL_VALUE_CODEC_H
 
 #include <cstdint>
 #include <cstring>
@@ -8,20 +10,35 @@
 #include <limits>
 #include <type_traits>
 
-#include <boost/endian/conversion.hpp>
-
-#include "byte_view.h"
+#include "md/detail/wire_bytes.h"
 #include "md/md_value_types.h"
-#include "record_store.h"
 
 namespace MD::detail {
 
-static_assert(boost::endian::order::native == boost::endian::order::little,
+#if defined(__BYTE_ORDER__)
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
               "records are written in the machine's own order, which the wire wants little-endian");
+#endif
+
+enum class ByteOrder { Little, Big };
+
+/// What a record's first bytes say.
+struct RecordHead {
+  std::uint64_t position;
+  std::uint64_t valueBytes;  ///< as stored; the record may run past the end of the message
+  std::uint32_t headBytes;
+  std::uint8_t type;  ///< 0 when neither wire nor dictionary tell
+
+  std::uint64_t valuePosition() const noexcept { return position + headBytes; }
+  std::uint64_t bytes() const noexcept { return headBytes + valueBytes; }
+};
+
+template <class T>
+inline constexpr bool kIsView = std::is_same_v<T, StringView16> || std::is_same_v<T, BufferView16>;
 
 /// @tparam Numbers  the wire's order of integers and floating-point numbers; date-times and epoch times always lie as
 ///                  in memory
-template <boost::endian::order Numbers>
+template <ByteOrder Numbers>
 struct ValueCodec {
   using Head = RecordHead;
 
@@ -42,7 +59,7 @@ struct ValueCodec {
     if constexpr (kSwaps<T>) {
       Word<T> word;
       std::memcpy(&word, &value, sizeof word);
-      out.put(boost::endian::endian_reverse(word));
+      out.put(reversed(word));
     } else {
       out.put(value);
     }
@@ -70,7 +87,7 @@ struct ValueCodec {
   template <class View, class T>
   static bool decode(const View& view, const Head& head, T& out) noexcept {
     if constexpr (kSwaps<T>) {
-      const auto word = boost::endian::endian_reverse(view.template load<Word<T>>(head.valuePosition()));
+      const auto word = reversed(view.template load<Word<T>>(head.valuePosition()));
       std::memcpy(&out, &word, sizeof out);
     } else {
       out = view.template load<T>(head.valuePosition());
@@ -85,7 +102,7 @@ struct ValueCodec {
 
  private:
   template <class T>
-  static constexpr bool kSwaps = Numbers == boost::endian::order::big&& std::is_arithmetic_v<T> && sizeof(T) != 1;
+  static constexpr bool kSwaps = Numbers == ByteOrder::Big&& std::is_arithmetic_v<T> && sizeof(T) != 1;
   template <class T>
   using Word = std::conditional_t<sizeof(T) == 4, std::uint32_t, std::uint64_t>;
 };
