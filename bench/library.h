@@ -88,12 +88,13 @@ class LibraryFields {
   }
 
  private:
+  // As a program would write it, a call after the other.
   template <class Kind, class T>
-  static bool addOne(Library& message, std::uint16_t id, const T& value) {
+  [[gnu::always_inline]] static bool addOne(Library& message, std::uint16_t id, const T& value) {
     return !isPresent(value) || message.add(id, toLibrary<Kind>(valueOf(value)));
   }
   template <class Kind, class T>
-  static bool readOne(const Library& message, std::uint16_t id, T& out) {
+  [[gnu::always_inline]] static bool readOne(const Library& message, std::uint16_t id, T& out) {
     if constexpr (std::is_arithmetic_v<T> && !std::is_base_of_v<kind::DateTime, Kind>) {
       return message.get(id, out);
     } else {

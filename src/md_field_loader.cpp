@@ -7,7 +7,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <algorithm>
 #include <fstream>
+#include <functional>
 #include <limits>
 #include <locale>
 #include <memory>
@@ -33,7 +35,7 @@ void FieldMapLoader::accept(std::string name, std::uint16_t id, const std::strin
   if (m_map.m_compact_count == std::numeric_limits<std::uint16_t>::max()) {
     throw std::runtime_error("Too many fields (more than 65535) in field def file: " + m_source);
   }
-  m_map.m_rows.insert({id, m_map.m_compact_count, type->second.id, std::move(name)});
+  m_entries.push_back({id, m_map.m_compact_count, type->second.id, std::move(name)});
   ++m_map.m_compact_count;
 }
 
@@ -43,15 +45,16 @@ void FieldMapLoader::finish() {
   auto& m_id_index = m_map.m_id_index;
   auto& m_compact_index = m_map.m_compact_index;
 
-  m_map.m_largest_id = 0;
-  for (const auto& row : rows) {
-    if (row.id > m_map.m_largest_id) {
-      m_map.m_largest_id = row.id;
-    }
+  // In order of their ids each row's place is the end, and the rows lie in memory as they are walked.
+  std::stable_sort(m_entries.begin(), m_entries.end());
+  for (auto& entry : m_entries) {
+    rows.insert(rows.end(), std::move(entry));
   }
+  m_map.m_largest_id = rows.empty() ? std::uint16_t{0} : rows.rbegin()->id;
   m_id_index.assign(std::size_t{m_map.m_largest_id} + 1, rows.end());
   m_compact_index.assign(std::size_t{m_map.m_compact_count} + 1, rows.end());
   m_map.m_packed.fill({});
+  m_map.m_name_index.reserve(rows.size());
   for (auto i = rows.begin(); i != rows.end(); ++i) {
     if (!detail::check(i->id < m_id_index.size(), "i->id < m_id_index.size()", kFile, __LINE__) ||
         !detail::check(i->compact < m_compact_index.size(), "i->compact < m_compact_index.size()", kFile, __LINE__)) {
@@ -60,8 +63,11 @@ void FieldMapLoader::finish() {
     m_id_index[i->id] = i;
     m_compact_index[i->compact] = i;
     m_map.m_packed[i->id] = {static_cast<std::uint16_t>(i->compact + 1), i->type};
-    m_map.m_name_index.insert_or_assign(i->name, i);
+    m_map.m_name_index.emplace_back(std::hash<std::string>()(i->name), i);
   }
+  std::sort(m_map.m_name_index.begin(), m_map.m_name_index.end(), [](const auto& a, const auto& b) {
+    return a.first != b.first ? a.first < b.first : a.second->id < b.second->id;
+  });
 }
 
 namespace detail {

@@ -6,6 +6,7 @@
 
 #include <istream>
 #include <string>
+#include <vector>
 
 #include "md/md_fieldmap.h"
 #include "md_typemap.h"
@@ -25,11 +26,12 @@ class FieldMapLoader {
   /// @throws std::runtime_error when the compact numbers are used up
   void accept(std::string name, std::uint16_t id, const std::string& typeName);
 
-  /// Rebuilds all indexes from the rows.
+  /// Makes the rows of the entries and rebuilds all indexes.
   void finish();
 
  private:
   MD_FieldMap& m_map;
+  std::vector<FIELDS::field_rec> m_entries;  // in file order
   const detail::TypeMap& m_types;
   const std::string& m_source;
 };

@@ -1,6 +1,8 @@
 #include "md/md_fieldmap.h"
 
+#include <algorithm>
 #include <exception>
+#include <functional>
 #include <stdexcept>
 
 #include <boost/thread/locks.hpp>
@@ -120,15 +122,23 @@ void MD_FieldMap::clear_data_structures(MD_FieldMap* map) {
   map->m_packed.fill({});
   std::vector<const_iterator>().swap(map->m_id_index);
   std::vector<const_iterator>().swap(map->m_compact_index);
-  map->m_name_index.clear();
+  decltype(map->m_name_index)().swap(map->m_name_index);
   map->m_rows.clear();
   map->m_largest_id = 0;
   map->m_compact_count = 0;
 }
 
 MD_FieldMap::const_iterator MD_FieldMap::findByName(const std::string& name) const {
-  const auto found = m_name_index.find(name);
-  return found != m_name_index.end() ? found->second : m_rows.end();
+  const auto hash = std::hash<std::string>()(name);
+  const auto before = [](std::size_t value, const auto& entry) { return value < entry.first; };
+  // Backwards: of two rows with one name the higher id wins.
+  for (auto i = std::upper_bound(m_name_index.begin(), m_name_index.end(), hash, before);
+       i != m_name_index.begin() && (--i)->first == hash;) {
+    if (i->second->name == name) {
+      return i->second;
+    }
+  }
+  return m_rows.end();
 }
 
 MD_FieldMap::const_iterator MD_FieldMap::require(const_iterator row, const char* operation) const {

@@ -51,23 +51,23 @@ struct IterMap::Rules : IterMap::Layout {
 
   // A table of widths would wait for the dictionary's answer before every record.
   static bool step(const detail::WholeBytes& bytes, std::uint64_t position, std::uint8_t type,
-                   std::uint64_t& recordBytes) noexcept {
+                   std::uint64_t& next) noexcept {
     switch (type) {
       case DATATYPES::DOUBLE:
       case DATATYPES::INT64:
       case DATATYPES::DATETIME:
       case DATATYPES::EPOCH_NSEC:
-        recordBytes = detail::byJump(kIdBytes + 8);
+        next = detail::byJump(position + kIdBytes + 8);
         return true;
       case DATATYPES::INT:
       case DATATYPES::FLOAT:
-        recordBytes = detail::byJump(kIdBytes + 4);
+        next = detail::byJump(position + kIdBytes + 4);
         return true;
       case DATATYPES::CHAR:
-        recordBytes = detail::byJump(kIdBytes + 1);
+        next = detail::byJump(position + kIdBytes + 1);
         return true;
       default:
-        recordBytes = head(bytes, position, type).bytes();
+        next = position + head(bytes, position, type).bytes();
         return true;
     }
   }

@@ -20,8 +20,8 @@ struct mInt::Rules : mInt::Layout {
   }
 
   static bool step(const detail::WholeBytes& bytes, std::uint64_t position, std::uint8_t,
-                   std::uint64_t& recordBytes) noexcept {
-    recordBytes = kHeadBytes + bytes.load<std::uint8_t>(position + 2);
+                   std::uint64_t& next) noexcept {
+    next = position + kHeadBytes + bytes.load<std::uint8_t>(position + 2);
     return true;
   }
 

@@ -18,14 +18,14 @@ struct MsgT::Rules : MsgT::Layout {
   }
 
   static bool step(const detail::WholeBytes& bytes, std::uint64_t position, std::uint8_t type,
-                   std::uint64_t& recordBytes) noexcept {
+                   std::uint64_t& next) noexcept {
     const Head stored = head(bytes, position, type);
     if (stored.valueBytes == 8) {
-      recordBytes = detail::byJump(kHeadBytes + 8);
+      next = detail::byJump(position + kHeadBytes + 8);
     } else if (stored.valueBytes == 4) {
-      recordBytes = detail::byJump(kHeadBytes + 4);
+      next = detail::byJump(position + kHeadBytes + 4);
     } else {
-      recordBytes = stored.bytes();
+      next = position + stored.bytes();
     }
     return stored.type == type;
   }

@@ -9,8 +9,8 @@
 //   kMoveLeavesEmptyMessage        whether moveToNew() leaves an empty message or the borrowed objects as they came
 //   id(view, position)             a record's field id
 //   head(view, position, type)     a record's head, given the dictionary's type for its id
-//   step(bytes, position, type,    the length of a record whose head lies inside the message, for walking; false when
-//        recordBytes)              the type on the wire is not the dictionary's
+//   step(bytes, position, type,    the end of a record whose head lies inside the message, for walking; false when the
+//        next)                     type on the wire is not the dictionary's
 //   kMaxHeadBytes                  how much step() may read
 //   decode(view, head, out)        the layout's, for views too
 //   refuseLength(lengthBytes)      what is said of a value that cannot be stored
@@ -47,11 +47,11 @@ enum class UpdateStep { Overwrite, EraseAndAppend, Refuse };
 
 /// For a step that follows a test of what a record holds. The next record's place depends on it: by a jump, which the
 /// processor predicts, it runs ahead into the next record; computed, it waits. Keeps the compiler from computing.
-inline std::uint64_t byJump(std::uint64_t recordBytes) noexcept {
+inline std::uint64_t byJump(std::uint64_t next) noexcept {
 #if defined(__GNUC__)
-  __asm__("" : "+r"(recordBytes));
+  __asm__("" : "+r"(next));
 #endif
-  return recordBytes;
+  return next;
 }
 
 // What a plain case leaves stands in a function of its own that is kept out of the way.
@@ -100,12 +100,13 @@ class RecordStore {
   /// Takes over a copy of `source`, which may be the buffer's own, and makes every field absent.
   void assign(const std::uint8_t* source, std::uint64_t sizeBytes) const {
     MsgData& bytes = data();
-    const bool isOwn = bytes.owns(source);
-    const std::ptrdiff_t offset = isOwn ? source - bytes.data() : 0;
-    bytes.reserve(std::max(sizeBytes, kHeaderBytes));
+    const std::uint64_t needed = std::max(sizeBytes, kHeaderBytes);
+    if (needed > bytes.capacity()) {
+      source = growUnder(bytes, needed, source);
+    }
     positions().fitDictionary();
     if (sizeBytes != 0) {
-      std::memmove(bytes.data(), isOwn ? bytes.data() + offset : source, static_cast<std::size_t>(sizeBytes));
+      std::memmove(bytes.data(), source, static_cast<std::size_t>(sizeBytes));
     }
     // A header that is cut short is completed behind the end, where an add or a clear brings it into use.
     writeHeader(sizeBytes);
@@ -309,20 +310,24 @@ class RecordStore {
     return true;
   }
 
-  /// Grows the buffer; a view into it moves along.
+  /// Grows the buffer. @return where `source`, which may lie in it, is now
+  MD_RARE static const std::uint8_t* growUnder(MsgData& bytes, std::uint64_t neededBytes, const std::uint8_t* source) {
+    const bool isOwn = bytes.owns(source);
+    const std::ptrdiff_t offset = isOwn ? source - bytes.data() : 0;
+    bytes.reserve(neededBytes);
+    return isOwn ? bytes.data() + offset : source;
+  }
+
+  /// Grows the buffer for a field that is being added; a view into it moves along.
   template <class T>
   void growForAppend(std::uint64_t end, FIELDS::packed_rec field, [[maybe_unused]] T& value) const {
-    MsgData& bytes = data();
     try {
       if constexpr (kIsView<T>) {
-        if (bytes.owns(value.data)) {
-          const auto offset = reinterpret_cast<const std::uint8_t*>(value.data) - bytes.data();
-          bytes.reserve(end);
-          value.data = reinterpret_cast<decltype(value.data)>(bytes.data() + offset);
-          return;
-        }
+        value.data = reinterpret_cast<decltype(value.data)>(
+            growUnder(data(), end, reinterpret_cast<const std::uint8_t*>(value.data)));
+      } else {
+        data().reserve(end);
       }
-      bytes.reserve(end);
     } catch (const std::bad_alloc&) {
       positions().erase(field);
       throw;
@@ -370,15 +375,15 @@ class RecordStore {
       const MD_FieldMap& dictionary = map();
       const WholeBytes bytes(data().data());
       Optimizer::Filling table(positions());
+      // Where the next record starts is known sooner from this one's start than from its length.
       while (end - position >= Rules::kMaxHeadBytes) {
         const FIELDS::packed_rec field = dictionary.packed(Rules::id(bytes, position));
-        std::uint64_t recordBytes = 0;
-        if (!field.isKnown() || !Rules::step(bytes, position, field.type, recordBytes) ||
-            recordBytes > end - position) {
+        std::uint64_t next = 0;
+        if (!field.isKnown() || !Rules::step(bytes, position, field.type, next) || next > end) {
           break;
         }
         table.place(field, position);
-        position += recordBytes;
+        position = next;
       }
     }
     if (position != end) {

@@ -20,6 +20,15 @@
 #define MD_API __attribute__((visibility("default")))
 #endif
 
+/// Marks what costs less than the call: an operation on one field of a well-formed message.
+#if defined(__GNUC__)
+#define MD_ALWAYS_INLINE [[gnu::always_inline]]
+#define MD_UNLIKELY(condition) __builtin_expect(static_cast<bool>(condition), false)
+#else
+#define MD_ALWAYS_INLINE
+#define MD_UNLIKELY(condition) (condition)
+#endif
+
 /// Marks an internal part of an exported class.
 #if defined(_WIN32)
 #define MD_LOCAL

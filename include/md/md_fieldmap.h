@@ -5,13 +5,14 @@
 #ifndef MD_FIELDMAP_H
 #define MD_FIELDMAP_H
 
+#include <cstddef>
 #include <cstdint>
 
 #include <array>
 #include <iosfwd>
-#include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "md/md_api.h"
@@ -116,7 +117,7 @@ class MD_API MD_FieldMap {
   std::set<FIELDS::field_rec> m_rows;
   std::vector<const_iterator> m_id_index;
   std::vector<const_iterator> m_compact_index;
-  std::map<std::string, const_iterator> m_name_index;
+  std::vector<std::pair<std::size_t, const_iterator>> m_name_index;  // by the names' hashes, then ids
   std::uint16_t m_largest_id = 0;
   std::uint16_t m_compact_count = 0;
   std::array<FIELDS::packed_rec, 65536> m_packed{};

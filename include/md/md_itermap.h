@@ -44,7 +44,7 @@ struct IterMap::Layout : detail::ValueCodec<detail::ByteOrder::Little> {
   static constexpr bool kHasOneWidth = !detail::kIsView<T>;
 
   template <class T>
-  static bool isHeadOf(const detail::WholeBytes&, std::uint64_t) noexcept {
+  MD_ALWAYS_INLINE static bool isHeadOf(const detail::WholeBytes&, std::uint64_t) noexcept {
     return true;
   }
 
@@ -55,7 +55,7 @@ struct IterMap::Layout : detail::ValueCodec<detail::ByteOrder::Little> {
   }
 
   template <class T, class View>
-  static Head headOf(const View& view, std::uint64_t position) noexcept {
+  MD_ALWAYS_INLINE static Head headOf(const View& view, std::uint64_t position) noexcept {
     std::uint64_t lengthBytes = sizeof(T);
     if constexpr (std::is_same_v<T, StringView16>) {
       lengthBytes = view.template load<std::uint16_t>(position + kIdBytes);
@@ -73,7 +73,8 @@ struct IterMap::Layout : detail::ValueCodec<detail::ByteOrder::Little> {
   static constexpr bool holds(std::uint64_t) noexcept { return true; }
 
   template <class T>
-  static void write(detail::ByteWriter out, std::uint16_t id, std::uint64_t lengthBytes, const T& value) noexcept {
+  MD_ALWAYS_INLINE static void write(detail::ByteWriter out, std::uint16_t id, std::uint64_t lengthBytes,
+                                     const T& value) noexcept {
     out.put(id);
     if constexpr (std::is_same_v<T, StringView16>) {
       // 65,535 characters and their NUL make the word 0: the format keeps that wrap.
@@ -86,7 +87,7 @@ struct IterMap::Layout : detail::ValueCodec<detail::ByteOrder::Little> {
 
   // A string's word of 0 may stand for 65,535 characters and their NUL.
   template <class T>
-  static bool isWhole(const Head& head) noexcept {
+  MD_ALWAYS_INLINE static bool isWhole(const Head& head) noexcept {
     return std::is_same_v<T, StringView16> ? head.valueBytes != 0 : Values::isWhole<T>(head);
   }
 };

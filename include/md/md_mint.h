@@ -46,7 +46,7 @@ struct mInt::Layout : detail::ValueCodec<detail::ByteOrder::Little> {
   static constexpr bool kHasOneWidth = !detail::kIsView<T> && !std::is_same_v<T, std::int32_t>;
 
   template <class T>
-  static bool isHeadOf(const detail::WholeBytes& bytes, std::uint64_t position) noexcept {
+  MD_ALWAYS_INLINE static bool isHeadOf(const detail::WholeBytes& bytes, std::uint64_t position) noexcept {
     return bytes.load<std::uint8_t>(position + 2) == sizeof(T);
   }
 
@@ -56,12 +56,12 @@ struct mInt::Layout : detail::ValueCodec<detail::ByteOrder::Little> {
   }
 
   template <class T, class View>
-  static Head headOf(const View& view, std::uint64_t position) noexcept {
+  MD_ALWAYS_INLINE static Head headOf(const View& view, std::uint64_t position) noexcept {
     return head(view, position, detail::kTypeCode<T>);
   }
 
   template <class View>
-  static Head head(const View& view, std::uint64_t position, std::uint8_t dictionaryType) noexcept {
+  MD_ALWAYS_INLINE static Head head(const View& view, std::uint64_t position, std::uint8_t dictionaryType) noexcept {
     return {position, view.template load<std::uint8_t>(position + 2), kHeadBytes, dictionaryType};
   }
 
@@ -83,7 +83,8 @@ struct mInt::Layout : detail::ValueCodec<detail::ByteOrder::Little> {
   static constexpr bool holds(std::uint64_t lengthBytes) noexcept { return lengthBytes <= kMaxValueBytes; }
 
   template <class T>
-  static void write(detail::ByteWriter out, std::uint16_t id, std::uint64_t lengthBytes, const T& value) noexcept {
+  MD_ALWAYS_INLINE static void write(detail::ByteWriter out, std::uint16_t id, std::uint64_t lengthBytes,
+                                     const T& value) noexcept {
     out.put(id);
     out.put(static_cast<std::uint8_t>(lengthBytes));
     if constexpr (std::is_same_v<T, std::int32_t>) {
@@ -100,24 +101,24 @@ struct mInt::Layout : detail::ValueCodec<detail::ByteOrder::Little> {
   }
 
   template <class View>
-  static bool decode(const View& view, const Head& head, std::int32_t& out) noexcept {
-    switch (head.valueBytes) {
-      case 4:
-        out = view.template load<std::int32_t>(head.valuePosition());
-        return true;
-      case 2:
-        out = view.template load<std::int16_t>(head.valuePosition());
-        return true;
-      case 1:
-        out = view.template load<std::uint8_t>(head.valuePosition());
-        return true;
-      default:
-        return false;
+  MD_ALWAYS_INLINE static bool decode(const View& view, const Head& head, std::int32_t& out) noexcept {
+    if (head.valueBytes == 1) {
+      out = view.template load<std::uint8_t>(head.valuePosition());
+      return true;
     }
+    if (head.valueBytes == 2) {
+      out = view.template load<std::int16_t>(head.valuePosition());
+      return true;
+    }
+    if (head.valueBytes == 4) {
+      out = view.template load<std::int32_t>(head.valuePosition());
+      return true;
+    }
+    return false;
   }
 
   template <class T>
-  static bool isWhole(const Head& head) noexcept {
+  MD_ALWAYS_INLINE static bool isWhole(const Head& head) noexcept {
     return std::is_same_v<T, std::int32_t> || Values::isWhole<T>(head);
   }
 };

@@ -39,7 +39,7 @@ struct MsgT::Layout : detail::ValueCodec<detail::ByteOrder::Big> {
   static constexpr bool kHasOneWidth = !detail::kIsView<T>;
 
   template <class T>
-  static bool isHeadOf(const detail::WholeBytes& bytes, std::uint64_t position) noexcept {
+  MD_ALWAYS_INLINE static bool isHeadOf(const detail::WholeBytes& bytes, std::uint64_t position) noexcept {
     // Type and length are the last five bytes.
     constexpr std::uint64_t kExpected = detail::reversed(std::uint64_t{detail::kTypeCode<T>} << 32 | sizeof(T)) >> 24;
     return bytes.load<std::uint64_t>(position) >> 24 == kExpected;
@@ -51,12 +51,12 @@ struct MsgT::Layout : detail::ValueCodec<detail::ByteOrder::Big> {
   }
 
   template <class T, class View>
-  static Head headOf(const View& view, std::uint64_t position) noexcept {
+  MD_ALWAYS_INLINE static Head headOf(const View& view, std::uint64_t position) noexcept {
     return head(view, position, detail::kTypeCode<T>);
   }
 
   template <class View>
-  static Head head(const View& view, std::uint64_t position, std::uint8_t) noexcept {
+  MD_ALWAYS_INLINE static Head head(const View& view, std::uint64_t position, std::uint8_t) noexcept {
     return {position, detail::reversed(view.template load<std::uint32_t>(position + 4)), kHeadBytes,
             view.template load<std::uint8_t>(position + 3)};
   }
@@ -69,7 +69,8 @@ struct MsgT::Layout : detail::ValueCodec<detail::ByteOrder::Big> {
   static constexpr bool holds(std::uint64_t) noexcept { return true; }
 
   template <class T>
-  static void write(detail::ByteWriter out, std::uint16_t id, std::uint64_t lengthBytes, const T& value) noexcept {
+  MD_ALWAYS_INLINE static void write(detail::ByteWriter out, std::uint16_t id, std::uint64_t lengthBytes,
+                                     const T& value) noexcept {
     out.put(detail::reversed(id));
     out.put(detail::reversed(std::uint16_t{detail::kTypeCode<T>}));
     out.put(detail::reversed(static_cast<std::uint32_t>(lengthBytes)));

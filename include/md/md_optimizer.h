@@ -45,7 +45,7 @@ class MD_API Optimizer {
 
   /// @return the field's value, 0 for an absent or unknown one
   std::uint64_t get(std::uint16_t id) const noexcept { return get(m_map->packed(id)); }
-  std::uint64_t get(FIELDS::packed_rec field) const noexcept {
+  MD_ALWAYS_INLINE std::uint64_t get(FIELDS::packed_rec field) const noexcept {
     const std::size_t slot = field.slot;
     return slot < m_slotCount ? m_slots[slot] : 0;
   }
@@ -78,7 +78,7 @@ class MD_API Optimizer {
   }
 
   /// Whether place() may be used for the field.
-  bool hasRoomFor(FIELDS::packed_rec field) const noexcept { return field.slot < m_slotCount; }
+  MD_ALWAYS_INLINE bool hasRoomFor(FIELDS::packed_rec field) const noexcept { return field.slot < m_slotCount; }
 
   /// set() of a known field, for which there is room, to a value other than 0. A table that is filled in this way alone
   /// always has room for every field: see erase().
@@ -90,7 +90,7 @@ class MD_API Optimizer {
     }
   }
   /// place() of a field that is known to be absent.
-  void placeAbsent(FIELDS::packed_rec field, std::uint64_t value) noexcept {
+  MD_ALWAYS_INLINE void placeAbsent(FIELDS::packed_rec field, std::uint64_t value) noexcept {
     m_used[m_usedCount++] = field.slot;
     m_slots[field.slot] = value;
   }

@@ -45,15 +45,15 @@ class MD_API RecordMessage : public MD_Message {
   using MD_Message::get;
   using MD_Message::update;
 #define MD_FRONT_END(T, name, code)                                                                                   \
-  bool get(std::uint16_t id, T& out) const {                                                                          \
+  MD_ALWAYS_INLINE bool get(std::uint16_t id, T& out) const {                                                         \
     using Plain = detail::PlainRecords<typename Encoding::Layout>;                                                    \
     return Plain::read(bytes(), positions(), fieldMap().packed(id), out) || RecordMessage::getImpl(id, out);          \
   }                                                                                                                   \
-  bool add(std::uint16_t id, T value) {                                                                               \
+  MD_ALWAYS_INLINE bool add(std::uint16_t id, T value) {                                                              \
     using Plain = detail::PlainRecords<typename Encoding::Layout>;                                                    \
     return Plain::add(bytes(), positions(), fieldMap().packed(id), id, value) || RecordMessage::addImpl(id, value);   \
   }                                                                                                                   \
-  bool update(std::uint16_t id, T value) {                                                                            \
+  MD_ALWAYS_INLINE bool update(std::uint16_t id, T value) {                                                           \
     using Plain = detail::PlainRecords<typename Encoding::Layout>;                                                    \
     return Plain::update(bytes(), positions(), fieldMap().packed(id), value) || RecordMessage::updateImpl(id, value); \
   }

@@ -7,17 +7,10 @@
 #include <cstdint>
 
 #include "md/detail/value_codec.h"
+#include "md/md_api.h"
 #include "md/md_fieldmap.h"
 #include "md/md_msgdata.h"
 #include "md/md_optimizer.h"
-
-#if defined(__GNUC__)
-#define MD_INLINE [[gnu::always_inline]]
-#define MD_UNLIKELY(condition) __builtin_expect(static_cast<bool>(condition), false)
-#else
-#define MD_INLINE
-#define MD_UNLIKELY(condition) (condition)
-#endif
 
 namespace MD::detail {
 
@@ -42,7 +35,7 @@ namespace MD::detail {
 template <class Layout>
 struct PlainRecords {
   template <class T>
-  MD_INLINE static bool read(const MsgData& data, const Optimizer& positions, FIELDS::packed_rec field, T& out) {
+  MD_ALWAYS_INLINE static bool read(const MsgData& data, const Optimizer& positions, FIELDS::packed_rec field, T& out) {
     const WholeBytes bytes(data.data());
     if constexpr (Layout::template kHasOneWidth<T>) {
       const std::uint64_t position = find<T>(data, positions, field, sizeof(T));
@@ -65,7 +58,8 @@ struct PlainRecords {
   }
 
   template <class T>
-  MD_INLINE static bool add(MsgData& data, Optimizer& positions, FIELDS::packed_rec field, std::uint16_t id, T value) {
+  MD_ALWAYS_INLINE static bool add(MsgData& data, Optimizer& positions, FIELDS::packed_rec field, std::uint16_t id,
+                                   T value) {
     // A field of this type is known: an unknown one has type 0.
     static_assert(kTypeCode<T> != DATATYPES::RAW);
     if (MD_UNLIKELY(field.type != kTypeCode<T>) || MD_UNLIKELY(!positions.hasRoomFor(field)) ||
@@ -87,7 +81,7 @@ struct PlainRecords {
   }
 
   template <class T>
-  MD_INLINE static bool update(MsgData& data, const Optimizer& positions, FIELDS::packed_rec field, T value) {
+  MD_ALWAYS_INLINE static bool update(MsgData& data, const Optimizer& positions, FIELDS::packed_rec field, T value) {
     const std::uint64_t lengthBytes = Layout::bytesInPlace(value);
     const std::uint64_t position = find<T>(data, positions, field, lengthBytes);
     std::uint8_t* const bytes = data.data();
@@ -110,8 +104,8 @@ struct PlainRecords {
   /// The position of a field that the dictionary gives a `T`, 0 when there is none or when the message ends within the
   /// record's head or the `lengthBytes` behind it.
   template <class T>
-  MD_INLINE static std::uint64_t find(const MsgData& data, const Optimizer& positions, FIELDS::packed_rec field,
-                                      std::uint64_t lengthBytes) {
+  MD_ALWAYS_INLINE static std::uint64_t find(const MsgData& data, const Optimizer& positions, FIELDS::packed_rec field,
+                                             std::uint64_t lengthBytes) {
     if (MD_UNLIKELY(field.type != kTypeCode<T>)) {
       return 0;
     }
@@ -122,8 +116,5 @@ struct PlainRecords {
 };
 
 }  // namespace MD::detail
-
-#undef MD_INLINE
-#undef MD_UNLIKELY
 
 #endif

@@ -11,6 +11,7 @@
 #include <type_traits>
 
 #include "md/detail/wire_bytes.h"
+#include "md/md_api.h"
 #include "md/md_value_types.h"
 
 namespace MD::detail {
@@ -55,7 +56,7 @@ struct ValueCodec {
   }
   static void overwrite(ByteWriter out, BufferView16 value) noexcept { out.put(value.data, value.length); }
   template <class T>
-  static void overwrite(ByteWriter out, T value) noexcept {
+  MD_ALWAYS_INLINE static void overwrite(ByteWriter out, T value) noexcept {
     if constexpr (kSwaps<T>) {
       Word<T> word;
       std::memcpy(&word, &value, sizeof word);
@@ -67,7 +68,7 @@ struct ValueCodec {
 
   // Lengths that do not fit a view's 16 bits come from the wire only; no write makes them.
   template <class View>
-  static bool decode(const View& view, const Head& head, StringView16& out) noexcept {
+  MD_ALWAYS_INLINE static bool decode(const View& view, const Head& head, StringView16& out) noexcept {
     const std::uint64_t length = head.valueBytes == 0 ? 0 : head.valueBytes - 1;
     if (length > std::numeric_limits<std::uint16_t>::max()) {
       return false;
@@ -76,7 +77,7 @@ struct ValueCodec {
     return true;
   }
   template <class View>
-  static bool decode(const View& view, const Head& head, BufferView16& out) noexcept {
+  MD_ALWAYS_INLINE static bool decode(const View& view, const Head& head, BufferView16& out) noexcept {
     if (head.valueBytes > std::numeric_limits<std::uint16_t>::max()) {
       return false;
     }
@@ -85,7 +86,7 @@ struct ValueCodec {
   }
   // The stored length is not compared with the type's: a record that is too short reads on into the next ones.
   template <class View, class T>
-  static bool decode(const View& view, const Head& head, T& out) noexcept {
+  MD_ALWAYS_INLINE static bool decode(const View& view, const Head& head, T& out) noexcept {
     if constexpr (kSwaps<T>) {
       const auto word = reversed(view.template load<Word<T>>(head.valuePosition()));
       std::memcpy(&out, &word, sizeof out);
@@ -96,7 +97,7 @@ struct ValueCodec {
   }
 
   template <class T>
-  static bool isWhole(const Head& head) noexcept {
+  MD_ALWAYS_INLINE static bool isWhole(const Head& head) noexcept {
     return kIsView<T> || head.valueBytes >= sizeof(T);
   }
 
