@@ -95,9 +95,18 @@ bool MD_Message::update(std::uint16_t id, const MD_Variant& value) {
                          [&](auto sample) { return updateImpl(id, value.get<decltype(sample)>()); });
 }
 
+// What can fail for want of memory comes before the first field is copied. No record is longer than its source's value,
+// a head, and what a short value grows by. (Strings whose length an `IterMap` stores as 0 are not counted in.)
+void MD_Message::reserveForCopy(const MD_Message& source, std::size_t fieldCount) {
+  constexpr std::uint64_t kMostAdded = 8 + sizeof(std::uint64_t) + 1;
+  m_data->reserve(m_data->size() + source.m_data->size() + kMostAdded * fieldCount);
+  m_optimizer->fitDictionary();
+}
+
 void MD_Message::copyMsg(const MD_Message& source) {
   std::vector<std::uint16_t> ids;
   source.getFieldIdsImpl(ids);
+  reserveForCopy(source, ids.size());
   for (const std::uint16_t id : ids) {
     withValueOfType(m_map->packed(id).type, 389, [&](auto value) {
       constexpr unsigned kLine = copyAssertionLine(detail::kTypeCode<decltype(value)>);

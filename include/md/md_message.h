@@ -223,6 +223,7 @@ class MD_API MD_Message {
   static String terminated(const char* text) { return {text, static_cast<std::uint16_t>(std::strlen(text))}; }
   enum class Unreadable { IsAssertedAgainst, ReadsAsEmpty };
   bool readVariant(std::uint16_t id, MD_Variant& out, Unreadable unreadable) const;
+  void reserveForCopy(const MD_Message& source, std::size_t fieldCount);
 
   const MD_FieldMap* m_map;
   ReusableContainerWrapper<MsgData> m_data;
