@@ -13,12 +13,15 @@
 #include <limits>
 #include <locale>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 #include <tinyxml.h>
 
 #include "assertion.h"
+#include "file_opening.h"
 
 namespace MD {
 
@@ -39,41 +42,46 @@ void FieldMapLoader::accept(std::string name, std::uint16_t id, const std::strin
   ++m_map.m_compact_count;
 }
 
+// The indexes are made apart and then put in place together: whatever fails for want of memory leaves every look-up
+// answering "unknown".
 void FieldMapLoader::finish() {
   constexpr const char* kFile = "md_message/src/md_fieldmap";
   auto& rows = m_map.m_rows;
-  auto& m_id_index = m_map.m_id_index;
-  auto& m_compact_index = m_map.m_compact_index;
-
   // In order of their ids each row's place is the end, and the rows lie in memory as they are walked.
   std::stable_sort(m_entries.begin(), m_entries.end());
   for (auto& entry : m_entries) {
     rows.insert(rows.end(), std::move(entry));
   }
-  m_map.m_largest_id = rows.empty() ? std::uint16_t{0} : rows.rbegin()->id;
-  m_id_index.assign(std::size_t{m_map.m_largest_id} + 1, rows.end());
-  m_compact_index.assign(std::size_t{m_map.m_compact_count} + 1, rows.end());
-  m_map.m_packed.fill({});
-  m_map.m_name_index.reserve(rows.size());
+  const std::uint16_t largestId = rows.empty() ? std::uint16_t{0} : rows.rbegin()->id;
+  std::vector<MD_FieldMap::const_iterator> byId(std::size_t{largestId} + 1, rows.end());
+  std::vector<MD_FieldMap::const_iterator> byCompact(std::size_t{m_map.m_compact_count} + 1, rows.end());
+  decltype(m_map.m_name_index) names;
+  names.reserve(rows.size());
   for (auto i = rows.begin(); i != rows.end(); ++i) {
-    if (!detail::check(i->id < m_id_index.size(), "i->id < m_id_index.size()", kFile, __LINE__) ||
-        !detail::check(i->compact < m_compact_index.size(), "i->compact < m_compact_index.size()", kFile, __LINE__)) {
+    if (!detail::check(i->id < byId.size(), "i->id < m_id_index.size()", kFile, __LINE__) ||
+        !detail::check(i->compact < byCompact.size(), "i->compact < m_compact_index.size()", kFile, __LINE__)) {
       continue;
     }
-    m_id_index[i->id] = i;
-    m_compact_index[i->compact] = i;
-    m_map.m_packed[i->id] = {static_cast<std::uint16_t>(i->compact + 1), i->type};
-    m_map.m_name_index.emplace_back(std::hash<std::string>()(i->name), i);
+    byId[i->id] = i;
+    byCompact[i->compact] = i;
+    names.emplace_back(std::hash<std::string>()(i->name), i);
   }
-  std::sort(m_map.m_name_index.begin(), m_map.m_name_index.end(), [](const auto& a, const auto& b) {
+  std::sort(names.begin(), names.end(), [](const auto& a, const auto& b) {
     return a.first != b.first ? a.first < b.first : a.second->id < b.second->id;
   });
+
+  m_map.m_largest_id = largestId;
+  m_map.m_id_index.swap(byId);
+  m_map.m_compact_index.swap(byCompact);
+  m_map.m_name_index.swap(names);
+  m_map.m_packed.fill({});
+  for (const FIELDS::field_rec& row : rows) {
+    m_map.m_packed[row.id] = {static_cast<std::uint16_t>(row.compact + 1), row.type};
+  }
 }
 
 namespace detail {
 namespace {
-
-constexpr std::size_t kMaxNesting = 100;
 
 // Opening a directory succeeds where reading from it then fails in ways that look like an empty or endless file. Asked
 // of the C runtime, which reads a narrow path as opening it does; std::filesystem may take it for another encoding.
@@ -86,57 +94,139 @@ struct FileCloser {
   void operator()(std::FILE* file) const noexcept { static_cast<void>(std::fclose(file)); }
 };
 
-std::string readAll(std::FILE* file) {
-  std::string text;
+/// @return false when reading failed, with what was read until then in `text`
+bool readAll(std::FILE* file, std::string& text) {
   char block[65536];
   for (std::size_t count; (count = std::fread(block, 1, sizeof block, file)) != 0;) {
     text.append(block, count);
   }
-  return text;
+  return std::ferror(file) == 0;
 }
 
-/// The end of the tag whose '<' stands at `position`: the place behind its '>', or of the text.
-std::size_t tagEnd(const std::string& text, std::size_t position) {
-  while ((position = text.find_first_of(">\"'", position)) != std::string::npos && text[position] != '>') {
-    const std::size_t quoteEnd = text.find(text[position], position + 1);
-    position = quoteEnd != std::string::npos ? quoteEnd + 1 : position + 1;
-  }
-  return position != std::string::npos ? position + 1 : text.size();
-}
+// What a dictionary never comes near. TinyXML parses and frees elements recursively, takes some hundred bytes for each,
+// and compares each attribute with all before it.
+constexpr std::size_t kMaxNesting = 100;
+constexpr std::size_t kMaxTags = 1'000'000;
+constexpr std::size_t kMaxAttributes = 100;
 
-/// Whether elements nest deeper than `limit`. TinyXML parses and frees them recursively, so a file of nothing but
-/// opening tags would overflow the stack. What is malformed may count as deeper than it is, never as shallower.
-bool nestsDeeperThan(std::size_t limit, const std::string& text) {
-  const auto startsWith = [&text](std::size_t position, const char* start) {
-    return text.compare(position, std::strlen(start), start) == 0;
-  };
-  const auto behind = [&text](const char* end, std::size_t position) {
-    const std::size_t found = text.find(end, position);
-    return found != std::string::npos ? found + std::strlen(end) : text.size();
-  };
-  std::size_t depth = 0;
-  for (std::size_t position = 0; (position = text.find('<', position)) != std::string::npos;) {
-    if (startsWith(position, "<!--")) {
-      position = behind("-->", position + 4);
-    } else if (startsWith(position, "<![CDATA[")) {
-      position = behind("]]>", position);
-    } else if (startsWith(position, "<!") || startsWith(position, "<?")) {
-      position = behind(">", position);
-    } else if (startsWith(position, "</")) {
-      depth -= depth != 0 ? 1U : 0U;
-      position = behind(">", position);
-    } else {
-      position = tagEnd(text, position);
-      if (text[position - 1] != '>' || text[position - 2] != '/') {
-        ++depth;
+/// Whether a text stays within these bounds. What is malformed may count for more than it is, never for less.
+class XmlBounds {
+ public:
+  explicit XmlBounds(const std::string& text) : m_text(text) {}
+
+  /// @return what there is too much of, empty for nothing
+  std::string exceeded() {
+    for (std::size_t position = 0; (position = m_text.find('<', position)) != std::string::npos;) {
+      if (++m_tags > kMaxTags) {
+        return "more than " + std::to_string(kMaxTags) + " tags";
       }
-      if (depth > limit) {
-        return true;
+      position = behindTag(position);
+      if (m_depth > kMaxNesting) {
+        return "elements nested deeper than " + std::to_string(kMaxNesting);
+      }
+      if (m_attributes > kMaxAttributes) {
+        return "an element of more than " + std::to_string(kMaxAttributes) + " attributes";
       }
     }
+    return {};
   }
-  return false;
-}
+
+ private:
+  /// The place behind the tag, comment or the like whose '<' stands at `position`.
+  std::size_t behindTag(std::size_t position) {
+    if (startsWith(position, "<!--")) {
+      return behind("-->", position + 4);
+    }
+    if (startsWith(position, "<![CDATA[")) {
+      return behind("]]>", position);
+    }
+    if (startsWith(position, "<!") || startsWith(position, "<?")) {
+      return behind(">", position);
+    }
+    if (startsWith(position, "</")) {
+      m_depth -= m_depth != 0 ? 1U : 0U;
+      return behind(">", position);
+    }
+    return behindElementTag(position);
+  }
+
+  std::size_t behindElementTag(std::size_t position) {
+    m_attributes = 0;
+    while ((position = m_text.find_first_of("=>\"'", position)) != std::string::npos && m_text[position] != '>') {
+      if (m_text[position] == '=') {
+        ++m_attributes;
+        ++position;
+        continue;
+      }
+      const std::size_t quoteEnd = m_text.find(m_text[position], position + 1);
+      position = quoteEnd != std::string::npos ? quoteEnd + 1 : position + 1;
+    }
+    const std::size_t end = position != std::string::npos ? position + 1 : m_text.size();
+    if (m_text[end - 1] != '>' || m_text[end - 2] != '/') {
+      ++m_depth;
+    }
+    return end;
+  }
+
+  bool startsWith(std::size_t position, const char* start) const {
+    return m_text.compare(position, std::strlen(start), start) == 0;
+  }
+
+  std::size_t behind(const char* end, std::size_t position) const {
+    const std::size_t found = m_text.find(end, position);
+    return found != std::string::npos ? found + std::strlen(end) : m_text.size();
+  }
+
+  const std::string& m_text;
+  std::size_t m_tags = 0;
+  std::size_t m_depth = 0;
+  std::size_t m_attributes = 0;  // of the last element
+};
+
+/// Reads entries of a text file, as far as the stream can be read. A stream takes any exception for an unreadable text;
+/// of memory that runs out it must not: the file would seem to end there.
+class EntryReader {
+ public:
+  explicit EntryReader(std::istream& text) : m_text(text), m_callersExceptions(text.exceptions()) {
+    if (!text.bad()) {
+      text.exceptions(m_callersExceptions | std::ios_base::badbit);
+    }
+  }
+  ~EntryReader() {
+    try {
+      m_text.exceptions(m_callersExceptions);
+    } catch (const std::ios_base::failure&) {
+      return;  // set all the same
+    }
+  }
+  EntryReader(const EntryReader&) = delete;
+  EntryReader& operator=(const EntryReader&) = delete;
+
+  /// @return whether there was another entry
+  bool read() {
+    try {
+      return static_cast<bool>(m_text >> m_name >> m_id >> m_typeName);
+    } catch (const std::bad_alloc&) {
+      throw;
+    } catch (...) {
+      if (m_callersExceptions != std::ios_base::goodbit) {
+        throw;
+      }
+      return false;
+    }
+  }
+
+  const std::string& name() const noexcept { return m_name; }
+  std::uint16_t id() const noexcept { return m_id; }
+  const std::string& typeName() const noexcept { return m_typeName; }
+
+ private:
+  std::istream& m_text;
+  const std::ios_base::iostate m_callersExceptions;
+  std::string m_name;
+  std::uint16_t m_id = 0;
+  std::string m_typeName;
+};
 
 /// The text of the first child element called `name`; null when there is none or it is empty.
 const char* childText(const TiXmlElement& entry, const char* name) {
@@ -149,21 +239,20 @@ const char* childText(const TiXmlElement& entry, const char* name) {
 void loadTextStream(MD_FieldMap& map, std::istream& text, const std::string& name) {
   const TypeMap types;
   FieldMapLoader loader(map, types, name);
-  std::string fieldName;
-  std::uint16_t id = 0;
-  std::string typeName;
-  while (text >> fieldName >> id >> typeName) {
-    loader.accept(fieldName, id, typeName);
+  EntryReader reader(text);
+  while (reader.read()) {
+    loader.accept(reader.name(), reader.id(), reader.typeName());
   }
   loader.finish();
 }
 
 void loadTextFile(MD_FieldMap& map, const std::string& path) {
   std::ifstream file;
-  if (!isDirectory(path)) {
+  const auto open = [&] {
     file.open(path, std::ios::in | std::ios::binary);
-  }
-  if (!file.is_open()) {
+    return file.is_open();
+  };
+  if (isDirectory(path) || !openFile(open)) {
     throw std::runtime_error("Unable to open file: " + path);
   }
   // Ids are plain digits whatever the process's global locale does with numbers.
@@ -177,12 +266,22 @@ void loadXmlFile(MD_FieldMap& map, const std::string& path) {
   }
   const TypeMap& types = TypeMap::shared();
   TiXmlDocument document(path);
-  const std::unique_ptr<std::FILE, FileCloser> file(isDirectory(path) ? nullptr : std::fopen(path.c_str(), "rb"));
-  if (file != nullptr && nestsDeeperThan(kMaxNesting, readAll(file.get()))) {
-    throw std::runtime_error("Failed to load field def file: " + path + ": elements nested deeper than " +
-                             std::to_string(kMaxNesting));
+  std::unique_ptr<std::FILE, FileCloser> file;
+  const auto open = [&] {
+    file.reset(std::fopen(path.c_str(), "rb"));
+    return file != nullptr;
+  };
+  if (isDirectory(path) || !openFile(open)) {
+    throw std::runtime_error("Failed to load field def file: " + path);
   }
-  if (file == nullptr || std::fseek(file.get(), 0, SEEK_SET) != 0 || !document.LoadFile(file.get())) {
+  std::string text;
+  const bool isRead = readAll(file.get(), text);
+  const std::string exceeded = XmlBounds(text).exceeded();
+  if (!exceeded.empty()) {
+    throw std::runtime_error("Failed to load field def file: " + path + ": " + exceeded);
+  }
+  std::string().swap(text);
+  if (!isRead || std::fseek(file.get(), 0, SEEK_SET) != 0 || !document.LoadFile(file.get())) {
     throw std::runtime_error("Failed to load field def file: " + path);
   }
   FieldMapLoader loader(map, types, path);

@@ -4,6 +4,7 @@
 #include <fstream>
 #include <string>
 
+#include "file_opening.h"
 #include "md/md_file_search.h"
 #include "md/md_itermap.h"
 #include "md/md_message.h"
@@ -20,9 +21,14 @@ std::atomic<std::uint8_t> g_preferredCode{kMsgT};
 
 /// Reads the preference file; what cannot be read or is out of range leaves the code as it is.
 std::uint8_t readPreferredCode() {
-  std::ifstream file(file_search("message/preferred.conf", CONFIG_PATH, nullptr, "Korvane"));
+  const std::string path = file_search("message/preferred.conf", CONFIG_PATH, nullptr, "Korvane");
+  std::ifstream file;
+  const auto open = [&] {
+    file.open(path);
+    return file.is_open();
+  };
   std::string token;
-  if (file >> token) {
+  if (detail::openFile(open) && file >> token) {
     // The range is tested on the low byte alone: 300 passes as 44, which no encoding has.
     const auto code = static_cast<std::uint8_t>(std::strtoll(token.c_str(), nullptr, 10));
     if (static_cast<std::uint8_t>(code - 1) < kMsgT) {

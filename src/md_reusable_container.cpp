@@ -1,5 +1,7 @@
 #include "md/md_reusable_container.h"
 
+#include <pthread.h>
+
 #include <cstddef>
 
 #include <new>
@@ -17,17 +19,8 @@ struct ReusableContainer<T>::Shared {
   }
 
  private:
-  static ReusableContainer& make() {
-    struct ClosesAtExit {
-      explicit ClosesAtExit(ReusableContainer& pool) : m_pool(pool) {}
-      ~ClosesAtExit() { m_pool.close(); }
-      ReusableContainer& m_pool;
-    };
-    auto* pool = new (s_memory) ReusableContainer;
-    pool->m_idle.reserve(1);
-    static const ClosesAtExit closer(*pool);
-    return *pool;
-  }
+  struct ClosesAtExit;
+  static ReusableContainer& make();
 
   alignas(std::max_align_t) static unsigned char s_memory[];
 };
@@ -51,11 +44,19 @@ class ReusableContainer<T>::ThreadSpare {
 
   /// Keeps `item`.
   /// @return what has to go to the pool instead, or null
-  static T* keep(T* item) {
+  static T* keep(T* item) noexcept {
     if (s_slot.state != State::Active && !activate()) {
       return item;
     }
     return std::exchange(s_slot.item, item);
+  }
+
+  /// Hands the calling thread's spare on to the pool, and all that it returns from now on.
+  static void end() noexcept {
+    s_slot.state = State::Ended;
+    if (T* item = take()) {
+      Shared::instance().takeBack(item);
+    }
   }
 
  private:
@@ -66,22 +67,18 @@ class ReusableContainer<T>::ThreadSpare {
     State state;
   };
 
-  struct HandsOnAtThreadEnd {
-    ~HandsOnAtThreadEnd() {
-      s_slot.state = State::Ended;
-      if (T* item = take()) {
-        Shared::instance().takeBack(item);
-      }
-    }
-    void use() const noexcept {}
-  };
-
-  static bool activate() {
-    if (s_slot.state == State::Ended) {
+  // Not the destructor of a thread_local object: to register one takes memory, and without any the C library stops the
+  // process. A thread that cannot be registered does without a spare.
+  static bool activate() noexcept {
+    struct AtThreadEnd {
+      AtThreadEnd() noexcept : isMade(pthread_key_create(&key, [](void*) { end(); }) == 0) {}
+      pthread_key_t key{};
+      bool isMade;
+    };
+    static const AtThreadEnd atThreadEnd;
+    if (s_slot.state == State::Ended || !atThreadEnd.isMade || pthread_setspecific(atThreadEnd.key, &s_slot) != 0) {
       return false;
     }
-    static thread_local const HandsOnAtThreadEnd atThreadEnd;
-    atThreadEnd.use();
     s_slot.state = State::Active;
     return true;
   }
@@ -92,6 +89,25 @@ class ReusableContainer<T>::ThreadSpare {
 template <class T>
 MD_FAST_THREAD_LOCAL typename ReusableContainer<T>::ThreadSpare::Slot ReusableContainer<T>::ThreadSpare::s_slot{
     nullptr, ReusableContainer<T>::ThreadSpare::State::Unused};
+
+/// The thread that ends the process ends no other way; its spare is freed with the pool.
+template <class T>
+struct ReusableContainer<T>::Shared::ClosesAtExit {
+  explicit ClosesAtExit(ReusableContainer& pool) : m_pool(pool) {}
+  ~ClosesAtExit() {
+    ThreadSpare::end();
+    m_pool.close();
+  }
+  ReusableContainer& m_pool;
+};
+
+template <class T>
+ReusableContainer<T>& ReusableContainer<T>::Shared::make() {
+  auto* pool = new (s_memory) ReusableContainer;
+  pool->m_idle.reserve(1);
+  static const ClosesAtExit closer(*pool);
+  return *pool;
+}
 
 template <class T>
 ReusableContainer<T>::~ReusableContainer() {

@@ -10,6 +10,7 @@
 #include <new>
 #include <ostream>
 #include <set>
+#include <sstream>
 #include <streambuf>
 #include <string>
 #include <string_view>
@@ -22,6 +23,7 @@
 #include "md/md_price_output.h"
 #include "support/configuration.h"
 #include "support/dictionary.h"
+#include "support/emptied_pools.h"
 #include "support/faults.h"
 #include "support/fresh_process.h"
 #include "support/messages.h"
@@ -56,28 +58,6 @@ void reloadDictionary(bool isLarger) {
 MD_Message::Allocator newPools() {
   return {std::make_shared<ReusableContainer<MsgData>>(), std::make_shared<ReusableContainer<Optimizer>>()};
 }
-
-/// Borrows everything that the shared pools hold, so that whoever borrows next needs memory.
-class EmptiedPools {
- public:
-  EmptiedPools() {
-    borrowAll(m_buffers);
-    borrowAll(m_tables);
-  }
-
- private:
-  template <class T>
-  static void borrowAll(std::vector<std::unique_ptr<ReusableContainerWrapper<T>>>& borrowed) {
-    long made = 0;
-    while (made == 0) {
-      borrowed.push_back(std::make_unique<ReusableContainerWrapper<T>>(false, nullptr));
-      made = allocationsOf([&] { borrowed.back()->set(); });
-    }
-  }
-
-  std::vector<std::unique_ptr<ReusableContainerWrapper<MsgData>>> m_buffers;
-  std::vector<std::unique_ptr<ReusableContainerWrapper<Optimizer>>> m_tables;
-};
 
 /// A stream into memory of its own.
 class FixedText : private std::streambuf, public std::ostream {
@@ -337,6 +317,8 @@ std::vector<Operation> operationsOnFields() {
   };
 }
 
+void prefer(int code) { ConfigurationFolder::write("message/preferred.conf", std::to_string(code)); }
+
 std::vector<Operation> operationsOnMessages() {
   const auto larger = [](World&) { reloadDictionary(true); };
   const auto source = [](std::uint8_t code) {
@@ -367,7 +349,9 @@ std::vector<Operation> operationsOnMessages() {
       {"CreateFromBytesWithPools", received, [=](World& world) { make(world, world.pools); }},
       {"CreatePreferred",
        [](World& world) {
-         ConfigurationFolder::write("message/preferred.conf", std::to_string(world.message->getPB()));
+         prefer(world.message->getPB() == 6 ? 1 : 6);
+         MD_Message::createPreferred(false);
+         prefer(world.message->getPB());
        },
        [](World& world) { world.made = MD_Message::createPreferred(false); }},
       {"CreateEmpty", nullptr, [](World& world) { world.made = world.message->createEmpty(); }},
@@ -489,6 +473,141 @@ INSTANTIATE_TEST_SUITE_P(Each, MemoryFaultsOfSharedPools, testing::ValuesIn(allO
                          [](const auto& row) { return row.param.name; });
 INSTANTIATE_TEST_SUITE_P(Each, MemoryFaultsOfOwnPools, testing::ValuesIn(allOperations(false)),
                          [](const auto& row) { return row.param.name; });
+
+std::unique_ptr<World> withBadFieldReceived(std::uint8_t code) {
+  auto world = std::make_unique<World>(code, PoolKind::Own);
+  const auto received = MD_Message::createFromPB(code);
+  received->add(id::kChar, 'a');
+  world->bytes = bytesOf(*received);
+  const Bytes unknown = fromHex(code == 70 ? "03 E7 00 00 00 00 00 00" : code == 6 ? "E7 03 00" : "E7 03");
+  world->bytes.insert(world->bytes.end(), unknown.begin(), unknown.end());
+  return world;
+}
+
+void parseBadFields() {
+  const SilencedErrors silence;
+  for (const int code : kAll) {
+    for (const Failing failing : {Failing::Once, Failing::FromThenOn}) {
+      const long failures = failEveryAllocation(
+          failing, [&] { return withBadFieldReceived(static_cast<std::uint8_t>(code)); },
+          [](World& world) { setBinary(*world.message, world.bytes); });
+      EXPECT_GE(failures, 5) << "code " << code;
+    }
+  }
+}
+
+// Reports take memory too; where there is none they are lost. At most 101 are made in a process, so this takes one.
+TEST(MemoryFaultsOfReportsDeathTest, LeaveTheMessageOfAParseOfBadFields) {
+#if !defined(MD_ALLOCATIONS_CAN_FAIL)
+  GTEST_SKIP() << "allocations fail with the GNU C library and under sanitizers";
+#endif
+  expectInFreshProcess(&parseBadFields);
+}
+
+// Variants ------------------------------------------------------------------------------------------------------------
+
+struct Variants {
+  MD_Variant source;
+  MD_Variant target{70000};
+  std::string text = "nothing";
+};
+
+std::string describe(const Variants& variants) {
+  std::ostringstream text;
+  for (const MD_Variant* variant : {&variants.source, &variants.target}) {
+    text << variant->type() << " " << *variant << "\n";
+  }
+  return text.str() + variants.text;
+}
+
+struct VariantOperation {
+  const char* name;
+  void (*run)(Variants& variants);
+};
+
+void PrintTo(const VariantOperation& operation, std::ostream* out) { *out << operation.name; }
+
+class VariantFaults : public testing::TestWithParam<VariantOperation> {};
+
+TEST_P(VariantFaults, LeaveTheVariantAsItWas) {
+#if !defined(MD_ALLOCATIONS_CAN_FAIL)
+  GTEST_SKIP() << "allocations fail with the GNU C library and under sanitizers";
+#endif
+  static const std::string text(100, 'x');
+  static const std::vector<MD_Variant> sources = {
+      MD_Variant(text), MD_Variant(bufferOf(text)), MD_Variant(MD_DateTime(20240115, 1, 2)),
+      MD_Variant::ofFoldedInts({{std::uint16_t{1}, 2}, {std::uint16_t{2}, 3}})};
+  const SilencedErrors silence;
+  long failures = 0;
+  const auto failEach = [&](Failing failing) {
+    for (const MD_Variant& source : sources) {
+      failures += failEveryAllocation(
+          failing,
+          [&] {
+            auto variants = std::make_unique<Variants>();
+            variants->source = source;
+            return variants;
+          },
+          GetParam().run);
+    }
+  };
+  failEach(Failing::Once);
+  expectNoLeak([&] { failEach(Failing::FromThenOn); });
+  EXPECT_GE(failures, 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Each, VariantFaults,
+    testing::Values(
+        VariantOperation{"Copy", [](Variants& variants) { MD_Variant(variants.source).swap(variants.target); }},
+        VariantOperation{"Assign", [](Variants& variants) { variants.target = variants.source; }},
+        VariantOperation{"AssignToItself",
+                         [](Variants& variants) {
+                           const MD_Variant& same = variants.source;
+                           variants.source = same;
+                         }},
+        VariantOperation{"SetText", [](Variants& variants) { variants.target.set(std::string(50, 'y')); }},
+        VariantOperation{
+            "SetView", [](Variants& variants) { variants.target.set(MD_Message::String("a text that is long", 19)); }},
+        VariantOperation{"SetEmptyView", [](Variants& variants) { variants.target.set(MD_Message::String()); }},
+        VariantOperation{"SetBuffer", [](Variants& variants) { variants.target.set(bufferOf("bytes")); }},
+        VariantOperation{"SetDateTime", [](Variants& variants) { variants.target.set(MD_DateTime(20240115, 3, 4)); }},
+        VariantOperation{"Construct", [](Variants& variants) { variants.target = MD_Variant("a text that is long"); }},
+        VariantOperation{"FoldedInts",
+                         [](Variants& variants) {
+                           variants.target = MD_Variant::ofFoldedInts({{std::uint16_t{7}, 8}});
+                         }},
+        VariantOperation{"GetText",
+                         [](Variants& variants) {
+                           if (variants.source.type() == DATATYPES::STRING) {
+                             variants.text = variants.source.get<std::string>();
+                           }
+                         }}),
+    [](const auto& row) { return row.param.name; });
+
+// Threads -------------------------------------------------------------------------------------------------------------
+
+// A thread's first messages set up what it keeps for the next.
+TEST(MemoryFaultsOfThreads, LeaveAThreadUsable) {
+#if !defined(MD_ALLOCATIONS_CAN_FAIL)
+  GTEST_SKIP() << "allocations fail with the GNU C library and under sanitizers";
+#endif
+  reloadDictionary(false);
+  const std::unique_ptr<MD_Message> original = MD_Message::createFromPB(6);
+  original->add(id::kInt, 5);
+  for (const Failing failing : {Failing::Once, Failing::FromThenOn}) {
+    bool hasFailed = true;
+    for (long failed = 0; hasFailed; ++failed) {
+      SCOPED_TRACE(failed);
+      ASSERT_LT(failed, 100);
+      std::thread([&] {
+        hasFailed = runFailing(failed, failing, [&] { original->clone(); }).hasFailed;
+        const auto copy = original->clone();
+        EXPECT_EQ(hexOf(*copy), hexOf(*original));
+      }).join();
+    }
+  }
+}
 
 }  // namespace
 }  // namespace MD::test

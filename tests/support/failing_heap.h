@@ -3,6 +3,7 @@
 #ifndef MD_TESTS_SUPPORT_FAILING_HEAP_H
 #define MD_TESTS_SUPPORT_FAILING_HEAP_H
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdlib>
 
@@ -65,6 +66,7 @@ inline thread_local volatile bool t_hasFailed = false;
     t_untilFailure = -1;
   }
   t_hasFailed = true;
+  errno = ENOMEM;
   return true;
 }
 
