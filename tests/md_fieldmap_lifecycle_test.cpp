@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include <atomic>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -111,6 +112,84 @@ TEST(DictionaryDeathTest, IsOneForAllThreadsThatAskAtOnce) {
     }
     EXPECT_EQ(seen, std::vector<const MD_FieldMap*>(kThreads, &MD_FieldMap::instance()));
     EXPECT_EQ(sizes, std::vector<std::size_t>(kThreads, 1));
+  });
+}
+
+/// Runs `work(thread number)` in many threads, all at once.
+template <class Work>
+void inThreads(Work work) {
+  constexpr int kThreads = 16;
+  std::atomic<int> waiting{kThreads};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&, i] {
+      --waiting;
+      while (waiting != 0) {
+        std::this_thread::yield();
+      }
+      work(i);
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+}
+
+// Whatever needs it first makes it: look-ups, field tables, messages of each encoding, received bytes.
+TEST(DictionaryDeathTest, IsMadeOnceByAnyFirstUseInManyThreads) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    std::string text = "A 1 INT\n";
+    for (int id = 2; id <= 5000; ++id) {
+      text += "F" + std::to_string(id) + " " + std::to_string(id) + " INT\n";
+    }
+    folder.write("field_map.txt", text);
+    std::atomic<int> wrong{0};
+    inThreads([&](int thread) {
+      const auto fill = [](MD_Message& message) { return message.add(5000, 5) && message.fieldCount() == 1; };
+      const std::uint8_t bytes[] = {6, 0x88, 0x13, 1, 5};
+      bool isRight = false;
+      switch (thread % 6) {
+        case 0:
+          isRight = MD_FieldMap::instance().size() == 5000 && MD_FieldMap::instance().nameToId("F5000") == 5000;
+          break;
+        case 1:
+          isRight = Optimizer().set(5000, 5);
+          break;
+        case 2:
+          isRight = MD_Message::createFromBytes(bytes, sizeof bytes)->existsImpl(5000);
+          break;
+        default:
+          isRight = fill(*MD_Message::createFromPB(thread % 6 == 3 ? 1 : thread % 6 == 4 ? 6 : 70));
+          break;
+      }
+      wrong += isRight ? 0 : 1;
+    });
+    EXPECT_EQ(wrong, 0);
+  });
+}
+
+TEST(DictionaryDeathTest, IsLoadedByOneOfManyThreadsThatLoadAFile) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.write("fields.xml", xmlDefinitions(xmlEntry("A", "1", "INT")));
+    std::atomic<int> loaded{0};
+    std::atomic<int> refused{0};
+    std::atomic<int> wrong{0};
+    inThreads([&](int thread) {
+      if (thread % 2 == 0) {
+        const int result = MD_FieldMap::load_file("fields.xml");
+        loaded += result == 0 ? 1 : 0;
+        refused += result == -1 ? 1 : 0;
+      }
+      // Whoever is too early for the file finds none on the search path.
+      const std::size_t size = MD_FieldMap::instance().size();
+      wrong += size <= 1 ? 0 : 1;
+    });
+    EXPECT_LE(loaded, 1);
+    EXPECT_EQ(loaded + refused, 8);
+    EXPECT_EQ(wrong, 0);
+    EXPECT_EQ(MD_FieldMap::instance().size(), static_cast<std::size_t>(loaded));
   });
 }
 

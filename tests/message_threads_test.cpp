@@ -1,11 +1,14 @@
 // Messages belong to one thread at a time; any number of threads may have messages of their own, and hand them on.
 #include <cstdint>
+#include <cstdio>
 
 #include <atomic>
 #include <condition_variable>
 #include <deque>
+#include <fstream>
 #include <memory>
 #include <mutex>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -14,6 +17,7 @@
 
 #include "md/md_message.h"
 #include "support/captured_errors.h"
+#include "support/configuration.h"
 #include "support/dictionary.h"
 #include "support/fresh_process.h"
 #include "support/messages.h"
@@ -203,41 +207,76 @@ TEST_P(MessageThreads, ReportWholeLines) {
   EXPECT_EQ(errors.take(), expected);
 }
 
+/// Expects `text` to be bad-field reports and dumps of what was left, whole ones in any order.
+/// @return the number of reports
+int countReports(const std::string& text) {
+  const std::string bad = badField(id::kUnknown, 0, 0);
+  const std::string left = remainder("CH                     = A\n");
+  int reports = 0;
+  for (std::size_t at = 0; at < text.size();) {
+    const bool isReport = text.compare(at, bad.size(), bad) == 0;
+    if (!isReport && text.compare(at, left.size(), left) != 0) {
+      ADD_FAILURE() << "torn: " << text.substr(at, 300);
+      return reports;
+    }
+    reports += isReport ? 1 : 0;
+    at += isReport ? bad.size() : left.size();
+  }
+  return reports;
+}
+
+/// A message of one known and one unknown field.
+Bytes withABadField(std::uint8_t code) {
+  const auto message = MD_Message::createFromPB(code);
+  message->add(id::kChar, 'A');
+  Bytes bytes = bytesOf(*message);
+  const Bytes unknown = fromHex(code == 70 ? "03 E7 00 00 00 00 00 00" : code == 6 ? "E7 03 00" : "E7 03");
+  bytes.insert(bytes.end(), unknown.begin(), unknown.end());
+  return bytes;
+}
+
+void parseOnEveryThread(const std::vector<std::uint8_t>& codes) {
+  std::atomic<int> wrong{0};
+  std::vector<Bytes> received;
+  for (const std::uint8_t code : codes) {
+    received.push_back(withABadField(code));
+  }
+  onEveryThread([&](int) {
+    for (int round = 0; round < 100; ++round) {
+      for (std::size_t i = 0; i < codes.size(); ++i) {
+        wrong += parse(codes[i], received[i])->fieldCount() != 1;
+      }
+    }
+  });
+  EXPECT_EQ(wrong, 0);
+}
+
 // The counter belongs to the process, so this takes one of its own.
 class BadFieldThreadsDeathTest : public MessageThreads {
  protected:
-  static void parseOnEveryThread() {
+  static void countReportsOfOneEncoding() {
     loadDictionary(kDictionary);
-    const auto message = make();
-    message->add(id::kChar, 'A');
-    Bytes bytes = bytesOf(*message);
-    const Bytes unknown = fromHex(GetParam() == 70  ? "03 E7 00 00 00 00 00 00"
-                                  : GetParam() == 6 ? "E7 03 00"
-                                                    : "E7 03");
-    bytes.insert(bytes.end(), unknown.begin(), unknown.end());
-    std::atomic<int> wrong{0};
     CapturedErrors errors;
-    onEveryThread([&](int) {
-      for (int round = 0; round < 100; ++round) {
-        wrong += parse(GetParam(), bytes)->fieldCount() != 1;
-      }
-    });
-    EXPECT_EQ(wrong, 0);
-    const std::string text = errors.take();
-    const std::string bad = badField(id::kUnknown, 0, 0);
-    const std::string left = remainder("CH                     = A\n");
-    int reports = 0;
-    for (std::size_t at = 0; at < text.size();) {
-      const bool isReport = text.compare(at, bad.size(), bad) == 0;
-      ASSERT_TRUE(isReport || text.compare(at, left.size(), left) == 0) << text.substr(at, 300);
-      reports += isReport;
-      at += isReport ? bad.size() : left.size();
-    }
-    EXPECT_EQ(reports, 101);
+    parseOnEveryThread({GetParam()});
+    EXPECT_EQ(countReports(errors.take()), 101);
   }
 };
 
-TEST_P(BadFieldThreadsDeathTest, CountReportsTogether) { expectInFreshProcess(&parseOnEveryThread); }
+TEST_P(BadFieldThreadsDeathTest, CountReportsTogether) { expectInFreshProcess(&countReportsOfOneEncoding); }
+
+// On the process's own standard error, as a file, with reports of all encodings.
+TEST(BadFieldsOfAllEncodingsDeathTest, AreReportedInWholeLinesAndCountedApart) {
+  expectInFreshProcess([] {
+    loadDictionary(kDictionary);
+    const ConfigurationFolder folder;
+    ASSERT_NE(std::freopen("errors", "wb", stderr), nullptr);
+    parseOnEveryThread({6, 1, 70});
+    std::fflush(stderr);
+    std::ostringstream text;
+    text << std::ifstream("errors", std::ios::binary).rdbuf();
+    EXPECT_EQ(countReports(text.str()), 3 * 101);
+  });
+}
 
 INSTANTIATE_TEST_SUITE_P(Each, BadFieldThreadsDeathTest,
                          testing::Values(std::uint8_t{6}, std::uint8_t{1}, std::uint8_t{70}),
