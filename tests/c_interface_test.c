@@ -686,7 +686,7 @@ static void prices(size_t encoding) {
  * has, so the buffer grows under a view. */
 static void viewsAsArguments(MD_MessageHandle message) {
   char text[255];
-  uint8_t bytes[255];
+  uint8_t bytes[255] = {0};
   MD_String string;
   MD_Buffer buffer = bufferOf(bytes, sizeof bytes);
   size_t i;

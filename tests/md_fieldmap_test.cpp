@@ -218,6 +218,11 @@ TEST_F(FieldMap, ClearsItsDataStructures) {
   EXPECT_EQ(rows(), (Rows{"A 1 2 #0"}));
 }
 
+TEST_F(FieldMap, ClearingNoneDoesNothing) {
+  MD_FieldMap::clear_data_structures(nullptr);
+  EXPECT_EQ(map().nameToId("BID"), 22);
+}
+
 TEST_F(FieldMap, MessagesHaveNoFieldsWhileItIsEmpty) {
   MD_FieldMap::clear_data_structures(const_cast<MD_FieldMap*>(&map()));
   mInt message;

@@ -377,6 +377,23 @@ TEST_F(OptimizerTest, SettingZeroOverAndOverAllocatesNothing) {
   EXPECT_EQ(table.get_field_count(), 1u);
 }
 
+// Without an erase in between, which cuts the list of what was set.
+TEST_F(OptimizerTest, SettingNothingButZeroKeepsToItsMemory) {
+  loadFields(3);
+  Optimizer table;
+  ASSERT_TRUE(table.set(1, 11));
+  const long before = Allocations::count;
+  for (int i = 0; i < 1'000; ++i) {
+    ASSERT_TRUE(table.set(2, 0));
+    ASSERT_LE(table.get_field_count(), 12u);
+  }
+  EXPECT_EQ(Allocations::count, before);
+  EXPECT_EQ(table.get(1), 11u);
+  table.clear();
+  EXPECT_EQ(table.get_field_count(), 0u);
+  EXPECT_EQ(table.get(1), 0u);
+}
+
 TEST_F(OptimizerTest, FillingAndClearingAllocatesNothing) {
   Optimizer table;
   const MD_FieldMap& map = MD_FieldMap::instance();
