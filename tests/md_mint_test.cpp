@@ -68,6 +68,24 @@ TEST_P(MIntInteger, TakesTheSmallestOfThreeWidths) {
 INSTANTIATE_TEST_SUITE_P(Widths, MIntInteger, testing::ValuesIn(kIntCases),
                          [](const auto& row) { return std::string(row.param.name); });
 
+// What an erased field left behind shows whether a write keeps to its record.
+TEST_F(MInt, AnIntegerTouchesNothingBehindItsRecord) {
+  struct Row {
+    std::int32_t value;
+    std::uint32_t sizeBytes;
+  };
+  for (const Row& row : {Row{5, 5}, Row{300, 6}, Row{70000, 8}}) {
+    SCOPED_TRACE(row.value);
+    m_message.clearImpl();
+    ASSERT_TRUE(m_message.add(id::kBuffer, bufferOf(std::string(50, 'x'))));
+    ASSERT_TRUE(m_message.eraseImpl(id::kBuffer));
+    ASSERT_TRUE(m_message.add(id::kInt, row.value));
+    ASSERT_EQ(m_message.getSizeImpl(), row.sizeBytes);
+    EXPECT_EQ(std::string(m_message.getBinary() + row.sizeBytes, m_message.getBinary() + 54),
+              std::string(54 - row.sizeBytes, 'x'));
+  }
+}
+
 TEST_F(MInt, WritesTheBytesOfEachType) {
   EXPECT_TRUE(m_message.add(id::kChar, 'A'));
   EXPECT_TRUE(m_message.add(id::kInt64, std::int64_t{-2}));
