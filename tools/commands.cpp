@@ -3,14 +3,11 @@
 #include <cstdint>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <istream>
 #include <memory>
 #include <ostream>
 #include <streambuf>
 #include <string_view>
-#include <system_error>
 
 #include "csv_message.h"
 #include "csv_reader.h"
@@ -69,49 +66,13 @@ std::unique_ptr<MD_Message> createMessage(const std::string& encoding) {
   return message;
 }
 
-/// Calls `use` with a LineReader over each input.
-template <class Use>
-void forEachInput(const Inputs& inputs, Output& out, Reporter& reporter, Use use) {
-  const auto read = [&](std::istream& in, const std::string& name) {
-    reporter.setInput(name);
-    LineReader lines(in, out);
-    try {
-      use(lines);
-    } catch (const std::ios_base::failure&) {
-      reporter.unusable("cannot read " + name);
-    }
-  };
-  const auto readStandardInput = [&] { read(inputs.standardInput, "standard input"); };
-  if (inputs.files.empty()) {
-    readStandardInput();
-  }
-  for (const std::string& path : inputs.files) {
-    if (path == "-") {
-      readStandardInput();
-      continue;
-    }
-    std::error_code error;
-    if (std::filesystem::is_directory(path, error)) {
-      reporter.unusable("cannot read " + path + ": it is a directory");
-      continue;
-    }
-    char buffer[std::size_t{1} << 16];
-    std::ifstream file;
-    file.rdbuf()->pubsetbuf(buffer, sizeof buffer);
-    file.open(path, std::ios::binary);
-    if (!file.is_open()) {
-      reporter.unusable("cannot open " + path);
-      continue;
-    }
-    read(file, path);
-  }
-}
-
 /// Calls `use` with each line that is not blank. A LineError that comes back is reported, and what it had put out so
 /// far for the line is taken back.
 template <class Use>
 void forEachLine(const Inputs& inputs, Output& out, Reporter& reporter, Use use) {
-  forEachInput(inputs, out, reporter, [&](LineReader& lines) {
+  forEachInput(inputs, reporter, [&](InputBuffer& in) {
+    std::istream stream(&in);
+    LineReader lines(stream, out);
     std::string_view line;
     while (lines.next(line)) {
       line = withoutCarriageReturn(line);
@@ -130,6 +91,7 @@ void forEachLine(const Inputs& inputs, Output& out, Reporter& reporter, Use use)
         reporter.error(error);
       }
     }
+    return Go::On;
   });
 }
 
@@ -171,7 +133,12 @@ void encode(const Inputs& inputs, const std::string& encoding, bool isCsv, Outpu
   const FieldNames names;
   const auto message = createMessage(encoding);
   if (isCsv) {
-    forEachInput(inputs, out, reporter, [&](LineReader& lines) { encodeCsv(lines, names, *message, out, reporter); });
+    forEachInput(inputs, reporter, [&](InputBuffer& in) {
+      std::istream stream(&in);
+      LineReader lines(stream, out);
+      encodeCsv(lines, names, *message, out, reporter);
+      return Go::On;
+    });
     return;
   }
   forEachLine(inputs, out, reporter, [&](std::string_view line) {
@@ -181,21 +148,19 @@ void encode(const Inputs& inputs, const std::string& encoding, bool isCsv, Outpu
   });
 }
 
-void decode(const Inputs& inputs, Format format, Output& out, Reporter& reporter) {
+void decode(const Inputs& inputs, const SourceOptions& source, Format format, Output& out, Reporter& reporter) {
   const FieldNames names;
   JsonWriter json(names, reporter);
   StringAppender appender(out.text());
   std::ostream printed(&appender);
-  std::vector<std::uint8_t> bytes;
   std::vector<std::uint16_t> ids;
   bool isFirst = true;
-  forEachLine(inputs, out, reporter, [&](std::string_view line) {
-    parseHex(line, Blanks::BetweenBytes, bytes);
-    const auto message = receive(bytes, reporter);
+  forEachMessage(inputs, source, out, reporter, [&](const InputMessage& input) {
+    const auto message = receive(input, reporter);
     if (format == Format::Json) {
       json.append(*message, out.text());
       out.text() += '\n';
-      return;
+      return Go::On;
     }
     listFields(*message, names, reporter, ids);
     for (const std::uint16_t id : ids) {
@@ -215,17 +180,17 @@ void decode(const Inputs& inputs, Format format, Output& out, Reporter& reporter
     } else {
       printed << *message;
     }
+    return Go::On;
   });
 }
 
-void convert(const Inputs& inputs, const std::string& encoding, Output& out, Reporter& reporter) {
+void convert(const Inputs& inputs, const SourceOptions& source, const std::string& encoding, Output& out,
+             Reporter& reporter) {
   const FieldNames names;
   const auto message = createMessage(encoding);
-  std::vector<std::uint8_t> bytes;
   std::vector<std::uint16_t> ids;
-  forEachLine(inputs, out, reporter, [&](std::string_view line) {
-    parseHex(line, Blanks::BetweenBytes, bytes);
-    const auto received = receive(bytes, reporter);
+  forEachMessage(inputs, source, out, reporter, [&](const InputMessage& input) {
+    const auto received = receive(input, reporter);
     listFields(*received, names, reporter, ids);
     message->clearImpl();
     message->copyMsg(*received);
@@ -239,6 +204,7 @@ void convert(const Inputs& inputs, const std::string& encoding, Output& out, Rep
       }
     }
     appendHexLine(*message, out.text());
+    return Go::On;
   });
 }
 

@@ -25,6 +25,25 @@ std::streambuf* nullBuffer() {
 
 void goOn(const char*, const char*, unsigned) {}
 
+/// What stands between the input's name and the text of a report.
+std::string textOf(const Place& place) {
+  const auto withOffset = [&](const char* what) {
+    return std::string(": ") + what + ' ' + std::to_string(place.number) + " (byte " + std::to_string(place.offset) +
+           "): ";
+  };
+  switch (place.kind) {
+    case Place::Kind::Line:
+      return ':' + std::to_string(place.number) + ": ";
+    case Place::Kind::Message:
+      return withOffset("message");
+    case Place::Kind::Packet:
+      return withOffset("packet");
+    case Place::Kind::Whole:
+      break;
+  }
+  return ": ";
+}
+
 }  // namespace
 
 std::string printable(std::string_view text) {
@@ -60,13 +79,18 @@ void Reporter::error(const LineError& error) { reportLine("", error.field(), err
 void Reporter::note(std::string_view field, std::string_view text) { reportLine("note: ", field, text); }
 
 void Reporter::reportLine(std::string_view kind, std::string_view field, std::string_view text) {
-  std::string report = m_input + ':' + std::to_string(m_line) + ": ";
+  std::string report = m_input + textOf(m_place);
   report += kind;
   if (!field.empty()) {
     report.append("field ").append(printable(field)).append(": ");
   }
   report += text;
   write(std::move(report));
+  raise(kBadData);
+}
+
+void Reporter::wholeInput(std::string_view text) {
+  write(m_input + ": " + std::string(text));
   raise(kBadData);
 }
 

@@ -1,4 +1,4 @@
-// What the program tells its user: one line a finding, on standard error, with input, line number and field.
+// What the program tells its user: one line a finding, on standard error, with input, place and field.
 #ifndef MDMSG_DIAGNOSTICS_H
 #define MDMSG_DIAGNOSTICS_H
 
@@ -21,17 +21,37 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Why one line of input is left out.
+/// Why one message of an input is left out.
 class LineError : public std::runtime_error {
  public:
   explicit LineError(const std::string& reason, std::string field = {})
       : std::runtime_error(reason), m_field(std::move(field)) {}
 
-  /// The field it is about, empty when it is about the whole line.
+  /// The field it is about, empty when it is about the whole message.
   const std::string& field() const noexcept { return m_field; }
 
  private:
   std::string m_field;
+};
+
+/// Why an input cannot be read on; what came before it stands.
+class InputError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Where in an input the message at hand stands.
+struct Place {
+  enum class Kind {
+    Whole,    ///< it is the whole input
+    Line,     ///< line `number`
+    Message,  ///< message `number`, from byte `offset` on
+    Packet,   ///< packet `number` of a capture, from byte `offset` on
+  };
+
+  Kind kind = Kind::Line;
+  std::uint64_t number = 0;  ///< from 1
+  std::uint64_t offset = 0;
 };
 
 /// `text` for a report: cut to a readable length, control characters and broken characters as \xNN.
@@ -45,15 +65,19 @@ class Reporter {
   /// @param out  written out before each report, so that both appear in order where they share a terminal
   Reporter(std::ostream& err, Output& out) : m_err(err), m_out(out) {}
 
-  /// The input that the reports are about from here on, and the line in it.
+  /// The input that the reports are about from here on, and the place in it.
   void setInput(std::string name) { m_input = std::move(name); }
-  void setLine(std::uint64_t line) noexcept { m_line = line; }
+  void setPlace(Place place) noexcept { m_place = place; }
+  void setLine(std::uint64_t line) noexcept { m_place = {Place::Kind::Line, line, 0}; }
+  const std::string& input() const noexcept { return m_input; }
 
-  /// The current line is left out.
+  /// The message at hand is left out.
   void error(const LineError& error);
-  /// The current line went out, not all of it as it came.
-  /// @param field  empty when the note is about the whole line
+  /// The message at hand went out, not all of it as it came.
+  /// @param field  empty when the note is about the whole message
   void note(std::string_view field, std::string_view text);
+  /// The current input as a whole is not what it should be.
+  void wholeInput(std::string_view text);
   /// Something to know about the dictionary, which leaves the exit status as it is.
   void hint(std::string_view file, std::uint64_t line, std::string_view text);
   /// An input cannot be read, or the program not be used in this way.
@@ -69,7 +93,7 @@ class Reporter {
   std::ostream& m_err;
   Output& m_out;
   std::string m_input;
-  std::uint64_t m_line = 0;
+  Place m_place;
   ExitStatus m_status = kDone;
 };
 

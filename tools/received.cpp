@@ -9,21 +9,28 @@
 
 namespace MD::tool {
 
-std::unique_ptr<MD_Message> receive(const std::vector<std::uint8_t>& bytes, Reporter& reporter) {
-  if (bytes.size() > std::numeric_limits<std::uint32_t>::max()) {
+std::unique_ptr<MD_Message> receive(const InputMessage& input, Reporter& reporter) {
+  if (input.sizeBytes > std::numeric_limits<std::uint32_t>::max()) {
     throw LineError("a message cannot be longer than 4294967295 bytes");
   }
-  auto message = MD_Message::createFromBytes(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+  auto message = MD_Message::createFromBytes(input.data, static_cast<std::uint32_t>(input.sizeBytes));
   if (message == nullptr) {
-    std::string code;
-    appendHex(bytes.data(), 1, code);
-    throw LineError("no encoding begins with byte " + code + " (01 IterMap, 06 mInt, 46 MsgT)");
+    throw notOurs(input);
   }
-  if (const std::size_t stripped = bytes.size() - message->getSizeImpl()) {
+  if (const std::size_t stripped = input.sizeBytes - message->getSizeImpl()) {
     reporter.note({}, std::to_string(stripped) + (stripped == 1 ? " byte is" : " bytes are") +
                           " left out: no field that the dictionary has, or has with this type");
   }
   return message;
+}
+
+LineError notOurs(const InputMessage& input) {
+  if (input.sizeBytes == 0) {
+    return LineError("there is no byte in it");
+  }
+  std::string code;
+  appendHex(input.data, 1, code);
+  return LineError("no encoding begins with byte " + code + " (01 IterMap, 06 mInt, 46 MsgT)");
 }
 
 bool listFields(const MD_Message& message, const FieldNames& names, Reporter& reporter,

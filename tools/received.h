@@ -10,12 +10,16 @@
 #include "diagnostics.h"
 #include "field_names.h"
 #include "md/md_message.h"
+#include "message_source.h"
 
 namespace MD::tool {
 
 /// Makes a message of received bytes and notes what the library cut out of them.
 /// @throws LineError when they begin with no encoding's code
-std::unique_ptr<MD_Message> receive(const std::vector<std::uint8_t>& bytes, Reporter& reporter);
+std::unique_ptr<MD_Message> receive(const InputMessage& input, Reporter& reporter);
+
+/// What to say about bytes that begin with no encoding's code.
+LineError notOurs(const InputMessage& input);
 
 /// Lists the fields of a message in `ids`, each once: a repeated one is noted and stands where its last record, the one
 /// that counts, stands.

@@ -23,6 +23,7 @@ struct Options {
   bool isPrice = false;
   std::optional<std::string> dictionary;
   std::vector<std::string> files;
+  SourceOptions source;
 };
 
 constexpr const char* kDescription =
@@ -145,9 +146,9 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, Outpu
   if (encodeCommand->parsed()) {
     encode(inputs, options.encoding, options.isCsv, out, reporter);
   } else if (decodeCommand->parsed()) {
-    decode(inputs, format, out, reporter);
+    decode(inputs, options.source, format, out, reporter);
   } else {
-    convert(inputs, options.encoding, out, reporter);
+    convert(inputs, options.source, options.encoding, out, reporter);
   }
   out.flush();
   return reporter.status();

@@ -12,6 +12,7 @@ namespace {
 
 using namespace MD::tool;
 using MD::MD_Message;
+using MD::test::inputOf;
 using MD::test::lineErrorOf;
 using MD::test::Reports;
 
@@ -44,7 +45,7 @@ class Json : public testing::Test {
     std::vector<std::uint8_t> bytes;
     parseHex(hex, Blanks::BetweenBytes, bytes);
     std::string json;
-    JsonWriter(names, reports.reporter).append(*receive(bytes, reports.reporter), json);
+    JsonWriter(names, reports.reporter).append(*receive(inputOf(bytes), reports.reporter), json);
     return json + reports.text();
   }
 };
@@ -314,7 +315,7 @@ TEST_F(Json, ReceivedBytesAreShownAsFarAsTheyCanBeRead) {
 TEST_F(Json, AnUnknownEncodingIsRefused) {
   Reports reports;
   EXPECT_EQ(lineErrorOf([&] {
-              receive({0x07, 0x01}, reports.reporter);
+              receive(inputOf({0x07, 0x01}), reports.reporter);
             }),
             "no encoding begins with byte 07 (01 IterMap, 06 mInt, 46 MsgT)");
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "diagnostics.h"
+#include "message_source.h"
 #include "output.h"
 #include "support/dictionary.h"
 
@@ -33,6 +34,13 @@ std::string lineErrorOf(Use use) {
     return error.field().empty() ? error.what() : error.field() + ": " + error.what();
   }
   return "nothing";
+}
+
+inline tool::InputMessage inputOf(const std::vector<std::uint8_t>& bytes) {
+  tool::InputMessage input;
+  input.data = bytes.data();
+  input.sizeBytes = bytes.size();
+  return input;
 }
 
 inline std::vector<std::uint8_t> bytesOf(const std::string& text) { return {text.begin(), text.end()}; }

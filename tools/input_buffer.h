@@ -1,0 +1,56 @@
+// The bytes of an input, gunzipped where they are compressed.
+#ifndef MDMSG_INPUT_BUFFER_H
+#define MDMSG_INPUT_BUFFER_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include <memory>
+#include <streambuf>
+#include <string_view>
+#include <vector>
+
+namespace MD::tool {
+
+/// A buffer over another one that looks at the first bytes: what begins as gzip data does is decompressed, all other
+/// input passes unchanged. Memory does not grow with the input.
+///
+/// Data that is cut off or damaged gives all bytes before the damage; the read behind them throws an InputError. It
+/// comes out of the buffer's own functions (`sgetc`, `sgetn`); a std::istream would keep it to itself.
+class InputBuffer : public std::streambuf {
+ public:
+  explicit InputBuffer(std::streambuf& source);
+  ~InputBuffer() override;
+
+  /// The bytes that come next, `wanted` of them or fewer when the input ends before; they are still to be read. Valid
+  /// until the next read. `wanted` is at most 64.
+  std::string_view peek(std::size_t wanted);
+
+  /// How many bytes have come from the source: of a compressed input, compressed ones.
+  std::uint64_t sourceBytes() const noexcept { return m_sourceBytes; }
+  /// How many bytes have been handed out.
+  std::uint64_t position() const noexcept { return m_filled - static_cast<std::uint64_t>(egptr() - gptr()); }
+
+ protected:
+  int_type underflow() override;
+
+ private:
+  class Inflater;
+
+  bool fill();
+  std::size_t readSource(char* to, std::size_t room);
+  bool isCompressed();
+  std::size_t inflateSome(char* to, std::size_t room);
+
+  std::streambuf& m_source;
+  std::vector<char> m_buffer;
+  std::vector<char> m_head;  // what was read to recognise the input, until it is handed on
+  std::unique_ptr<Inflater> m_inflater;
+  bool m_isRecognised = false;
+  std::uint64_t m_sourceBytes = 0;
+  std::uint64_t m_filled = 0;
+};
+
+}  // namespace MD::tool
+
+#endif
