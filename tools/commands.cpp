@@ -11,8 +11,8 @@
 
 #include "csv_message.h"
 #include "csv_reader.h"
+#include "csv_writer.h"
 #include "field_names.h"
-#include "hex.h"
 #include "json_reader.h"
 #include "json_writer.h"
 #include "line_reader.h"
@@ -66,145 +66,243 @@ std::unique_ptr<MD_Message> createMessage(const std::string& encoding) {
   return message;
 }
 
-/// Calls `use` with each line that is not blank. A LineError that comes back is reported, and what it had put out so
-/// far for the line is taken back.
-template <class Use>
-void forEachLine(const Inputs& inputs, Output& out, Reporter& reporter, Use use) {
-  forEachInput(inputs, reporter, [&](InputBuffer& in) {
+/// Reads the messages that one input describes, a line or a record each.
+class Encoder {
+ public:
+  Encoder(const Task& task, const EncodeOptions& options)
+      : m_task(task),
+        m_selection(task.selection, m_names),
+        m_message(createMessage(options.encoding)),
+        m_sink(options.sink, m_names, task.out) {}
+
+  bool isDone() const { return m_selection.isDone(); }
+
+  Go readJsonLines(InputBuffer& in) {
+    return readRecords(in, [&](LineReader& lines) {
+      std::string_view line;
+      do {
+        if (!lines.next(line)) {
+          return false;
+        }
+        line = withoutCarriageReturn(line);
+        if (lines.lineNumber() == 1) {
+          line = withoutByteOrderMark(line);
+        }
+      } while (isBlankLine(line));
+      m_task.reporter.setLine(lines.lineNumber());
+      readJson(line, m_names, *m_message);
+      return true;
+    });
+  }
+
+  Go readCsv(InputBuffer& in) {
     std::istream stream(&in);
-    LineReader lines(stream, out);
-    std::string_view line;
-    while (lines.next(line)) {
-      line = withoutCarriageReturn(line);
-      if (lines.lineNumber() == 1) {
-        line = withoutByteOrderMark(line);
-      }
-      if (isBlankLine(line)) {
-        continue;
-      }
-      reporter.setLine(lines.lineNumber());
-      try {
-        use(line);
-        out.lineDone();
-      } catch (const LineError& error) {
-        out.dropLine();
-        reporter.error(error);
-      }
-    }
-    return Go::On;
-  });
-}
-
-void appendHexLine(const MD_Message& message, std::string& out) {
-  appendHex(message.getBinary(), message.getSizeImpl(), out);
-  out += '\n';
-}
-
-void encodeCsv(LineReader& lines, const FieldNames& names, MD_Message& message, Output& out, Reporter& reporter) {
-  CsvReader record(lines);
-  std::vector<Field> columns;
-  for (;;) {
+    LineReader lines(stream, m_task.out);
+    CsvReader record(lines);
+    std::vector<Field> columns;
     try {
       if (!record.next()) {
-        return;
+        return Go::On;
       }
-      reporter.setLine(record.line());
-      if (columns.empty()) {
-        columns = readCsvHeader(record, names);
-        continue;
-      }
-      message.clearImpl();
-      readCsvRecord(record, columns, names, message);
-      appendHexLine(message, out.text());
-      out.lineDone();
+      m_task.reporter.setLine(record.line());
+      columns = readCsvHeader(record, m_names);
     } catch (const LineError& error) {
-      reporter.setLine(record.line());
-      reporter.error(error);
-      if (columns.empty()) {
-        return;
+      m_task.reporter.setLine(record.line());
+      m_task.reporter.error(error);
+      return Go::On;
+    }
+    return readAll(in, [&] {
+      const bool isThere = nextCsvRecord(record);
+      if (isThere) {
+        readCsvRecord(record, columns, m_names, *m_message);
+      }
+      return isThere;
+    });
+  }
+
+ private:
+  bool nextCsvRecord(CsvReader& record) {
+    try {
+      const bool isThere = record.next();
+      m_task.reporter.setLine(record.line());
+      return isThere;
+    } catch (const LineError&) {
+      m_task.reporter.setLine(record.line());
+      throw;
+    }
+  }
+
+  template <class Next>
+  Go readRecords(InputBuffer& in, Next next) {
+    std::istream stream(&in);
+    LineReader lines(stream, m_task.out);
+    return readAll(in, [&] { return next(lines); });
+  }
+
+  /// @param next  fills the message; @return false at the end
+  template <class Next>
+  Go readAll(const InputBuffer& in, Next next) {
+    for (;;) {
+      try {
+        m_message->clearImpl();
+        if (!next()) {
+          return Go::On;
+        }
+        m_task.reporter.advance(in.sourceBytes());
+        if (m_selection.takes(*m_message)) {
+          m_selection.keepFields(*m_message);
+          m_sink.append(*m_message, std::nullopt);
+          m_task.out.lineDone();
+          if (m_selection.isDone()) {
+            return Go::NoFurther;
+          }
+        }
+      } catch (const LineError& error) {
+        m_task.out.dropLine();
+        m_task.reporter.error(error);
       }
     }
   }
+
+  const Task& m_task;
+  FieldNames m_names;
+  Selection m_selection;
+  std::unique_ptr<MD_Message> m_message;
+  MessageSink m_sink;
+};
+
+/// Writes messages as print-outs of the library.
+class TextWriter {
+ public:
+  TextWriter(const FieldNames& names, const Selection& selection, bool isPrice, const Task& task)
+      : m_names(names),
+        m_selection(selection),
+        m_isPrice(isPrice),
+        m_task(task),
+        m_appender(task.out.text()),
+        m_printed(&m_appender) {}
+
+  void append(const MD_Message& message) {
+    listFields(message, m_names, m_task.reporter, m_ids);
+    m_selection.keepIncluded(m_ids);
+    for (const std::uint16_t id : m_ids) {
+      if (!isReadable(message, id, m_names.type(id))) {
+        noteUnreadable(message, id, m_names, m_task.reporter);
+      }
+    }
+    if (std::find(m_ids.begin(), m_ids.end(), kEndOfPrintOut) != m_ids.end()) {
+      m_task.reporter.note(m_names.label(kEndOfPrintOut), "ends the print-out; use --format json to see all fields");
+    }
+    if (!m_isFirst) {
+      m_task.out.text() += '\n';
+    }
+    m_isFirst = false;
+    if (m_selection.hasFields()) {
+      const auto part = message.clone();
+      m_selection.keepFields(*part);
+      print(*part);
+    } else {
+      print(message);
+    }
+  }
+
+ private:
+  void print(const MD_Message& message) {
+    if (m_isPrice) {
+      m_printed << PriceOutput(message);
+    } else {
+      m_printed << message;
+    }
+  }
+
+  const FieldNames& m_names;
+  const Selection& m_selection;
+  bool m_isPrice;
+  const Task& m_task;
+  StringAppender m_appender;
+  std::ostream m_printed;
+  std::vector<std::uint16_t> m_ids;
+  bool m_isFirst = true;
+};
+
+/// Calls `use` with each message that is taken and what it was read from.
+template <class Use>
+void forEachTaken(const Task& task, Selection& selection, Use use) {
+  if (selection.isDone()) {
+    return;
+  }
+  forEachMessage(task.inputs, task.source, task.out, task.reporter, [&](const InputMessage& input) {
+    const auto message = receive(input, task.reporter);
+    if (selection.takes(*message)) {
+      use(*message, input);
+    }
+    return selection.isDone() ? Go::NoFurther : Go::On;
+  });
 }
 
 }  // namespace
 
-void encode(const Inputs& inputs, const std::string& encoding, bool isCsv, Output& out, Reporter& reporter) {
-  const FieldNames names;
-  const auto message = createMessage(encoding);
-  if (isCsv) {
-    forEachInput(inputs, reporter, [&](InputBuffer& in) {
-      std::istream stream(&in);
-      LineReader lines(stream, out);
-      encodeCsv(lines, names, *message, out, reporter);
-      return Go::On;
-    });
-    return;
+void encode(const Task& task, const EncodeOptions& options) {
+  Encoder encoder(task, options);
+  if (!encoder.isDone()) {
+    forEachInput(task.inputs, task.reporter,
+                 [&](InputBuffer& in) { return options.isCsv ? encoder.readCsv(in) : encoder.readJsonLines(in); });
   }
-  forEachLine(inputs, out, reporter, [&](std::string_view line) {
-    message->clearImpl();
-    readJson(line, names, *message);
-    appendHexLine(*message, out.text());
-  });
 }
 
-void decode(const Inputs& inputs, const SourceOptions& source, Format format, Output& out, Reporter& reporter) {
+void decode(const Task& task, const DecodeOptions& options) {
   const FieldNames names;
-  JsonWriter json(names, reporter);
-  StringAppender appender(out.text());
-  std::ostream printed(&appender);
-  std::vector<std::uint16_t> ids;
-  bool isFirst = true;
-  forEachMessage(inputs, source, out, reporter, [&](const InputMessage& input) {
-    const auto message = receive(input, reporter);
-    if (format == Format::Json) {
-      json.append(*message, out.text());
-      out.text() += '\n';
-      return Go::On;
+  Selection selection(task.selection, names);
+  const TimeZone* const zone = options.isoTime ? &*options.isoTime : nullptr;
+  std::string& text = task.out.text();
+  switch (options.format) {
+    case Format::Text:
+    case Format::PriceText: {
+      TextWriter writer(names, selection, options.format == Format::PriceText, task);
+      return forEachTaken(task, selection,
+                          [&](const MD_Message& message, const InputMessage&) { writer.append(message); });
     }
-    listFields(*message, names, reporter, ids);
-    for (const std::uint16_t id : ids) {
-      if (!isReadable(*message, id, names.type(id))) {
-        noteUnreadable(*message, id, names, reporter);
+    case Format::Json: {
+      JsonWriter writer(names, task.reporter, &selection, zone);
+      return forEachTaken(task, selection, [&](const MD_Message& message, const InputMessage&) {
+        writer.append(message, text);
+        text += '\n';
+      });
+    }
+    case Format::Csv: {
+      if (!selection.hasFields()) {
+        throw UsageError("--format csv needs --fields, which are its columns");
       }
+      const CsvWriter writer(selection.fields(), names, zone, task.reporter);
+      writer.appendHeader(text);
+      task.out.lineDone();
+      return forEachTaken(task, selection,
+                          [&](const MD_Message& message, const InputMessage&) { writer.append(message, text); });
     }
-    if (std::find(ids.begin(), ids.end(), kEndOfPrintOut) != ids.end()) {
-      reporter.note(names.label(kEndOfPrintOut), "ends the print-out; use --format json to see all fields");
-    }
-    if (!isFirst) {
-      out.text() += '\n';
-    }
-    isFirst = false;
-    if (format == Format::PriceText) {
-      printed << PriceOutput(*message);
-    } else {
-      printed << *message;
-    }
-    return Go::On;
-  });
+  }
 }
 
-void convert(const Inputs& inputs, const SourceOptions& source, const std::string& encoding, Output& out,
-             Reporter& reporter) {
+void convert(const Task& task, const ConvertOptions& options) {
   const FieldNames names;
-  const auto message = createMessage(encoding);
+  Selection selection(task.selection, names);
+  const auto message = createMessage(options.encoding);
+  MessageSink sink(options.sink, names, task.out);
   std::vector<std::uint16_t> ids;
-  forEachMessage(inputs, source, out, reporter, [&](const InputMessage& input) {
-    const auto received = receive(input, reporter);
-    listFields(*received, names, reporter, ids);
+  forEachTaken(task, selection, [&](const MD_Message& received, const InputMessage& input) {
+    listFields(received, names, task.reporter, ids);
+    selection.keepIncluded(ids);
     message->clearImpl();
-    message->copyMsg(*received);
+    message->copyMsg(received);
     for (const std::uint16_t id : ids) {
-      if (!isReadable(*received, id, names.type(id))) {
-        noteUnreadable(*received, id, names, reporter);
+      if (!isReadable(received, id, names.type(id))) {
+        noteUnreadable(received, id, names, task.reporter);
       } else if (!message->existsImpl(id) || !isStoredWhole(*message, id)) {
         const std::size_t terminator = names.type(id) == DATATYPES::STRING ? 1 : 0;
-        throw LineError(tooLong(*message, id, valueBytes(*received, id).sizeBytes - terminator).what(),
-                        names.label(id));
+        throw LineError(tooLong(*message, id, valueBytes(received, id).sizeBytes - terminator).what(), names.label(id));
       }
     }
-    appendHexLine(*message, out.text());
-    return Go::On;
+    selection.keepFields(*message);
+    sink.append(*message, input.timeNs);
   });
 }
 

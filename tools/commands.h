@@ -2,28 +2,56 @@
 #ifndef MDMSG_COMMANDS_H
 #define MDMSG_COMMANDS_H
 
+#include <optional>
 #include <string>
 
 #include "diagnostics.h"
 #include "inputs.h"
+#include "message_sink.h"
 #include "message_source.h"
 #include "output.h"
+#include "selection.h"
+#include "time_text.h"
 
 namespace MD::tool {
 
-enum class Format { Text, PriceText, Json };
+/// What is the same for all commands: what they read, where they write, what they say.
+struct Task {
+  Inputs inputs;
+  SourceOptions source;
+  SelectionOptions selection;
+  Output& out;
+  Reporter& reporter;
+};
 
-/// JSON lines, or CSV, to hex lines.
+struct EncodeOptions {
+  std::string encoding;
+  bool isCsv = false;
+  SinkOptions sink;
+};
+
+/// JSON lines, or CSV, to messages.
 /// @throws UsageError for an encoding that there is not
-void encode(const Inputs& inputs, const std::string& encoding, bool isCsv, Output& out, Reporter& reporter);
+void encode(const Task& task, const EncodeOptions& options);
 
-/// Messages to print-outs or JSON lines.
-void decode(const Inputs& inputs, const SourceOptions& source, Format format, Output& out, Reporter& reporter);
+enum class Format { Text, PriceText, Json, Csv };
 
-/// Messages to hex lines of another encoding.
+struct DecodeOptions {
+  Format format = Format::Text;
+  std::optional<TimeZone> isoTime;  ///< of JSON and CSV: show nanosecond times as moments in this zone
+};
+
+/// Messages to print-outs, JSON lines or CSV.
+void decode(const Task& task, const DecodeOptions& options);
+
+struct ConvertOptions {
+  std::string encoding;
+  SinkOptions sink;
+};
+
+/// Messages to messages of another encoding.
 /// @throws UsageError for an encoding that there is not
-void convert(const Inputs& inputs, const SourceOptions& source, const std::string& encoding, Output& out,
-             Reporter& reporter);
+void convert(const Task& task, const ConvertOptions& options);
 
 }  // namespace MD::tool
 

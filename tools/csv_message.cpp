@@ -7,11 +7,10 @@
 #include "diagnostics.h"
 #include "hex.h"
 #include "message_builder.h"
+#include "time_text.h"
 #include "value_text.h"
 
 namespace MD::tool {
-namespace {
-
 MD_DateTime parseDateTime(std::string_view text) {
   if (std::count(text.begin(), text.end(), ' ') != 2) {
     throw LineError(inQuotes(text) + " is not a date, a time and an offset with blanks between");
@@ -23,6 +22,13 @@ MD_DateTime parseDateTime(std::string_view text) {
   const auto offset = parseWhole<std::int16_t>(text.substr(second + 1), "the offset");
   return makeDateTime(date, time, offset);
 }
+
+MD_EpochNS parseEpochNs(std::string_view text) {
+  const auto moment = parseIsoTime(text);
+  return MD_EpochNS(moment ? *moment : parseWhole<std::uint64_t>(text, "EPOCH_NSEC"));
+}
+
+namespace {
 
 void addCell(MD_Message& message, Field field, const std::string& text) {
   switch (field.type) {
@@ -49,7 +55,7 @@ void addCell(MD_Message& message, Field field, const std::string& text) {
     case DATATYPES::DATETIME:
       return addValue(message, field.id, parseDateTime(text));
     case DATATYPES::EPOCH_NSEC:
-      return addValue(message, field.id, MD_EpochNS(parseWhole<std::uint64_t>(text, "EPOCH_NSEC")));
+      return addValue(message, field.id, parseEpochNs(text));
     default:
       throw LineError(std::string("values of type ") + typeName(field.type) + " are carried by no message");
   }
@@ -76,7 +82,8 @@ void readCsvRecord(const CsvReader& record, const std::vector<Field>& columns, c
                     std::to_string(columns.size()));
   }
   for (std::size_t i = 0; i != columns.size(); ++i) {
-    if (record[i].empty()) {
+    const bool canBeEmpty = columns[i].type == DATATYPES::STRING || columns[i].type == DATATYPES::BUFFER;
+    if (record[i].empty() && !(canBeEmpty && record.isQuotedEmpty(i))) {
       continue;
     }
     try {

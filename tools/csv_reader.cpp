@@ -21,7 +21,9 @@ bool CsvReader::next() {
   m_isTooLong = false;
   for (;;) {
     std::string& cell = newCell();
-    if (!rest.empty() && rest[0] == '"') {
+    const bool isQuoted = !rest.empty() && rest[0] == '"';
+    m_isQuoted[m_size - 1] = isQuoted;
+    if (isQuoted) {
       if (!readQuoted(rest, cell)) {
         throw LineError("cell " + std::to_string(m_size) + ": the quote is never closed");
       }
@@ -50,6 +52,7 @@ bool CsvReader::next() {
 std::string& CsvReader::newCell() {
   if (m_size == m_cells.size()) {
     m_cells.emplace_back();
+    m_isQuoted.push_back(false);
   }
   std::string& cell = m_cells[m_size++];
   cell.clear();

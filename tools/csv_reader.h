@@ -26,6 +26,8 @@ class CsvReader {
   std::uint64_t line() const noexcept { return m_line; }
 
   std::size_t size() const noexcept { return m_size; }
+  /// Whether the cell is a pair of quotes with nothing between.
+  bool isQuotedEmpty(std::size_t column) const noexcept { return m_cells[column].empty() && m_isQuoted[column]; }
   const std::string& operator[](std::size_t column) const noexcept { return m_cells[column]; }
 
  private:
@@ -38,6 +40,7 @@ class CsvReader {
 
   LineReader& m_lines;
   std::vector<std::string> m_cells;
+  std::vector<bool> m_isQuoted;
   std::size_t m_size = 0;
   std::uint64_t m_line = 0;
   bool m_isTooLong = false;

@@ -105,6 +105,9 @@ void Reporter::unusable(std::string_view text) {
 
 void Reporter::write(std::string text) {
   m_out.flush();
+  if (m_progress != nullptr) {
+    m_progress->clear();
+  }
   text.insert(0, "mdmsg: ") += '\n';
   m_err.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
 }

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "output.h"
+#include "progress.h"
 
 namespace MD::tool {
 
@@ -71,6 +72,20 @@ class Reporter {
   void setLine(std::uint64_t line) noexcept { m_place = {Place::Kind::Line, line, 0}; }
   const std::string& input() const noexcept { return m_input; }
 
+  /// Shows how far the inputs have been read, where `progress` is not null; reports stand above it.
+  void setProgress(Progress* progress) noexcept { m_progress = progress; }
+  void beginInput(std::uint64_t sizeBytes) {
+    if (m_progress != nullptr) {
+      m_progress->begin(m_input, sizeBytes);
+    }
+  }
+  /// One more message has been read; so many bytes of the input have.
+  void advance(std::uint64_t readBytes) {
+    if (m_progress != nullptr) {
+      m_progress->advance(readBytes);
+    }
+  }
+
   /// The message at hand is left out.
   void error(const LineError& error);
   /// The message at hand went out, not all of it as it came.
@@ -92,6 +107,7 @@ class Reporter {
 
   std::ostream& m_err;
   Output& m_out;
+  Progress* m_progress = nullptr;
   std::string m_input;
   Place m_place;
   ExitStatus m_status = kDone;

@@ -14,8 +14,9 @@ void reportBreak(Reporter& reporter, const InputError& error) {
 }
 
 Go readInput(std::streambuf& source, const std::string& name, Reporter& reporter,
-             const std::function<Go(InputBuffer&)>& use) {
+             const std::function<Go(InputBuffer&)>& use, std::uint64_t sizeBytes = 0) {
   reporter.setInput(name);
+  reporter.beginInput(sizeBytes);
   InputBuffer in(source);
   try {
     return use(in);
@@ -40,10 +41,11 @@ Go readFile(const std::string& path, Reporter& reporter, const std::function<Go(
     reporter.unusable("cannot open " + path);
     return Go::On;
   }
-  return readInput(file, path, reporter, use);
+  const std::uintmax_t sizeBytes = std::filesystem::file_size(path, error);
+  return readInput(file, path, reporter, use, error ? 0 : sizeBytes);
 }
 
-Go readMessages(MessageSource& source, Output& out, Reporter& reporter,
+Go readMessages(MessageSource& source, const InputBuffer& in, Output& out, Reporter& reporter,
                 const std::function<Go(const InputMessage&)>& use) {
   InputMessage message;
   for (;;) {
@@ -51,6 +53,7 @@ Go readMessages(MessageSource& source, Output& out, Reporter& reporter,
       if (!source.next(message)) {
         return Go::On;
       }
+      reporter.advance(in.sourceBytes());
       const Go go = use(message);
       out.lineDone();
       if (go == Go::NoFurther) {
@@ -97,7 +100,7 @@ void forEachMessage(const Inputs& inputs, const SourceOptions& options, Output& 
       }
     };
     try {
-      const Go go = readMessages(*source, out, reporter, use);
+      const Go go = readMessages(*source, in, out, reporter, use);
       if (go == Go::On) {
         finish();
       }

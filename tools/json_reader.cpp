@@ -12,6 +12,7 @@
 #include "diagnostics.h"
 #include "hex.h"
 #include "message_builder.h"
+#include "time_text.h"
 #include "value_text.h"
 
 namespace MD::tool {
@@ -57,7 +58,7 @@ const char* formOf(std::uint8_t type) noexcept {
     case DATATYPES::DATETIME:
       return "{\"date\":..,\"time\":..,\"offset\":..}";
     case DATATYPES::EPOCH_NSEC:
-      return "a whole number";
+      return "a whole number or a moment such as \"2024-06-03T09:30:00Z\"";
     default:
       return "nothing";
   }
@@ -218,7 +219,7 @@ class MessageHandler : public nlohmann::json_sax<nlohmann::json> {
       case DATATYPES::INT64:
         return addValue(m_message, m_field.id, wholeOf<std::int64_t>(numberOf(scalar), "INT64"));
       case DATATYPES::EPOCH_NSEC:
-        return addValue(m_message, m_field.id, MD_EpochNS(wholeOf<std::uint64_t>(numberOf(scalar), "EPOCH_NSEC")));
+        return addEpochNs(scalar);
       case DATATYPES::FLOAT:
         return addReal<float>(scalar);
       case DATATYPES::DOUBLE:
@@ -246,6 +247,15 @@ class MessageHandler : public nlohmann::json_sax<nlohmann::json> {
       throw LineError(takes() + ", not the string " + inQuotes(*scalar.text));
     }
     throw LineError(takes() + ", not a number");
+  }
+
+  void addEpochNs(const Scalar& scalar) {
+    if (scalar.kind == Scalar::Kind::Text) {
+      if (const auto moment = parseIsoTime(*scalar.text)) {
+        return addValue(m_message, m_field.id, MD_EpochNS(*moment));
+      }
+    }
+    addValue(m_message, m_field.id, MD_EpochNS(wholeOf<std::uint64_t>(numberOf(scalar), "EPOCH_NSEC")));
   }
 
   void addChar(const std::string& text) {

@@ -94,6 +94,10 @@ void appendValue(MD_EpochNS value, std::string& out) { appendWhole(value.get(), 
 
 void JsonWriter::append(const MD_Message& message, std::string& out) {
   bool isWhole = listFields(message, m_names, m_reporter, m_ids);
+  if (m_selection != nullptr && m_selection->hasFields()) {
+    m_selection->keepIncluded(m_ids);
+    isWhole = false;
+  }
   if (m_copy == nullptr || m_copy->getPB() != message.getPB()) {
     m_copy = message.createEmpty();
   }
@@ -144,6 +148,14 @@ bool JsonWriter::appendField(const MD_Message& message, std::uint16_t id, std::s
       out += ",\"bytes\":";
       appendWhole(std::uint64_t{bytes}, out);
       out += '}';
+      return true;
+    }
+  }
+  if constexpr (std::is_same_v<T, MD_EpochNS>) {
+    if (m_zone != nullptr) {
+      out += '"';
+      appendIsoTime(value.get(), *m_zone, out);
+      out += '"';
       return true;
     }
   }

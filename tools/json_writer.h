@@ -11,12 +11,18 @@
 #include "diagnostics.h"
 #include "field_names.h"
 #include "md/md_message.h"
+#include "selection.h"
+#include "time_text.h"
 
 namespace MD::tool {
 
 class JsonWriter {
  public:
-  JsonWriter(const FieldNames& names, Reporter& reporter) : m_names(names), m_reporter(reporter) {}
+  /// @param selection  which fields are written; null: all
+  /// @param zone       when given, EPOCH_NSEC values are written as moments in it
+  JsonWriter(const FieldNames& names, Reporter& reporter, const Selection* selection = nullptr,
+             const TimeZone* zone = nullptr)
+      : m_names(names), m_reporter(reporter), m_selection(selection), m_zone(zone) {}
 
   /// Appends a message that was received as `bytes`. Fields that cannot be read are noted and appear with the bytes
   /// that are there; so is a message that its JSON does not give back byte for byte.
@@ -31,6 +37,8 @@ class JsonWriter {
 
   const FieldNames& m_names;
   Reporter& m_reporter;
+  const Selection* m_selection;
+  const TimeZone* m_zone;
   std::vector<std::uint16_t> m_ids;
   std::unique_ptr<MD_Message> m_copy;  // what encoding the JSON gives
 };

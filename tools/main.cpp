@@ -8,6 +8,7 @@
 #include <stdio.h>
 #endif
 
+#include "platform.h"
 #include "tool.h"
 
 int main(int argc, char** argv) {
@@ -22,5 +23,6 @@ int main(int argc, char** argv) {
   std::ios::sync_with_stdio(false);
   std::cin.tie(nullptr);
   std::ostream err(std::cerr.rdbuf());
-  return MD::tool::run({argv + 1, argv + argc}, {std::cin, std::cout, err});
+  return MD::tool::run({argv + 1, argv + argc},
+                       {std::cin, std::cout, err, MD::tool::isOutputTerminal(), MD::tool::isErrorTerminal()});
 }

@@ -19,9 +19,8 @@ bool meansBrokenPipe(int code) noexcept {
 
 }  // namespace
 
-OutputError::OutputError(int code)
-    : std::runtime_error(std::string("cannot write standard output: ") +
-                         (code != 0 ? std::strerror(code) : "unknown error")),
+OutputError::OutputError(const std::string& name, int code)
+    : std::runtime_error("cannot write " + name + ": " + (code != 0 ? std::strerror(code) : "unknown error")),
       m_isBrokenPipe(meansBrokenPipe(code)) {}
 
 void Output::flush() {
@@ -29,12 +28,12 @@ void Output::flush() {
     return;
   }
   errno = 0;
-  m_out.write(m_text.data(), static_cast<std::streamsize>(m_complete)).flush();
+  m_out->write(m_text.data(), static_cast<std::streamsize>(m_complete)).flush();
   const int code = errno;
   m_text.erase(0, m_complete);
   m_complete = 0;
-  if (!m_out) {
-    throw OutputError(code);
+  if (!*m_out) {
+    throw OutputError(m_name, code);
   }
 }
 

@@ -1,4 +1,4 @@
-// Standard output, collected into large writes.
+// Standard output, or a file in its place, collected into large writes.
 #ifndef MDMSG_OUTPUT_H
 #define MDMSG_OUTPUT_H
 
@@ -7,14 +7,16 @@
 #include <iosfwd>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace MD::tool {
 
 /// Nothing more can be written.
 class OutputError : public std::runtime_error {
  public:
+  /// @param name  of the output
   /// @param code  the C library's error number
-  explicit OutputError(int code);
+  OutputError(const std::string& name, int code);
 
   /// The reader has gone, which is its right and no error of ours.
   bool isBrokenPipe() const noexcept { return m_isBrokenPipe; }
@@ -25,7 +27,13 @@ class OutputError : public std::runtime_error {
 
 class Output {
  public:
-  explicit Output(std::ostream& out) : m_out(out) {}
+  explicit Output(std::ostream& out) : m_out(&out) {}
+
+  /// Writes to another stream from here on. @param name  for reports
+  void redirect(std::ostream& out, std::string name) {
+    m_out = &out;
+    m_name = std::move(name);
+  }
 
   /// What waits to be written, the line at hand last; append to it.
   std::string& text() noexcept { return m_text; }
@@ -44,7 +52,8 @@ class Output {
  private:
   static constexpr std::size_t kEnough = std::size_t{1} << 16;
 
-  std::ostream& m_out;
+  std::ostream* m_out;
+  std::string m_name = "standard output";
   std::string m_text;
   std::size_t m_complete = 0;
 };

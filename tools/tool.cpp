@@ -2,9 +2,13 @@
 
 #include <algorithm>
 #include <exception>
+#include <filesystem>
+#include <fstream>
+#include <functional>
 #include <istream>
 #include <optional>
 #include <ostream>
+#include <system_error>
 
 #include <CLI/CLI.hpp>
 
@@ -12,27 +16,50 @@
 #include "diagnostics.h"
 #include "dictionary.h"
 #include "output.h"
+#include "progress.h"
 
 namespace MD::tool {
 namespace {
 
+/// What the command line says; each command uses a part of it.
 struct Options {
+  // What is read.
+  std::vector<std::string> files;
+  std::string from = "auto";
+  std::string framing;
+  SourceOptions source;
+  std::string group;
+  SelectionOptions selection;
+  std::optional<std::string> dictionary;
+  // What is written.
   std::string encoding;
+  std::string to = "hex";
+  SinkOptions sink;
+  std::optional<std::string> outputFile;
+  bool isForced = false;
+  bool isQuiet = false;  ///< no progress
+  // Of one command.
   bool isCsv = false;
   std::string format = "text";
   bool isPrice = false;
-  std::optional<std::string> dictionary;
-  std::vector<std::string> files;
-  SourceOptions source;
+  bool isIsoTime = false;
+  std::optional<std::string> timeZone;
+};
+
+/// A command: its part of the command line, and what it does once that has been read.
+struct Command {
+  CLI::App* app;
+  std::function<void(const Task&)> run;
 };
 
 constexpr const char* kDescription =
-    "Encodes, decodes and converts market-data messages, one message a line.\n"
+    "Encodes, decodes, converts and examines market-data messages.\n"
     "\n"
     "Every command reads the files named, or standard input (\"-\"), and writes\n"
-    "standard output. A line that cannot be used is reported on standard error and\n"
-    "left out. Exit status: 0; 1 when a line was left out or did not go out as it\n"
-    "came; 2 when the command line or a file that it names cannot be used.";
+    "standard output. Input may be gzip data. A message that cannot be used is reported\n"
+    "on standard error and left out. Exit status: 0; 1 when a message was left out or\n"
+    "did not go out as it came; 2 when the command line or a file that it names cannot\n"
+    "be used.";
 
 constexpr const char* kEncodeHelp =
     "Values: CHAR \"B\", INT, INT64 and EPOCH_NSEC (nanoseconds) whole numbers, FLOAT\n"
@@ -44,17 +71,18 @@ constexpr const char* kEncodeHelp =
     "\n"
     "Examples:\n"
     "  echo '{\"SYMBOL\":\"AB\",\"BID\":101.25,\"BID_QTY\":300}' | mdmsg encode --encoding mInt\n"
-    "  mdmsg encode --encoding MsgT --csv quotes.csv > quotes.hex";
+    "  mdmsg encode --encoding MsgT --csv quotes.csv > quotes.hex\n"
+    "  mdmsg encode --encoding mInt --to pcap --time-field RECV_TIME --output quotes.pcap quotes.json";
 
 constexpr const char* kDecodeHelp =
-    "The first byte of a line tells its encoding: 01 IterMap, 06 mInt, 46 MsgT.\n"
-    "Digits may be upper or lower case, with blanks between bytes. What --format json\n"
+    "The first byte of a message tells its encoding: 01 IterMap, 06 mInt, 46 MsgT. Hex\n"
+    "digits may be upper or lower case, with blanks between bytes. What --format json\n"
     "writes, encode reads back to the same bytes.\n"
     "\n"
     "Examples:\n"
     "  mdmsg decode quotes.hex\n"
-    "  echo 06 6400010c 65000122 66000164 | mdmsg decode --price\n"
-    "  mdmsg decode --format json < quotes.hex | grep '\"SYMBOL\":\"AB\"'";
+    "  mdmsg decode --format json --where 'BID > 101' feed.pcap.gz | grep '\"SYMBOL\":\"AB\"'\n"
+    "  mdmsg decode --format csv --fields SYMBOL,BID,ASK,RECV_TIME --iso-time feed.pcap > quotes.csv";
 
 constexpr const char* kConvertHelp =
     "Every field is copied; a message with a value that the other encoding cannot\n"
@@ -62,69 +90,244 @@ constexpr const char* kConvertHelp =
     "\n"
     "Examples:\n"
     "  mdmsg convert --to mInt quotes.hex > small.hex\n"
-    "  mdmsg encode --encoding MsgT quotes.json | mdmsg convert --to IterMap";
+    "  mdmsg encode --encoding MsgT quotes.json | mdmsg convert --to IterMap\n"
+    "  mdmsg convert --to mInt --as pcap --output small.pcap feed.pcap";
 
-/// What is the same for all commands.
+/// A field, a file and so on that an option takes.
+CLI::Option* named(CLI::Option* option, const char* name) { return option->type_name(name)->option_text(name); }
+
+/// The options of every command.
 void addCommonOptions(CLI::App& command, Options& options) {
-  command
-      .add_option("--dictionary", options.dictionary,
-                  "Field dictionary, XML or text (default: the one on the search path, else a built-in one)")
-      ->type_name("FILE")
-      ->option_text("FILE");
+  named(command.add_option("--dictionary", options.dictionary,
+                           "Field dictionary, XML or text (default: the one on the search path, else a built-in one)"),
+        "FILE");
+  command.add_flag("--no-progress", options.isQuiet, "Show no progress on a terminal");
   command.add_option("FILE", options.files, "Input files, \"-\" for standard input")
       ->type_name("FILE")
       ->option_text("");
 }
 
+/// Which messages.
+void addSelectionOptions(CLI::App& command, Options& options, bool hasFields) {
+  named(command
+            .add_option("--where", options.selection.where,
+                        "Take messages whose FIELD meets it: 'FIELD op VALUE', op one of = != < <= > >= ~; "
+                        "may be repeated")
+            ->take_all()
+            ->allow_extra_args(false),
+        "CONDITION");
+  named(command.add_option("--skip", options.selection.skip, "Leave the first N of them out"), "N");
+  named(command.add_option("--limit", options.selection.limit, "Stop after N of them"), "N");
+  if (hasFields) {
+    named(command.add_option("--fields", options.selection.fields, "Take these fields, by name or id, with commas")
+              ->delimiter(',')
+              ->allow_extra_args(false),
+          "FIELDS");
+  }
+}
+
+/// How messages are read.
+void addSourceOptions(CLI::App& command, Options& options) {
+  named(command
+            .add_option("--from", options.from,
+                        "What the input is: auto (default; a capture by its first bytes, else hex lines), hex, raw "
+                        "(one message) or pcap (pcap or pcapng, a UDP datagram a message)")
+            ->check(CLI::IsMember({"auto", "hex", "raw", "pcap"})),
+        "FORM");
+  named(command.add_option("--framing", options.framing,
+                           "Read a stream with a length in front of each message: u16le, u16be, u32le or u32be"),
+        "FRAMING");
+  named(command.add_option("--port", options.source.port, "Of captures: datagrams to this UDP port"), "PORT");
+  named(command.add_option("--group", options.group, "Of captures: datagrams to this address"), "ADDRESS");
+  named(command.add_option("--filter", options.source.filter, "Of captures: a filter expression as of tcpdump"),
+        "EXPRESSION");
+}
+
+/// How messages are written. @param name  of the option that says in which form
+void addSinkOptions(CLI::App& command, Options& options, const char* name) {
+  named(command
+            .add_option(name, options.to,
+                        "What to write: hex lines (default), raw (one message), u16le, u16be, u32le or u32be (a "
+                        "length in front of each message), pcap (UDP datagrams)")
+            ->check(CLI::IsMember({"hex", "raw", "u16le", "u16be", "u32le", "u32be", "pcap"})),
+        "FORM");
+  named(command.add_option("--time-field", options.sink.timeField, "Of pcap: the EPOCH_NSEC field with the times"),
+        "FIELD");
+  named(command.add_option("--source", options.sink.source, "Of pcap: from where, default 192.0.2.1:30000"),
+        "ADDRESS:PORT");
+  named(command.add_option("--destination", options.sink.destination, "Of pcap: to where, default 239.192.0.1:30001"),
+        "ADDRESS:PORT");
+}
+
+void addOutputOptions(CLI::App& command, Options& options) {
+  named(command.add_option("--output", options.outputFile, "Write FILE, which must not exist, not standard output"),
+        "FILE");
+  command.add_flag("--force", options.isForced, "Write over a file that exists");
+}
+
 void addEncodingOption(CLI::App& command, const char* name, Options& options) {
-  command.add_option(name, options.encoding, "Encoding to write: mInt, IterMap, MsgT or preferred")
-      ->type_name("ENCODING")
-      ->option_text("ENCODING")
-      ->required()
-      ->check(CLI::IsMember({"mInt", "IterMap", "MsgT", "preferred"}));
+  named(command.add_option(name, options.encoding, "Encoding to write: mInt, IterMap, MsgT or preferred")
+            ->required()
+            ->check(CLI::IsMember({"mInt", "IterMap", "MsgT", "preferred"})),
+        "ENCODING");
+}
+
+void addTimeZoneOption(CLI::App& command, Options& options) {
+  named(command.add_option("--time-zone", options.timeZone,
+                           "Of moments: UTC (default), local, +05:30, or a name such as Europe/Vienna"),
+        "ZONE");
+}
+
+TimeZone timeZoneOf(const Options& options) {
+  return options.timeZone ? TimeZone::parse(*options.timeZone) : TimeZone();
+}
+
+SinkOptions sinkOf(const Options& options) {
+  SinkOptions sink = options.sink;
+  if (options.to == "pcap") {
+    sink.form = OutputForm::Capture;
+  } else if (options.to == "raw") {
+    sink.form = OutputForm::Raw;
+  } else if (options.to != "hex") {
+    sink.form = OutputForm::Framed;
+    sink.framing = parseFraming(options.to);
+  }
+  return sink;
+}
+
+SourceOptions sourceOf(const Options& options) {
+  SourceOptions source = options.source;
+  if (!options.framing.empty()) {
+    if (options.from != "auto") {
+      throw UsageError("--framing is a form of its own; leave --from out");
+    }
+    source.form = InputForm::Framed;
+    source.framing = parseFraming(options.framing);
+  } else if (options.from == "hex") {
+    source.form = InputForm::HexLines;
+  } else if (options.from == "raw") {
+    source.form = InputForm::Raw;
+  } else if (options.from == "pcap") {
+    source.form = InputForm::Capture;
+  }
+  if (!options.group.empty()) {
+    source.group = parseAddress(options.group);
+    if (!source.group) {
+      throw UsageError("--group: " + inQuotes(options.group) + " is not an address");
+    }
+  }
+  return source;
 }
 
 Format formatOf(const Options& options) {
+  if (options.isPrice && options.format != "text") {
+    throw UsageError("--price goes with --format text");
+  }
+  if (options.isIsoTime && options.format == "text") {
+    throw UsageError("--iso-time goes with --format json or csv");
+  }
   if (options.format == "json") {
-    if (options.isPrice) {
-      throw UsageError("--price goes with --format text");
-    }
     return Format::Json;
+  }
+  if (options.format == "csv") {
+    return Format::Csv;
   }
   return options.isPrice ? Format::PriceText : Format::Text;
 }
 
-int runCommand(std::vector<std::string> arguments, const Streams& streams, Output& out, Reporter& reporter) {
-  Options options;
-  CLI::App app(kDescription, "mdmsg");
+Command addEncode(CLI::App& app, Options& options) {
+  CLI::App* const command = app.add_subcommand("encode", "JSON lines, or CSV, to messages");
+  addEncodingOption(*command, "--encoding", options);
+  command->add_flag("--csv", options.isCsv, "Read CSV with a header line of field names");
+  addSelectionOptions(*command, options, true);
+  addSinkOptions(*command, options, "--to,--framing");
+  addOutputOptions(*command, options);
+  addCommonOptions(*command, options);
+  command->footer(kEncodeHelp);
+  return {command, [&options](const Task& task) { encode(task, {options.encoding, options.isCsv, sinkOf(options)}); }};
+}
+
+Command addDecode(CLI::App& app, Options& options) {
+  CLI::App* const command = app.add_subcommand("decode", "Messages to print-outs, JSON lines or CSV");
+  named(command->add_option("--format", options.format, "What to write: text (default), json or csv")
+            ->check(CLI::IsMember({"text", "json", "csv"})),
+        "FORMAT");
+  command->add_flag("--price", options.isPrice, "Print prices kept as whole, numerator and denominator as one");
+  command->add_flag("--iso-time", options.isIsoTime, "Of json and csv: nanosecond times as 2024-06-03T09:30:00...");
+  addTimeZoneOption(*command, options);
+  addSourceOptions(*command, options);
+  addSelectionOptions(*command, options, true);
+  addOutputOptions(*command, options);
+  addCommonOptions(*command, options);
+  command->footer(kDecodeHelp);
+  return {command, [&options](const Task& task) {
+            DecodeOptions decodeOptions{formatOf(options), {}};
+            if (options.timeZone && !options.isIsoTime) {
+              throw UsageError("--time-zone goes with --iso-time");
+            }
+            if (options.isIsoTime) {
+              decodeOptions.isoTime = timeZoneOf(options);
+            }
+            decode(task, decodeOptions);
+          }};
+}
+
+Command addConvert(CLI::App& app, Options& options) {
+  CLI::App* const command = app.add_subcommand("convert", "Messages to messages of another encoding");
+  addEncodingOption(*command, "--to", options);
+  addSinkOptions(*command, options, "--as");
+  addSourceOptions(*command, options);
+  addSelectionOptions(*command, options, true);
+  addOutputOptions(*command, options);
+  addCommonOptions(*command, options);
+  command->footer(kConvertHelp);
+  return {command, [&options](const Task& task) { convert(task, {options.encoding, sinkOf(options)}); }};
+}
+
+/// All commands, in the order in which the help lists them.
+std::vector<Command> addCommands(CLI::App& app, Options& options) {
   app.set_version_flag("--version", "mdmsg " MDMSG_VERSION, "Print the version and exit");
   app.require_subcommand(1);
   app.footer(
-      "Example:\n"
+      "Examples:\n"
       "  echo '{\"SYMBOL\":\"AB\",\"BID\":101.25}' | mdmsg encode --encoding mInt | mdmsg decode\n"
+      "  mdmsg decode --format json feed.pcap\n"
+      "  mdmsg convert --to MsgT quotes.hex > other.hex\n"
       "\n"
       "\"mdmsg COMMAND --help\" tells more.");
+  return {addEncode(app, options), addDecode(app, options), addConvert(app, options)};
+}
 
-  CLI::App* const encodeCommand = app.add_subcommand("encode", "JSON lines, or CSV, to hex lines");
-  addEncodingOption(*encodeCommand, "--encoding", options);
-  encodeCommand->add_flag("--csv", options.isCsv, "Read CSV with a header line of field names");
-  addCommonOptions(*encodeCommand, options);
-  encodeCommand->footer(kEncodeHelp);
+/// Opens the file that the output goes to.
+void openOutput(const Options& options, std::ofstream& file, Output& out) {
+  if (!options.outputFile) {
+    return;
+  }
+  const std::string& path = *options.outputFile;
+  std::error_code error;
+  if (std::filesystem::exists(path, error)) {
+    if (!options.isForced) {
+      throw UsageError(path + " exists; --force writes over it");
+    }
+    for (const std::string& input : options.files) {
+      if (input != "-" && std::filesystem::equivalent(input, path, error)) {
+        throw UsageError(path + " is an input, too");
+      }
+    }
+  }
+  file.open(path, std::ios::binary);
+  if (!file.is_open()) {
+    throw UsageError("cannot write " + path);
+  }
+  out.redirect(file, path);
+}
 
-  CLI::App* const decodeCommand = app.add_subcommand("decode", "Hex lines to print-outs or JSON lines");
-  decodeCommand->add_option("--format", options.format, "What to write: text (default) or json")
-      ->type_name("FORMAT")
-      ->option_text("FORMAT")
-      ->check(CLI::IsMember({"text", "json"}));
-  decodeCommand->add_flag("--price", options.isPrice, "Print prices kept as whole, numerator and denominator as one");
-  addCommonOptions(*decodeCommand, options);
-  decodeCommand->footer(kDecodeHelp);
-
-  CLI::App* const convertCommand = app.add_subcommand("convert", "Hex lines to hex lines of another encoding");
-  addEncodingOption(*convertCommand, "--to", options);
-  addCommonOptions(*convertCommand, options);
-  convertCommand->footer(kConvertHelp);
-
+/// @param file  the output file, if there is to be one; it outlives what is written to it, and so does `progress`
+int runCommand(std::vector<std::string> arguments, const Streams& streams, std::ofstream& file, Progress& progress,
+               Output& out, Reporter& reporter) {
+  Options options;
+  CLI::App app(kDescription, "mdmsg");
+  const std::vector<Command> commands = addCommands(app, options);
   try {
     std::reverse(arguments.begin(), arguments.end());
     app.parse(std::move(arguments));
@@ -136,20 +339,18 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, Outpu
   }
 
   const QuietLibrary quiet;
-  const Format format = formatOf(options);
   if (options.dictionary) {
     loadDictionary(*options.dictionary, reporter);
   } else {
     loadDefaultDictionary();
   }
-  const Inputs inputs{options.files, streams.in};
-  if (encodeCommand->parsed()) {
-    encode(inputs, options.encoding, options.isCsv, out, reporter);
-  } else if (decodeCommand->parsed()) {
-    decode(inputs, options.source, format, out, reporter);
-  } else {
-    convert(inputs, options.source, options.encoding, out, reporter);
+  const Task task{{options.files, streams.in}, sourceOf(options), options.selection, out, reporter};
+  openOutput(options, file, out);
+  if (streams.isErrTerminal && !options.isQuiet && (!streams.isOutTerminal || options.outputFile)) {
+    reporter.setProgress(&progress);
   }
+  const auto ends = [&](const Command& command) { return command.app->parsed(); };
+  std::find_if(commands.begin(), commands.end(), ends)->run(task);
   out.flush();
   return reporter.status();
 }
@@ -157,10 +358,12 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, Outpu
 }  // namespace
 
 int run(std::vector<std::string> arguments, const Streams& streams) {
+  std::ofstream file;
+  Progress progress(streams.err);
   Output out(streams.out);
   Reporter reporter(streams.err, out);
   try {
-    return runCommand(std::move(arguments), streams, out, reporter);
+    return runCommand(std::move(arguments), streams, file, progress, out, reporter);
   } catch (const OutputError& error) {
     if (error.isBrokenPipe()) {
       return reporter.status();

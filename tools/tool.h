@@ -12,11 +12,13 @@ struct Streams {
   std::istream& in;
   std::ostream& out;
   std::ostream& err;  ///< not std::cerr itself, which the library writes to
+  bool isOutTerminal = false;
+  bool isErrTerminal = false;
 };
 
 /// Runs one command.
 /// @param arguments  of the command line, without the program's name
-/// @return the exit status: 0; 1 when a line was left out or did not go out as it came; 2 for bad usage
+/// @return the exit status: 0; 1 when a message was left out or did not go out as it came; 2 for bad usage
 int run(std::vector<std::string> arguments, const Streams& streams);
 
 }  // namespace MD::tool

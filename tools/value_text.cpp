@@ -121,6 +121,14 @@ void appendReal(T value, std::string& out) {
   out.append(text, std::to_chars(std::begin(text), std::end(text), value).ptr);
 }
 
+template <class T>
+void appendRealOrName(T value, std::string& out) {
+  if (std::isfinite(value)) {
+    return appendReal(value, out);
+  }
+  out += std::isnan(value) ? "NaN" : value > 0 ? "Infinity" : "-Infinity";
+}
+
 template std::int16_t parseWhole(std::string_view, std::string_view);
 template std::uint16_t parseWhole(std::string_view, std::string_view);
 template std::int32_t parseWhole(std::string_view, std::string_view);
@@ -139,5 +147,7 @@ template void appendWhole(std::int64_t, std::string&);
 template void appendWhole(std::uint64_t, std::string&);
 template void appendReal(float, std::string&);
 template void appendReal(double, std::string&);
+template void appendRealOrName(float, std::string&);
+template void appendRealOrName(double, std::string&);
 
 }  // namespace MD::tool

@@ -46,6 +46,10 @@ void appendWhole(T value, std::string& out);
 template <class T>
 void appendReal(T value, std::string& out);
 
+/// The same of any value: one that is not finite as "NaN", "Infinity" or "-Infinity", whatever the bits of a NaN are.
+template <class T>
+void appendRealOrName(T value, std::string& out);
+
 }  // namespace MD::tool
 
 #endif

@@ -394,7 +394,7 @@ TEST_F(Program, RefusesACommandLineThatItCannotUse) {
       {"encode", "--encoding is required"},
       {"encode --encoding Morse", "--encoding: Morse not in {mInt,IterMap,MsgT,preferred}"},
       {"encode --encoding mInt --price", "The following argument was not expected: --price"},
-      {"decode --format yaml", "--format: yaml not in {text,json}"},
+      {"decode --format yaml", "--format: yaml not in {text,json,csv}"},
       {"decode --dictionary", "--dictionary: 1 required FILE missing"},
       {"convert", "--to is required"},
   };
@@ -412,7 +412,7 @@ TEST_F(Program, EveryCommandHelpsWithExamples) {
     const char* arguments;
     std::vector<const char*> parts;
   } cases[] = {
-      {"--help", {"Usage: mdmsg [OPTIONS] SUBCOMMAND\n", "\nExample:\n", "Exit status"}},
+      {"--help", {"Usage: mdmsg [OPTIONS] SUBCOMMAND\n", "\nExamples:\n", "Exit status"}},
       {"encode --help", {"Usage: mdmsg encode [OPTIONS] [FILE...]\n", "--encoding ENCODING", "\nExamples:\n"}},
       {"decode --help", {"Usage: mdmsg decode [OPTIONS] [FILE...]\n", "--format FORMAT", "\nExamples:\n"}},
       {"convert --help", {"Usage: mdmsg convert [OPTIONS] [FILE...]\n", "--to ENCODING", "\nExamples:\n"}},

@@ -1,0 +1,88 @@
+#include "message_sink.h"
+
+#include "diagnostics.h"
+#include "hex.h"
+
+namespace MD::tool {
+namespace {
+
+Endpoint ipv4Endpoint(const char* option, const std::string& text) {
+  const auto endpoint = parseEndpoint(text);
+  if (!endpoint || endpoint->address.sizeBytes != 4) {
+    throw UsageError(option + (": " + inQuotes(text)) +
+                     " is not an IPv4 address and a port, such as 239.192.0.1:30001");
+  }
+  return *endpoint;
+}
+
+void appendBytes(const std::uint8_t* bytes, std::size_t sizeBytes, std::string& out) {
+  out.append(reinterpret_cast<const char*>(bytes), sizeBytes);
+}
+
+}  // namespace
+
+MessageSink::MessageSink(const SinkOptions& options, const FieldNames& names, Output& out)
+    : m_options(options), m_out(out) {
+  if (!options.timeField.empty()) {
+    try {
+      m_timeField = names.find(options.timeField);
+    } catch (const LineError& error) {
+      throw UsageError("--time-field: field " + printable(error.field()) + ": " + error.what());
+    }
+    if (m_timeField->type != DATATYPES::EPOCH_NSEC) {
+      throw UsageError("--time-field: field " + printable(options.timeField) + " is no EPOCH_NSEC");
+    }
+  }
+  if (options.form == OutputForm::Capture) {
+    m_capture.emplace(ipv4Endpoint("--source", options.source), ipv4Endpoint("--destination", options.destination));
+    CaptureWriter::begin(out.text());
+    out.lineDone();
+  }
+}
+
+void MessageSink::append(const MD_Message& message, std::optional<std::int64_t> timeNs) {
+  const std::uint8_t* const bytes = message.getBinary();
+  const std::uint32_t sizeBytes = message.getSizeImpl();
+  switch (m_options.form) {
+    case OutputForm::HexLines:
+      appendHex(bytes, sizeBytes, m_out.text());
+      m_out.text() += '\n';
+      return;
+    case OutputForm::Raw:
+      if (m_hasRaw) {
+        throw LineError("a raw output holds one message; --framing keeps several apart");
+      }
+      m_hasRaw = true;
+      return appendBytes(bytes, sizeBytes, m_out.text());
+    case OutputForm::Framed:
+      return appendFramed(bytes, sizeBytes);
+    case OutputForm::Capture:
+      m_capture->append(packetTime(message, timeNs), bytes, sizeBytes, m_out.text());
+  }
+}
+
+std::int64_t MessageSink::packetTime(const MD_Message& message, std::optional<std::int64_t> timeNs) {
+  constexpr std::int64_t kStepNs = 1'000'000;
+  MD_EpochNS time;
+  if (m_timeField && message.get(m_timeField->id, time)) {
+    // One that does not fit is beyond what a capture can say, too.
+    m_lastTimeNs = static_cast<std::int64_t>(time.get());
+  } else {
+    m_lastTimeNs = timeNs ? *timeNs : m_lastTimeNs + kStepNs;
+  }
+  return m_lastTimeNs;
+}
+
+void MessageSink::appendFramed(const std::uint8_t* bytes, std::uint32_t sizeBytes) {
+  const Framing framing = m_options.framing;
+  if (framing.sizeBytes == 2 && sizeBytes > 0xffff) {
+    throw LineError(std::to_string(sizeBytes) + " bytes are too long for a length of 2 bytes");
+  }
+  for (unsigned i = 0; i != framing.sizeBytes; ++i) {
+    const unsigned shift = 8 * (framing.isBigEndian ? framing.sizeBytes - 1U - i : i);
+    m_out.text() += static_cast<char>(sizeBytes >> shift & 0xff);
+  }
+  appendBytes(bytes, sizeBytes, m_out.text());
+}
+
+}  // namespace MD::tool
