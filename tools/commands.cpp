@@ -12,6 +12,7 @@
 #include "csv_message.h"
 #include "csv_reader.h"
 #include "csv_writer.h"
+#include "dump.h"
 #include "field_names.h"
 #include "json_reader.h"
 #include "json_writer.h"
@@ -240,6 +241,27 @@ void forEachTaken(const Task& task, Selection& selection, Use use) {
   });
 }
 
+/// "# feed.pcap: packet 3 (byte 1084), 2024-06-03T09:30:00.173980747Z, 10.0.0.1:5 to 239.1.1.1:30001: mInt, 39 bytes"
+void appendDumpTitle(const InputMessage& input, const Reporter& reporter, std::string& out) {
+  out += "# " + printable(reporter.place());
+  if (input.timeNs && *input.timeNs >= 0) {
+    out += ", ";
+    appendIsoTime(static_cast<std::uint64_t>(*input.timeNs), TimeZone(), out);
+    out += ", " + textOf(input.source) + " to " + textOf(input.destination);
+  }
+  const char* const encoding = input.sizeBytes != 0 ? encodingOfCode(input.data[0]) : nullptr;
+  out += std::string(": ") + (encoding != nullptr ? encoding : "no encoding") + ", " + std::to_string(input.sizeBytes) +
+         (input.sizeBytes == 1 ? " byte\n" : " bytes\n");
+}
+
+bool takesBytes(Selection& selection, const InputMessage& input) {
+  if (!selection.hasConditions()) {
+    return selection.takesUnreadable();
+  }
+  const auto message = MD_Message::createFromBytes(input.data, static_cast<std::uint32_t>(input.sizeBytes));
+  return message != nullptr && selection.takes(*message);
+}
+
 }  // namespace
 
 void encode(const Task& task, const EncodeOptions& options) {
@@ -303,6 +325,29 @@ void convert(const Task& task, const ConvertOptions& options) {
     }
     selection.keepFields(*message);
     sink.append(*message, input.timeNs);
+  });
+}
+
+void dump(const Task& task, bool isColored) {
+  const FieldNames names;
+  Selection selection(task.selection, names);
+  if (selection.isDone()) {
+    return;
+  }
+  SourceOptions source = task.source;
+  source.takesForeign = true;
+  bool isFirst = true;
+  forEachMessage(task.inputs, source, task.out, task.reporter, [&](const InputMessage& input) {
+    if (takesBytes(selection, input)) {
+      std::string& out = task.out.text();
+      out += isFirst ? "" : "\n";
+      isFirst = false;
+      appendDumpTitle(input, task.reporter, out);
+      if (appendDump(input.data, input.sizeBytes, MD_FieldMap::instance(), isColored, out).flaws != 0) {
+        task.reporter.flawed();
+      }
+    }
+    return selection.isDone() ? Go::NoFurther : Go::On;
   });
 }
 

@@ -53,6 +53,9 @@ struct ConvertOptions {
 /// @throws UsageError for an encoding that there is not
 void convert(const Task& task, const ConvertOptions& options);
 
+/// Messages taken apart byte by byte. One with flaws counts as bad data.
+void dump(const Task& task, bool isColored);
+
 }  // namespace MD::tool
 
 #endif

@@ -25,15 +25,15 @@ std::streambuf* nullBuffer() {
 
 void goOn(const char*, const char*, unsigned) {}
 
-/// What stands between the input's name and the text of a report.
+/// What stands behind the input's name.
 std::string textOf(const Place& place) {
   const auto withOffset = [&](const char* what) {
     return std::string(": ") + what + ' ' + std::to_string(place.number) + " (byte " + std::to_string(place.offset) +
-           "): ";
+           ')';
   };
   switch (place.kind) {
     case Place::Kind::Line:
-      return ':' + std::to_string(place.number) + ": ";
+      return ':' + std::to_string(place.number);
     case Place::Kind::Message:
       return withOffset("message");
     case Place::Kind::Packet:
@@ -41,7 +41,7 @@ std::string textOf(const Place& place) {
     case Place::Kind::Whole:
       break;
   }
-  return ": ";
+  return {};
 }
 
 }  // namespace
@@ -74,12 +74,14 @@ std::string printable(std::string_view text) {
 
 std::string inQuotes(std::string_view text) { return '"' + printable(text) + '"'; }
 
+std::string Reporter::place() const { return m_input + textOf(m_place); }
+
 void Reporter::error(const LineError& error) { reportLine("", error.field(), error.what()); }
 
 void Reporter::note(std::string_view field, std::string_view text) { reportLine("note: ", field, text); }
 
 void Reporter::reportLine(std::string_view kind, std::string_view field, std::string_view text) {
-  std::string report = m_input + textOf(m_place);
+  std::string report = place() + ": ";
   report += kind;
   if (!field.empty()) {
     report.append("field ").append(printable(field)).append(": ");

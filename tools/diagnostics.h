@@ -86,6 +86,11 @@ class Reporter {
     }
   }
 
+  /// The input and the place in it, as the reports name them.
+  std::string place() const;
+
+  /// The message at hand has flaws that stand in the output.
+  void flawed() noexcept { raise(kBadData); }
   /// The message at hand is left out.
   void error(const LineError& error);
   /// The message at hand went out, not all of it as it came.

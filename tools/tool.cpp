@@ -1,5 +1,7 @@
 #include "tool.h"
 
+#include <cstdlib>
+
 #include <algorithm>
 #include <exception>
 #include <filesystem>
@@ -44,6 +46,7 @@ struct Options {
   bool isPrice = false;
   bool isIsoTime = false;
   std::optional<std::string> timeZone;
+  std::string color = "auto";
 };
 
 /// A command: its part of the command line, and what it does once that has been read.
@@ -92,6 +95,16 @@ constexpr const char* kConvertHelp =
     "  mdmsg convert --to mInt quotes.hex > small.hex\n"
     "  mdmsg encode --encoding MsgT quotes.json | mdmsg convert --to IterMap\n"
     "  mdmsg convert --to mInt --as pcap --output small.pcap feed.pcap";
+
+constexpr const char* kDumpHelp =
+    "A row for each part of a record: offset, bytes, the part (id, type, length, value),\n"
+    "field, type and value; behind an exclamation mark what is wrong there. Broken\n"
+    "messages are shown as far as they go. The exit status is 1 when one had a flaw.\n"
+    "\n"
+    "Examples:\n"
+    "  mdmsg dump --limit 1 quotes.hex\n"
+    "  echo 06 6400010c 6500 | mdmsg dump\n"
+    "  mdmsg dump --port 30001 --skip 99 --limit 1 feed.pcap";
 
 /// A field, a file and so on that an option takes.
 CLI::Option* named(CLI::Option* option, const char* name) { return option->type_name(name)->option_text(name); }
@@ -284,8 +297,28 @@ Command addConvert(CLI::App& app, Options& options) {
   return {command, [&options](const Task& task) { convert(task, {options.encoding, sinkOf(options)}); }};
 }
 
+Command addDump(CLI::App& app, Options& options, bool isOutTerminal) {
+  CLI::App* const command = app.add_subcommand("dump", "Messages taken apart: every byte, and what it means");
+  named(command
+            ->add_option("--color", options.color,
+                         "auto (default; on a terminal, unless NO_COLOR is set), always "
+                         "or never")
+            ->check(CLI::IsMember({"auto", "always", "never"})),
+        "WHEN");
+  addSourceOptions(*command, options);
+  addSelectionOptions(*command, options, false);
+  addOutputOptions(*command, options);
+  addCommonOptions(*command, options);
+  command->footer(kDumpHelp);
+  return {command, [&options, isOutTerminal](const Task& task) {
+            const char* const noColor = std::getenv("NO_COLOR");
+            const bool isWanted = isOutTerminal && !options.outputFile && (noColor == nullptr || *noColor == '\0');
+            dump(task, options.color == "always" || (options.color == "auto" && isWanted));
+          }};
+}
+
 /// All commands, in the order in which the help lists them.
-std::vector<Command> addCommands(CLI::App& app, Options& options) {
+std::vector<Command> addCommands(CLI::App& app, Options& options, bool isOutTerminal) {
   app.set_version_flag("--version", "mdmsg " MDMSG_VERSION, "Print the version and exit");
   app.require_subcommand(1);
   app.footer(
@@ -295,7 +328,8 @@ std::vector<Command> addCommands(CLI::App& app, Options& options) {
       "  mdmsg convert --to MsgT quotes.hex > other.hex\n"
       "\n"
       "\"mdmsg COMMAND --help\" tells more.");
-  return {addEncode(app, options), addDecode(app, options), addConvert(app, options)};
+  return {addEncode(app, options), addDecode(app, options), addConvert(app, options),
+          addDump(app, options, isOutTerminal)};
 }
 
 /// Opens the file that the output goes to.
@@ -327,7 +361,7 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, std::
                Output& out, Reporter& reporter) {
   Options options;
   CLI::App app(kDescription, "mdmsg");
-  const std::vector<Command> commands = addCommands(app, options);
+  const std::vector<Command> commands = addCommands(app, options, streams.isOutTerminal);
   try {
     std::reverse(arguments.begin(), arguments.end());
     app.parse(std::move(arguments));
