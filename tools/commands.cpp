@@ -21,6 +21,7 @@
 #include "md/md_price_output.h"
 #include "message_builder.h"
 #include "received.h"
+#include "statistics.h"
 #include "utf8.h"
 
 namespace MD::tool {
@@ -262,6 +263,18 @@ bool takesBytes(Selection& selection, const InputMessage& input) {
   return message != nullptr && selection.takes(*message);
 }
 
+/// When a message was sent, or else captured.
+std::optional<std::int64_t> timeOf(const InputMessage& input, const std::optional<Field>& timeField) {
+  if (timeField) {
+    const auto message = MD_Message::createFromBytes(input.data, static_cast<std::uint32_t>(input.sizeBytes));
+    MD_EpochNS time;
+    if (message != nullptr && message->get(timeField->id, time)) {
+      return static_cast<std::int64_t>(time.get());
+    }
+  }
+  return input.timeNs;
+}
+
 }  // namespace
 
 void encode(const Task& task, const EncodeOptions& options) {
@@ -349,6 +362,45 @@ void dump(const Task& task, bool isColored) {
     }
     return selection.isDone() ? Go::NoFurther : Go::On;
   });
+}
+
+void stats(const Task& task, const StatsOptions& options) {
+  const FieldNames names;
+  Selection selection(task.selection, names);
+  std::optional<Field> timeField;
+  if (!options.timeField.empty()) {
+    timeField = timeFieldOf(options.timeField, names);
+  }
+  Statistics statistics;
+  SourceOptions source = task.source;
+  source.takesForeign = true;
+  const auto countOne = [&](const InputMessage& input) {
+    if (takesBytes(selection, input)) {
+      const auto timeNs = timeOf(input, timeField);
+      count(statistics, input, names, timeNs ? &*timeNs : nullptr);
+    }
+    return selection.isDone() ? Go::NoFurther : Go::On;
+  };
+  const auto addCapture = [&](const MessageSource& read) {
+    if (const CaptureCounts* const counts = read.counts()) {
+      statistics.hasCapture = true;
+      add(statistics.capture, *counts);
+    }
+  };
+  if (!selection.isDone()) {
+    forEachMessage(task.inputs, source, task.out, task.reporter, countOne, addCapture);
+  }
+  if (statistics.bad + statistics.truncated + statistics.foreign != 0) {
+    task.reporter.flawed();
+  }
+  appendReport(statistics, names, options.zone, options.columns, task.out.text());
+  task.out.lineDone();
+  if (options.svg != nullptr) {
+    *options.svg << svgOf(statistics, options.zone) << std::flush;
+    if (!*options.svg) {
+      throw UsageError("cannot write the picture");
+    }
+  }
 }
 
 }  // namespace MD::tool

@@ -2,6 +2,9 @@
 #ifndef MDMSG_COMMANDS_H
 #define MDMSG_COMMANDS_H
 
+#include <cstddef>
+
+#include <iosfwd>
 #include <optional>
 #include <string>
 
@@ -55,6 +58,16 @@ void convert(const Task& task, const ConvertOptions& options);
 
 /// Messages taken apart byte by byte. One with flaws counts as bad data.
 void dump(const Task& task, bool isColored);
+
+struct StatsOptions {
+  TimeZone zone;
+  std::string timeField;  ///< an EPOCH_NSEC field that tells when, where the input does not
+  std::size_t columns = 80;
+  std::ostream* svg = nullptr;  ///< where a picture goes, if one is wanted
+};
+
+/// Counts of all messages.
+void stats(const Task& task, const StatsOptions& options);
 
 }  // namespace MD::tool
 

@@ -21,17 +21,23 @@ void appendBytes(const std::uint8_t* bytes, std::size_t sizeBytes, std::string& 
 
 }  // namespace
 
+Field timeFieldOf(const std::string& name, const FieldNames& names) {
+  Field field;
+  try {
+    field = names.find(name);
+  } catch (const LineError& error) {
+    throw UsageError("--time-field: field " + printable(error.field()) + ": " + error.what());
+  }
+  if (field.type != DATATYPES::EPOCH_NSEC) {
+    throw UsageError("--time-field: field " + printable(name) + " is no EPOCH_NSEC");
+  }
+  return field;
+}
+
 MessageSink::MessageSink(const SinkOptions& options, const FieldNames& names, Output& out)
     : m_options(options), m_out(out) {
   if (!options.timeField.empty()) {
-    try {
-      m_timeField = names.find(options.timeField);
-    } catch (const LineError& error) {
-      throw UsageError("--time-field: field " + printable(error.field()) + ": " + error.what());
-    }
-    if (m_timeField->type != DATATYPES::EPOCH_NSEC) {
-      throw UsageError("--time-field: field " + printable(options.timeField) + " is no EPOCH_NSEC");
-    }
+    m_timeField = timeFieldOf(options.timeField, names);
   }
   if (options.form == OutputForm::Capture) {
     m_capture.emplace(ipv4Endpoint("--source", options.source), ipv4Endpoint("--destination", options.destination));

@@ -27,6 +27,9 @@ struct SinkOptions {
   std::string timeField;
 };
 
+/// The EPOCH_NSEC field of this name or id. @throws UsageError when there is none
+Field timeFieldOf(const std::string& name, const FieldNames& names);
+
 class MessageSink {
  public:
   /// @throws UsageError when an option cannot be used

@@ -18,6 +18,7 @@
 #include "diagnostics.h"
 #include "dictionary.h"
 #include "output.h"
+#include "platform.h"
 #include "progress.h"
 
 namespace MD::tool {
@@ -47,6 +48,13 @@ struct Options {
   bool isIsoTime = false;
   std::optional<std::string> timeZone;
   std::string color = "auto";
+  std::optional<std::string> svgFile;
+};
+
+/// What is written besides standard output.
+struct Files {
+  std::ofstream output;
+  std::ofstream svg;
 };
 
 /// A command: its part of the command line, and what it does once that has been read.
@@ -105,6 +113,17 @@ constexpr const char* kDumpHelp =
     "  mdmsg dump --limit 1 quotes.hex\n"
     "  echo 06 6400010c 6500 | mdmsg dump\n"
     "  mdmsg dump --port 30001 --skip 99 --limit 1 feed.pcap";
+
+constexpr const char* kStatsHelp =
+    "Bad messages hold something that receivers cut out or cannot read, truncated ones\n"
+    "end inside a record; what begins with no encoding's code is not ours. Rates need\n"
+    "the times of a capture or --time-field. The exit status is 1 when a message was\n"
+    "bad, truncated or not ours.\n"
+    "\n"
+    "Examples:\n"
+    "  mdmsg stats feed.pcap.gz\n"
+    "  mdmsg stats --svg feed.svg --time-zone America/New_York feed.pcap\n"
+    "  mdmsg stats --time-field RECV_TIME quotes.hex";
 
 /// A field, a file and so on that an option takes.
 CLI::Option* named(CLI::Option* option, const char* name) { return option->type_name(name)->option_text(name); }
@@ -248,6 +267,25 @@ Format formatOf(const Options& options) {
   return options.isPrice ? Format::PriceText : Format::Text;
 }
 
+/// Opens a file to write, which must not exist, or not be an input, as the options have it.
+void openFile(const std::string& path, const Options& options, std::ofstream& file) {
+  std::error_code error;
+  if (std::filesystem::exists(path, error)) {
+    if (!options.isForced) {
+      throw UsageError(path + " exists; --force writes over it");
+    }
+    for (const std::string& input : options.files) {
+      if (input != "-" && std::filesystem::equivalent(input, path, error)) {
+        throw UsageError(path + " is an input, too");
+      }
+    }
+  }
+  file.open(path, std::ios::binary);
+  if (!file.is_open()) {
+    throw UsageError("cannot write " + path);
+  }
+}
+
 Command addEncode(CLI::App& app, Options& options) {
   CLI::App* const command = app.add_subcommand("encode", "JSON lines, or CSV, to messages");
   addEncodingOption(*command, "--encoding", options);
@@ -317,8 +355,32 @@ Command addDump(CLI::App& app, Options& options, bool isOutTerminal) {
           }};
 }
 
+Command addStats(CLI::App& app, Options& options, std::ofstream& svg, bool isOutTerminal) {
+  CLI::App* const command = app.add_subcommand("stats", "What messages there are: encodings, rates, sizes, fields");
+  named(command->add_option("--svg", options.svgFile, "Draw rate over time and sizes into FILE, which must not exist"),
+        "FILE");
+  named(command->add_option("--time-field", options.sink.timeField, "The EPOCH_NSEC field that tells when"), "FIELD");
+  addTimeZoneOption(*command, options);
+  addSourceOptions(*command, options);
+  addSelectionOptions(*command, options, false);
+  addOutputOptions(*command, options);
+  addCommonOptions(*command, options);
+  command->footer(kStatsHelp);
+  return {command, [&options, &svg, isOutTerminal](const Task& task) {
+            StatsOptions statsOptions;
+            statsOptions.zone = timeZoneOf(options);
+            statsOptions.timeField = options.sink.timeField;
+            statsOptions.columns = isOutTerminal ? terminalColumns() : 80;
+            if (options.svgFile) {
+              openFile(*options.svgFile, options, svg);
+              statsOptions.svg = &svg;
+            }
+            stats(task, statsOptions);
+          }};
+}
+
 /// All commands, in the order in which the help lists them.
-std::vector<Command> addCommands(CLI::App& app, Options& options, bool isOutTerminal) {
+std::vector<Command> addCommands(CLI::App& app, Options& options, Files& files, bool isOutTerminal) {
   app.set_version_flag("--version", "mdmsg " MDMSG_VERSION, "Print the version and exit");
   app.require_subcommand(1);
   app.footer(
@@ -329,39 +391,15 @@ std::vector<Command> addCommands(CLI::App& app, Options& options, bool isOutTerm
       "\n"
       "\"mdmsg COMMAND --help\" tells more.");
   return {addEncode(app, options), addDecode(app, options), addConvert(app, options),
-          addDump(app, options, isOutTerminal)};
+          addDump(app, options, isOutTerminal), addStats(app, options, files.svg, isOutTerminal)};
 }
 
-/// Opens the file that the output goes to.
-void openOutput(const Options& options, std::ofstream& file, Output& out) {
-  if (!options.outputFile) {
-    return;
-  }
-  const std::string& path = *options.outputFile;
-  std::error_code error;
-  if (std::filesystem::exists(path, error)) {
-    if (!options.isForced) {
-      throw UsageError(path + " exists; --force writes over it");
-    }
-    for (const std::string& input : options.files) {
-      if (input != "-" && std::filesystem::equivalent(input, path, error)) {
-        throw UsageError(path + " is an input, too");
-      }
-    }
-  }
-  file.open(path, std::ios::binary);
-  if (!file.is_open()) {
-    throw UsageError("cannot write " + path);
-  }
-  out.redirect(file, path);
-}
-
-/// @param file  the output file, if there is to be one; it outlives what is written to it, and so does `progress`
-int runCommand(std::vector<std::string> arguments, const Streams& streams, std::ofstream& file, Progress& progress,
+/// @param files  the files that are written; they outlive what is written to them, and so does `progress`
+int runCommand(std::vector<std::string> arguments, const Streams& streams, Files& files, Progress& progress,
                Output& out, Reporter& reporter) {
   Options options;
   CLI::App app(kDescription, "mdmsg");
-  const std::vector<Command> commands = addCommands(app, options, streams.isOutTerminal);
+  const std::vector<Command> commands = addCommands(app, options, files, streams.isOutTerminal);
   try {
     std::reverse(arguments.begin(), arguments.end());
     app.parse(std::move(arguments));
@@ -379,8 +417,12 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, std::
     loadDefaultDictionary();
   }
   const Task task{{options.files, streams.in}, sourceOf(options), options.selection, out, reporter};
-  openOutput(options, file, out);
-  if (streams.isErrTerminal && !options.isQuiet && (!streams.isOutTerminal || options.outputFile)) {
+  if (options.outputFile) {
+    openFile(*options.outputFile, options, files.output);
+    out.redirect(files.output, *options.outputFile);
+  }
+  if (streams.isErrTerminal && !options.isQuiet &&
+      (!streams.isOutTerminal || options.outputFile || app.got_subcommand("stats"))) {
     reporter.setProgress(&progress);
   }
   const auto ends = [&](const Command& command) { return command.app->parsed(); };
@@ -392,12 +434,12 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, std::
 }  // namespace
 
 int run(std::vector<std::string> arguments, const Streams& streams) {
-  std::ofstream file;
+  Files files;
   Progress progress(streams.err);
   Output out(streams.out);
   Reporter reporter(streams.err, out);
   try {
-    return runCommand(std::move(arguments), streams, file, progress, out, reporter);
+    return runCommand(std::move(arguments), streams, files, progress, out, reporter);
   } catch (const OutputError& error) {
     if (error.isBrokenPipe()) {
       return reporter.status();
