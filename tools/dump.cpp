@@ -77,7 +77,9 @@ class Dumper {
         break;
       default:
         row(1, "code", {}, {}, {}, "no encoding begins with this byte (01 IterMap, 06 mInt, 46 MsgT)");
-        row(left(), "rest");
+        if (left() != 0) {
+          row(left(), "rest");
+        }
     }
     return m_result;
   }
@@ -190,6 +192,7 @@ class Dumper {
   ///                    is none of the field's
   bool idRow(bool isBigEndian, Shown& shown, const char* unknown, std::optional<std::uint8_t> typeBehind = {}) {
     if (left() < 2) {
+      m_result.isTruncated = true;
       row(left(), "id", {}, {}, {}, "one byte is too few for an id; receivers cut it off");
       return false;
     }
@@ -213,12 +216,7 @@ class Dumper {
   /// A length of `sizeBytes`. What is missing of it at the end of the message reads as 0.
   std::size_t lengthRow(std::size_t sizeBytes, bool isBigEndian, const Shown& shown) {
     if (left() < sizeBytes) {
-      const std::string flaw = "the message ends inside the record";
-      if (left() == 0) {
-        missing("length", shown, flaw);
-      } else {
-        row(left(), "length", shown.name, typeOf(shown), {}, flaw);
-      }
+      cutRow("length", shown, "the message ends inside the record");
       return 0;
     }
     const auto length = static_cast<std::size_t>(number(sizeBytes, isBigEndian));
@@ -226,9 +224,10 @@ class Dumper {
     return length;
   }
 
-  /// A row for a part of which there is no byte.
-  void missing(std::string_view part, const Shown& shown, std::string_view flaw) {
-    row(0, part, shown.name, typeOf(shown), {}, flaw);
+  /// A part of which some bytes, or all, are missing at the end of the message.
+  void cutRow(std::string_view part, const Shown& shown, std::string_view flaw) {
+    m_result.isTruncated = true;
+    row(left(), part, shown.name, typeOf(shown), {}, flaw);
   }
 
   void mIntRecord() {
@@ -285,7 +284,7 @@ class Dumper {
       return;
     }
     if (left() < 2) {
-      missingOrRest("type", shown);
+      cutRow("type", shown, "the message ends inside the record");
       return;
     }
     const std::uint64_t word = number(2, true);
@@ -309,33 +308,18 @@ class Dumper {
     }
   }
 
-  void missingOrRest(std::string_view part, const Shown& shown) {
-    const std::string flaw = "the message ends inside the record";
-    if (left() == 0) {
-      missing(part, shown, flaw);
-    } else {
-      row(left(), part, shown.name, typeOf(shown), {}, flaw);
-    }
-  }
-
   void valueRow(const Shown& shown, std::size_t length, bool isBigEndian) {
     if (length > left()) {
-      const std::string flaw = "the message ends inside the value, of which it has " + std::to_string(left()) + " of " +
-                               std::to_string(length) + " bytes";
-      if (left() == 0) {
-        missing("value", shown, flaw);
-      } else {
-        row(left(), "value", shown.name, typeOf(shown), {}, flaw);
-      }
+      cutRow("value", shown,
+             "the message ends inside the value, of which it has " + std::to_string(left()) + " of " +
+                 std::to_string(length) + " bytes");
       return;
     }
     const std::string flaw = flawOf(shown, length);
     const std::string value =
         flaw.empty() || length >= widthOf(shown.type) ? valueText(shown, length, isBigEndian) : "";
-    if (length != 0) {
+    if (length != 0 || (shown.isKnown && isCarried(shown.type))) {
       row(length, "value", shown.name, typeOf(shown), value, flaw);
-    } else if (shown.isKnown && isCarried(shown.type)) {
-      row(0, "value", shown.name, typeOf(shown), value, flaw);
     }
   }
 

@@ -14,7 +14,8 @@ namespace MD::tool {
 /// What a dump met with.
 struct DumpResult {
   std::size_t records = 0;
-  std::size_t flaws = 0;  ///< marked by "!": what receivers cut out, cannot read or read otherwise than it looks
+  std::size_t flaws = 0;     ///< marked by "!": what receivers cut out, cannot read or read otherwise than it looks
+  bool isTruncated = false;  ///< whether the message ends inside a record
 };
 
 /// The encoding that a first byte names, null when it names none.

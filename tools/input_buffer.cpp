@@ -63,6 +63,9 @@ class InputBuffer::Inflater {
         m_isBetweenMembers = true;
         inflateReset(&m_stream);
       } else if (code != Z_OK && code != Z_BUF_ERROR) {
+        if (m_stream.avail_out != room) {
+          break;  // what came before the damage goes out first; the next call meets it again
+        }
         throw InputError("the compressed data is damaged (" +
                          std::string(m_stream.msg != nullptr ? m_stream.msg : "no reason known") + ')');
       }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "dump.h"
+#include "md/md_fieldmap.h"
 #include "received.h"
 
 namespace MD::tool {
@@ -9,13 +11,10 @@ namespace {
 
 std::size_t indexOf(std::uint8_t code) noexcept { return code == 6 ? 0 : code == 1 ? 1 : 2; }
 
-/// What a message is that holds something that cannot be read.
-enum class Flaw { None, Bad, Truncated };
-
-bool isCutOff(const MD_Message& message, std::uint16_t id) {
-  std::uint8_t type = 0;
-  std::uint32_t sizeBytes = 0;
-  return message.fieldData(id, type, sizeBytes) != nullptr && valueBytes(message, id).sizeBytes < sizeBytes;
+/// Whether received bytes end inside a record.
+bool isTruncated(const InputMessage& input) {
+  std::string text;
+  return appendDump(input.data, input.sizeBytes, MD_FieldMap::instance(), false, text).isTruncated;
 }
 
 }  // namespace
@@ -115,19 +114,19 @@ void count(Statistics& statistics, const InputMessage& input, const FieldNames& 
 
   std::vector<std::uint16_t> ids;
   message->get_field_ids(ids);
-  Flaw flaw = message->getSizeImpl() != input.sizeBytes || ids.size() != message->fieldCount() ? Flaw::Bad : Flaw::None;
+  bool isSound = message->getSizeImpl() == input.sizeBytes && ids.size() == message->fieldCount();
   std::sort(ids.begin(), ids.end());
   ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
   for (const std::uint16_t id : ids) {
     if (isReadable(*message, id, names.type(id))) {
-      ++statistics.fieldsSeen;
       ++statistics.fields[id];
     } else {
-      flaw = std::max(flaw, isCutOff(*message, id) ? Flaw::Truncated : Flaw::Bad);
+      isSound = false;
     }
   }
-  statistics.truncated += flaw == Flaw::Truncated ? 1 : 0;
-  statistics.bad += flaw == Flaw::Bad ? 1 : 0;
+  if (!isSound) {
+    ++(isTruncated(input) ? statistics.truncated : statistics.bad);
+  }
 }
 
 void add(CaptureCounts& sum, const CaptureCounts& counts) {

@@ -78,14 +78,13 @@ struct EncodingCount {
 
 /// What was seen.
 struct Statistics {
-  std::array<EncodingCount, 3> encodings;  ///< mInt, IterMap, MsgT
-  std::uint64_t messages = 0;              ///< in one of the encodings, sound or not
-  std::uint64_t bytes = 0;                 ///< of them
-  std::uint64_t foreign = 0;               ///< begin with no encoding's code
-  std::uint64_t truncated = 0;             ///< end inside a record
-  std::uint64_t bad = 0;                   ///< hold, not being truncated, something that cannot be read
-  std::uint64_t unusable = 0;              ///< lines, packets and the like that are no message at all
-  std::uint64_t fieldsSeen = 0;
+  std::array<EncodingCount, 3> encodings;         ///< mInt, IterMap, MsgT
+  std::uint64_t messages = 0;                     ///< in one of the encodings, sound or not
+  std::uint64_t bytes = 0;                        ///< of them
+  std::uint64_t foreign = 0;                      ///< begin with no encoding's code
+  std::uint64_t truncated = 0;                    ///< end inside a record
+  std::uint64_t bad = 0;                          ///< hold, not being truncated, something that cannot be read
+  std::uint64_t unusable = 0;                     ///< lines, packets and the like that are no message at all
   std::map<std::uint16_t, std::uint64_t> fields;  ///< by id: in how many messages it can be read
   SizeHistogram sizes;
   RateHistogram times;

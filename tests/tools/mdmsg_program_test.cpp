@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -12,76 +13,15 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#ifndef _WIN32
-#include <sys/wait.h>
-#endif
-
-#include "support/configuration.h"
-#include "support/dictionary.h"
+#include "program_support.h"
 
 namespace {
 
 using MD::test::ConfigurationFolder;
-
-struct Result {
-  std::string out;
-  std::string err;
-  int status;
-};
-
-std::ostream& operator<<(std::ostream& out, const Result& result) {
-  return out << "status " << result.status << "\n--- out\n" << result.out << "--- err\n" << result.err;
-}
-
-bool operator==(const Result& a, const Result& b) { return a.out == b.out && a.err == b.err && a.status == b.status; }
-
-std::string contentsOf(const char* path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-/// Standard error is a text file: what ends a line there is the system's own.
-std::string linesOf(const char* path) {
-  std::string text = contentsOf(path);
-#ifdef _WIN32
-  for (std::size_t end = text.find("\r\n"); end != text.npos; end = text.find("\r\n", end)) {
-    text.erase(end, 1);
-  }
-#endif
-  return text;
-}
-
-/// Runs the program in a folder of its own that holds the dictionary "fields.txt".
-class Program : public testing::Test {
- protected:
-  Program() {
-    write("fields.txt", std::string(MD::test::kDictionary) + "PX_WHOLE 400 INT\nPX_NUM 401 INT\nPX_DENOM 402 INT\n");
-  }
-
-  static void write(const char* path, const std::string& text) { ConfigurationFolder::write(path, text); }
-
-  /// @param arguments  as they stand on a command line
-  static Result mdmsg(const std::string& arguments, const std::string& input = {}) {
-    write("stdin", input);
-    std::string command = "\"" MDMSG_PROGRAM "\" " + arguments + " <stdin >stdout 2>stderr";
-#ifdef _WIN32
-    command = '"' + command + '"';  // the shell takes the outer quotes away
-#endif
-    int status = std::system(command.c_str());
-#ifndef _WIN32
-    status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-#endif
-    return {contentsOf("stdout"), linesOf("stderr"), status};
-  }
-
-  /// The same with the folder's dictionary.
-  static Result withFields(const std::string& arguments, const std::string& input = {}) {
-    return mdmsg(arguments + " --dictionary fields.txt", input);
-  }
-
- private:
-  ConfigurationFolder m_folder;
-};
+using MD::test::contentsOf;
+using MD::test::dataFile;
+using MD::test::Program;
+using MD::test::Result;
 
 constexpr const char* kAllTypesJson =
     R"({"CH":"B","QTY":-1,"SEQ":-9223372036854775808,"VOLA":0.5,"BID":-0.0,"SYMBOL":"A\"","BLOB":{"hex":"00ff"},)"
@@ -574,12 +514,35 @@ TEST_F(ProgramEndToEnd, TheSampleQuotesComeBackAsTheyWere) {
 }
 
 TEST_F(ProgramEndToEnd, RecordedQuotesComeBackAsTheyWere) {
-  const char* folder = std::getenv("MD_TEST_DATA");
-  const std::string csv = folder != nullptr ? contentsOf((std::string(folder) + "/ticks_small.csv").c_str()) : "";
+  const std::string csv = dataFile("ticks_small.csv");
   if (csv.empty()) {
     GTEST_SKIP() << "MD_TEST_DATA names no folder with ticks_small.csv";
   }
-  EXPECT_EQ(sendThroughPipes(csv), 11983u);
+  EXPECT_EQ(sendThroughPipes(contentsOf(csv)), 11983u);
 }
+
+#if defined(MDMSG_HAS_ZLIB)
+
+TEST_F(ProgramEndToEnd, CompressedRecordedQuotesComeBackByteForByte) {
+  const std::string csv = dataFile("ticks.csv.gz");
+  if (csv.empty()) {
+    GTEST_SKIP() << "MD_TEST_DATA names no folder with ticks.csv.gz";
+  }
+  write("tick_fields.txt", kTickFields);
+  for (const char* encoding : {"mInt", "IterMap", "MsgT"}) {
+    SCOPED_TRACE(encoding);
+    const std::string encode = std::string("encode --dictionary tick_fields.txt --encoding ") + encoding;
+    const Result hex = mdmsg(encode + " --csv --skip 200000 --limit 10000 \"" + csv + '"');
+    EXPECT_EQ(hex.status, 0) << hex.err;
+    EXPECT_EQ(std::count(hex.out.begin(), hex.out.end(), '\n'), 10'000);
+    const Result json = mdmsg("decode --format json --dictionary tick_fields.txt", hex.out);
+    EXPECT_EQ(json.status, 0) << json.err;
+    const Result again = mdmsg(encode, json.out);
+    EXPECT_EQ(again.status, 0) << again.err;
+    EXPECT_TRUE(again.out == hex.out) << "the way back gives other bytes";
+  }
+}
+
+#endif
 
 }  // namespace

@@ -1,0 +1,92 @@
+// What the tests of the program as a whole share: a run of it in a folder of its own, and all that came of it.
+#ifndef MD_TESTS_TOOLS_PROGRAM_SUPPORT_H
+#define MD_TESTS_TOOLS_PROGRAM_SUPPORT_H
+
+#include <cstdlib>
+
+#include <fstream>
+#include <iterator>
+#include <ostream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#ifndef _WIN32
+#include <sys/wait.h>
+#endif
+
+#include "support/configuration.h"
+#include "support/dictionary.h"
+
+namespace MD::test {
+
+struct Result {
+  std::string out;
+  std::string err;
+  int status;
+};
+
+inline std::ostream& operator<<(std::ostream& out, const Result& result) {
+  return out << "status " << result.status << "\n--- out\n" << result.out << "--- err\n" << result.err;
+}
+
+inline bool operator==(const Result& a, const Result& b) {
+  return a.out == b.out && a.err == b.err && a.status == b.status;
+}
+
+inline std::string contentsOf(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+/// Standard error is a text file: what ends a line there is the system's own.
+inline std::string linesOf(const char* path) {
+  std::string text = contentsOf(path);
+#ifdef _WIN32
+  for (std::size_t end = text.find("\r\n"); end != text.npos; end = text.find("\r\n", end)) {
+    text.erase(end, 1);
+  }
+#endif
+  return text;
+}
+
+/// Runs the program in a folder of its own that holds the dictionary "fields.txt".
+class Program : public testing::Test {
+ protected:
+  Program() { write("fields.txt", std::string(kDictionary) + "PX_WHOLE 400 INT\nPX_NUM 401 INT\nPX_DENOM 402 INT\n"); }
+
+  static void write(const char* path, const std::string& text) { ConfigurationFolder::write(path, text); }
+
+  /// @param arguments  as they stand on a command line
+  static Result mdmsg(const std::string& arguments, const std::string& input = {}) {
+    write("stdin", input);
+    std::string command = "\"" MDMSG_PROGRAM "\" " + arguments + " <stdin >stdout 2>stderr";
+#ifdef _WIN32
+    command = '"' + command + '"';  // the shell takes the outer quotes away
+#endif
+    int status = std::system(command.c_str());
+#ifndef _WIN32
+    status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+#endif
+    return {contentsOf("stdout"), linesOf("stderr"), status};
+  }
+
+  /// The same with the folder's dictionary.
+  static Result withFields(const std::string& arguments, const std::string& input = {}) {
+    return mdmsg(arguments + " --dictionary fields.txt", input);
+  }
+
+ private:
+  ConfigurationFolder m_folder;
+};
+
+/// Recorded market data: the path of a file in the folder that MD_TEST_DATA names, empty when there is none.
+inline std::string dataFile(const char* name) {
+  const char* const folder = std::getenv("MD_TEST_DATA");
+  const std::string path = folder != nullptr ? std::string(folder) + '/' + name : std::string();
+  return std::ifstream(path).is_open() ? path : std::string();
+}
+
+}  // namespace MD::test
+
+#endif
