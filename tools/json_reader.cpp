@@ -19,9 +19,9 @@ namespace MD::tool {
 namespace {
 
 /// What the JSON forms of values that are objects are made of.
-enum Member { kHex, kBits, kValue, kBytes, kDate, kTime, kOffset, kPacked, kUnreadable, kMemberCount };
-constexpr const char* kMemberNames[kMemberCount] = {"hex",  "bits",   "value",  "bytes",     "date",
-                                                    "time", "offset", "packed", "unreadable"};
+enum Member { kHex, kEnd, kBits, kValue, kBytes, kDate, kTime, kOffset, kPacked, kUnreadable, kMemberCount };
+constexpr const char* kMemberNames[kMemberCount] = {"hex",  "end",  "bits",   "value",  "bytes",
+                                                    "date", "time", "offset", "packed", "unreadable"};
 
 constexpr unsigned only(Member member) { return 1U << member; }
 
@@ -298,9 +298,7 @@ class MessageHandler : public nlohmann::json_sax<nlohmann::json> {
         parseBytes(kHex);
         return addChar({m_bytes.begin(), m_bytes.end()});
       case DATATYPES::STRING:
-        expectMembers(only(kHex));
-        parseBytes(kHex);
-        return addString(m_message, id, std::string(m_bytes.begin(), m_bytes.end()));
+        return addStringObject();
       case DATATYPES::BUFFER:
         expectMembers(only(kHex));
         parseBytes(kHex);
@@ -319,6 +317,21 @@ class MessageHandler : public nlohmann::json_sax<nlohmann::json> {
       default:
         throw LineError(takes() + ", not an object");
     }
+  }
+
+  void addStringObject() {
+    const bool hasEnd = (m_present & only(kEnd)) != 0;
+    expectMembers(hasEnd ? only(kHex) | only(kEnd) : only(kHex));
+    parseBytes(kHex);
+    const std::string text(m_bytes.begin(), m_bytes.end());
+    if (!hasEnd) {
+      return addString(m_message, m_field.id, text);
+    }
+    parseBytes(kEnd);
+    if (m_bytes.size() != 1) {
+      throw LineError("\"end\" is one byte");
+    }
+    addStringEndingIn(m_message, m_field.id, text, m_bytes[0]);
   }
 
   const Scalar& member(Member which) const { return m_members[which].scalar; }

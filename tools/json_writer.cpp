@@ -16,6 +16,9 @@
 namespace MD::tool {
 namespace {
 
+/// The one encoding that lets an update put a value of another type where one of the same length stands.
+constexpr std::uint8_t kMInt = 6;
+
 void appendMember(const char* name, const void* bytes, std::size_t sizeBytes, std::string& out) {
   out.append("{\"").append(name).append("\":\"");
   appendHex(static_cast<const std::uint8_t*>(bytes), sizeBytes, out);
@@ -138,16 +141,12 @@ bool JsonWriter::appendField(const MD_Message& message, std::uint16_t id, std::s
   }
   m_copy->add(id, value);
   if constexpr (std::is_same_v<T, std::int32_t>) {
-    // An integer that was changed where it stood may be stored wider than an added one.
-    const std::uint32_t bytes = storedBytes(message, id);
-    if (bytes == sizeof value && storedBytes(*m_copy, id) != bytes) {
-      m_copy->eraseImpl(id);
-      addInt(*m_copy, id, value, bytes);
-      out += "{\"value\":";
-      appendWhole(value, out);
-      out += ",\"bytes\":";
-      appendWhole(std::uint64_t{bytes}, out);
-      out += '}';
+    if (appendOddInt(message, id, value, out)) {
+      return true;
+    }
+  }
+  if constexpr (std::is_same_v<T, MD_Message::String>) {
+    if (appendOddString(message, id, value, out)) {
       return true;
     }
   }
@@ -160,6 +159,43 @@ bool JsonWriter::appendField(const MD_Message& message, std::uint16_t id, std::s
     }
   }
   appendValue(value, out);
+  return true;
+}
+
+/// An integer that was changed where it stood may be stored in another width than an added one. The form that says so.
+/// @return false, and nothing done, when it is stored as an added one
+bool JsonWriter::appendOddInt(const MD_Message& message, std::uint16_t id, std::int32_t value, std::string& out) {
+  const std::uint32_t bytes = storedBytes(message, id);
+  if (message.getPB() != kMInt || storedBytes(*m_copy, id) == bytes) {
+    return false;
+  }
+  m_copy->eraseImpl(id);
+  addInt(*m_copy, id, value, bytes);
+  out += "{\"value\":";
+  appendWhole(value, out);
+  out += ",\"bytes\":";
+  appendWhole(std::uint64_t{bytes}, out);
+  out += '}';
+  return true;
+}
+
+/// The same for a string of `mInt` that such a change left without the NUL at its end.
+bool JsonWriter::appendOddString(const MD_Message& message, std::uint16_t id, MD_Message::String value,
+                                 std::string& out) {
+  if (message.getPB() != kMInt) {
+    return false;
+  }
+  const StoredBytes there = valueBytes(message, id);
+  if (there.sizeBytes != value.length + 1U || there.data[value.length] == 0) {
+    return false;
+  }
+  m_copy->eraseImpl(id);
+  addStringEndingIn(*m_copy, id, value, there.data[value.length]);
+  out += "{\"hex\":\"";
+  appendHex(there.data, value.length, out);
+  out += "\",\"end\":\"";
+  appendHex(there.data + value.length, 1, out);
+  out += "\"}";
   return true;
 }
 

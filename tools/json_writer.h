@@ -31,6 +31,8 @@ class JsonWriter {
  private:
   template <class T>
   bool appendField(const MD_Message& message, std::uint16_t id, std::string& out);
+  bool appendOddInt(const MD_Message& message, std::uint16_t id, std::int32_t value, std::string& out);
+  bool appendOddString(const MD_Message& message, std::uint16_t id, MD_Message::String value, std::string& out);
   bool appendFieldOfType(const MD_Message& message, std::uint16_t id, std::uint8_t type, std::string& out);
   void appendUnreadable(const MD_Message& message, std::uint16_t id, std::string& out);
   void noteOtherBytes(const MD_Message& message);

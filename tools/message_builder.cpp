@@ -2,6 +2,7 @@
 
 #include <limits>
 #include <string>
+#include <vector>
 
 #include "value_text.h"
 
@@ -9,6 +10,13 @@ namespace MD::tool {
 namespace {
 
 constexpr std::size_t kLongestView = std::numeric_limits<std::uint16_t>::max();
+
+/// Puts other bytes where a value of the same length stands. Only `mInt` lets a value of another type do that.
+bool overwrite(MD_Message& message, std::uint16_t id, const std::uint8_t* bytes, std::size_t sizeBytes) {
+  constexpr std::uint8_t kMInt = 6;
+  return message.getPB() == kMInt && storedBytes(message, id) == sizeBytes &&
+         message.update(id, MD_Message::Buffer(bytes, static_cast<std::uint16_t>(sizeBytes)));
+}
 
 std::uint8_t typeOf(std::uint16_t id) { return MD_FieldMap::instance().packed(id).type; }
 
@@ -59,16 +67,29 @@ void addBuffer(MD_Message& message, std::uint16_t id, const std::uint8_t* bytes,
   }
 }
 
+void addStringEndingIn(MD_Message& message, std::uint16_t id, std::string_view text, std::uint8_t end) {
+  addString(message, id, text);
+  std::vector<std::uint8_t> bytes(text.begin(), text.end());
+  bytes.push_back(end);
+  if (!overwrite(message, id, bytes.data(), bytes.size())) {
+    throw LineError(std::string(encodingName(message)) + " does not store a string that ends in another byte than NUL");
+  }
+}
+
 void addInt(MD_Message& message, std::uint16_t id, std::int32_t value, std::uint64_t wantedBytes) {
   addValue(message, id, value);
   if (storedBytes(message, id) == wantedBytes) {
     return;
   }
-  // A small integer is stored wide when it replaces one that needed the width.
-  constexpr std::int32_t kWide = -1;
+  // A value that takes this width, and then the bytes of the one that would take another.
   message.eraseImpl(id);
-  addValue(message, id, kWide);
-  if (storedBytes(message, id) != wantedBytes || !message.update(id, value)) {
+  addValue(message, id, wantedBytes == 1 ? std::int32_t{0} : wantedBytes == 2 ? std::int32_t{128} : std::int32_t{-1});
+  const auto bits = static_cast<std::uint32_t>(value);
+  const std::uint8_t bytes[] = {static_cast<std::uint8_t>(bits), static_cast<std::uint8_t>(bits >> 8),
+                                static_cast<std::uint8_t>(bits >> 16), static_cast<std::uint8_t>(bits >> 24)};
+  std::int32_t stored = 0;
+  if (wantedBytes > sizeof bytes || !overwrite(message, id, bytes, static_cast<std::size_t>(wantedBytes)) ||
+      !message.get(id, stored) || stored != value) {
     throw LineError(std::string(encodingName(message)) + " does not store " + std::to_string(value) + " in " +
                     std::to_string(wantedBytes) + " bytes");
   }

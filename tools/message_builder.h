@@ -21,7 +21,10 @@ void addValue(MD_Message& message, std::uint16_t id, T value);
 void addString(MD_Message& message, std::uint16_t id, std::string_view text);
 void addBuffer(MD_Message& message, std::uint16_t id, const std::uint8_t* bytes, std::size_t sizeBytes);
 
-/// Adds an integer so that it is stored in `storedBytes`, which may be more than it needs.
+/// Adds a string with another byte in the place of its NUL, which an update with a value of another type may leave.
+void addStringEndingIn(MD_Message& message, std::uint16_t id, std::string_view text, std::uint8_t end);
+
+/// Adds an integer so that it is stored in `storedBytes`, which need not be what an add takes.
 void addInt(MD_Message& message, std::uint16_t id, std::int32_t value, std::uint64_t storedBytes);
 
 /// The number of bytes that a present field's value is stored in.

@@ -1,4 +1,9 @@
 // Messages as JSON, both ways.
+#include <cmath>
+#include <cstring>
+
+#include <random>
+
 #include <gtest/gtest.h>
 
 #include "hex.h"
@@ -120,6 +125,127 @@ TEST_F(Json, AnIntegerKeepsTheWidthThatAChangeInPlaceLeft) {
             "012c00020000000400000005");
 }
 
+TEST_F(Json, WhatAnUpdateOfAnotherTypeLeavesInMIntComesBack) {
+  const struct {
+    const char* name;
+    const char* hex;
+    const char* json;
+  } cases[] = {
+      {"ByteAbove127", "062c0101c8", R"({"QTY":{"value":200,"bytes":1}})"},
+      {"SmallInTwoBytes", "062c01020500", R"({"QTY":{"value":5,"bytes":2}})"},
+      {"NegativeInTwoBytes", "062c01020080", R"({"QTY":{"value":-32768,"bytes":2}})"},
+      {"StringWithoutNul", "063c00024142", R"({"SYMBOL":{"hex":"41","end":"42"}})"},
+      {"OneByteString", "063c000141", R"({"SYMBOL":{"hex":"","end":"41"}})"},
+  };
+  for (const auto& [name, hex, json] : cases) {
+    SCOPED_TRACE(name);
+    EXPECT_EQ(decoded(hex), json);
+    EXPECT_EQ(encoded(kMInt, json), hex);
+  }
+  EXPECT_EQ(encoded(kMsgT, R"({"SYMBOL":{"hex":"41","end":"42"}})"),
+            "SYMBOL: MsgT does not store a string that ends in another byte than NUL");
+  EXPECT_EQ(encoded(kIterMap, R"({"QTY":{"value":5,"bytes":2}})"), "QTY: IterMap does not store 5 in 2 bytes");
+}
+
+/// Builds messages by operations of every kind and type.
+class RandomOperations {
+ public:
+  explicit RandomOperations(std::uint32_t seed) : m_random(seed) {}
+
+  void apply(MD_Message& message) {
+    const std::uint16_t id = pick(kIds);
+    switch (number(8)) {
+      case 0:
+        message.eraseImpl(id);
+        return;
+      case 1:
+      case 2:
+      case 3:
+        change(message, id, [](MD_Message& on, std::uint16_t field, auto value) { on.update(field, value); });
+        return;
+      default:
+        change(message, id, [](MD_Message& on, std::uint16_t field, auto value) { on.add(field, value); });
+    }
+  }
+
+  std::size_t number(std::size_t below) { return static_cast<std::size_t>(m_random()) % below; }
+
+ private:
+  static constexpr std::uint16_t kIds[] = {10, 11, 300, 301, 20, 21, 40, 41, 22, 23,
+                                           60, 61, 70,  71,  80, 81, 90, 91, 100};
+
+  template <class T, std::size_t N>
+  T pick(const T (&values)[N]) {
+    return values[number(N)];
+  }
+
+  /// With a value of any type, whatever the field's is.
+  template <class Use>
+  void change(MD_Message& message, std::uint16_t id, Use use) {
+    const std::uint64_t bits =
+        std::uint64_t{static_cast<std::uint32_t>(m_random())} << 32 | static_cast<std::uint32_t>(m_random());
+    std::string bytes(pick({std::size_t{0}, std::size_t{1}, std::size_t{2}, std::size_t{3}, std::size_t{4},
+                            std::size_t{7}, std::size_t{8}, std::size_t{254}}),
+                      ' ');
+    for (char& c : bytes) {
+      c = static_cast<char>(number(256));
+    }
+    switch (number(9)) {
+      case 0:
+        return use(message, id, static_cast<char>(bits));
+      case 1:
+        return use(message, id,
+                   pick({0, 1, -1, 127, 128, 255, 32767, 32768, -32768, static_cast<int>(bits & 0x7fffffff)}));
+      case 2:
+        return use(message, id, static_cast<std::int64_t>(bits));
+      case 3:
+        return use(message, id, realOf<float>(static_cast<std::uint32_t>(bits)));
+      case 4:
+        return use(message, id, pick({0.0, -0.0, 101.25, realOf<double>(bits), HUGE_VAL, -HUGE_VAL}));
+      case 5:
+        return use(message, id, MD_Message::String(bytes));
+      case 6:
+        return use(message, id,
+                   MD_Message::Buffer(reinterpret_cast<const std::uint8_t*>(bytes.data()),
+                                      static_cast<std::uint16_t>(bytes.size())));
+      case 7:
+        return use(message, id,
+                   MD::MD_DateTime(static_cast<int>(number(30'000'000)), static_cast<int>(number(1U << 29)),
+                                   static_cast<short>(bits & 0x7fff)));
+      default:
+        return use(message, id, MD::MD_EpochNS(bits));
+    }
+  }
+
+  template <class T, class Bits>
+  static T realOf(Bits bits) {
+    T value;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+  }
+
+  std::mt19937 m_random;
+};
+
+TEST_F(Json, WhateverOperationsBuildComesBackByteForByte) {
+  const QuietLibrary quiet;
+  for (const std::uint8_t code : {kIterMap, kMInt, kMsgT}) {
+    SCOPED_TRACE("encoding " + std::to_string(code));
+    RandomOperations operations(code);
+    for (int i = 0; i != 1500; ++i) {
+      const auto message = MD_Message::createFromPB(code);
+      for (std::size_t left = operations.number(40); left != 0; --left) {
+        operations.apply(*message);
+      }
+      std::string hex;
+      appendHex(message->getBinary(), message->getSizeImpl(), hex);
+      const std::string json = decoded(hex);
+      ASSERT_EQ(json.find("mdmsg: "), json.npos) << json;
+      ASSERT_EQ(encoded(code, json), hex) << json;
+    }
+  }
+}
+
 TEST_F(Json, OtherSpellingsOfTheSameValues) {
   const struct {
     const char* name;
@@ -197,7 +323,8 @@ constexpr Refusal kRefusals[] = {
     {"ObjectForInt64", R"({"SEQ":{"value":1,"bytes":8}})", "SEQ: INT64 takes a whole number, not an object"},
     {"BitsTooShort", R"({"BID":{"bits":"7ff8"}})", "BID: the bits of a DOUBLE are 16 hex digits"},
     {"BitsTooLong", R"({"VOLA":{"bits":"7ff8000000000000"}})", "VOLA: the bits of a FLOAT are 8 hex digits"},
-    {"WidthNotStored", R"({"QTY":{"value":5,"bytes":2}})", "QTY: mInt does not store 5 in 2 bytes"},
+    {"WidthNotStored", R"({"QTY":{"value":5,"bytes":3}})", "QTY: mInt does not store 5 in 3 bytes"},
+    {"EndOfTwoBytes", R"({"SYMBOL":{"hex":"41","end":"4142"}})", "SYMBOL: \"end\" is one byte"},
     {"WidthTooSmall", R"({"QTY":{"value":300,"bytes":1}})", "QTY: mInt does not store 300 in 1 bytes"},
     {"WidthMissing", R"({"QTY":{"value":5}})", R"(QTY: INT takes a whole number or {"value":..,"bytes":..})"},
     {"DateTimePart", R"({"WHEN":{"date":20240115,"time":1}})",
@@ -292,12 +419,12 @@ constexpr Received kReceived[] = {
     {"RepeatedField", "06 2c010105 0a000142 2c010106 2c010107",
      "{\"CH\":\"B\",\"QTY\":7}"
      "mdmsg: f:1: note: field QTY: stands 3 times in the message; the last one counts\n"},
-    {"WiderThanWritten", "06 0a000142 2c01020500",
-     "{\"CH\":\"B\",\"QTY\":5}"
-     "mdmsg: f:1: note: field QTY: encode writes other bytes than these, from byte 7 on\n"},
-    {"NoNulBehindAString", "06 3c00024142",
+    {"EmptyStringWithoutNul", "06 0a000142 3c0000",
+     "{\"CH\":\"B\",\"SYMBOL\":\"\"}"
+     "mdmsg: f:1: note: field SYMBOL: encode writes other bytes than these, from byte 7 on\n"},
+    {"NoNulBehindAStringOfMsgT", "46515231 003c0006000000024142",
      "{\"SYMBOL\":\"A\"}"
-     "mdmsg: f:1: note: field SYMBOL: encode writes other bytes than these, from byte 5 on\n"},
+     "mdmsg: f:1: note: field SYMBOL: encode writes other bytes than these, from byte 13 on\n"},
     {"OtherHeader", "46000000",
      "{}"
      "mdmsg: f:1: note: encode writes other bytes than these, from byte 1 on\n"},
