@@ -175,7 +175,10 @@ class OpenCapture {
     const char* const name = pcap_datalink_val_to_name(link());
     return name != nullptr ? name : std::to_string(link());
   }
-  std::uint64_t position() const { return static_cast<std::uint64_t>(std::ftell(pcap_file(m_capture))); }
+  std::uint64_t position() const {
+    const long position = std::ftell(pcap_file(m_capture));
+    return position > 0 ? static_cast<std::uint64_t>(position) : 0;
+  }
 
  private:
   std::string error() const { return printable(pcap_geterr(m_capture)); }

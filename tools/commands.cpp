@@ -234,8 +234,9 @@ void forEachTaken(const Task& task, Selection& selection, Use use) {
     return;
   }
   forEachMessage(task.inputs, task.source, task.out, task.reporter, [&](const InputMessage& input) {
-    const auto message = receive(input, task.reporter);
+    const auto message = receive(input);
     if (selection.takes(*message)) {
+      noteLeftOut(*message, input, task.reporter);
       use(*message, input);
     }
     return selection.isDone() ? Go::NoFurther : Go::On;

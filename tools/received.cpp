@@ -9,7 +9,7 @@
 
 namespace MD::tool {
 
-std::unique_ptr<MD_Message> receive(const InputMessage& input, Reporter& reporter) {
+std::unique_ptr<MD_Message> receive(const InputMessage& input) {
   if (input.sizeBytes > std::numeric_limits<std::uint32_t>::max()) {
     throw LineError("a message cannot be longer than 4294967295 bytes");
   }
@@ -17,11 +17,14 @@ std::unique_ptr<MD_Message> receive(const InputMessage& input, Reporter& reporte
   if (message == nullptr) {
     throw notOurs(input);
   }
-  if (const std::size_t stripped = input.sizeBytes - message->getSizeImpl()) {
+  return message;
+}
+
+void noteLeftOut(const MD_Message& message, const InputMessage& input, Reporter& reporter) {
+  if (const std::size_t stripped = input.sizeBytes - message.getSizeImpl()) {
     reporter.note({}, std::to_string(stripped) + (stripped == 1 ? " byte is" : " bytes are") +
                           " left out: no field that the dictionary has, or has with this type");
   }
-  return message;
 }
 
 LineError notOurs(const InputMessage& input) {

@@ -14,9 +14,12 @@
 
 namespace MD::tool {
 
-/// Makes a message of received bytes and notes what the library cut out of them.
+/// Makes a message of received bytes.
 /// @throws LineError when they begin with no encoding's code
-std::unique_ptr<MD_Message> receive(const InputMessage& input, Reporter& reporter);
+std::unique_ptr<MD_Message> receive(const InputMessage& input);
+
+/// Notes what the library cut out of the bytes that it made `message` of.
+void noteLeftOut(const MD_Message& message, const InputMessage& input, Reporter& reporter);
 
 /// What to say about bytes that begin with no encoding's code.
 LineError notOurs(const InputMessage& input);

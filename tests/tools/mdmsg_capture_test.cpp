@@ -118,6 +118,8 @@ TEST_F(ProgramForms, MessagesAndFieldsAreSelected) {
   EXPECT_EQ(withFields("encode --encoding mInt --fields QTY --where \"QTY<2\" --where \"QTY>0\"", json),
             (Result{"062c010101\n", "", 0}));
   EXPECT_EQ(withFields("decode --format json --limit 0", hex), (Result{"", "", 0}));
+  // What is not taken is not reported on.
+  EXPECT_EQ(withFields("decode --format json --skip 1", "06e703000a\n062c010105\n"), (Result{"{\"QTY\":5}\n", "", 0}));
   EXPECT_EQ(withFields("dump --limit 1 --where \"QTY=5\"", withFields("convert --to mInt --fields QTY", hex).out),
             (Result{"# standard input:6: mInt, 5 bytes\n"
                     "000000  06                       code                                     mInt\n"

@@ -50,7 +50,9 @@ class Json : public testing::Test {
     std::vector<std::uint8_t> bytes;
     parseHex(hex, Blanks::BetweenBytes, bytes);
     std::string json;
-    JsonWriter(names, reports.reporter).append(*receive(inputOf(bytes), reports.reporter), json);
+    const auto message = receive(inputOf(bytes));
+    noteLeftOut(*message, inputOf(bytes), reports.reporter);
+    JsonWriter(names, reports.reporter).append(*message, json);
     return json + reports.text();
   }
 };
@@ -441,11 +443,11 @@ TEST_F(Json, ReceivedBytesAreShownAsFarAsTheyCanBeRead) {
 }
 
 TEST_F(Json, AnUnknownEncodingIsRefused) {
-  Reports reports;
-  EXPECT_EQ(lineErrorOf([&] {
-              receive(inputOf({0x07, 0x01}), reports.reporter);
+  EXPECT_EQ(lineErrorOf([] {
+              receive(inputOf({0x07, 0x01}));
             }),
             "no encoding begins with byte 07 (01 IterMap, 06 mInt, 46 MsgT)");
+  EXPECT_EQ(lineErrorOf([] { receive(inputOf({})); }), "there is no byte in it");
 }
 
 TEST_F(Json, EveryFieldIsShownWhateverTheBytes) {

@@ -352,10 +352,12 @@ TEST_F(Program, EveryCommandHelpsWithExamples) {
     const char* arguments;
     std::vector<const char*> parts;
   } cases[] = {
-      {"--help", {"Usage: mdmsg [OPTIONS] SUBCOMMAND\n", "\nExamples:\n", "Exit status"}},
-      {"encode --help", {"Usage: mdmsg encode [OPTIONS] [FILE...]\n", "--encoding ENCODING", "\nExamples:\n"}},
-      {"decode --help", {"Usage: mdmsg decode [OPTIONS] [FILE...]\n", "--format FORMAT", "\nExamples:\n"}},
-      {"convert --help", {"Usage: mdmsg convert [OPTIONS] [FILE...]\n", "--to ENCODING", "\nExamples:\n"}},
+      {"--help", {"Usage: mdmsg [OPTIONS] SUBCOMMAND\n", "Exit status"}},
+      {"encode --help", {"Usage: mdmsg encode [OPTIONS] [FILE...]\n", "--encoding ENCODING", "--to,--framing FORM"}},
+      {"decode --help", {"Usage: mdmsg decode [OPTIONS] [FILE...]\n", "--format FORMAT", "--iso-time"}},
+      {"convert --help", {"Usage: mdmsg convert [OPTIONS] [FILE...]\n", "--to ENCODING", "--as FORM"}},
+      {"dump --help", {"Usage: mdmsg dump [OPTIONS] [FILE...]\n", "--color WHEN", "--where CONDITION"}},
+      {"stats --help", {"Usage: mdmsg stats [OPTIONS] [FILE...]\n", "--svg FILE", "--time-zone ZONE"}},
   };
   for (const auto& row : cases) {
     SCOPED_TRACE(row.arguments);
@@ -365,6 +367,14 @@ TEST_F(Program, EveryCommandHelpsWithExamples) {
     for (const char* const part : row.parts) {
       EXPECT_NE(result.out.find(part), std::string::npos) << part << "\nis not in\n" << result.out;
     }
+    const std::size_t examples = result.out.find("\nExamples:\n");
+    ASSERT_NE(examples, std::string::npos) << result.out;
+    std::istringstream lines(result.out.substr(examples + 11));
+    std::size_t count = 0;
+    for (std::string line; std::getline(lines, line) && !line.empty(); ++count) {
+      EXPECT_NE(line.find("mdmsg "), std::string::npos) << line;
+    }
+    EXPECT_EQ(count, 3U);
   }
 }
 
