@@ -32,6 +32,10 @@ bool isCapture(std::string_view firstBytes) noexcept {
   return false;
 }
 
+LineError noSuchTime(const std::string& ns) {
+  return LineError("a capture cannot say the time " + ns + " (years 1970 to 2106)");
+}
+
 void CaptureWriter::begin(std::string& out) {
   append32(kNanosecondMagic, out);
   out.append("\x02\x00\x04\x00", 4);  // version 2.4
@@ -49,7 +53,7 @@ void CaptureWriter::append(std::int64_t timeNs, const std::uint8_t* payload, std
   }
   constexpr std::int64_t kNsPerSecond = 1'000'000'000;
   if (timeNs < 0 || timeNs / kNsPerSecond > std::numeric_limits<std::uint32_t>::max()) {
-    throw LineError("a capture cannot say the time " + std::to_string(timeNs) + " (years 1970 to 2106)");
+    throw noSuchTime(std::to_string(timeNs));
   }
   m_frame.clear();
   appendFrame(m_source, m_destination, m_identification++, payload, payloadBytes, m_frame);

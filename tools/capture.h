@@ -25,6 +25,9 @@ bool isCapture(std::string_view firstBytes) noexcept;
 std::unique_ptr<MessageSource> openCapture(InputBuffer& in, const SourceOptions& options, Output& out,
                                            Reporter& reporter);
 
+/// What to say about a packet's time that is out of range.
+LineError noSuchTime(const std::string& ns);
+
 /// Writes a pcap file (nanosecond times, Ethernet) into a string: begin() once, then packets.
 class CaptureWriter {
  public:

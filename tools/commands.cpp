@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <istream>
+#include <limits>
 #include <memory>
 #include <ostream>
 #include <streambuf>
@@ -269,7 +270,8 @@ std::optional<std::int64_t> timeOf(const InputMessage& input, const std::optiona
   if (timeField) {
     const auto message = MD_Message::createFromBytes(input.data, static_cast<std::uint32_t>(input.sizeBytes));
     MD_EpochNS time;
-    if (message != nullptr && message->get(timeField->id, time)) {
+    constexpr auto kLatest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+    if (message != nullptr && message->get(timeField->id, time) && time.get() <= kLatest) {
       return static_cast<std::int64_t>(time.get());
     }
   }

@@ -1,5 +1,7 @@
 #include "message_sink.h"
 
+#include <limits>
+
 #include "diagnostics.h"
 #include "hex.h"
 
@@ -71,7 +73,9 @@ std::int64_t MessageSink::packetTime(const MD_Message& message, std::optional<st
   constexpr std::int64_t kStepNs = 1'000'000;
   MD_EpochNS time;
   if (m_timeField && message.get(m_timeField->id, time)) {
-    // One that does not fit is beyond what a capture can say, too.
+    if (time.get() > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
+      throw noSuchTime(std::to_string(time.get()));
+    }
     m_lastTimeNs = static_cast<std::int64_t>(time.get());
   } else {
     m_lastTimeNs = timeNs ? *timeNs : m_lastTimeNs + kStepNs;

@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -13,6 +14,7 @@
 #include <nlohmann/json.hpp>
 
 #include "capture.h"
+#include "gzip_support.h"
 #include "hex.h"
 #include "program_support.h"
 
@@ -21,6 +23,9 @@ namespace {
 using MD::test::ConfigurationFolder;
 using MD::test::contentsOf;
 using MD::test::dataFile;
+#if defined(MDMSG_HAS_ZLIB)
+using MD::test::gzipped;
+#endif
 using MD::test::Program;
 using MD::test::Result;
 
@@ -50,6 +55,45 @@ TEST_F(ProgramForms, EveryFormComesBack) {
   EXPECT_EQ(
       withFields("encode --encoding mInt --to raw quotes.json"),
       (Result{raw.out, "mdmsg: quotes.json:2: a raw output holds one message; --framing keeps several apart\n", 1}));
+}
+
+TEST_F(ProgramForms, InputsThatBreakOffGiveEverythingBefore) {
+  write("cut.bin", std::string("\x05\x00\x06\x2c\x01\x01\x05\x05\x00\x06", 10));
+  EXPECT_EQ(
+      withFields("decode --format json --framing u16le cut.bin"),
+      (Result{"{\"QTY\":5}\n",
+              "mdmsg: cut.bin: the input ends inside message 2, of which it has 1 of 5 bytes; what comes before was "
+              "read\n",
+              1}));
+#if defined(MDMSG_HAS_ZLIB)
+  std::string hex;
+  for (int i = 0; i != 5000; ++i) {
+    hex += "062c010105\n";
+  }
+  const std::string whole = gzipped(hex);
+  write("whole.hex.gz", whole);
+  const Result all = withFields("decode --format json whole.hex.gz");
+  EXPECT_EQ(all.err, "");
+  EXPECT_EQ(std::count(all.out.begin(), all.out.end(), '\n'), 5000);
+  // The checksum alone is cut off.
+  EXPECT_EQ(
+      withFields("decode --format json", whole.substr(0, whole.size() - 8)),
+      (Result{all.out, "mdmsg: standard input: the compressed data is cut off; what comes before was read\n", 1}));
+  EXPECT_EQ(withFields("encode --encoding mInt", gzipped("{\"QTY\":5}\n").substr(0, 20)),
+            (Result{"", "mdmsg: standard input: the compressed data is cut off; what comes before was read\n", 1}));
+#endif
+}
+
+TEST_F(ProgramForms, MessagesThatACaptureCannotHoldAreLeftOut) {
+  const Result result = withFields("encode --encoding MsgT --to pcap --time-field RECV",
+                                   "{\"SYMBOL\":\"" + std::string(65535, 'x') +
+                                       "\"}\n{\"RECV\":18446744073709551615}\n{\"RECV\":4294967296000000000}\n");
+  EXPECT_EQ(result.err,
+            "mdmsg: standard input:1: 65548 bytes are too long for a datagram (65507)\n"
+            "mdmsg: standard input:2: a capture cannot say the time 18446744073709551615 (years 1970 to 2106)\n"
+            "mdmsg: standard input:3: a capture cannot say the time 4294967296000000000 (years 1970 to 2106)\n");
+  EXPECT_EQ(result.out.size(), 24U);
+  EXPECT_EQ(result.status, 1);
 }
 
 TEST_F(ProgramForms, FilesAreNotWrittenOverUnlessForced) {
@@ -308,6 +352,14 @@ TEST_F(ProgramCaptures, StatsCountWhatWasDamaged) {
             "  mean rate           988 messages/s\n"
             "  peak rate           1000 messages/s in 32 ms\n");
   EXPECT_EQ(contentsOf("picture.svg").rfind("<svg ", 0), 0U);
+}
+
+TEST_F(ProgramCaptures, WhatIsNoCaptureIsSaid) {
+  EXPECT_EQ(withFields("decode --from pcap", "062c010105\n062c010105\n062c010105\n"),
+            (Result{"", "mdmsg: standard input: no capture that can be read: unknown file format\n", 1}));
+  write("quotes.pcap", withFields("encode --encoding mInt --to pcap", kTwoQuotes).out);
+  EXPECT_EQ(withFields("decode --filter \"udp and and\" quotes.pcap"),
+            (Result{"", "mdmsg: --filter \"udp and and\": can't parse filter expression: syntax error\n", 2}));
 }
 
 class RecordedCaptures : public Program {};

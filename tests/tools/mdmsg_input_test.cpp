@@ -5,11 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#if defined(MDMSG_HAS_ZLIB)
-#include <zlib.h>
-#endif
-
 #include "capture.h"
+#include "gzip_support.h"
 #include "hex.h"
 #include "message_sink.h"
 #include "message_source.h"
@@ -18,6 +15,9 @@
 namespace {
 
 using namespace MD::tool;
+#if defined(MDMSG_HAS_ZLIB)
+using MD::test::gzipped;
+#endif
 using MD::test::Reports;
 
 /// Reads to the end, or to where the input breaks off; then what it says stands behind a "|".
@@ -61,21 +61,6 @@ TEST(InputBuffer, PeeksWithoutReading) {
 }
 
 #if defined(MDMSG_HAS_ZLIB)
-
-std::string gzipped(const std::string& text) {
-  z_stream stream{};
-  EXPECT_EQ(deflateInit2(&stream, 6, Z_DEFLATED, 16 + MAX_WBITS, 8, Z_DEFAULT_STRATEGY), Z_OK);
-  std::vector<Bytef> in(text.begin(), text.end());
-  std::vector<Bytef> out(deflateBound(&stream, static_cast<uLong>(text.size())) + 64);
-  stream.next_in = in.data();
-  stream.avail_in = static_cast<uInt>(in.size());
-  stream.next_out = out.data();
-  stream.avail_out = static_cast<uInt>(out.size());
-  EXPECT_EQ(deflate(&stream, Z_FINISH), Z_STREAM_END);
-  out.resize(stream.total_out);
-  deflateEnd(&stream);
-  return {out.begin(), out.end()};
-}
 
 TEST(InputBuffer, GunzipsWhatIsCompressed) {
   for (const std::string& text : {std::string(), std::string("a"), manyLines(300'000)}) {
