@@ -162,15 +162,15 @@ std::size_t InputBuffer::readSource(char* to, std::size_t room) {
 
 /// Reads the first bytes into m_head and tells by them.
 bool InputBuffer::isCompressed() {
-  while (m_head.size() < kGzipMagic.size() && std::memcmp(m_head.data(), kGzipMagic.data(), m_head.size()) == 0) {
+  while (m_head.size() < kGzipMagic.size() && kGzipMagic.substr(0, m_head.size()) == m_head) {
     char bytes[kGzipMagic.size()];
     const std::size_t count = readSource(bytes, kGzipMagic.size() - m_head.size());
     if (count == 0) {
       return false;
     }
-    m_head.insert(m_head.end(), bytes, bytes + count);
+    m_head.append(bytes, count);
   }
-  return std::memcmp(m_head.data(), kGzipMagic.data(), kGzipMagic.size()) == 0;
+  return m_head == kGzipMagic;
 }
 
 }  // namespace MD::tool

@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <streambuf>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -44,7 +45,7 @@ class InputBuffer : public std::streambuf {
 
   std::streambuf& m_source;
   std::vector<char> m_buffer;
-  std::vector<char> m_head;  // what was read to recognise the input, until it is handed on
+  std::string m_head;  // what was read to recognise the input, until it is handed on
   std::unique_ptr<Inflater> m_inflater;
   bool m_isRecognised = false;
   std::uint64_t m_sourceBytes = 0;
