@@ -96,8 +96,8 @@ void Reporter::wholeInput(std::string_view text) {
   raise(kBadData);
 }
 
-void Reporter::hint(std::string_view file, std::uint64_t line, std::string_view text) {
-  write(std::string(file) + ':' + std::to_string(line) + ": note: " + std::string(text));
+void Reporter::hint(std::string_view place, std::string_view text) {
+  write(std::string(place) + ": note: " + std::string(text));
 }
 
 void Reporter::unusable(std::string_view text) {

@@ -98,17 +98,18 @@ class Reporter {
   void note(std::string_view field, std::string_view text);
   /// The current input as a whole is not what it should be.
   void wholeInput(std::string_view text);
-  /// Something to know about the dictionary, which leaves the exit status as it is.
-  void hint(std::string_view file, std::uint64_t line, std::string_view text);
+  /// Something to know about a place of the dictionary, which leaves the exit status as it is.
+  void hint(std::string_view place, std::string_view text);
   /// An input cannot be read, or the program not be used in this way.
   void unusable(std::string_view text);
 
   ExitStatus status() const noexcept { return m_status; }
+  /// From here on it is at least this.
+  void raise(ExitStatus status) noexcept { m_status = status > m_status ? status : m_status; }
 
  private:
   void reportLine(std::string_view kind, std::string_view field, std::string_view text);
   void write(std::string text);
-  void raise(ExitStatus status) noexcept { m_status = status > m_status ? status : m_status; }
 
   std::ostream& m_err;
   Output& m_out;

@@ -2,7 +2,9 @@
 #ifndef MDMSG_DICTIONARY_H
 #define MDMSG_DICTIONARY_H
 
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "diagnostics.h"
 
@@ -16,6 +18,17 @@ void loadDictionary(const std::string& path, Reporter& reporter);
 /// Fills the process's dictionary from the search path or, when that leads to no field, from the program's own.
 /// @throws UsageError when a file on the search path cannot be loaded
 void loadDefaultDictionary();
+
+/// One of the two above: the first where a path is given.
+void loadNamedDictionary(const std::optional<std::string>& path, Reporter& reporter);
+
+/// Fills the process's dictionary from the program's own.
+void loadBuiltInDictionary();
+
+/// Fills the process's dictionary from a definition file.
+/// @param contents  of the file, which the library reads again when it is XML
+/// @throws std::runtime_error when the library refuses the file
+void loadDefinitions(std::string_view contents, const std::string& path);
 
 /// The text of the dictionary that is built into the program.
 extern const char* const kBuiltInDictionary;

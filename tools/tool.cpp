@@ -6,7 +6,6 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <istream>
 #include <optional>
 #include <ostream>
@@ -14,6 +13,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "command.h"
 #include "commands.h"
 #include "diagnostics.h"
 #include "dictionary.h"
@@ -55,12 +55,6 @@ struct Options {
 struct Files {
   std::ofstream output;
   std::ofstream svg;
-};
-
-/// A command: its part of the command line, and what it does once that has been read.
-struct Command {
-  CLI::App* app;
-  std::function<void(const Task&)> run;
 };
 
 constexpr const char* kDescription =
@@ -125,14 +119,9 @@ constexpr const char* kStatsHelp =
     "  mdmsg stats --svg feed.svg --time-zone America/New_York feed.pcap\n"
     "  mdmsg stats --time-field RECV_TIME quotes.hex";
 
-/// A field, a file and so on that an option takes.
-CLI::Option* named(CLI::Option* option, const char* name) { return option->type_name(name)->option_text(name); }
-
 /// The options of every command.
 void addCommonOptions(CLI::App& command, Options& options) {
-  named(command.add_option("--dictionary", options.dictionary,
-                           "Field dictionary, XML or text (default: the one on the search path, else a built-in one)"),
-        "FILE");
+  addDictionaryOption(command, options.dictionary);
   command.add_flag("--no-progress", options.isQuiet, "Show no progress on a terminal");
   command.add_option("FILE", options.files, "Input files, \"-\" for standard input")
       ->type_name("FILE")
@@ -390,8 +379,11 @@ std::vector<Command> addCommands(CLI::App& app, Options& options, Files& files, 
       "  mdmsg convert --to MsgT quotes.hex > other.hex\n"
       "\n"
       "\"mdmsg COMMAND --help\" tells more.");
-  return {addEncode(app, options), addDecode(app, options), addConvert(app, options),
-          addDump(app, options, isOutTerminal), addStats(app, options, files.svg, isOutTerminal)};
+  std::vector<Command> commands{addEncode(app, options), addDecode(app, options), addConvert(app, options),
+                                addDump(app, options, isOutTerminal),
+                                addStats(app, options, files.svg, isOutTerminal)};
+  addDictCommands(app, commands);
+  return commands;
 }
 
 /// @param files  the files that are written; they outlive what is written to them, and so does `progress`
@@ -411,10 +403,10 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, Files
   }
 
   const QuietLibrary quiet;
-  if (options.dictionary) {
-    loadDictionary(*options.dictionary, reporter);
-  } else {
-    loadDefaultDictionary();
+  const auto isGiven = [&](const Command& command) { return command.app->parsed(); };
+  const Command& command = *std::find_if(commands.begin(), commands.end(), isGiven);
+  if (command.usesDictionary) {
+    loadNamedDictionary(options.dictionary, reporter);
   }
   const Task task{{options.files, streams.in}, sourceOf(options), options.selection, out, reporter};
   if (options.outputFile) {
@@ -425,13 +417,20 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, Files
       (!streams.isOutTerminal || options.outputFile || app.got_subcommand("stats"))) {
     reporter.setProgress(&progress);
   }
-  const auto ends = [&](const Command& command) { return command.app->parsed(); };
-  std::find_if(commands.begin(), commands.end(), ends)->run(task);
+  command.run(task);
   out.flush();
   return reporter.status();
 }
 
 }  // namespace
+
+CLI::Option* named(CLI::Option* option, const char* name) { return option->type_name(name)->option_text(name); }
+
+void addDictionaryOption(CLI::App& command, std::optional<std::string>& path) {
+  named(command.add_option("--dictionary", path,
+                           "Field dictionary, XML or text (default: the one on the search path, else a built-in one)"),
+        "FILE");
+}
 
 int run(std::vector<std::string> arguments, const Streams& streams) {
   Files files;

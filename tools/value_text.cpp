@@ -17,6 +17,10 @@ constexpr const char* kTypeNames[] = {"RAW",       "CHAR",       "INT",      "SH
                                       "CHILD_MSG", "FOLDED_INT", "BUFFER",   "15",    "UINT",      "LONG_INT",
                                       "ULONG_INT", "INT64",      "DATETIME", "21",    "EPOCH_NSEC"};
 
+/// Codes that no type has.
+constexpr std::size_t kNoType1 = 15;
+constexpr std::size_t kNoType2 = 21;
+
 template <class T>
 constexpr const char* kRealName = sizeof(T) == sizeof(float) ? "FLOAT" : "DOUBLE";
 
@@ -28,6 +32,18 @@ bool startsNumber(std::string_view text) noexcept {
 }  // namespace
 
 const char* typeName(std::uint8_t type) noexcept { return type < std::size(kTypeNames) ? kTypeNames[type] : "?"; }
+
+std::optional<std::uint8_t> typeCode(std::string_view name) noexcept {
+  if (name == "OPTI_PRICE") {
+    return DATATYPES::OPTI_PRICE;
+  }
+  for (std::size_t code = 0; code != std::size(kTypeNames); ++code) {
+    if (name == kTypeNames[code] && code != kNoType1 && code != kNoType2) {
+      return static_cast<std::uint8_t>(code);
+    }
+  }
+  return std::nullopt;
+}
 
 bool isCarried(std::uint8_t type) noexcept {
   switch (type) {

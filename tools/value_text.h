@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -13,6 +14,9 @@ namespace MD::tool {
 
 /// The dictionary's name of a type code.
 const char* typeName(std::uint8_t type) noexcept;
+
+/// The type code of a dictionary's type name, empty for any other text.
+std::optional<std::uint8_t> typeCode(std::string_view name) noexcept;
 
 /// Whether messages carry values of this type.
 bool isCarried(std::uint8_t type) noexcept;

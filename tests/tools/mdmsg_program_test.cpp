@@ -290,7 +290,7 @@ TEST_F(Program, RefusesDictionariesThatItCannotUse) {
       {"folder", "mdmsg: cannot read dictionary folder: it is a directory\n"},
       {"empty.txt", "mdmsg: dictionary empty.txt holds no field\n"},
       {"prose.txt",
-       "mdmsg: prose.txt:1: note: field These has no id from 0 to 65535; reading stopped here\n"
+       "mdmsg: prose.txt:1:7: note: field These: \"are\" is no id from 0 to 65535; the library stops reading here\n"
        "mdmsg: dictionary prose.txt holds no field\n"},
       {"broken.xml", "mdmsg: cannot load the dictionary: Failed to load field def file: broken.xml\n"},
       {"empty.xml", "mdmsg: dictionary empty.xml holds no field\n"},
@@ -314,14 +314,20 @@ TEST_F(Program, HintsAtDictionaryEntriesThatAreLeftOut) {
         "LOST 5 INT\n");
   EXPECT_EQ(withFields("decode --format json", "062c010105\n"),
             (Result{json,
-                    "mdmsg: fields.txt:2: note: field ODD is of an unknown type, \"NOSUCH\"; left out\n"
-                    "mdmsg: fields.txt:3: note: field AGAIN has the id of QTY, 300; left out\n"
-                    "mdmsg: fields.txt:5: note: the name BID belongs to field 23 too; field 22 goes by its id\n"
-                    "mdmsg: fields.txt:7: note: field HIGH has no id from 0 to 65535; reading stopped here\n",
+                    "mdmsg: fields.txt:2:1: note: field ODD: \"NOSUCH\" is no type; the library leaves the entry out\n"
+                    "mdmsg: fields.txt:3:1: note: field AGAIN: id 300 is that of QTY (line 1); the library keeps that "
+                    "one and leaves this one out\n"
+                    "mdmsg: fields.txt:6:8: note: field BID: the name of id 23 is that of id 22 too (line 5); the "
+                    "library finds id 23 by it\n"
+                    "mdmsg: fields.txt:7:6: note: field HIGH: \"65536\" is no id from 0 to 65535; the library stops "
+                    "reading here, 1 entry too early\n",
                     0}));
   write("fields.txt", "\xef\xbb\xbfQTY 300 INT\nBID 22");
-  EXPECT_EQ(withFields("decode --format json", "062c010105\n"),
-            (Result{json, "mdmsg: fields.txt:2: note: field BID has no type; left out\n", 0}));
+  EXPECT_EQ(
+      withFields("decode --format json", "062c010105\n"),
+      (Result{json,
+              "mdmsg: fields.txt:2:1: note: field BID: the file ends before its type; the library leaves it out\n",
+              0}));
 }
 
 TEST_F(Program, RefusesACommandLineThatItCannotUse) {

@@ -1,0 +1,83 @@
+// A dictionary's definition file, text or XML, entry by entry and with places: what the library reads of it, and what
+// is wrong with it.
+#ifndef MDMSG_DEFINITION_FILE_H
+#define MDMSG_DEFINITION_FILE_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <vector>
+
+namespace MD::tool {
+
+/// Where something stands in a file, in bytes and counted from 1; a tab is one column.
+struct FilePlace {
+  std::uint64_t line = 1;
+  std::uint64_t column = 1;
+
+  friend bool operator<(const FilePlace& a, const FilePlace& b) noexcept {
+    return std::tie(a.line, a.column) < std::tie(b.line, b.column);
+  }
+};
+
+/// One entry as it is written.
+struct Definition {
+  std::string name;
+  std::uint16_t id = 0;
+  std::string typeName;
+  FilePlace place;
+  bool isRead = true;  ///< the library comes this far
+};
+
+struct Finding {
+  FilePlace place;
+  std::string text;
+  bool isProblem = true;  ///< else something to know
+};
+
+/// "path:line:column".
+std::string filePlaceText(const std::string& path, const FilePlace& place);
+
+struct DefinitionFile {
+  bool isXml = false;
+  std::vector<Definition> entries;  ///< in the order of the file, those of unknown types too
+  std::vector<Finding> findings;    ///< in the order of their places
+  std::size_t comments = 0;         ///< of an XML file
+};
+
+/// The whole contents of a definition file.
+/// @throws UsageError when it cannot be read
+std::string definitionsIn(const std::string& path);
+
+/// Whether the contents are XML: the first character that is not blank is '<'.
+bool isXml(std::string_view contents) noexcept;
+
+/// Reads entries of a text file as the library does. Behind the place where the library stops it goes on with the next
+/// line, to tell what else is wrong.
+DefinitionFile readTextDefinitions(std::string_view text);
+
+/// Reads the entries of an XML file as the library does.
+/// @param path  of a file that the library does not refuse for what parsing it would do
+DefinitionFile readXmlDefinitions(const std::string& path);
+
+/// The one of the two that suits the contents.
+DefinitionFile readDefinitions(std::string_view contents, const std::string& path);
+
+/// The text format, one entry a line in columns, behind what is in `out`. The name must be one word.
+void appendTextDefinition(const Definition& entry, std::string& out);
+
+/// The XML format: appendXmlDefinition() for each entry between the start and the end.
+extern const char* const kXmlStart;
+extern const char* const kXmlEnd;
+void appendXmlDefinition(const Definition& entry, std::string& out);
+
+/// Why the format cannot carry a name so that it is read back as it is; null when it can.
+const char* whyNoTextName(std::string_view name) noexcept;
+const char* whyNoXmlName(std::string_view name) noexcept;
+
+}  // namespace MD::tool
+
+#endif
