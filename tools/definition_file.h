@@ -13,6 +13,8 @@
 
 namespace MD::tool {
 
+enum class DefinitionFormat { Text, Xml };
+
 /// Where something stands in a file, in bytes and counted from 1; a tab is one column.
 struct FilePlace {
   std::uint64_t line = 1;

@@ -1,4 +1,6 @@
 // The command "dict" as it stands on the command line.
+#include <cstdint>
+
 #include <memory>
 #include <optional>
 #include <string>
@@ -6,6 +8,7 @@
 #include <CLI/CLI.hpp>
 
 #include "command.h"
+#include "derive.h"
 #include "dictionary.h"
 #include "dictionary_commands.h"
 
@@ -62,6 +65,21 @@ constexpr const char* kShowHelp =
     "  mdmsg dict show BID 40000\n"
     "  mdmsg dict show --search size\n"
     "  mdmsg dict show --type DATETIME --dictionary field_map.txt";
+
+constexpr const char* kDeriveHelp =
+    "Each column of a CSV file, or key of JSON lines, becomes a field, in the order\n"
+    "in which they appear, with ids from --first-id on. Its type is the first that\n"
+    "takes all values as encode reads them: INT, EPOCH_NSEC (whole numbers that are\n"
+    "nanoseconds of the years 2000 to 2099, or moments such as 2024-06-03T09:30:00Z),\n"
+    "INT64, DOUBLE, FLOAT (by {\"bits\":..} of JSON alone), DATETIME, BUFFER (JSON\n"
+    "alone), CHAR, STRING. Numbers of CSV with a leading 0, and those too large for\n"
+    "INT64, are text. A column without values is a STRING. Exit status: 1 when\n"
+    "something could not be made a field.\n"
+    "\n"
+    "Examples:\n"
+    "  mdmsg dict derive quotes.csv > field_map.txt\n"
+    "  mdmsg decode --format json feed.pcap | mdmsg dict derive --first-id 1000\n"
+    "  zcat ticks.csv.gz | head -n 1000 | mdmsg dict derive --to xml > FieldDefinition.xml";
 
 CLI::App* addDictCommand(CLI::App& dict, const char* name, const char* description, const char* help) {
   CLI::App* const command = dict.add_subcommand(name, description);
@@ -140,6 +158,36 @@ void addShow(CLI::App& dict, std::vector<Command>& commands) {
   });
 }
 
+struct DeriveCommandLine {
+  std::vector<std::string> files;
+  std::string from = "auto";
+  std::string to = "text";
+  std::uint16_t firstId = 1;
+};
+
+void addDerive(CLI::App& dict, std::vector<Command>& commands) {
+  const auto line = std::make_shared<DeriveCommandLine>();
+  CLI::App* const command = addDictCommand(dict, "derive", "Make a dictionary from sample data", kDeriveHelp);
+  named(command->add_option("--from", line->from, "What the samples are: auto (default), csv or json")
+            ->check(CLI::IsMember({"auto", "csv", "json"})),
+        "FORM");
+  named(command->add_option("--to", line->to, "Format to write: text (default) or xml")
+            ->check(CLI::IsMember({"text", "xml"})),
+        "FORMAT");
+  named(command->add_option("--first-id", line->firstId, "Id of the first field, default 1"), "ID");
+  command->add_option("FILE", line->files, "Samples, \"-\" for standard input")->type_name("FILE")->option_text("");
+  add(command, commands, [line](const Task& task) {
+    DeriveOptions options;
+    options.firstId = line->firstId;
+    options.format = line->to == "xml" ? DefinitionFormat::Xml : DefinitionFormat::Text;
+    if (line->from != "auto") {
+      options.form = line->from == "csv" ? SampleForm::Csv : SampleForm::Json;
+    }
+    deriveDictionary({line->files, task.inputs.standardInput}, options, task.out, task.reporter);
+    return kDone;
+  });
+}
+
 }  // namespace
 
 void addDictCommands(CLI::App& app, std::vector<Command>& commands) {
@@ -150,6 +198,7 @@ void addDictCommands(CLI::App& app, std::vector<Command>& commands) {
   addConvert(*dict, commands);
   addDiff(*dict, commands);
   addShow(*dict, commands);
+  addDerive(*dict, commands);
 }
 
 }  // namespace MD::tool

@@ -9,7 +9,6 @@
 #include <string_view>
 #include <system_error>
 
-#include "definition_file.h"
 #include "dictionary.h"
 #include "hex.h"
 #include "md/md_datatypes.h"

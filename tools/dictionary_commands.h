@@ -6,12 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "definition_file.h"
 #include "diagnostics.h"
 #include "output.h"
 
 namespace MD::tool {
-
-enum class DefinitionFormat { Text, Xml };
 
 /// Writes every finding about the files, "path:line:column: text", and a line on each file as a whole.
 /// @return kBadData when there was a problem

@@ -1,5 +1,5 @@
 // Definition files: read with places, checked, converted, compared and shown.
-#include <array>
+#include <algorithm>
 #include <random>
 #include <set>
 
@@ -419,6 +419,143 @@ TEST_F(Dict, ShowListsFieldsThatSuitASearch) {
   EXPECT_EQ(show("--type REAL"), (RunResult{"", "mdmsg: there is no type \"REAL\"\n", 2}));
 }
 
+TEST_F(Dict, DeriveTakesTheFirstTypeThatSuitsAllCellsOfAColumn) {
+  const struct {
+    const char* name;
+    const char* cells;  // with blanks between; "_" is an empty one
+    const char* type;
+  } cases[] = {
+      {"Int", "0 -5 _ 2147483647", "INT"},
+      {"Int64", "1 2147483648", "INT64"},
+      {"Int64Smallest", "-9223372036854775808", "INT64"},
+      {"TooLargeForInt64", "9223372036854775808", "STRING"},
+      {"LeadingZero", "1 007", "STRING"},
+      {"NegativeZero", "-0", "STRING"},
+      {"EpochFirst", "946684800000000000 4102444799999999999", "EPOCH_NSEC"},
+      {"BeforeTheEpochYears", "946684799999999999", "INT64"},
+      {"BehindTheEpochYears", "4102444800000000000", "INT64"},
+      {"EpochAndSmall", "946684800000000000 5", "INT64"},
+      {"Moments", "2024-06-03T09:30:00Z 1717407000000000000", "EPOCH_NSEC"},
+      {"Double", "1 2.5", "DOUBLE"},
+      {"DoubleNames", "NaN -Infinity 1e5", "DOUBLE"},
+      {"Char", "B S", "CHAR"},
+      {"DigitAndLetter", "1 B", "CHAR"},
+      {"CharAndLonger", "B SS", "STRING"},
+      {"NumberAndText", "1.5 x1", "STRING"},
+      {"HexIsText", "00ff", "STRING"},
+      {"NoValue", "_ _", "STRING"},
+  };
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    std::istringstream cells(row.cells);
+    std::string csv = "F,X\n";
+    for (std::string cell; cells >> cell;) {
+      csv += (cell == "_" ? "" : cell) + ",\n";
+    }
+    const RunResult result = mdmsg("dict derive", csv);
+    EXPECT_EQ(result.out,
+              std::string("F                         1  ") + row.type + "\nX                         2  STRING\n");
+    EXPECT_EQ(result.status, 0);
+  }
+  EXPECT_EQ(mdmsg("dict derive", "W\n20240115 93000000 -300\n").out, "W                         1  DATETIME\n");
+  EXPECT_EQ(mdmsg("dict derive", "W\n\n"), (RunResult{"W                         1  STRING\n",
+                                                      "mdmsg: samples: note: field \"W\": no value seen; taken for a "
+                                                      "STRING\n",
+                                                      0}));
+}
+
+TEST_F(Dict, DeriveTakesTheFirstTypeThatSuitsAllValuesOfAJsonKey) {
+  const struct {
+    const char* name;
+    std::vector<const char*> values;
+    const char* type;
+  } cases[] = {
+      {"Int", {"0", "-2147483648"}, "INT"},
+      {"IntWide", {R"({"value":5,"bytes":4})", "7"}, "INT"},
+      {"Int64", {"1", "-2147483649"}, "INT64"},
+      {"Epoch", {"1717407000173980747"}, "EPOCH_NSEC"},
+      {"Moment", {R"("2024-06-03T09:30:00Z")"}, "EPOCH_NSEC"},
+      {"Double", {"1", "2.0"}, "DOUBLE"},
+      {"DoubleNames", {R"("NaN")", "1"}, "DOUBLE"},
+      {"DoubleBits", {R"({"bits":"7ff0000000000001"})"}, "DOUBLE"},
+      {"FloatBits", {"0.5", R"({"bits":"7fc00001"})"}, "FLOAT"},
+      {"BeyondInt64", {"18446744073709551615"}, "DOUBLE"},
+      {"DateTime",
+       {R"({"date":20240115,"time":0,"offset":0})", R"({"date":1,"time":0,"offset":0,"packed":1})"},
+       "DATETIME"},
+      {"Buffer", {R"({"hex":"ff"})", R"({"hex":""})"}, "BUFFER"},
+      {"Char", {R"("B")", R"({"hex":"ff"})"}, "CHAR"},
+      {"String", {R"("BB")", R"({"hex":"ff"})"}, "STRING"},
+      {"EmptyString", {R"("")"}, "STRING"},
+  };
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    std::string json;
+    for (const char* const value : row.values) {
+      json += std::string("{\"F\":") + value + "}\n";
+    }
+    EXPECT_EQ(mdmsg("dict derive", json),
+              (RunResult{std::string("F                         1  ") + row.type + '\n', "", 0}));
+  }
+}
+
+TEST_F(Dict, DeriveTellsWhatIsNoField) {
+  EXPECT_EQ(mdmsg("dict derive",
+                  "{\"A\":1}\n{\"A\":\"x\",\"B\":true,\"C\":[1],\"D\":{\"no\":1}}\n[1]\nx\n{\"A\":[],\"E\":2}\n"),
+            (RunResult{"A                         1  INT\n"
+                       "B                         2  STRING\n"
+                       "C                         3  STRING\n"
+                       "D                         4  STRING\n"
+                       "E                         5  INT\n",
+                       "mdmsg: standard input:2: note: field A: no type takes this value and those before\n"
+                       "mdmsg: standard input:2: note: field B: no type takes this value\n"
+                       "mdmsg: standard input:2: note: field C: no type takes this value\n"
+                       "mdmsg: standard input:2: note: field D: no type takes this value\n"
+                       "mdmsg: standard input:3: a message is one JSON object\n"
+                       "mdmsg: standard input:4: a message is one JSON object\n"
+                       "mdmsg: samples: note: field \"B\": no value seen; taken for a STRING\n"
+                       "mdmsg: samples: note: field \"C\": no value seen; taken for a STRING\n"
+                       "mdmsg: samples: note: field \"D\": no value seen; taken for a STRING\n",
+                       1}));
+  EXPECT_EQ(
+      mdmsg("dict derive --from csv --first-id 65534", "A B,60,C,D\n1,2,3,4\n1,2\n"),
+      (RunResult{"C                     65534  INT\n",
+                 "mdmsg: standard input:3: the number of cells is 2, that of the header 4\n"
+                 "mdmsg: samples: field \"A B\": a name with a blank cannot be in a dictionary in text; left out\n"
+                 "mdmsg: samples: field \"60\": a name of digits, which is taken for an id, cannot be in a "
+                 "dictionary in text; left out\n"
+                 "mdmsg: samples: field \"D\": no id is left for it (the last one is 65534); left out\n",
+                 1}));
+  EXPECT_EQ(mdmsg("dict derive --to xml", "A B\n1\n").out,
+            std::string(kXmlStart) + "    <Entry><Name>A B</Name><Code>1</Code><Type>INT</Type></Entry>\n" + kXmlEnd);
+  EXPECT_EQ(mdmsg("dict derive", "A,A\n1,2\n"),
+            (RunResult{"A                         1  STRING\n",
+                       "mdmsg: standard input:1: field A: is given twice\n"
+                       "mdmsg: samples: note: field \"A\": no value seen; taken for a STRING\n",
+                       1}));
+  EXPECT_EQ(mdmsg("dict derive missing.csv"), (RunResult{"", "mdmsg: cannot open missing.csv\n", 2}));
+}
+
+TEST_F(Dict, ADerivedDictionaryEncodesItsSample) {
+  const std::string sample = contentsOf(QUOTES_SAMPLE);
+  ASSERT_NE(sample, "");
+  const RunResult derived = mdmsg("dict derive", sample);
+  EXPECT_EQ(derived.status, 0);
+  write("derived.txt", derived.out);
+  for (const char* const encoding : {"mInt", "IterMap", "MsgT"}) {
+    SCOPED_TRACE(encoding);
+    const RunResult hex = mdmsg(std::string("encode --csv --dictionary derived.txt --encoding ") + encoding, sample);
+    EXPECT_EQ(hex.err, "");
+    EXPECT_EQ(hex.status, 0);
+    const RunResult json = mdmsg("decode --format json --dictionary derived.txt", hex.out);
+    EXPECT_EQ(json.status, 0);
+    EXPECT_EQ(std::count(json.out.begin(), json.out.end(), '\n'), 30);
+    write("again.txt", mdmsg("dict derive", json.out).out);
+    const RunResult difference = mdmsg("dict diff derived.txt again.txt");
+    EXPECT_EQ(difference.out, "");
+  }
+}
+
 TEST_F(Dict, RefusesACommandLineThatItCannotUse) {
   const struct {
     const char* arguments;
@@ -431,6 +568,8 @@ TEST_F(Dict, RefusesACommandLineThatItCannotUse) {
       {"dict convert --to yaml f", "--to: yaml not in {text,xml}"},
       {"dict diff one", "NEW is required"},
       {"dict show --search x BID", "--search excludes FIELD"},
+      {"dict derive --first-id 65536", "Could not convert: --first-id = 65536"},
+      {"dict derive --from xml", "--from: xml not in {auto,csv,json}"},
   };
   for (const auto& [arguments, error] : cases) {
     SCOPED_TRACE(arguments);

@@ -1,0 +1,328 @@
+#include "derive.h"
+
+#include <algorithm>
+#include <deque>
+#include <istream>
+#include <iterator>
+#include <limits>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "csv_message.h"
+#include "csv_reader.h"
+#include "hex.h"
+#include "line_reader.h"
+#include "md/md_datatypes.h"
+#include "time_text.h"
+#include "utf8.h"
+#include "value_text.h"
+
+namespace MD::tool {
+namespace {
+
+/// Types that a value may be of, by preference.
+constexpr std::uint8_t kCandidates[] = {DATATYPES::INT,    DATATYPES::EPOCH_NSEC, DATATYPES::INT64,
+                                        DATATYPES::DOUBLE, DATATYPES::FLOAT,      DATATYPES::DATETIME,
+                                        DATATYPES::BUFFER, DATATYPES::CHAR,       DATATYPES::STRING};
+using Types = std::uint32_t;  // a bit for each type code
+
+constexpr Types only(std::uint8_t type) { return Types{1} << type; }
+constexpr Types kReal = only(DATATYPES::DOUBLE) | only(DATATYPES::FLOAT);
+constexpr Types kAllTypes = std::numeric_limits<Types>::max();
+
+constexpr std::size_t kLongestString = 65535;
+constexpr std::uint16_t kLastId = 65534;  // the one behind it ends every listing
+
+/// Whole numbers count as nanosecond times when all lie in these years: 2000 to 2099.
+constexpr std::uint64_t kFirstNs = 946'684'800'000'000'000;
+constexpr std::uint64_t kLastNs = 4'102'444'799'999'999'999;
+
+struct Column {
+  std::string name;
+  Types types = kAllTypes;
+  bool hasValue = false;
+  bool isReported = false;
+};
+
+std::uint8_t typeOf(const Column& column) {
+  if (!column.hasValue) {
+    return DATATYPES::STRING;
+  }
+  return *std::find_if(std::begin(kCandidates), std::end(kCandidates),
+                       [&](std::uint8_t type) { return (column.types & only(type)) != 0; });
+}
+
+template <class Parse>
+bool canParse(Parse parse) {
+  try {
+    parse();
+    return true;
+  } catch (const LineError&) {
+    return false;
+  }
+}
+
+/// Whether a number would lose its form: "007", "-0".
+bool hasFormOfText(std::string_view text) {
+  const std::string_view digits = !text.empty() && text[0] == '-' ? text.substr(1) : text;
+  return (digits.size() > 1 && digits[0] == '0' && digits[1] >= '0' && digits[1] <= '9') || text == "-0";
+}
+
+bool isOfDigits(std::string_view text) { return !text.empty() && text.find_first_not_of("0123456789") == text.npos; }
+
+/// Whether a CSV cell may be of a type. A cell is any text, so that STRING takes what nothing else does.
+bool suitsCell(const std::string& text, std::uint8_t type) {
+  switch (type) {
+    case DATATYPES::INT:
+      return !hasFormOfText(text) && canParse([&] { parseWhole<std::int32_t>(text, ""); });
+    case DATATYPES::INT64:
+      return !hasFormOfText(text) && canParse([&] { parseWhole<std::int64_t>(text, ""); });
+    case DATATYPES::EPOCH_NSEC:
+      return canParse([&] {
+        const std::uint64_t ns = parseEpochNs(text).get();
+        if (isOfDigits(text) && (ns < kFirstNs || ns > kLastNs)) {
+          throw LineError("");
+        }
+      });
+    case DATATYPES::DOUBLE:
+      // A whole number that INT64 cannot hold would lose digits.
+      return !hasFormOfText(text) && canParse([&] {
+        parseRealOrName<double>(text);
+      }) && (!isOfDigits(text.substr(text[0] == '-' ? 1 : 0)) || canParse([&] { parseWhole<std::int64_t>(text, ""); }));
+    case DATATYPES::DATETIME:
+      return canParse([&] { parseDateTime(text); });
+    case DATATYPES::CHAR:
+      return text.size() == 1;
+    case DATATYPES::STRING:
+      return text.size() <= kLongestString;
+    default:
+      return false;
+  }
+}
+
+Types typesOfCell(const std::string& text, Types possible) {
+  Types types = 0;
+  for (const std::uint8_t type : kCandidates) {
+    if ((possible & only(type)) != 0 && suitsCell(text, type)) {
+      types |= only(type);
+    }
+  }
+  return types;
+}
+
+Types typesOfBytes(std::size_t sizeBytes) {
+  return sizeBytes > kLongestString ? 0 : only(DATATYPES::STRING) | (sizeBytes == 1 ? only(DATATYPES::CHAR) : Types{0});
+}
+
+/// The types that `encode` reads from a JSON object of these members.
+Types typesOfObject(const nlohmann::ordered_json& value) {
+  const auto holds = [&](std::initializer_list<const char*> members) {
+    return value.size() == members.size() &&
+           std::all_of(members.begin(), members.end(), [&](const char* member) { return value.contains(member); });
+  };
+  const auto hexDigits = [&](const char* member) {
+    return value[member].is_string() ? value[member].get_ref<const std::string&>().size() : 1;
+  };
+  if (holds({"hex"})) {
+    const std::size_t digits = hexDigits("hex");
+    return digits % 2 != 0 || digits / 2 > kLongestString ? 0 : typesOfBytes(digits / 2) | only(DATATYPES::BUFFER);
+  }
+  if (holds({"bits"})) {
+    const std::size_t digits = hexDigits("bits");
+    return digits == 8 ? only(DATATYPES::FLOAT) : digits == 16 ? only(DATATYPES::DOUBLE) : 0;
+  }
+  if (holds({"value", "bytes"})) {
+    return only(DATATYPES::INT);
+  }
+  return holds({"date", "time", "offset"}) || holds({"date", "time", "offset", "packed"}) ? only(DATATYPES::DATETIME)
+                                                                                          : 0;
+}
+
+Types typesOfJson(const nlohmann::ordered_json& value) {
+  if (value.is_number_unsigned()) {
+    const auto whole = value.get<std::uint64_t>();
+    Types types = kReal;
+    types |= whole <= 2147483647 ? only(DATATYPES::INT) : 0;
+    types |= whole <= 9223372036854775807U ? only(DATATYPES::INT64) : 0;
+    types |= whole >= kFirstNs && whole <= kLastNs ? only(DATATYPES::EPOCH_NSEC) : 0;
+    return types;
+  }
+  if (value.is_number_integer()) {
+    const bool isInt = value.get<std::int64_t>() >= std::numeric_limits<std::int32_t>::min();
+    return kReal | only(DATATYPES::INT64) | (isInt ? only(DATATYPES::INT) : Types{0});
+  }
+  if (value.is_number()) {
+    return kReal;
+  }
+  if (value.is_string()) {
+    const auto& text = value.get_ref<const std::string&>();
+    Types types = typesOfBytes(text.size());
+    types |= text == "NaN" || text == "Infinity" || text == "-Infinity" ? kReal : 0;
+    types |= parseIsoTime(text) ? only(DATATYPES::EPOCH_NSEC) : 0;
+    return types;
+  }
+  return value.is_object() ? typesOfObject(value) : 0;
+}
+
+/// The columns of all samples.
+class Deriver {
+ public:
+  explicit Deriver(Reporter& reporter) : m_reporter(reporter) {}
+
+  Go readCsv(InputBuffer& in, Output& out) {
+    std::istream stream(&in);
+    LineReader lines(stream, out);
+    CsvReader record(lines);
+    std::vector<Column*> columns;
+    for (;;) {
+      try {
+        if (!record.next()) {
+          return Go::On;
+        }
+        m_reporter.setLine(record.line());
+        if (columns.empty()) {
+          columns = readHeader(record);
+        } else {
+          readRecord(record, columns);
+        }
+        m_reporter.advance(in.sourceBytes());
+      } catch (const LineError& error) {
+        m_reporter.setLine(record.line());
+        m_reporter.error(error);
+        if (columns.empty()) {
+          return Go::On;
+        }
+      }
+    }
+  }
+
+  Go readJsonLines(InputBuffer& in, Output& out) {
+    std::istream stream(&in);
+    LineReader lines(stream, out);
+    std::string_view line;
+    while (lines.next(line)) {
+      line = lines.lineNumber() == 1 ? withoutByteOrderMark(line) : line;
+      if (isBlankLine(withoutCarriageReturn(line))) {
+        continue;
+      }
+      m_reporter.setLine(lines.lineNumber());
+      const auto message = nlohmann::ordered_json::parse(line.begin(), line.end(), nullptr, false);
+      if (!message.is_object()) {
+        m_reporter.error(LineError("a message is one JSON object"));
+        continue;
+      }
+      for (const auto& [key, value] : message.items()) {
+        Column& column = columnOf(key);
+        take(column, typesOfJson(value));
+      }
+      m_reporter.advance(in.sourceBytes());
+    }
+    return Go::On;
+  }
+
+  const std::deque<Column>& columns() const noexcept { return m_columns; }
+
+ private:
+  std::vector<Column*> readHeader(const CsvReader& record) {
+    std::vector<Column*> columns;
+    for (std::size_t i = 0; i != record.size(); ++i) {
+      Column* const column = &columnOf(record[i]);
+      if (std::find(columns.begin(), columns.end(), column) != columns.end()) {
+        throw LineError("is given twice", record[i]);
+      }
+      columns.push_back(column);
+    }
+    return columns;
+  }
+
+  void readRecord(const CsvReader& record, const std::vector<Column*>& columns) {
+    if (record.size() != columns.size()) {
+      throw LineError("the number of cells is " + std::to_string(record.size()) + ", that of the header " +
+                      std::to_string(columns.size()));
+    }
+    for (std::size_t i = 0; i != columns.size(); ++i) {
+      if (!record[i].empty()) {
+        take(*columns[i], typesOfCell(record[i], columns[i]->types));
+      }
+    }
+  }
+
+  Column& columnOf(const std::string& name) {
+    const auto [found, isNew] = m_byName.emplace(name, m_columns.size());
+    if (isNew) {
+      m_columns.emplace_back().name = name;
+    }
+    return m_columns[found->second];
+  }
+
+  /// Narrows a column to what a value can be, too.
+  void take(Column& column, Types types) {
+    if ((column.types & types) == 0) {
+      if (!column.isReported) {
+        column.isReported = true;
+        m_reporter.note(column.name,
+                        types == 0 ? "no type takes this value" : "no type takes this value and those before");
+      }
+      return;
+    }
+    column.types &= types;
+    column.hasValue = true;
+  }
+
+  Reporter& m_reporter;
+  std::deque<Column> m_columns;  // which stay where they are
+  std::map<std::string, std::size_t> m_byName;
+};
+
+/// Whether JSON lines come, as far as can be told from the first bytes.
+bool looksLikeJson(InputBuffer& in) {
+  constexpr std::size_t kLook = 64;
+  const std::string_view text = withoutByteOrderMark(in.peek(kLook));
+  const std::size_t first = text.find_first_not_of(" \t\r\n");
+  return first != text.npos && text[first] == '{';
+}
+
+}  // namespace
+
+void deriveDictionary(const Inputs& inputs, const DeriveOptions& options, Output& out, Reporter& reporter) {
+  Deriver deriver(reporter);
+  forEachInput(inputs, reporter, [&](InputBuffer& in) {
+    const bool isJson =
+        options.form == SampleForm::Json || (options.form == SampleForm::Recognised && looksLikeJson(in));
+    return isJson ? deriver.readJsonLines(in, out) : deriver.readCsv(in, out);
+  });
+  reporter.setInput("samples");
+  std::uint32_t id = options.firstId;
+  const bool isXml = options.format == DefinitionFormat::Xml;
+  out.text() += isXml ? kXmlStart : "";
+  for (const Column& column : deriver.columns()) {
+    const std::string label = "field " + inQuotes(column.name) + ": ";
+    const char* reason = isXml ? whyNoXmlName(column.name) : whyNoTextName(column.name);
+    reason = reason == nullptr && isOfDigits(column.name) ? "a name of digits, which is taken for an id," : reason;
+    if (reason != nullptr) {
+      reporter.wholeInput(label + reason + " cannot be in a dictionary in " + (isXml ? "XML" : "text") + "; left out");
+      continue;
+    }
+    if (id > kLastId) {
+      reporter.wholeInput(label + "no id is left for it (the last one is " + std::to_string(kLastId) + "); left out");
+      continue;
+    }
+    if (!column.hasValue) {
+      reporter.hint("samples", label + "no value seen; taken for a STRING");
+    }
+    Definition entry;
+    entry.name = column.name;
+    entry.id = static_cast<std::uint16_t>(id++);
+    entry.typeName = typeName(typeOf(column));
+    isXml ? appendXmlDefinition(entry, out.text()) : appendTextDefinition(entry, out.text());
+    out.lineDone();
+  }
+  out.text() += isXml ? kXmlEnd : "";
+  out.lineDone();
+}
+
+}  // namespace MD::tool
