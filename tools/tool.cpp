@@ -380,8 +380,7 @@ std::vector<Command> addCommands(CLI::App& app, Options& options, Files& files, 
       "\n"
       "\"mdmsg COMMAND --help\" tells more.");
   std::vector<Command> commands{addEncode(app, options), addDecode(app, options), addConvert(app, options),
-                                addDump(app, options, isOutTerminal),
-                                addStats(app, options, files.svg, isOutTerminal)};
+                                addDump(app, options, isOutTerminal), addStats(app, options, files.svg, isOutTerminal)};
   addDictCommands(app, commands);
   return commands;
 }
