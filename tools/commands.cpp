@@ -53,16 +53,8 @@ class StringAppender : public std::streambuf {
 };
 
 std::unique_ptr<MD_Message> createMessage(const std::string& encoding) {
-  constexpr struct {
-    const char* name;
-    std::uint8_t code;
-  } kEncodings[] = {{"mInt", 6}, {"IterMap", 1}, {"MsgT", 70}};
-  for (const auto& [name, code] : kEncodings) {
-    if (encoding == name) {
-      return MD_Message::createFromPB(code);
-    }
-  }
-  auto message = encoding == "preferred" ? MD_Message::createPreferred(true) : nullptr;
+  auto message =
+      encoding == "preferred" ? MD_Message::createPreferred(true) : MD_Message::createFromPB(encodingCode(encoding));
   if (message == nullptr) {
     throw UsageError("there is no encoding for " + inQuotes(encoding));
   }

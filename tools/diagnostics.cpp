@@ -38,6 +38,8 @@ std::string textOf(const Place& place) {
       return withOffset("message");
     case Place::Kind::Packet:
       return withOffset("packet");
+    case Place::Kind::Datagram:
+      return ": datagram " + std::to_string(place.number);
     case Place::Kind::Whole:
       break;
   }

@@ -44,10 +44,11 @@ class InputError : public std::runtime_error {
 /// Where in an input the message at hand stands.
 struct Place {
   enum class Kind {
-    Whole,    ///< it is the whole input
-    Line,     ///< line `number`
-    Message,  ///< message `number`, from byte `offset` on
-    Packet,   ///< packet `number` of a capture, from byte `offset` on
+    Whole,     ///< it is the whole input
+    Line,      ///< line `number`
+    Message,   ///< message `number`, from byte `offset` on
+    Packet,    ///< packet `number` of a capture, from byte `offset` on
+    Datagram,  ///< datagram `number` of those received
   };
 
   Kind kind = Kind::Line;
@@ -100,6 +101,8 @@ class Reporter {
   void wholeInput(std::string_view text);
   /// Something to know about a place of the dictionary, which leaves the exit status as it is.
   void hint(std::string_view place, std::string_view text);
+  /// What was done, which leaves the exit status as it is.
+  void tell(std::string_view text) { write(std::string(text)); }
   /// An input cannot be read, or the program not be used in this way.
   void unusable(std::string_view text);
 

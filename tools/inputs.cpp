@@ -45,7 +45,8 @@ Go readFile(const std::string& path, Reporter& reporter, const std::function<Go(
   return readInput(file, path, reporter, use, error ? 0 : sizeBytes);
 }
 
-Go readMessages(MessageSource& source, const InputBuffer& in, Output& out, Reporter& reporter,
+/// @param in  what the source reads from; null where that is no input
+Go readMessages(MessageSource& source, const InputBuffer* in, Output& out, Reporter& reporter,
                 const std::function<Go(const InputMessage&)>& use) {
   InputMessage message;
   for (;;) {
@@ -53,7 +54,9 @@ Go readMessages(MessageSource& source, const InputBuffer& in, Output& out, Repor
       if (!source.next(message)) {
         return Go::On;
       }
-      reporter.advance(in.sourceBytes());
+      if (in != nullptr) {
+        reporter.advance(in->sourceBytes());
+      }
       const Go go = use(message);
       out.lineDone();
       if (go == Go::NoFurther) {
@@ -85,6 +88,10 @@ void forEachInput(const Inputs& inputs, Reporter& reporter, const std::function<
 void forEachMessage(const Inputs& inputs, const SourceOptions& options, Output& out, Reporter& reporter,
                     const std::function<Go(const InputMessage&)>& use,
                     const std::function<void(const MessageSource&)>& whenRead) {
+  if (inputs.live != nullptr) {
+    readMessages(*inputs.live, nullptr, out, reporter, use);
+    return;
+  }
   forEachInput(inputs, reporter, [&](InputBuffer& in) {
     std::unique_ptr<MessageSource> source;
     try {
@@ -100,7 +107,7 @@ void forEachMessage(const Inputs& inputs, const SourceOptions& options, Output& 
       }
     };
     try {
-      const Go go = readMessages(*source, in, out, reporter, use);
+      const Go go = readMessages(*source, &in, out, reporter, use);
       if (go == Go::On) {
         finish();
       }

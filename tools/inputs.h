@@ -17,6 +17,8 @@ namespace MD::tool {
 struct Inputs {
   std::vector<std::string> files;  ///< "-" is standard input, and so is an empty list
   std::istream& standardInput;
+  /// Where there is one, messages come from it and from nothing else; the reporter knows its name already.
+  MessageSource* live = nullptr;
 };
 
 enum class Go { On, NoFurther };

@@ -18,21 +18,31 @@ bool overwrite(MD_Message& message, std::uint16_t id, const std::uint8_t* bytes,
          message.update(id, MD_Message::Buffer(bytes, static_cast<std::uint16_t>(sizeBytes)));
 }
 
+constexpr struct {
+  const char* name;
+  std::uint8_t code;
+} kEncodings[] = {{"mInt", 6}, {"IterMap", 1}, {"MsgT", 70}};
+
 std::uint8_t typeOf(std::uint16_t id) { return MD_FieldMap::instance().packed(id).type; }
 
 }  // namespace
 
 const char* encodingName(const MD_Message& message) {
-  switch (message.getPB()) {
-    case 1:
-      return "IterMap";
-    case 6:
-      return "mInt";
-    case 70:
-      return "MsgT";
-    default:
-      return "?";
+  for (const auto& [name, code] : kEncodings) {
+    if (code == message.getPB()) {
+      return name;
+    }
   }
+  return "?";
+}
+
+std::uint8_t encodingCode(std::string_view name) {
+  for (const auto& [known, code] : kEncodings) {
+    if (name == known) {
+      return code;
+    }
+  }
+  return 0;
 }
 
 LineError tooLong(const MD_Message& message, std::uint16_t id, std::size_t sizeBytes) {

@@ -49,8 +49,11 @@ MessageSink::MessageSink(const SinkOptions& options, const FieldNames& names, Ou
 }
 
 void MessageSink::append(const MD_Message& message, std::optional<std::int64_t> timeNs) {
-  const std::uint8_t* const bytes = message.getBinary();
-  const std::uint32_t sizeBytes = message.getSizeImpl();
+  const bool needsTime = m_options.form == OutputForm::Capture;
+  append(message.getBinary(), message.getSizeImpl(), needsTime ? packetTime(message, timeNs) : 0);
+}
+
+void MessageSink::append(const std::uint8_t* bytes, std::uint32_t sizeBytes, std::int64_t timeNs) {
   switch (m_options.form) {
     case OutputForm::HexLines:
       appendHex(bytes, sizeBytes, m_out.text());
@@ -65,7 +68,7 @@ void MessageSink::append(const MD_Message& message, std::optional<std::int64_t> 
     case OutputForm::Framed:
       return appendFramed(bytes, sizeBytes);
     case OutputForm::Capture:
-      m_capture->append(packetTime(message, timeNs), bytes, sizeBytes, m_out.text());
+      m_capture->append(timeNs, bytes, sizeBytes, m_out.text());
   }
 }
 

@@ -41,6 +41,10 @@ class MessageSink {
   /// @throws LineError when the output cannot hold the message
   void append(const MD_Message& message, std::optional<std::int64_t> timeNs);
 
+  /// Appends bytes, whatever they are. @param timeNs  of a capture's packet
+  /// @throws LineError when the output cannot hold them
+  void append(const std::uint8_t* bytes, std::uint32_t sizeBytes, std::int64_t timeNs);
+
  private:
   std::int64_t packetTime(const MD_Message& message, std::optional<std::int64_t> timeNs);
   void appendFramed(const std::uint8_t* bytes, std::uint32_t sizeBytes);
