@@ -16,6 +16,7 @@
 #include <CLI/CLI.hpp>
 
 #include "command.h"
+#include "command_table.h"
 #include "commands.h"
 #include "diagnostics.h"
 #include "dictionary.h"
@@ -576,6 +577,26 @@ Command addListen(CLI::App& app, Options& options) {
           }};
 }
 
+/// The hidden command that writes manual page and completions, from the very table that the parser works by.
+Command addDescribe(CLI::App& app, Options& options) {
+  CLI::App* const command = app.add_subcommand("describe", "The manual page, or completion for a shell");
+  command->group("");
+  command->add_option("FORM", options.format, "man, bash, zsh or fish")
+      ->required()
+      ->check(CLI::IsMember({"man", "bash", "zsh", "fish"}));
+  addOutputOptions(*command, options);
+  return {command,
+          [&app, &options](const Task& task) {
+            const CommandEntry table = tableOf(app);
+            task.out.text() += options.format == "man"    ? manualPage(table, "mdmsg " MDMSG_VERSION)
+                               : options.format == "bash" ? bashCompletion(table)
+                               : options.format == "zsh"  ? zshCompletion(table)
+                                                          : fishCompletion(table);
+            task.out.lineDone();
+          },
+          false};
+}
+
 /// All commands, in the order in which the help lists them.
 std::vector<Command> addCommands(CLI::App& app, Options& options, Files& files, bool isOutTerminal) {
   app.set_version_flag("--version", "mdmsg " MDMSG_VERSION, "Print the version and exit");
@@ -594,7 +615,8 @@ std::vector<Command> addCommands(CLI::App& app, Options& options, Files& files, 
                                 addStats(app, options, files.svg, isOutTerminal),
                                 addGenerate(app, options),
                                 addReplay(app, options),
-                                addListen(app, options)};
+                                addListen(app, options),
+                                addDescribe(app, options)};
   addDictCommands(app, commands);
   return commands;
 }
