@@ -1,7 +1,7 @@
 // A message as plain containers: its bytes, and where each field's record starts. Every rule of the three encodings is
 // spelled out once, the slow and obvious way, for the comparison with the library's.
-#ifndef MD_TESTS_REFERENCE_MODEL_H
-#define MD_TESTS_REFERENCE_MODEL_H
+#ifndef MD_TESTS_SUPPORT_REFERENCE_MODEL_H
+#define MD_TESTS_SUPPORT_REFERENCE_MODEL_H
 
 #include <cstdint>
 #include <cstring>
@@ -15,9 +15,9 @@
 #include <utility>
 #include <vector>
 
+#include "md/md_fieldmap.h"
 #include "md/md_variant.h"
 #include "support/captured_errors.h"
-#include "support/dictionary.h"
 #include "support/messages.h"
 
 namespace MD::test {
@@ -187,6 +187,22 @@ class ReferenceMessage {
     index(header(m_encoding).size());
   }
 
+  /// Adds or updates each field that can be read from `source`, which may be this message.
+  void copyFrom(ReferenceMessage& source) {
+    for (const std::uint16_t id : source.ids()) {
+      const auto row = dictionary().find(id);
+      if (row == dictionary().end() || !isValueType(row->second.type)) {
+        continue;
+      }
+      const auto raw = source.get(id, row->second.type);
+      m_errors += &source == this ? "" : source.takeErrors();
+      if (raw) {
+        const ModelValue value{row->second.type, *raw};
+        static_cast<void>(add(id, value) || update(id, value));
+      }
+    }
+  }
+
   void swap(ReferenceMessage& other) {
     m_bytes.swap(other.m_bytes);
     m_positions.swap(other.m_positions);
@@ -223,20 +239,12 @@ class ReferenceMessage {
     std::size_t valueBytes;
   };
 
+  /// The rows of the process's dictionary as it was when the first model asked.
   static const std::map<std::uint16_t, Row>& dictionary() {
     static const std::map<std::uint16_t, Row> rows = [] {
-      const std::map<std::string, std::uint8_t> types = {
-          {"CHAR", 1},      {"INT", 2},         {"FLOAT", 4},      {"DOUBLE", 5}, {"STRING", 6},
-          {"BUFFER", 14},   {"INT64", 19},      {"DATETIME", 20},  {"SHORT", 3},  {"RAW", 0},
-          {"FRACTION", 11}, {"EPOCH_NSEC", 22}, {"OPTI_PRICE", 2},
-      };
       std::map<std::uint16_t, Row> result;
-      std::istringstream text(kDictionary);
-      std::string name;
-      std::uint16_t id = 0;
-      std::string type;
-      while (text >> name >> id >> type) {
-        result[id] = {name, types.at(type)};
+      for (const auto& row : MD_FieldMap::instance()) {
+        result[row.id] = {row.name, row.type};
       }
       return result;
     }();
@@ -283,8 +291,9 @@ class ReferenceMessage {
     if (type == DATATYPES::BUFFER) {
       return {id, type, 6, numberAt(position + 2, 4)};
     }
-    static const std::map<std::uint8_t, std::size_t> widths = {{1, 1},   {2, 4},  {3, 2},  {4, 4}, {5, 8},
-                                                               {11, 12}, {19, 8}, {20, 8}, {22, 8}};
+    static const std::map<std::uint8_t, std::size_t> widths = {{1, 1},  {2, 4},  {3, 2},   {4, 4},  {5, 8},
+                                                               {9, 4},  {10, 4}, {11, 12}, {16, 4}, {17, 4},
+                                                               {18, 4}, {19, 8}, {20, 8},  {22, 8}};
     const auto width = widths.find(type);
     return {id, type, 2, width == widths.end() ? 0 : width->second};
   }
