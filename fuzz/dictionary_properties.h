@@ -1,0 +1,60 @@
+// The properties of a loaded dictionary.
+#ifndef MD_FUZZ_DICTIONARY_PROPERTIES_H
+#define MD_FUZZ_DICTIONARY_PROPERTIES_H
+
+#include <cstdint>
+
+#include <string>
+#include <vector>
+
+namespace MD::fuzz {
+
+struct Row {
+  std::uint16_t id;
+  std::uint16_t compact;
+  std::uint8_t type;
+  std::string name;
+};
+
+/// The process's dictionary in the order of its compact numbers.
+std::vector<Row> loadedRows();
+
+/// What differs, in words.
+std::string differenceOf(const std::vector<Row>& expected, const std::vector<Row>& rows);
+
+/// Checks that every look-up leads to the rows, and that look-ups of what is not there fail as they should.
+void checkLookUps();
+
+/// Checks that messages of every encoding, on buffers and field tables from before the load, take the dictionary's
+/// fields and give them back.
+void checkMessages();
+
+/// Whether every name can stand in a text file and in an XML file.
+bool haveSimpleNames(const std::vector<Row>& rows);
+
+/// Definition files of the rows, which number them anew.
+std::string asText(const std::vector<Row>& rows);
+std::string asXml(const std::vector<Row>& rows);
+std::vector<Row> renumbered(std::vector<Row> rows);
+
+/// The type code that a type name stands for, or -1.
+int typeCode(const std::string& name);
+
+/// A file that is gone with the object.
+class MemoryFile {
+ public:
+  explicit MemoryFile(const std::string& contents);
+  ~MemoryFile();
+  MemoryFile(const MemoryFile&) = delete;
+  MemoryFile& operator=(const MemoryFile&) = delete;
+
+  const std::string& path() const { return m_path; }
+
+ private:
+  int m_descriptor;
+  std::string m_path;
+};
+
+}  // namespace MD::fuzz
+
+#endif

@@ -1,0 +1,74 @@
+// Input of `mdmsg decode` and `convert`. A line of hex digits decodes alone as it does among others. What decodes to
+// JSON without a remark encodes to the same bytes; what converts without a remark decodes to the same JSON.
+#include <string>
+
+#include "fuzz_target.h"
+#include "mdmsg_run.h"
+
+namespace {
+
+using MD::fuzz::Run;
+using MD::tool::Format;
+
+constexpr const char* kByteOrderMark = "\xEF\xBB\xBF";
+
+/// The digits of a line, in lower case.
+std::string digitsOf(const std::string& line) {
+  std::string digits;
+  for (const char c : line) {
+    if ((c >= '0' && c <= '9') || (c >= 'a' && c <= 'f')) {
+      digits += c;
+    } else if (c >= 'A' && c <= 'F') {
+      digits += static_cast<char>(c - 'A' + 'a');
+    }
+  }
+  return digits;
+}
+
+/// Whether the JSON tells of an integer in how many bytes it is stored, which another encoding does otherwise.
+bool tellsWidths(const std::string& json) { return json.find("\"bytes\":") != json.npos; }
+
+void checkLine(const std::string& line, const Run& json) {
+  if (!json.isClean() || json.out.empty()) {
+    return;
+  }
+  const std::string digits = digitsOf(line);
+  const Run encoded = MD::fuzz::encode(json.out, MD::fuzz::encodingOf(digits));
+  MD_PROPERTY(encoded.isClean(), "does not encode what it decoded: " + json.out + encoded.err);
+  MD_PROPERTY(encoded.out == digits + '\n', "encodes " + encoded.out + "instead of " + digits);
+  for (const char* const encoding : MD::fuzz::kEncodingNames) {
+    const Run converted = MD::fuzz::convert(line, encoding);
+    if (!converted.isClean()) {
+      MD_PROPERTY(converted.out.empty(), "converts and complains: " + converted.err);
+      continue;
+    }
+    const Run decoded = MD::fuzz::decode(converted.out, Format::Json);
+    MD_PROPERTY(decoded.isClean() || tellsWidths(json.out), "does not decode what it converted: " + decoded.err);
+    MD_PROPERTY(decoded.out == json.out || tellsWidths(json.out),
+                "converts to " + decoded.out + "instead of " + json.out);
+  }
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string text(data, data + size);
+  const Run json = MD::fuzz::decode(text, Format::Json);
+  MD::fuzz::decode(text, Format::Text);
+  MD::fuzz::decode(text, Format::PriceText);
+
+  std::string lines;
+  bool isFirst = true;
+  MD::fuzz::forEachLine(text, [&](const std::string& line) {
+    // A mark stands at the start of an input alone.
+    if (!isFirst && line.rfind(kByteOrderMark, 0) == 0) {
+      return;
+    }
+    isFirst = false;
+    const Run alone = MD::fuzz::decode(line, Format::Json);
+    checkLine(line, alone);
+    lines += alone.out;
+  });
+  MD_PROPERTY(lines == json.out, "decodes lines otherwise alone:\n" + lines + "instead of\n" + json.out);
+  return 0;
+}
