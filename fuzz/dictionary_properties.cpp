@@ -100,13 +100,23 @@ void checkLookUps() {
     MD_PROPERTY(hasCompact[compact] || map.findByCompact(static_cast<std::uint16_t>(compact)) == map.end(),
                 "finds compact number " + std::to_string(compact));
   }
-  for (const Row& row : rows) {
-    for (const int step : {-1, 1}) {
-      const auto id = static_cast<std::uint16_t>(row.id + step);
-      if (!hasId[id]) {
-        checkUnknown(id);
-      }
+  const auto checkWhereUnknown = [&](std::uint16_t id) {
+    if (!hasId[id]) {
+      checkUnknown(id);
     }
+  };
+  for (const Row& row : rows) {
+    checkWhereUnknown(static_cast<std::uint16_t>(row.id - 1));
+    checkWhereUnknown(static_cast<std::uint16_t>(row.id + 1));
+  }
+  // Nothing stays of the dictionary before.
+  static std::vector<std::uint16_t> formerIds;
+  for (const std::uint16_t id : formerIds) {
+    checkWhereUnknown(id);
+  }
+  formerIds.clear();
+  for (const Row& row : rows) {
+    formerIds.push_back(row.id);
   }
   const std::string unknown = rows.empty() ? "X" : rows.front().name + "?";
   if (byName.count(unknown) == 0) {

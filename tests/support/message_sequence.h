@@ -42,7 +42,8 @@ class Choices {
   /// Characters of any kind.
   virtual std::string text(unsigned length) = 0;
 
-  bool oneIn(unsigned count) { return below(count) == 0; }
+  // The last number, not the first: zeros, of which inputs are full, choose the ordinary.
+  bool oneIn(unsigned count) { return below(count) == count - 1; }
 
   std::uint16_t someId() { return kIds[below(std::size(kIds))]; }
 
