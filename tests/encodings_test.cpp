@@ -1117,5 +1117,39 @@ TEST_P(Encodings, ParseAMegabyteOfGarbage) {
   EXPECT_EQ(hexOf(*parsed(bytesOf(*message))), hexOf(*message));
 }
 
+// Behind the last byte of a buffer that is full there is nothing to read: a sanitizer's to see.
+TEST_P(Encodings, ReadNothingBehindAFullBuffer) {
+  constexpr std::uint32_t kStepBytes = 1024;
+  std::string dictionary = kDictionary;
+  for (int id = 1001; id <= 1008; ++id) {
+    dictionary += "F" + std::to_string(id) + " " + std::to_string(id) + " BUFFER\n";
+  }
+  loadDictionary(dictionary);
+  const std::uint32_t headBytes = GetParam().code == 6 ? 3 : GetParam().code == 1 ? 6 : 8;
+  for (std::uint32_t tailBytes = 1; tailBytes <= 12; ++tailBytes) {
+    SCOPED_TRACE(tailBytes);
+    const auto whole = makeOwned();
+    for (std::uint16_t id = 1001; whole->getSizeImpl() != kStepBytes - tailBytes; ++id) {
+      const std::uint32_t free = kStepBytes - tailBytes - whole->getSizeImpl() - headBytes;
+      ASSERT_TRUE(whole->add(id, bufferOf(std::string(free > 240 ? 220 : free, 'x'))));
+    }
+    const std::size_t fields = whole->fieldCount();
+    ASSERT_TRUE(whole->add(id::kInt64, std::int64_t{5}));
+    Bytes bytes = bytesOf(*whole);
+    bytes.resize(kStepBytes);
+    CapturedErrors errors;
+    const FreshNextBuffer fresh;
+    const auto message = parsed(bytes);
+    std::int64_t value = 7;
+    EXPECT_EQ(message->get(id::kInt64, value), headBytes + 8 <= tailBytes || (GetParam().code == 1 && tailBytes >= 10));
+    EXPECT_EQ(value, message->get(id::kInt64, value) ? 5 : 7);
+    EXPECT_GE(message->fieldCount(), fields);
+    EXPECT_LE(idsOf(*message).size(), fields + 1);
+    EXPECT_TRUE(message->update(id::kInt64, std::int64_t{6}));
+    EXPECT_TRUE(message->get(id::kInt64, value));
+    EXPECT_EQ(value, 6);
+  }
+}
+
 }  // namespace
 }  // namespace MD::test

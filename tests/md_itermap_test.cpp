@@ -516,6 +516,19 @@ TEST_F(IterMapField, AssertsThatItIsValid) {
   }
 }
 
+// Of a cursor without a record nothing but the type is asked.
+TEST_F(IterMapField, AsksNothingMoreOfACursorWithoutARecord) {
+  const IterMap::Field none(nullptr);
+  const RecordedAssertions assertions;
+  const MD_Message::String text = none;
+  EXPECT_EQ(text.data, nullptr);
+  EXPECT_EQ(text.length, 0);
+  EXPECT_EQ(assertions.entries().size(), 2u);
+  const MD_Message::Buffer buffer = none;
+  EXPECT_EQ(buffer.data, nullptr);
+  EXPECT_EQ(assertions.entries().size(), 4u);
+}
+
 using IterMapFieldDeathTest = IterMapField;
 
 TEST_F(IterMapFieldDeathTest, StopsWhenItIsNotValid) { EXPECT_DEATH(IterMap::Field(nullptr).id(), "isValid\\(\\)"); }
