@@ -126,5 +126,19 @@ TEST(ReusableContainerThreads, AMessageMayEndInAnotherThreadThanItBeganIn) {
   }
 }
 
+TEST(ReusableContainerThreads, AThreadKeepsWhatItReturnedLastToItself) {
+  const MsgData* mine = nullptr;
+  {
+    const ReusableContainerWrapper<MsgData> buffer(true, nullptr);
+    mine = buffer.get();
+  }
+  std::thread([&] {
+    const ReusableContainerWrapper<MsgData> buffer(true, nullptr);
+    EXPECT_NE(buffer.get(), mine);
+  }).join();
+  const ReusableContainerWrapper<MsgData> buffer(true, nullptr);
+  EXPECT_EQ(buffer.get(), mine);
+}
+
 }  // namespace
 }  // namespace MD
