@@ -462,9 +462,14 @@ void addInterfaceOption(CLI::App& command, Options& options) {
 Command addGenerate(CLI::App& app, Options& options) {
   CLI::App* const command = app.add_subcommand("generate", "Make up a feed: quotes, trades, damaged datagrams");
   FeedOptions& feed = options.feed;
-  named(command->add_option("--seed", feed.seed, "Another number gives another feed, default 1"), "N");
-  named(command->add_option("--count", feed.messages, "How many messages, default 1000"), "N");
-  named(command->add_option("--rate", feed.perSecond, "Messages a second on average, default 1000"), "N");
+  named(command->add_option("--seed", feed.seed, "Another number gives another feed, default 1")
+            ->check(&complaintAboutNumber),
+        "N");
+  named(command->add_option("--count", feed.messages, "How many messages, default 1000")->check(&complaintAboutNumber),
+        "N");
+  named(command->add_option("--rate", feed.perSecond, "Messages a second on average, default 1000")
+            ->check(&complaintAboutNumber),
+        "N");
   named(command->add_option("--start", options.start, "When it begins, default 2024-06-03T09:30:00Z"), "TIME");
   named(command
             ->add_option("--encodings", feed.encodings,
@@ -513,8 +518,11 @@ Command addReplay(CLI::App& app, Options& options) {
             ->check(CLI::Range(0U, 255U)),
         "N");
   addSourceOptions(*command, options);
-  named(command->add_option("--skip", options.selection.skip, "Leave the first N datagrams out"), "N");
-  named(command->add_option("--limit", options.selection.limit, "Stop after N datagrams"), "N");
+  named(command->add_option("--skip", options.selection.skip, "Leave the first N datagrams out")
+            ->check(&complaintAboutNumber),
+        "N");
+  named(command->add_option("--limit", options.selection.limit, "Stop after N datagrams")->check(&complaintAboutNumber),
+        "N");
   command->add_option("FILE", options.files, "Input files, \"-\" for standard input")
       ->type_name("FILE")
       ->option_text("");
@@ -547,7 +555,9 @@ Command addListen(CLI::App& app, Options& options) {
   named(command->add_option("HOST:PORT", options.listen.at, "This machine's address, or a group's")->required(),
         "HOST:PORT");
   addInterfaceOption(*command, options);
-  named(command->add_option("--count", options.listen.limits.datagrams, "End after N datagrams"), "N");
+  named(command->add_option("--count", options.listen.limits.datagrams, "End after N datagrams")
+            ->check(&complaintAboutNumber),
+        "N");
   named(command->add_option("--timeout", options.timeoutS, "End after so many seconds"), "SECONDS");
   named(command->add_option("--idle", options.idleS, "End when nothing has come for so many seconds"), "SECONDS");
   named(command->add_option("--format", options.format, "What to write: text (default), json, csv, hex lines, pcap")

@@ -232,6 +232,8 @@ TEST_F(FeedCommand, RefusesACommandLineThatItCannotUse) {
       {"generate --to pcap --destination here",
        "--destination: \"here\" is not an IPv4 address and a port, such as "
        "239.192.0.1:30001"},
+      {"generate --count -1", "--count: \"-1\" is not a whole number\nTry \"mdmsg --help\"."},
+      {"generate --seed x", "--seed: \"x\" is not a whole number\nTry \"mdmsg --help\"."},
       {"replay", "--to is required\nTry \"mdmsg --help\"."},
       {"replay --to 127.0.0.1", "\"127.0.0.1\" is not HOST:PORT"},
       {"replay --to 127.0.0.1:9 --speed 0", "--speed: \"0\" is no number above 0, nor max"},
