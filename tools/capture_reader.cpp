@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <array>
 #include <exception>
+#include <limits>
+#include <optional>
 #include <vector>
 
 #include "capture.h"
@@ -166,9 +168,17 @@ class OpenCapture {
 
   const std::uint8_t* bytes() const noexcept { return m_bytes; }
   std::size_t capturedBytes() const noexcept { return m_header->caplen; }
-  std::int64_t timeNs() const noexcept {
+  /// Empty when the capture says one that 64 bits of nanoseconds since 1970 do not reach.
+  std::optional<std::int64_t> timeNs() const noexcept {
+    constexpr std::int64_t kNsPerSecond = 1'000'000'000;
+    constexpr std::int64_t kMostSeconds = std::numeric_limits<std::int64_t>::max() / kNsPerSecond - 1;
+    const std::int64_t seconds = m_header->ts.tv_sec;
     // With nanosecond times the smaller part holds nanoseconds.
-    return std::int64_t{m_header->ts.tv_sec} * 1'000'000'000 + std::int64_t{m_header->ts.tv_usec};
+    const std::int64_t ns = m_header->ts.tv_usec;
+    if (seconds < 0 || seconds > kMostSeconds || ns < 0 || ns >= kNsPerSecond) {
+      return std::nullopt;
+    }
+    return seconds * kNsPerSecond + ns;
   }
   int link() const { return pcap_datalink(m_capture); }
   std::string linkName() const {

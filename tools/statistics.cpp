@@ -43,14 +43,16 @@ void RateHistogram::add(std::int64_t timeNs) {
   ++m_counts[bar];
 }
 
-/// Joins each two bars.
+/// Joins each two bars, or each five, so that the widths are round: 1, 2, 10, 20, 100 milliseconds and so on.
 void RateHistogram::widen() {
-  std::vector<std::uint64_t> joined((m_counts.size() + 1) / 2);
+  const std::size_t factor = m_isNextFive ? 5 : 2;
+  std::vector<std::uint64_t> joined((m_counts.size() + factor - 1) / factor);
   for (std::size_t i = 0; i != m_counts.size(); ++i) {
-    joined[i / 2] += m_counts[i];
+    joined[i / factor] += m_counts[i];
   }
   m_counts = std::move(joined);
-  m_widthNs *= 2;
+  m_widthNs *= static_cast<std::int64_t>(factor);
+  m_isNextFive = !m_isNextFive;
 }
 
 /// Puts bars in front, so that an earlier time finds one.

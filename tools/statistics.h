@@ -17,10 +17,11 @@
 
 namespace MD::tool {
 
-/// How many events happened when: bars of equal width from the first event on. The bars grow wider, by a factor of
-/// two, as the span does; their number stays below a limit.
+/// How many events happened when: bars of equal width from the first event on. The bars grow wider as the
+/// span does; their number stays below a limit.
 class RateHistogram {
  public:
+  /// @param timeNs  not negative
   void add(std::int64_t timeNs);
 
   bool isEmpty() const noexcept { return m_counts.empty(); }
@@ -41,6 +42,7 @@ class RateHistogram {
   std::int64_t m_widthNs = 1'000'000;
   std::int64_t m_firstNs = 0;
   std::int64_t m_lastNs = 0;
+  bool m_isNextFive = false;
   std::vector<std::uint64_t> m_counts;
 };
 

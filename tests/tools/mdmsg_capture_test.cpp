@@ -235,7 +235,7 @@ TEST_F(ProgramForms, CountsWithoutACapture) {
                                                 withFields("encode --encoding mInt", kTwoQuotes).out + "07\n");
   EXPECT_EQ(result.err, "");
   EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.out.substr(0, result.out.find("\n  09:30:00.189")),
+  EXPECT_EQ(result.out.substr(0, result.out.find("\n  09:30:00.193")),
             "messages                         4, 152 bytes\n"
             "  mInt                           2    50.0 %, 58 bytes, 29.0 each\n"
             "  MsgT                           2    50.0 %, 94 bytes, 47.0 each\n"
@@ -248,9 +248,9 @@ TEST_F(ProgramForms, CountsWithoutACapture) {
             "  last                2024-06-03T09:30:01.000000000Z\n"
             "  span                826.019 ms\n"
             "  mean rate           4 messages/s\n"
-            "  peak rate           125 messages/s in 16 ms\n"
+            "  peak rate           100 messages/s in 20 ms\n"
             "\n"
-            "messages by time, 16 ms a bar\n"
+            "messages by time, 20 ms a bar\n"
             "  09:30:00.173                   2 #############################################");
   EXPECT_EQ(
       result.out.substr(result.out.find("\nsize in bytes")),
@@ -350,7 +350,7 @@ TEST_F(ProgramCaptures, StatsCountWhatWasDamaged) {
             "  last                2024-06-03T09:30:00.999000000Z\n"
             "  span                999 ms\n"
             "  mean rate           988 messages/s\n"
-            "  peak rate           1000 messages/s in 32 ms\n");
+            "  peak rate           1000 messages/s in 20 ms\n");
   EXPECT_EQ(contentsOf("picture.svg").rfind("<svg ", 0), 0U);
 }
 

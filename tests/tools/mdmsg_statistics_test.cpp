@@ -1,6 +1,7 @@
 // Counts over many messages.
 #include "statistics.h"
 
+#include <limits>
 #include <numeric>
 
 #include <gtest/gtest.h>
@@ -26,6 +27,9 @@ TEST(RateHistogram, GrowsWithTheSpan) {
   EXPECT_EQ(times.counts().size(), 31U);
   EXPECT_EQ(times.counts().front(), 3U);
   EXPECT_EQ(times.counts().back(), 1U);
+  times.add(1'120'000'000);  // the 61st bar: five are joined
+  EXPECT_EQ(times.widthNs(), 10'000'000);
+  EXPECT_EQ(times.counts(), (std::vector<std::uint64_t>{3, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 1}));
 }
 
 TEST(RateHistogram, TakesTimesInAnyOrder) {
@@ -46,7 +50,7 @@ TEST(RateHistogram, TakesTheFarthestTimes) {
   RateHistogram times;
   times.add(0);
   times.add(std::numeric_limits<std::int64_t>::max());
-  times.add(std::numeric_limits<std::int64_t>::min() / 2);
+  times.add(std::numeric_limits<std::int64_t>::max() / 2);
   EXPECT_LE(times.counts().size(), 60U);
   EXPECT_EQ(std::accumulate(times.counts().begin(), times.counts().end(), std::uint64_t{0}), 3U);
 }
