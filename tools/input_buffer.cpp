@@ -42,7 +42,7 @@ class InputBuffer::Inflater {
   /// @param readMore  gives bytes of the source, 0 at its end
   template <class ReadMore>
   std::size_t read(char* to, std::size_t room, ReadMore readMore) {
-    m_stream.next_out = reinterpret_cast<Bytef*>(to);  // zlib's name for bytes
+    m_stream.next_out = zlibBytes(to);
     m_stream.avail_out = static_cast<uInt>(room);
     while (m_stream.avail_out == room) {
       if (m_stream.avail_in == 0) {
@@ -74,8 +74,10 @@ class InputBuffer::Inflater {
   }
 
  private:
+  static Bytef* zlibBytes(void* bytes) { return static_cast<Bytef*>(bytes); }
+
   void setInput(std::size_t sizeBytes) {
-    m_stream.next_in = reinterpret_cast<Bytef*>(m_input.data());
+    m_stream.next_in = zlibBytes(m_input.data());
     m_stream.avail_in = static_cast<uInt>(sizeBytes);
   }
 

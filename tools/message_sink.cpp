@@ -1,5 +1,7 @@
 #include "message_sink.h"
 
+#include <cstring>
+
 #include <limits>
 
 #include "diagnostics.h"
@@ -18,7 +20,9 @@ Endpoint ipv4Endpoint(const char* option, const std::string& text) {
 }
 
 void appendBytes(const std::uint8_t* bytes, std::size_t sizeBytes, std::string& out) {
-  out.append(reinterpret_cast<const char*>(bytes), sizeBytes);
+  const std::size_t start = out.size();
+  out.resize(start + sizeBytes);
+  std::memcpy(&out[start], bytes, sizeBytes);
 }
 
 }  // namespace

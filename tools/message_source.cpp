@@ -22,8 +22,8 @@ void readBehind(InputBuffer& in, std::size_t wanted, Output& out, std::vector<st
     const std::size_t step = std::min(wanted, kStep);
     const std::size_t start = bytes.size();
     bytes.resize(start + step);
-    const auto count = static_cast<std::size_t>(
-        in.sgetn(reinterpret_cast<char*>(bytes.data() + start), static_cast<std::streamsize>(step)));
+    void* const to = bytes.data() + start;
+    const auto count = static_cast<std::size_t>(in.sgetn(static_cast<char*>(to), static_cast<std::streamsize>(step)));
     bytes.resize(start + count);
     if (count != step) {
       return;

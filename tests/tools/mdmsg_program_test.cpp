@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "gzip_support.h"
 #include "program_support.h"
 
 namespace {
@@ -20,6 +21,9 @@ namespace {
 using MD::test::ConfigurationFolder;
 using MD::test::contentsOf;
 using MD::test::dataFile;
+#if defined(MDMSG_HAS_ZLIB)
+using MD::test::gzipped;
+#endif
 using MD::test::Program;
 using MD::test::Result;
 
@@ -383,6 +387,37 @@ TEST_F(Program, EveryCommandHelpsWithExamples) {
     EXPECT_EQ(count, 3U);
   }
 }
+
+#if !defined(_WIN32) && defined(MDMSG_HAS_PCAP) && defined(MDMSG_HAS_ZLIB)
+TEST_F(Program, EveryExampleRuns) {
+  const std::string csv = "SYMBOL,BID,RECV_TIME\nAB,101.25,1717407000173980747\nAC,184.15,1717407001173980747\n";
+  for (const char* command : {"", "encode ", "decode ", "convert ", "dump ", "stats "}) {
+    std::istringstream help(mdmsg(std::string(command) + "--help").out);
+    std::string line;
+    while (std::getline(help, line) && line != "Examples:") {
+    }
+    while (std::getline(help, line) && !line.empty()) {
+      SCOPED_TRACE(line);
+      // Whatever the one before left.
+      for (const char* made : {"quotes.pcap", "small.pcap", "feed.svg"}) {
+        ConfigurationFolder::remove(made);
+      }
+      write("quotes.csv", csv);
+      write("quotes.hex", mdmsg("encode --encoding mInt --csv quotes.csv").out);
+      write("quotes.json", mdmsg("decode --format json quotes.hex").out);
+      const std::string capture = mdmsg("encode --encoding mInt --to pcap quotes.json").out;
+      write("feed.pcap", capture);
+      write("feed.pcap.gz", gzipped(capture));
+      write("example.sh", "PATH=$(dirname '" MDMSG_PROGRAM "'):$PATH\n" + line + "\n");
+      const int status = std::system("sh example.sh >stdout 2>stderr");
+      ASSERT_TRUE(WIFEXITED(status));
+      // The broken message that dump shows is bad data.
+      EXPECT_EQ(WEXITSTATUS(status), line.find("6500 | mdmsg dump") != line.npos ? 1 : 0);
+      EXPECT_EQ(contentsOf("stderr"), "");
+    }
+  }
+}
+#endif
 
 TEST_F(Program, TakesFileNamesOutsideAscii) {
 #ifdef _WIN32
