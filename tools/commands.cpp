@@ -391,10 +391,9 @@ void stats(const Task& task, const StatsOptions& options) {
   appendReport(statistics, names, options.zone, options.columns, task.out.text());
   task.out.lineDone();
   if (options.svg != nullptr) {
-    *options.svg << svgOf(statistics, options.zone) << std::flush;
-    if (!*options.svg) {
-      throw UsageError("cannot write the picture");
-    }
+    options.svg->text() += svgOf(statistics, options.zone);
+    options.svg->lineDone();
+    options.svg->flush();
   }
 }
 

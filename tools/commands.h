@@ -4,7 +4,6 @@
 
 #include <cstddef>
 
-#include <iosfwd>
 #include <optional>
 #include <string>
 
@@ -63,7 +62,7 @@ struct StatsOptions {
   TimeZone zone;
   std::string timeField;  ///< an EPOCH_NSEC field that tells when, where the input does not
   std::size_t columns = 80;
-  std::ostream* svg = nullptr;  ///< where a picture goes, if one is wanted
+  Output* svg = nullptr;  ///< where a picture goes, if one is wanted
 };
 
 /// Counts of all messages.

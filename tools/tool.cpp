@@ -164,6 +164,12 @@ constexpr const char* kStatsHelp =
     "  mdmsg stats --svg feed.svg --time-zone America/New_York feed.pcap\n"
     "  mdmsg stats --time-field RECV_TIME quotes.hex";
 
+/// Options that take a number must not take a minus for one.
+std::string complaintAboutNumber(const std::string& text) {
+  const bool isNumber = !text.empty() && text.find_first_not_of("0123456789") == text.npos;
+  return isNumber ? std::string() : inQuotes(text) + " is not a whole number";
+}
+
 /// The options of every command.
 void addCommonOptions(CLI::App& command, Options& options) {
   addDictionaryOption(command, options.dictionary);
@@ -182,8 +188,11 @@ void addSelectionOptions(CLI::App& command, Options& options, bool hasFields) {
             ->take_all()
             ->allow_extra_args(false),
         "CONDITION");
-  named(command.add_option("--skip", options.selection.skip, "Leave the first N of them out"), "N");
-  named(command.add_option("--limit", options.selection.limit, "Stop after N of them"), "N");
+  named(command.add_option("--skip", options.selection.skip, "Leave the first N of them out")
+            ->check(&complaintAboutNumber),
+        "N");
+  named(command.add_option("--limit", options.selection.limit, "Stop after N of them")->check(&complaintAboutNumber),
+        "N");
   if (hasFields) {
     named(command.add_option("--fields", options.selection.fields, "Take these fields, by name or id, with commas")
               ->delimiter(',')
@@ -203,7 +212,9 @@ void addSourceOptions(CLI::App& command, Options& options) {
   named(command.add_option("--framing", options.framing,
                            "Read a stream with a length in front of each message: u16le, u16be, u32le or u32be"),
         "FRAMING");
-  named(command.add_option("--port", options.source.port, "Of captures: datagrams to this UDP port"), "PORT");
+  named(command.add_option("--port", options.source.port, "Of captures: datagrams to this UDP port")
+            ->check(&complaintAboutNumber),
+        "PORT");
   named(command.add_option("--group", options.group, "Of captures: datagrams to this address"), "ADDRESS");
   named(command.add_option("--filter", options.source.filter, "Of captures: a filter expression as of tcpdump"),
         "EXPRESSION");
@@ -422,9 +433,11 @@ Command addStats(CLI::App& app, Options& options, std::ofstream& svg, bool isOut
             statsOptions.zone = timeZoneOf(options);
             statsOptions.timeField = options.sink.timeField;
             statsOptions.columns = isOutTerminal ? terminalColumns() : 80;
+            Output picture(svg);
             if (options.svgFile) {
               openFile(*options.svgFile, options, svg);
-              statsOptions.svg = &svg;
+              picture.redirect(svg, *options.svgFile);
+              statsOptions.svg = &picture;
             }
             stats(task, statsOptions);
           }};

@@ -345,6 +345,14 @@ TEST_F(Program, RefusesACommandLineThatItCannotUse) {
       {"encode --encoding Morse", "--encoding: Morse not in {mInt,IterMap,MsgT,preferred}"},
       {"encode --encoding mInt --price", "The following argument was not expected: --price"},
       {"decode --format yaml", "--format: yaml not in {text,json,csv}"},
+      {"decode --skip -1", "--skip: \"-1\" is not a whole number"},
+      {"decode --limit x", "--limit: \"x\" is not a whole number"},
+      {"decode --port -5", "--port: \"-5\" is not a whole number"},
+      {"decode --port 65536", "Could not convert: --port = 65536"},
+      {"decode --from yaml", "--from: yaml not in {auto,hex,raw,pcap}"},
+      {"encode --encoding mInt --to yaml", "--to: yaml not in {hex,raw,u16le,u16be,u32le,u32be,pcap}"},
+      {"dump --color blue", "--color: blue not in {auto,always,never}"},
+      {"dump --fields QTY", "The following argument was not expected: --fields"},
       {"decode --dictionary", "--dictionary: 1 required FILE missing"},
       {"convert", "--to is required"},
   };
@@ -441,6 +449,16 @@ TEST_F(Program, LineEndsAreTheSameEverywhere) {
       withFields("decode --format json", "062c010105\n\x1a\n062c010106\n"),
       (Result{"{\"QTY\":5}\n{\"QTY\":6}\n", "mdmsg: standard input:2: column 1: \"\\x1a\" is not a hex digit\n", 1}));
 }
+
+#if defined(__linux__)
+TEST_F(Program, ReportsFilesThatCannotBeWrittenToTheirEnd) {
+  write("in.hex", "062c010105\n");
+  EXPECT_EQ(withFields("decode --output /dev/full --force in.hex"),
+            (Result{"", "mdmsg: cannot write /dev/full: No space left on device\n", 2}));
+  EXPECT_EQ(withFields("stats --svg /dev/full --force in.hex").err,
+            "mdmsg: cannot write /dev/full: No space left on device\n");
+}
+#endif
 
 #ifndef _WIN32
 TEST_F(Program, EndsQuietlyWhenItsReaderGoes) {

@@ -113,7 +113,7 @@ TEST_F(Progress, ReportsStandAboveIt) {
 TEST_F(Progress, IsNotShownWhereItIsNotWanted) {
   EXPECT_EQ(shownBy(slowInput() + program("decode --no-progress --format json") + " >out.json"), "");
   EXPECT_EQ(shownBy(slowInput() + program("decode --format json") + " >out.json 2>err.txt; cat err.txt"), "");
-  EXPECT_EQ(shownBy(program("decode --format json many.hex") + " >out.json"), "");
+  EXPECT_EQ(shownBy("head -n 100 many.hex | " + program("decode --format json") + " >out.json"), "");
 }
 
 }  // namespace
