@@ -22,6 +22,7 @@
 
 #include "assertion.h"
 #include "file_opening.h"
+#include "xml_bounds.h"
 
 namespace MD {
 
@@ -102,86 +103,6 @@ bool readAll(std::FILE* file, std::string& text) {
   }
   return std::ferror(file) == 0;
 }
-
-// What a dictionary never comes near. TinyXML parses and frees elements recursively, takes some hundred bytes for each,
-// and compares each attribute with all before it.
-constexpr std::size_t kMaxNesting = 100;
-constexpr std::size_t kMaxTags = 1'000'000;
-constexpr std::size_t kMaxAttributes = 100;
-
-/// Whether a text stays within these bounds. What is malformed may count for more than it is, never for less.
-class XmlBounds {
- public:
-  explicit XmlBounds(const std::string& text) : m_text(text) {}
-
-  /// @return what there is too much of, empty for nothing
-  std::string exceeded() {
-    for (std::size_t position = 0; (position = m_text.find('<', position)) != std::string::npos;) {
-      if (++m_tags > kMaxTags) {
-        return "more than " + std::to_string(kMaxTags) + " tags";
-      }
-      position = behindTag(position);
-      if (m_depth > kMaxNesting) {
-        return "elements nested deeper than " + std::to_string(kMaxNesting);
-      }
-      if (m_attributes > kMaxAttributes) {
-        return "an element of more than " + std::to_string(kMaxAttributes) + " attributes";
-      }
-    }
-    return {};
-  }
-
- private:
-  /// The place behind the tag, comment or the like whose '<' stands at `position`.
-  std::size_t behindTag(std::size_t position) {
-    if (startsWith(position, "<!--")) {
-      return behind("-->", position + 4);
-    }
-    if (startsWith(position, "<![CDATA[")) {
-      return behind("]]>", position);
-    }
-    if (startsWith(position, "<!") || startsWith(position, "<?")) {
-      return behind(">", position);
-    }
-    if (startsWith(position, "</")) {
-      m_depth -= m_depth != 0 ? 1U : 0U;
-      return behind(">", position);
-    }
-    return behindElementTag(position);
-  }
-
-  std::size_t behindElementTag(std::size_t position) {
-    m_attributes = 0;
-    while ((position = m_text.find_first_of("=>\"'", position)) != std::string::npos && m_text[position] != '>') {
-      if (m_text[position] == '=') {
-        ++m_attributes;
-        ++position;
-        continue;
-      }
-      const std::size_t quoteEnd = m_text.find(m_text[position], position + 1);
-      position = quoteEnd != std::string::npos ? quoteEnd + 1 : position + 1;
-    }
-    const std::size_t end = position != std::string::npos ? position + 1 : m_text.size();
-    if (m_text[end - 1] != '>' || m_text[end - 2] != '/') {
-      ++m_depth;
-    }
-    return end;
-  }
-
-  bool startsWith(std::size_t position, const char* start) const {
-    return m_text.compare(position, std::strlen(start), start) == 0;
-  }
-
-  std::size_t behind(const char* end, std::size_t position) const {
-    const std::size_t found = m_text.find(end, position);
-    return found != std::string::npos ? found + std::strlen(end) : m_text.size();
-  }
-
-  const std::string& m_text;
-  std::size_t m_tags = 0;
-  std::size_t m_depth = 0;
-  std::size_t m_attributes = 0;  // of the last element
-};
 
 /// Reads entries of a text file, as far as the stream can be read. A stream takes any exception for an unreadable text;
 /// of memory that runs out it must not: the file would seem to end there.
@@ -276,12 +197,14 @@ void loadXmlFile(MD_FieldMap& map, const std::string& path) {
   }
   std::string text;
   const bool isRead = readAll(file.get(), text);
-  const std::string exceeded = XmlBounds(text).exceeded();
+  const std::string exceeded = exceededXmlBound(text);
   if (!exceeded.empty()) {
     throw std::runtime_error("Failed to load field def file: " + path + ": " + exceeded);
   }
+  // What is no UTF-8 is read byte by byte, whatever its declaration says.
+  const TiXmlEncoding encoding = hasCutCharacter(text) ? TIXML_ENCODING_LEGACY : TIXML_DEFAULT_ENCODING;
   std::string().swap(text);
-  if (!isRead || std::fseek(file.get(), 0, SEEK_SET) != 0 || !document.LoadFile(file.get())) {
+  if (!isRead || std::fseek(file.get(), 0, SEEK_SET) != 0 || !document.LoadFile(file.get(), encoding)) {
     throw std::runtime_error("Failed to load field def file: " + path);
   }
   FieldMapLoader loader(map, types, path);

@@ -561,6 +561,13 @@ TEST_F(FieldMap, RefusesAnXmlFileThatNestsTooDeep) {
       {"OpeningTagsOnly", repeated(1'000'000, "<A>")},
       {"BehindADeclaration", "<?xml version=\"1.0\"?><!DOCTYPE A>" + repeated(200'000, "<A b='/>'>")},
       {"BetweenCommentsAndClosedElements", repeated(200'000, "<!-- --><A><B/><C></C>")},
+      // What the parser reads otherwise than it looks: quotes that quote nothing, quoted values that go on.
+      {"BetweenQuotesOfNoElement", "<D><1 '>" + repeated(200'000, "<A>") + "'></D>"},
+      {"BesideClosingTagsInADeclaration",
+       "<D>" + repeated(4'000, repeated(50, "<A>") + "<?xml version=\">" + repeated(50, "</A>") + "\"?>") + "</D>"},
+      {"BehindACommentInADeclaration", "<?XML version= '><!-- '?><D>" + repeated(200'000, "<A>") + "--></D>"},
+      {"BehindACommentInADeclarationWithAMark",
+       "\xEF\xBB\xBF<?xml encoding=\"\" version=\xEF\xBB\xBF\"><!-- \"?><D>" + repeated(200'000, "<A>") + "--></D>"},
   };
   for (const Row& row : kRows) {
     SCOPED_TRACE(row.name);
@@ -571,6 +578,24 @@ TEST_F(FieldMap, RefusesAnXmlFileThatNestsTooDeep) {
     EXPECT_EQ(map().size(), 0u);
     expectUnknown(22, "BID");
   }
+}
+
+// The parser takes whatever follows for the rest of a character that is cut: a closing tag, or memory behind the end.
+TEST_F(FieldMap, ReadsAnXmlFileWithCutCharactersByteByByte) {
+  const std::string utf8 = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
+  for (const char* name : {"CAF\xC3", "CAF\xE9", "\xF0\x9F", "\xC3\xC3\xA9"}) {
+    SCOPED_TRACE(name);
+    ConfigurationFolder::write("cut.xml",
+                               utf8 + "<D><FieldDefinition>" + xmlEntry(name, "7", "INT") + "</FieldDefinition></D>");
+    MD_FieldMap::reload_xml("cut.xml");
+    EXPECT_EQ(rows(), (Rows{name + std::string(" 7 2 #0")}));
+  }
+  ConfigurationFolder::write("cut.xml", utf8 + "<D>" + repeated(200'000, "<A>\xF0</A>") + "</D>");
+  MD_FieldMap::reload_xml("cut.xml");
+  EXPECT_EQ(rows(), Rows{});
+  ConfigurationFolder::write("cut.xml", utf8 + "<D>\xF0");
+  EXPECT_EQ(errorOf<std::runtime_error>([] { MD_FieldMap::reload_xml("cut.xml"); }),
+            "Failed to load field def file: cut.xml");
 }
 
 // The default search --------------------------------------------------------------------------------------------------
