@@ -23,8 +23,8 @@ struct Run {
   bool isClean() const { return status == tool::kDone; }
 };
 
-inline Run runCommand(const std::string& text,
-                      const std::function<void(const tool::Inputs&, tool::Output&, tool::Reporter&)>& command) {
+/// Runs a command over hex lines or text.
+inline Run runCommand(const std::string& text, const std::function<void(const tool::Task&)>& command) {
   useDictionary();
   const tool::QuietLibrary quiet;
   std::istringstream in(text);
@@ -32,27 +32,23 @@ inline Run runCommand(const std::string& text,
   std::ostringstream err;
   tool::Output output(out);
   tool::Reporter reporter(err, output);
-  command({{}, in}, output, reporter);
+  tool::SourceOptions lines;
+  lines.form = tool::InputForm::HexLines;
+  command({{{}, in}, lines, {}, output, reporter});
   output.flush();
   return {out.str(), err.str(), reporter.status()};
 }
 
 inline Run decode(const std::string& text, tool::Format format) {
-  return runCommand(text, [&](const tool::Inputs& inputs, tool::Output& out, tool::Reporter& reporter) {
-    tool::decode(inputs, format, out, reporter);
-  });
+  return runCommand(text, [&](const tool::Task& task) { tool::decode(task, {format, {}}); });
 }
 
 inline Run encode(const std::string& text, const std::string& encoding, bool isCsv = false) {
-  return runCommand(text, [&](const tool::Inputs& inputs, tool::Output& out, tool::Reporter& reporter) {
-    tool::encode(inputs, encoding, isCsv, out, reporter);
-  });
+  return runCommand(text, [&](const tool::Task& task) { tool::encode(task, {encoding, isCsv, {}}); });
 }
 
 inline Run convert(const std::string& text, const std::string& encoding) {
-  return runCommand(text, [&](const tool::Inputs& inputs, tool::Output& out, tool::Reporter& reporter) {
-    tool::convert(inputs, encoding, out, reporter);
-  });
+  return runCommand(text, [&](const tool::Task& task) { tool::convert(task, {encoding, {}}); });
 }
 
 constexpr const char* kEncodingNames[] = {"mInt", "IterMap", "MsgT"};

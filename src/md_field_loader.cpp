@@ -37,22 +37,28 @@ void FieldMapLoader::accept(std::string name, std::uint16_t id, const std::strin
     return;
   }
   if (m_map.m_compact_count == std::numeric_limits<std::uint16_t>::max()) {
+    makeRows();
     throw std::runtime_error("Too many fields (more than 65535) in field def file: " + m_source);
   }
   m_entries.push_back({id, m_map.m_compact_count, type->second.id, std::move(name)});
   ++m_map.m_compact_count;
 }
 
-// The indexes are made apart and then put in place together: whatever fails for want of memory leaves every look-up
-// answering "unknown".
-void FieldMapLoader::finish() {
-  constexpr const char* kFile = "md_message/src/md_fieldmap";
+// In order of their ids each row's place is the end, and the rows lie in memory as they are walked.
+void FieldMapLoader::makeRows() {
   auto& rows = m_map.m_rows;
-  // In order of their ids each row's place is the end, and the rows lie in memory as they are walked.
   std::stable_sort(m_entries.begin(), m_entries.end());
   for (auto& entry : m_entries) {
     rows.insert(rows.end(), std::move(entry));
   }
+}
+
+// The indexes are made apart and then put in place together: whatever fails for want of memory leaves every look-up
+// answering "unknown".
+void FieldMapLoader::finish() {
+  constexpr const char* kFile = "md_message/src/md_fieldmap";
+  makeRows();
+  const auto& rows = m_map.m_rows;
   const std::uint16_t largestId = rows.empty() ? std::uint16_t{0} : rows.rbegin()->id;
   std::vector<MD_FieldMap::const_iterator> byId(std::size_t{largestId} + 1, rows.end());
   std::vector<MD_FieldMap::const_iterator> byCompact(std::size_t{m_map.m_compact_count} + 1, rows.end());

@@ -30,6 +30,8 @@ class FieldMapLoader {
   void finish();
 
  private:
+  void makeRows();
+
   MD_FieldMap& m_map;
   std::vector<FIELDS::field_rec> m_entries;  // in file order
   const detail::TypeMap& m_types;

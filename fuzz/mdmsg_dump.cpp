@@ -1,0 +1,32 @@
+// Messages of any bytes in `mdmsg dump`: nothing outside them is read, and of what the dump finds no flaw in a receiver
+// keeps every byte.
+#include <cstring>
+
+#include <memory>
+#include <string>
+
+#include "dump.h"
+#include "fuzz_dictionary.h"
+#include "fuzz_target.h"
+#include "md/md_message.h"
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  MD::fuzz::useDictionary();
+  // A block of exactly this length, so that the sanitizer sees what lies behind it.
+  const std::unique_ptr<std::uint8_t[]> bytes(new std::uint8_t[size]);
+  if (size != 0) {
+    std::memcpy(bytes.get(), data, size);
+  }
+  std::string rows;
+  const auto result = MD::tool::appendDump(bytes.get(), size, MD::MD_FieldMap::instance(), false, rows);
+  MD_PROPERTY(size == 0 || !rows.empty(), "shows nothing");
+  MD_PROPERTY(!result.isTruncated || result.flaws != 0, "is truncated without a flaw");
+  if (size == 0 || result.flaws != 0 || MD::tool::encodingOfCode(bytes[0]) == nullptr) {
+    return 0;
+  }
+  const auto message = MD::MD_Message::createFromBytes(bytes.get(), static_cast<std::uint32_t>(size));
+  MD_PROPERTY(
+      message != nullptr && message->getSizeImpl() == size && std::memcmp(message->getBinary(), bytes.get(), size) == 0,
+      "finds no flaw where a receiver does:\n" + rows);
+  return 0;
+}
