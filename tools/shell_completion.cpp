@@ -77,11 +77,11 @@ void appendZshArguments(const CommandEntry& command, std::string& out) {
   for (const OptionEntry& option : command.options) {
     for (const std::string& name : option.names) {
       const std::string others = option.isRepeatable ? "*" : '(' + joined(option.names, " ") + ')';
-      std::string spec = others + name + '[' + zshEscaped(option.description) + ']';
+      std::string argument = others + name + '[' + zshEscaped(option.description) + ']';
       if (!option.argument.empty()) {
-        spec += ':' + zshEscaped(option.argument) + ':' + zshAction(option.choices, option.takesFile);
+        argument += ':' + zshEscaped(option.argument) + ':' + zshAction(option.choices, option.takesFile);
       }
-      out += " \\\n        " + quoted(spec);
+      out += " \\\n        " + quoted(argument);
     }
   }
   for (const PositionalEntry& positional : command.positionals) {
