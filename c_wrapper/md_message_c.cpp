@@ -5,20 +5,13 @@
 #include <utility>
 #include <vector>
 
+#include "cells.h"
 #include "md/md_message.h"
 #include "md/md_mint.h"
 
 using MD::MD_DateTime;
 using MD::MD_EpochNS;
 using MD::MD_Message;
-
-struct MD_MessageCell {
-  std::unique_ptr<MD_Message> message;
-};
-
-struct MD_DateTimeCell {
-  std::unique_ptr<MD_DateTime> dateTime;
-};
 
 // The records of the two languages are one layout; they cross member by member all the same.
 static_assert(sizeof(MD_String) == sizeof(MD_Message::String) && std::is_standard_layout_v<MD_Message::String>);
@@ -31,7 +24,7 @@ namespace {
 MD_MessageHandle newMessageCell(std::unique_ptr<MD_Message> (*make)(const unsigned char*, std::uint32_t),
                                 const unsigned char* bytes, std::uint32_t length) {
   auto cell = std::make_unique<MD_MessageCell>();
-  cell->message = make(bytes, length);
+  cell->hold(make(bytes, length));
   return cell.release();
 }
 
@@ -49,10 +42,6 @@ T fromC(T value) {
 MD_Message::String fromC(const MD_String* value) { return {value->data, value->length}; }
 MD_Message::Buffer fromC(const MD_Buffer* value) { return {value->data, value->length}; }
 
-template <class T>
-void toC(T value, T& out) {
-  out = value;
-}
 void toC(MD_Message::String value, MD_String& out) { out = {value.data, value.length}; }
 void toC(MD_Message::Buffer value, MD_Buffer& out) { out = {value.data, value.length}; }
 void toC(MD_EpochNS value, std::uint64_t& out) { out = value.get(); }
@@ -63,12 +52,19 @@ bool getField(MD_MessageHandle message, std::uint16_t id, Out* out) {
   if (message == nullptr || out == nullptr) {
     return false;
   }
-  T value{};
-  if (!message->message->get(id, value)) {
-    return false;
+  if constexpr (std::is_same_v<T, Out>) {
+    // The last thing done, so that the call is a jump. Nothing inlined is as cheap, and so it is for add and update.
+    return message->message->get(id, *out);
+  } else {
+    return MD::detail::withOwnClass(*message, [=](const auto& own) {
+      T value{};
+      if (!own.get(id, value)) {
+        return false;
+      }
+      toC(value, *out);
+      return true;
+    });
   }
-  toC(value, *out);
-  return true;
 }
 
 template <class Value>

@@ -1,0 +1,49 @@
+// What stands behind the handles of the C interface. Not installed.
+#ifndef MD_C_WRAPPER_CELLS_H
+#define MD_C_WRAPPER_CELLS_H
+
+#include <cstdint>
+
+#include <memory>
+#include <utility>
+
+#include "md/md_datetime.h"
+#include "md/md_itermap.h"
+#include "md/md_message.h"
+#include "md/md_mint.h"
+#include "md/md_msgt.h"
+
+/// Owns a message of any encoding, or none.
+struct MD_MessageCell {
+  std::unique_ptr<MD::MD_Message> message;
+  std::uint8_t code = 0;  ///< the message's encoding, 0 for no message
+
+  void hold(std::unique_ptr<MD::MD_Message> held) {
+    message = std::move(held);
+    code = message != nullptr ? message->getPB() : std::uint8_t{0};
+  }
+};
+
+struct MD_DateTimeCell {
+  std::unique_ptr<MD::MD_DateTime> dateTime;
+};
+
+namespace MD::detail {
+
+/// Calls `use` with the message of a cell as what it is: `mInt`, `IterMap` or `MsgT`, whose inline operations
+/// on fields make do without the virtual table. The cell must hold one.
+template <class Use>
+MD_ALWAYS_INLINE inline bool withOwnClass(const MD_MessageCell& cell, Use use) {
+  switch (cell.code) {
+    case 1:
+      return use(static_cast<IterMap&>(*cell.message));
+    case 6:
+      return use(static_cast<mInt&>(*cell.message));
+    default:
+      return use(static_cast<MsgT&>(*cell.message));
+  }
+}
+
+}  // namespace MD::detail
+
+#endif
