@@ -5,7 +5,7 @@ set(MD_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/md_message")
 
 install(TARGETS md_message EXPORT md_message-targets)
 install(DIRECTORY include/md DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" FILES_MATCHING PATTERN "*.h")
-install(FILES c_wrapper/md_message_c.h DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/md")
+install(FILES ${MD_C_HEADERS} DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/md")
 
 install(EXPORT md_message-targets NAMESPACE md_message:: DESTINATION "${MD_CMAKE_DIR}")
 configure_package_config_file(cmake/md_message-config.cmake.in "${PROJECT_BINARY_DIR}/md_message-config.cmake"

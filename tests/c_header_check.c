@@ -1,4 +1,5 @@
-/* Compiled only: the C header stands alone, twice included, in strict C99. */
+/* Compiled only: the C headers stand alone, twice included, in strict C99. */
+#include "md/md_message_c_ext.h"
 #include "md/md_message_c.h"
 
 typedef bool (*GetString)(MD_MessageHandle, uint16_t, MD_String*);

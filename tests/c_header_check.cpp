@@ -1,4 +1,5 @@
-// Compiled only: the C header stands alone, twice included, in C++, and keeps C linkage there.
+// Compiled only: the C headers stand alone, twice included, in C++, and keeps C linkage there.
+#include "md/md_message_c_ext.h"
 #include "md/md_message_c.h"
 
 extern "C" {

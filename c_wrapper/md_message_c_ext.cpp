@@ -1,0 +1,347 @@
+#include "md_message_c_ext.h"
+
+#include <cstring>
+
+#include <algorithm>
+#include <exception>
+#include <locale>
+#include <memory>
+#include <new>
+#include <ostream>
+#include <sstream>
+#include <streambuf>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "cells.h"
+#include "md/md_assert.h"
+#include "md/md_datatypes.h"
+#include "md/md_fieldmap.h"
+#include "md/md_message.h"
+#include "md/md_price_output.h"
+
+using MD::MD_DateTime;
+using MD::MD_FieldMap;
+using MD::MD_Message;
+
+#define MD_SAME_CODE(name) static_assert(MD_TYPE_##name == int{MD::DATATYPES::name})
+MD_SAME_CODE(CHAR);
+MD_SAME_CODE(INT);
+MD_SAME_CODE(FLOAT);
+MD_SAME_CODE(DOUBLE);
+MD_SAME_CODE(STRING);
+MD_SAME_CODE(BUFFER);
+MD_SAME_CODE(INT64);
+MD_SAME_CODE(DATETIME);
+MD_SAME_CODE(EPOCH_NSEC);
+MD_SAME_CODE(RAW);
+MD_SAME_CODE(SHORT);
+MD_SAME_CODE(VECTOR);
+MD_SAME_CODE(MSG_T);
+MD_SAME_CODE(DATE);
+MD_SAME_CODE(TIME);
+MD_SAME_CODE(FRACTION);
+MD_SAME_CODE(CHILD_MSG);
+MD_SAME_CODE(FOLDED_INT);
+MD_SAME_CODE(UINT);
+MD_SAME_CODE(LONG_INT);
+MD_SAME_CODE(ULONG_INT);
+#undef MD_SAME_CODE
+
+namespace {
+
+/// What `work` returns, or a null result when it throws.
+template <class Work>
+auto withoutExceptions(Work work) noexcept -> decltype(work()) {
+  try {
+    return work();
+  } catch (...) {
+    return {};
+  }
+}
+
+bool isHeld(MD_MessageHandle message) noexcept { return message != nullptr && message->message != nullptr; }
+
+/// A handle of the message that `make` returns; null for none.
+template <class Make>
+MD_MessageHandle newHandle(Make make) noexcept {
+  return withoutExceptions([&]() -> MD_MessageHandle {
+    auto cell = std::make_unique<MD_MessageCell>();
+    cell->hold(make());
+    return cell->message != nullptr ? cell.release() : nullptr;
+  });
+}
+
+/// Counts the characters that are written to it and keeps those for which a caller has room.
+class BoundedText : public std::streambuf {
+ public:
+  BoundedText(char* text, std::size_t capacity) : m_text(text), m_capacity(text != nullptr ? capacity : 0) {}
+
+  /// Behind what was kept. @return whether that is all there was, or nothing was to be kept
+  bool terminate() noexcept {
+    if (m_capacity != 0) {
+      m_text[std::min(m_length, m_capacity - 1)] = '\0';
+    }
+    return m_text == nullptr || m_length < m_capacity;
+  }
+
+  void forget() noexcept { m_length = 0; }
+  std::size_t length() const noexcept { return m_length; }
+
+ private:
+  int_type overflow(int_type character) override {
+    if (!traits_type::eq_int_type(character, traits_type::eof())) {
+      const char single = traits_type::to_char_type(character);
+      xsputn(&single, 1);
+    }
+    return traits_type::not_eof(character);
+  }
+
+  std::streamsize xsputn(const char* characters, std::streamsize count) override {
+    const auto added = static_cast<std::size_t>(count);
+    if (m_length < m_capacity) {
+      std::memcpy(m_text + m_length, characters, std::min(added, m_capacity - m_length));
+    }
+    m_length += added;
+    return count;
+  }
+
+  char* m_text;
+  std::size_t m_capacity;
+  std::size_t m_length = 0;
+};
+
+/// Prints a message, wrapped into what prints it.
+template <class Wrap>
+bool printTo(MD_MessageHandle message, char* text, std::size_t capacity, std::size_t* length, Wrap wrap) noexcept {
+  if (!isHeld(message) || length == nullptr) {
+    return false;
+  }
+  return withoutExceptions([&] {
+    BoundedText bounded(text, capacity);
+    try {
+      std::ostream out(&bounded);
+      out.imbue(std::locale::classic());
+      // A stream would otherwise keep running out of memory to itself.
+      out.exceptions(std::ios_base::badbit);
+      out << wrap(*message->message);
+    } catch (...) {
+      bounded.forget();
+      bounded.terminate();
+      throw;
+    }
+    *length = bounded.length();
+    return bounded.terminate();
+  });
+}
+
+/// Hands out `found` ids, the first of which `first` leads to; `idOf` tells them from what it leads to.
+template <class Iterator, class IdOf>
+bool handOut(Iterator first, std::size_t found, std::uint16_t* ids, std::size_t capacity, std::size_t* count,
+             IdOf idOf) {
+  *count = found;
+  if (ids == nullptr) {
+    return true;
+  }
+  const std::size_t written = std::min(found, capacity);
+  for (std::size_t i = 0; i < written; ++i, ++first) {
+    ids[i] = idOf(*first);
+  }
+  return written == found;
+}
+
+/// Looks up a field and hands it to `use`.
+/// @return what `use` returned, null or false for an unknown field
+template <class Find, class Use>
+auto withField(Find find, Use use) noexcept {
+  return withoutExceptions([&]() -> decltype(use(MD::FIELDS::field_rec())) {
+    const MD_FieldMap& map = MD_FieldMap::instance();
+    const auto row = find(map);
+    if (row == map.end()) {
+      return {};
+    }
+    return use(*row);
+  });
+}
+
+auto byId(std::uint16_t id) noexcept {
+  return [id](const MD_FieldMap& map) { return map.findById(id); };
+}
+
+auto byName(const char* name) noexcept {
+  return [name](const MD_FieldMap& map) { return map.findByName(name); };
+}
+
+/// Writes an error text for as far as there is room.
+void tell(const char* why, char* error, std::size_t capacity) noexcept {
+  if (error != nullptr && capacity != 0) {
+    const std::size_t length = std::min(std::strlen(why), capacity - 1);
+    std::memcpy(error, why, length);
+    error[length] = '\0';
+  }
+}
+
+/// Runs `load` and tells what comes out of it.
+template <class Load>
+bool loads(Load load, char* error, std::size_t capacity) noexcept {
+  try {
+    load();
+  } catch (const std::bad_alloc&) {
+    tell("out of memory", error, capacity);
+    return false;
+  } catch (const std::exception& exception) {
+    tell(exception.what(), error, capacity);
+    return false;
+  } catch (...) {
+    tell("unknown error", error, capacity);
+    return false;
+  }
+  tell("", error, capacity);
+  return true;
+}
+
+/// The same for what is loaded from `source`, which must not be null.
+template <class Load>
+bool loadsFrom(const char* source, Load load, char* error, std::size_t capacity) noexcept {
+  if (source == nullptr) {
+    tell("null pointer", error, capacity);
+    return false;
+  }
+  return loads(load, error, capacity);
+}
+
+}  // namespace
+
+MD_MessageHandle MD_Message_createFromPB(uint8_t code) {
+  return newHandle([=] { return MD_Message::createFromPB(code); });
+}
+
+MD_MessageHandle MD_Message_createPreferred(bool cached) {
+  return newHandle([=] { return MD_Message::createPreferred(cached); });
+}
+
+MD_MessageHandle MD_Message_createEmpty(MD_MessageHandle message) {
+  return isHeld(message) ? newHandle([=] { return message->message->createEmpty(); }) : nullptr;
+}
+
+MD_MessageHandle MD_Message_clone(MD_MessageHandle message) {
+  return isHeld(message) ? newHandle([=] { return message->message->clone(); }) : nullptr;
+}
+
+uint8_t MD_Message_getPB(MD_MessageHandle message) { return message != nullptr ? message->code : std::uint8_t{0}; }
+
+const uint8_t* MD_Message_getBinary(MD_MessageHandle message) {
+  return isHeld(message) ? message->message->getBinary() : nullptr;
+}
+
+bool MD_Message_copyMsg(MD_MessageHandle to, MD_MessageHandle from) {
+  return isHeld(to) && isHeld(from) && withoutExceptions([=] {
+           to->message->copyMsg(*from->message);
+           return true;
+         });
+}
+
+bool MD_Message_copyFieldIds(MD_MessageHandle message, uint16_t* ids, size_t capacity, size_t* count) {
+  return isHeld(message) && count != nullptr && withoutExceptions([=] {
+           std::vector<std::uint16_t> found;
+           message->message->getFieldIdsImpl(found);
+           return handOut(found.begin(), found.size(), ids, capacity, count, [](std::uint16_t id) { return id; });
+         });
+}
+
+bool MD_Message_toText(MD_MessageHandle message, char* text, size_t capacity, size_t* length) {
+  return printTo(message, text, capacity, length, [](const MD_Message& held) -> const MD_Message& { return held; });
+}
+
+bool MD_Message_toPriceText(MD_MessageHandle message, char* text, size_t capacity, size_t* length) {
+  return printTo(message, text, capacity, length, [](const MD_Message& held) { return MD::PriceOutput(held); });
+}
+
+bool MD_Message_fieldData(MD_MessageHandle message, uint16_t id, const uint8_t** data, uint32_t* size, uint8_t* type) {
+  if (!isHeld(message) || data == nullptr || size == nullptr || type == nullptr) {
+    return false;
+  }
+  return withoutExceptions([=] {
+    const MD_Message& held = *message->message;
+    std::uint8_t foundType = 0;
+    std::uint32_t foundSize = 0;
+    const std::uint8_t* const found = held.fieldData(id, foundType, foundSize);
+    if (found == nullptr || foundSize > static_cast<std::uint64_t>(held.getBinary() + held.getSizeImpl() - found)) {
+      return false;
+    }
+    *data = found;
+    *size = foundSize;
+    *type = foundType;
+    return true;
+  });
+}
+
+bool MD_Message_readDateTime(MD_MessageHandle message, uint16_t id, MD_DateTimeHandle dt) {
+  return isHeld(message) && dt != nullptr &&
+         withoutExceptions([=] { return message->message->get(id, *dt->dateTime); });
+}
+
+const char* MD_FieldMap_idToName(uint16_t id) {
+  return withField(byId(id), [](const MD::FIELDS::field_rec& field) { return field.name.c_str(); });
+}
+
+bool MD_FieldMap_idToType(uint16_t id, uint8_t* type) {
+  return type != nullptr && withField(byId(id), [=](const MD::FIELDS::field_rec& field) {
+           *type = field.type;
+           return true;
+         });
+}
+
+bool MD_FieldMap_nameToId(const char* name, uint16_t* id) {
+  return name != nullptr && id != nullptr && withField(byName(name), [=](const MD::FIELDS::field_rec& field) {
+           *id = field.id;
+           return true;
+         });
+}
+
+bool MD_FieldMap_nameToType(const char* name, uint8_t* type) {
+  return name != nullptr && type != nullptr && withField(byName(name), [=](const MD::FIELDS::field_rec& field) {
+           *type = field.type;
+           return true;
+         });
+}
+
+size_t MD_FieldMap_size(void) {
+  return withoutExceptions([] { return MD_FieldMap::instance().size(); });
+}
+
+bool MD_FieldMap_copyIds(uint16_t* ids, size_t capacity, size_t* count) {
+  return count != nullptr && withoutExceptions([=] {
+           const MD_FieldMap& map = MD_FieldMap::instance();
+           return handOut(map.begin(), map.size(), ids, capacity, count,
+                          [](const MD::FIELDS::field_rec& field) { return field.id; });
+         });
+}
+
+bool MD_FieldMap_reload(const char* path, char* error, size_t error_capacity) {
+  return loads([=] { MD_FieldMap::reload(path != nullptr ? path : ""); }, error, error_capacity);
+}
+
+bool MD_FieldMap_reload_xml(const char* path, char* error, size_t error_capacity) {
+  return loadsFrom(
+      path, [=] { MD_FieldMap::reload_xml(path); }, error, error_capacity);
+}
+
+bool MD_FieldMap_reload_text(const char* path, char* error, size_t error_capacity) {
+  return loadsFrom(
+      path, [=] { MD_FieldMap::reload_text(path); }, error, error_capacity);
+}
+
+bool MD_FieldMap_reload_text_memory(const char* text, size_t length, char* error, size_t error_capacity) {
+  const auto load = [=] {
+    std::istringstream stream(std::string(text, length));
+    stream.imbue(std::locale::classic());
+    MD_FieldMap::reload_text(stream, "text in memory");
+  };
+  return loadsFrom(text, load, error, error_capacity);
+}
+
+MD_AssertionHandler MD_set_assertion_handler(MD_AssertionHandler handler) { return MD::set_assertion_handler(handler); }
+
+const char* MD_version(void) { return MD_VERSION; }

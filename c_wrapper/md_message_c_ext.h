@@ -1,0 +1,180 @@
+/* md_message_c_ext.h: what the C interface offers beyond the functions of md_message_c.h.
+ *
+ * The conventions of md_message_c.h on ownership, field ids, lifetimes of views and threads hold here as well. Those on
+ * failure are stricter; for all functions unless one says otherwise:
+ *
+ * 1. Exceptions. None leaves a function. Running out of memory gives the function's null result (false, 0, null), and
+ *    messages, date-times and outputs are as they were. So does an exception that an assertion handler throws.
+ * 2. Null arguments. A null handle or any other null pointer gives the null result, except where a function says what
+ *    null stands for. A handle that holds no message (convention 3 there) is as good as null.
+ * 3. Handles. A function that makes a message returns null instead of a handle that holds none. Handles are released by
+ *    MD_Message_delete.
+ * 4. Room. Where a function fills `capacity` places of the caller's, null for the places only asks how many are needed:
+ *    true. Too few are filled as far as they go, the number that is needed is told, and the result is false. When it
+ *    fails for another reason, the number is left as it was.
+ * 5. Assertions. MD_Message_copyMsg and the print-outs assert that each field can be read, and stored: a failed
+ *    assertion ends the process, or goes to the handler (MD_set_assertion_handler). Messages of unknown origin are best
+ *    checked first, each field by the get of its type.
+ */
+#ifndef MD_MESSAGE_C_EXT_H
+#define MD_MESSAGE_C_EXT_H
+
+#include "md_message_c.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The encodings' codes, each also the first byte of a serialised message. */
+enum { MD_ENCODING_ITERMAP = 1, MD_ENCODING_MINT = 6, MD_ENCODING_MSGT = 70 };
+
+/* The codes of fields' types. Only those of the first list can be read and written through a message. */
+enum {
+  MD_TYPE_CHAR = 1,
+  MD_TYPE_INT = 2,
+  MD_TYPE_FLOAT = 4,
+  MD_TYPE_DOUBLE = 5,
+  MD_TYPE_STRING = 6,
+  MD_TYPE_BUFFER = 14,
+  MD_TYPE_INT64 = 19,
+  MD_TYPE_DATETIME = 20,
+  MD_TYPE_EPOCH_NSEC = 22
+};
+enum {
+  MD_TYPE_RAW = 0,
+  MD_TYPE_SHORT = 3,
+  MD_TYPE_VECTOR = 7,
+  MD_TYPE_MSG_T = 8,
+  MD_TYPE_DATE = 9,
+  MD_TYPE_TIME = 10,
+  MD_TYPE_FRACTION = 11,
+  MD_TYPE_CHILD_MSG = 12,
+  MD_TYPE_FOLDED_INT = 13,
+  MD_TYPE_UINT = 16,
+  MD_TYPE_LONG_INT = 17,
+  MD_TYPE_ULONG_INT = 18
+};
+
+/* ---- Making messages ----
+ * Null when memory runs out, and on first use when a dictionary is found that cannot be loaded. */
+
+/* A new empty message of an encoding. Null for a code that is no encoding's. */
+MD_C_API MD_MessageHandle MD_Message_createFromPB(uint8_t code);
+
+/* A new empty message of the site's preferred encoding, which the file message/preferred.conf on the configuration
+ * search path names, MsgT when there is none. `cached`: whether to read the file once in the life of the process
+ * instead of on every call. Null when the file names a code that is no encoding's. */
+MD_C_API MD_MessageHandle MD_Message_createPreferred(bool cached);
+
+/* A new empty message of the same encoding. Null for a null handle. */
+MD_C_API MD_MessageHandle MD_Message_createEmpty(MD_MessageHandle message);
+
+/* A new message of the same encoding with a copy of the contents. Null for a null handle. */
+MD_C_API MD_MessageHandle MD_Message_clone(MD_MessageHandle message);
+
+/* ---- The message as a whole ----
+ * None but MD_Message_copyMsg changes a message. */
+
+/* The encoding's code. 0 for a null handle. Needs no memory. */
+MD_C_API uint8_t MD_Message_getPB(MD_MessageHandle message);
+
+/* The serialised message, MD_Message_getSize bytes: a view, valid until the message is changed or deleted. Null for a
+ * null handle; a message of no bytes at all (MD_Message_setBinary with none) may have any pointer. Needs no memory. */
+MD_C_API const uint8_t* MD_Message_getBinary(MD_MessageHandle message);
+
+/* Copies every field of `from`, of any encoding, to `to`: fields that both hold take the value of `from`, other fields
+ * of `to` stay. A field that cannot be read there or stored here fails an assertion (convention 5) and, when the
+ * handler returns, is left out. False, and `to` as it was, for a null handle and when memory runs out. */
+MD_C_API bool MD_Message_copyMsg(MD_MessageHandle to, MD_MessageHandle from);
+
+/* Writes the ids of all fields in wire order to ids[0] to ids[capacity - 1] and their number to `count` (convention 4).
+ * A field that received bytes repeat is listed each time. */
+MD_C_API bool MD_Message_copyFieldIds(MD_MessageHandle message, uint16_t* ids, size_t capacity, size_t* count);
+
+/* Prints a message, one field a line: its name (the id, when the dictionary does not know it) in a column of 22
+ * characters, " = ", the value, a line feed. `length` is the number of characters; a NUL follows them, for which
+ * `capacity` must have room as well (convention 4). A text that is cut off ends with a NUL, too. After a failure for
+ * another reason the text is empty. */
+MD_C_API bool MD_Message_toText(MD_MessageHandle message, char* text, size_t capacity, size_t* length);
+
+/* The same, but a price that is kept in integer fields named stem_WHOLE, stem_NUM and stem_DENOM prints as one line of
+ * the stem and the decimal number. */
+MD_C_API bool MD_Message_toPriceText(MD_MessageHandle message, char* text, size_t capacity, size_t* length);
+
+/* ---- Reading a field ----
+ * False, and the outputs as they were, when the field is absent or cut off by the end of the message. Neither needs
+ * memory. */
+
+/* Where a field's value lies in the serialised message, how many bytes it takes and its type: for MsgT the one that
+ * stands in the message, otherwise the dictionary's. The bytes are as the encoding stores them, a terminating NUL of a
+ * string included; valid until the message is changed or deleted. Bytes of a length that
+ * the end of the message cuts off count as zero. */
+MD_C_API bool MD_Message_fieldData(MD_MessageHandle message, uint16_t id, const uint8_t** data, uint32_t* size,
+                                   uint8_t* type);
+
+/* Reads a date-time into `dt`. (MD_Message_getDateTime tells only whether it could.) False also for a field of another
+ * type. */
+MD_C_API bool MD_Message_readDateTime(MD_MessageHandle message, uint16_t id, MD_DateTimeHandle dt);
+
+/* ---- The field dictionary ----
+ * There is one in a process. It is loaded on first use from the configuration search path. Look-ups are safe from
+ * several threads. */
+
+/* A field's name, terminated by NUL: a view, valid until a dictionary is loaded. Null for an unknown id. */
+MD_C_API const char* MD_FieldMap_idToName(uint16_t id);
+
+/* A field's type. False, and `type` as it was, for an unknown id. */
+MD_C_API bool MD_FieldMap_idToType(uint16_t id, uint8_t* type);
+
+/* The id of a name, of the higher id where two fields have it. False, and `id` as it was, for an unknown name. */
+MD_C_API bool MD_FieldMap_nameToId(const char* name, uint16_t* id);
+
+/* The type of the field of a name. False, and `type` as it was, for an unknown name. */
+MD_C_API bool MD_FieldMap_nameToType(const char* name, uint8_t* type);
+
+/* The number of fields. */
+MD_C_API size_t MD_FieldMap_size(void);
+
+/* Writes the ids of all fields, lowest first, to ids[0] to ids[capacity - 1] and their number to `count` (convention
+ * 4). Needs no memory once the dictionary is loaded. */
+MD_C_API bool MD_FieldMap_copyIds(uint16_t* ids, size_t capacity, size_t* count);
+
+/* ---- Loading a dictionary ----
+ * Each replaces the dictionary's fields. Do so only while no message exists that was filled before, and no other thread
+ * uses the dictionary or a message. False when it cannot be done, memory running out included: then the dictionary
+ * is as it was or, once loading has begun, knows no field until a load succeeds. Why is written to error[0] to
+ * error[error_capacity - 1], cut off where it must be and terminated by NUL; after success it is empty. A null `error`,
+ * or no room, only forgoes the text. */
+
+/* From the XML file `path`; from the configuration search path when that is null or empty, which succeeds, without any
+ * field, where no definition file is found. */
+MD_C_API bool MD_FieldMap_reload(const char* path, char* error, size_t error_capacity);
+
+/* From the XML file `path`, an empty path leaving no field. A null `path` changes nothing and gives false. */
+MD_C_API bool MD_FieldMap_reload_xml(const char* path, char* error, size_t error_capacity);
+
+/* From the text file `path`: entries of name, id and type name. A null `path` changes nothing and gives false. */
+MD_C_API bool MD_FieldMap_reload_text(const char* path, char* error, size_t error_capacity);
+
+/* From `length` characters in memory, in the format of a text file. A null `text` changes nothing and gives false, also
+ * when `length` is 0. */
+MD_C_API bool MD_FieldMap_reload_text_memory(const char* text, size_t length, char* error, size_t error_capacity);
+
+/* ---- The process ---- */
+
+/* Called with the text of a failed assertion, the source it is filed under and its line there. When it returns, the
+ * operation goes on as its description says. It must not leave by longjmp. */
+typedef void (*MD_AssertionHandler)(const char* expression, const char* file, unsigned line);
+
+/* Installs `handler` for the whole process; null restores the default, which writes to standard error and aborts.
+ * Returns the handler that was installed before, null when it was the default. Needs no memory; thread-safe. */
+MD_C_API MD_AssertionHandler MD_set_assertion_handler(MD_AssertionHandler handler);
+
+/* The library's version, "major.minor.patch": a constant that is never released. Needs no memory. */
+MD_C_API const char* MD_version(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
