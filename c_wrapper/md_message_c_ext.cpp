@@ -182,23 +182,30 @@ void tell(const char* why, char* error, std::size_t capacity) noexcept {
   }
 }
 
+/// Leaves no field of a load that failed halfway.
+void emptyDictionary() noexcept {
+  withoutExceptions([] {
+    MD_FieldMap::reload_xml("");
+    return true;
+  });
+}
+
 /// Runs `load` and tells what comes out of it.
 template <class Load>
 bool loads(Load load, char* error, std::size_t capacity) noexcept {
   try {
     load();
+    tell("", error, capacity);
+    return true;
   } catch (const std::bad_alloc&) {
     tell("out of memory", error, capacity);
-    return false;
   } catch (const std::exception& exception) {
     tell(exception.what(), error, capacity);
-    return false;
   } catch (...) {
     tell("unknown error", error, capacity);
-    return false;
   }
-  tell("", error, capacity);
-  return true;
+  emptyDictionary();
+  return false;
 }
 
 /// The same for what is loaded from `source`, which must not be null.

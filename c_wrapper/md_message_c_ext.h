@@ -107,8 +107,8 @@ MD_C_API bool MD_Message_toPriceText(MD_MessageHandle message, char* text, size_
 
 /* Where a field's value lies in the serialised message, how many bytes it takes and its type: for MsgT the one that
  * stands in the message, otherwise the dictionary's. The bytes are as the encoding stores them, a terminating NUL of a
- * string included; valid until the message is changed or deleted. Bytes of a length that
- * the end of the message cuts off count as zero. */
+ * string included; valid until the message is changed or deleted. Bytes of a length that the end of the message cuts
+ * off count as zero. */
 MD_C_API bool MD_Message_fieldData(MD_MessageHandle message, uint16_t id, const uint8_t** data, uint32_t* size,
                                    uint8_t* type);
 
@@ -141,10 +141,10 @@ MD_C_API bool MD_FieldMap_copyIds(uint16_t* ids, size_t capacity, size_t* count)
 
 /* ---- Loading a dictionary ----
  * Each replaces the dictionary's fields. Do so only while no message exists that was filled before, and no other thread
- * uses the dictionary or a message. False when it cannot be done, memory running out included: then the dictionary
- * is as it was or, once loading has begun, knows no field until a load succeeds. Why is written to error[0] to
- * error[error_capacity - 1], cut off where it must be and terminated by NUL; after success it is empty. A null `error`,
- * or no room, only forgoes the text. */
+ * uses the dictionary or a message. False when it cannot be done, memory running out included: then there is no field
+ * until a load succeeds. Why is written to error[0] to error[error_capacity - 1], cut off where it must be and
+ * terminated by NUL; after success it is empty. A null `error`, or no room, only forgoes the text. Where a load is the
+ * first use of the dictionary, the search path's comes before it, and its failure is the load's. */
 
 /* From the XML file `path`; from the configuration search path when that is null or empty, which succeeds, without any
  * field, where no definition file is found. */

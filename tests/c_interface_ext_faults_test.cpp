@@ -1,0 +1,237 @@
+// The additions to the C interface when memory runs out: no exception comes out, the function gives its null result,
+// and handles, messages and what was passed for a result are as they were.
+#include <cstdint>
+#include <cstring>
+
+#include <memory>
+#include <new>
+#include <ostream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <md/md_message_c_ext.h>
+
+#include "support/dictionary.h"
+#include "support/emptied_pools.h"
+#include "support/faults.h"
+
+namespace MD::test {
+namespace {
+
+struct DeletesMessage {
+  void operator()(MD_MessageHandle message) const { MD_Message_delete(message); }
+};
+struct DeletesDateTime {
+  void operator()(MD_DateTimeHandle dateTime) const { MD_DateTime_delete(dateTime); }
+};
+using Message = std::unique_ptr<MD_MessageCell, DeletesMessage>;
+using DateTime = std::unique_ptr<MD_DateTimeCell, DeletesDateTime>;
+
+constexpr const char* kLongName = "A_FIELD_WITH_A_NAME_THAT_NO_SHORT_STRING_HOLDS";
+enum : std::uint16_t { kLong = 500, kWhole = 501, kNum = 502, kDenom = 503 };
+
+/// What functions take and give.
+struct Handles {
+  explicit Handles(bool arePoolsEmptied = true) {
+    loadDictionary(kDictionary + std::string(kLongName) +
+                   " 500 STRING\n"
+                   "THE_PRICE_OF_A_LONG_NAME_WHOLE 501 INT\n"
+                   "THE_PRICE_OF_A_LONG_NAME_NUM 502 INT\n"
+                   "THE_PRICE_OF_A_LONG_NAME_DENOM 503 INT\n");
+    if (arePoolsEmptied) {
+      emptiedPools = std::make_unique<EmptiedPools>();
+    }
+    message.reset(MD_mInt_new());
+    target.reset(MD_Message_createFromPB(MD_ENCODING_MSGT));
+    const std::string characters(250, 'y');
+    const MD_String value = {characters.data(), 250};
+    EXPECT_TRUE(MD_Message_addString(message.get(), kLong, &value));
+    EXPECT_TRUE(MD_Message_addInt(message.get(), kWhole, 12) && MD_Message_addInt(message.get(), kNum, 5));
+    EXPECT_TRUE(MD_Message_addInt(message.get(), kDenom, 8));
+    EXPECT_TRUE(MD_Message_addDateTime(message.get(), id::kDateTime, DateTime(MD_DateTime_new(20250101, 3, 4)).get()));
+    // What the target lacks for a copy is room.
+    const std::string block(1000, 'z');
+    const MD_String filling = {block.data(), 1000};
+    EXPECT_TRUE(MD_Message_addString(target.get(), id::kString, &filling));
+  }
+
+  std::unique_ptr<EmptiedPools> emptiedPools;
+  Message message;
+  Message target;
+  Message made;
+  char text[1024] = "";
+  std::size_t count = 77;
+  std::uint16_t ids[16] = {};
+  std::uint16_t id = 0;
+  std::uint8_t type = 0;
+};
+
+std::string describe(MD_MessageHandle message) {
+  if (message == nullptr) {
+    return "none\n";
+  }
+  std::string text =
+      std::to_string(MD_Message_getPB(message)) + " " + std::to_string(MD_Message_fieldCount(message)) + " fields: ";
+  const std::uint8_t* const bytes = MD_Message_getBinary(message);
+  return text.append(bytes, bytes + MD_Message_getSize(message)) + "\n";
+}
+
+std::string describe(const Handles& handles) {
+  return describe(handles.message.get()) + describe(handles.target.get()) + describe(handles.made.get()) +
+         handles.text + " " + std::to_string(handles.count) + " " + std::to_string(handles.ids[0]) + " " +
+         std::to_string(handles.id) + " " + std::to_string(handles.type);
+}
+
+/// `call` tells whether the result was another one than the function's null result.
+struct CallCase {
+  const char* name;
+  bool (*call)(Handles& handles);
+};
+
+void PrintTo(const CallCase& row, std::ostream* out) { *out << row.name; }
+
+bool makes(Handles& handles, MD_MessageHandle made) {
+  handles.made.reset(made);
+  return made != nullptr;
+}
+
+const CallCase kCalls[] = {
+    {"CreateFromPB1", [](Handles& handles) { return makes(handles, MD_Message_createFromPB(MD_ENCODING_ITERMAP)); }},
+    {"CreateFromPB6", [](Handles& handles) { return makes(handles, MD_Message_createFromPB(MD_ENCODING_MINT)); }},
+    {"CreateFromPB70", [](Handles& handles) { return makes(handles, MD_Message_createFromPB(MD_ENCODING_MSGT)); }},
+    {"CreatePreferred", [](Handles& handles) { return makes(handles, MD_Message_createPreferred(false)); }},
+    {"CreateEmpty", [](Handles& handles) { return makes(handles, MD_Message_createEmpty(handles.message.get())); }},
+    {"Clone", [](Handles& handles) { return makes(handles, MD_Message_clone(handles.message.get())); }},
+    {"CopyMsg", [](Handles& handles) { return MD_Message_copyMsg(handles.target.get(), handles.message.get()); }},
+    {"CopyFieldIds",
+     [](Handles& handles) { return MD_Message_copyFieldIds(handles.message.get(), handles.ids, 16, &handles.count); }},
+    {"ToText",
+     [](Handles& handles) {
+       return MD_Message_toText(handles.message.get(), handles.text, sizeof handles.text, &handles.count);
+     }},
+    {"ToPriceText",
+     [](Handles& handles) {
+       return MD_Message_toPriceText(handles.message.get(), handles.text, sizeof handles.text, &handles.count);
+     }},
+    {"NameToId", [](Handles& handles) { return MD_FieldMap_nameToId(kLongName, &handles.id); }},
+    {"NameToType", [](Handles& handles) { return MD_FieldMap_nameToType(kLongName, &handles.type); }},
+};
+
+class CInterfaceExtFaults : public testing::TestWithParam<CallCase> {};
+
+TEST_P(CInterfaceExtFaults, GiveTheNullResultAndLeaveHandlesAsTheyWere) {
+#if !defined(MD_ALLOCATIONS_CAN_FAIL)
+  GTEST_SKIP() << "allocations fail with the GNU C library and under sanitizers";
+#endif
+  const SilencedErrors silence;
+  // Where the driver looks for an exception there is a null result; an exception would end the test program.
+  const auto call = [](Handles& handles) {
+    const bool isDone = [&]() noexcept { return GetParam().call(handles); }();
+    if (!isDone) {
+      throw std::bad_alloc();
+    }
+  };
+  const auto failEach = [&](Failing failing, bool arePoolsEmptied) {
+    return failEveryAllocation(
+        failing, [=] { return std::make_unique<Handles>(arePoolsEmptied); }, call);
+  };
+  for (const Failing failing : {Failing::Once, Failing::FromThenOn}) {
+    EXPECT_GE(failEach(failing, true), 1) << "nothing failed";
+  }
+  expectNoLeak([&] { failEach(Failing::FromThenOn, false); });
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, CInterfaceExtFaults, testing::ValuesIn(kCalls),
+                         [](const auto& row) { return row.param.name; });
+
+/// Lets each allocation of a load fail in turn. The dictionary is then empty.
+/// @return how many failed
+long failEachOfALoad(Failing failing) {
+  const std::string text = std::string("NEW 1 INT\n") + kLongName + " 2 STRING\n";
+  for (long failed = 0; failed < 1000; ++failed) {
+    loadDictionary("BEFORE 1 INT\n");
+    char error[32] = "untouched";
+    bool isLoaded = false;
+    const FaultRun run = runFailing(failed, failing, [&]() noexcept {
+      isLoaded = MD_FieldMap_reload_text_memory(text.data(), text.size(), error, sizeof error);
+    });
+    const char* const name = MD_FieldMap_idToName(1);
+    if (isLoaded) {
+      EXPECT_EQ(MD_FieldMap_size(), 2u);
+      EXPECT_STREQ(name, "NEW");
+      EXPECT_STREQ(error, "");
+    } else {
+      EXPECT_STREQ(error, "out of memory");
+      EXPECT_EQ(MD_FieldMap_size(), 0u);
+      EXPECT_EQ(name, nullptr);
+    }
+    if (!run.hasFailed) {
+      EXPECT_TRUE(isLoaded);
+      return failed;
+    }
+  }
+  ADD_FAILURE() << "it never succeeds";
+  return 0;
+}
+
+TEST(CInterfaceExtLoadFaults, TellOfMemoryInTheErrorText) {
+#if !defined(MD_ALLOCATIONS_CAN_FAIL)
+  GTEST_SKIP() << "allocations fail with the GNU C library and under sanitizers";
+#endif
+  for (const Failing failing : {Failing::Once, Failing::FromThenOn}) {
+    EXPECT_GE(failEachOfALoad(failing), 5);
+  }
+  expectNoLeak([] { failEachOfALoad(Failing::FromThenOn); });
+}
+
+// The functions that say that they need no memory.
+TEST(CInterfaceExtWithoutMemory, ReadAndLookUp) {
+#if !defined(MD_ALLOCATIONS_CAN_FAIL)
+  GTEST_SKIP() << "allocations fail with the GNU C library and under sanitizers";
+#endif
+  const Handles handles;
+  const DateTime dateTime(MD_DateTime_new_empty());
+  bool isRight = false;
+  const FaultRun run = runFailing(0, Failing::FromThenOn, [&] {
+    MD_MessageHandle message = handles.message.get();
+    const std::uint8_t* data = nullptr;
+    std::uint32_t size = 0;
+    std::uint8_t type = 0;
+    std::uint16_t ids[64];
+    std::size_t count = 0;
+    isRight = MD_Message_getPB(message) == MD_ENCODING_MINT && MD_Message_getBinary(message) != nullptr;
+    isRight = isRight && MD_Message_fieldData(message, kWhole, &data, &size, &type) && *data == 12;
+    isRight = isRight && MD_Message_readDateTime(message, id::kDateTime, dateTime.get());
+    isRight = isRight && std::strcmp(MD_FieldMap_idToName(kLong), kLongName) == 0;
+    isRight = isRight && MD_FieldMap_idToType(kLong, &type) && type == MD_TYPE_STRING;
+    isRight = isRight && MD_FieldMap_copyIds(ids, 64, &count) && count == MD_FieldMap_size();
+    isRight = isRight && MD_set_assertion_handler(nullptr) == nullptr && *MD_version() != '\0';
+  });
+  EXPECT_FALSE(run.hasThrown);
+  EXPECT_FALSE(run.hasFailed);
+  EXPECT_TRUE(isRight);
+}
+
+// What an assertion handler throws does not come out either.
+TEST(CInterfaceExtAssertions, AreNotThrownOutOfTheInterface) {
+  loadDictionary(kDictionary);
+  const unsigned char cutOff[] = {6, 44, 1, 4, 5};
+  const Message source(MD_Message_createFromBytes(cutOff, sizeof cutOff));
+  const Message target(MD_mInt_new());
+  const MD_AssertionHandler before =
+      MD_set_assertion_handler([](const char*, const char*, unsigned) { throw std::bad_alloc(); });
+  char text[32] = "untouched";
+  std::size_t length = 77;
+  const bool isCopied = MD_Message_copyMsg(target.get(), source.get());
+  const bool isPrinted = MD_Message_toText(source.get(), text, sizeof text, &length);
+  MD_set_assertion_handler(before);
+  EXPECT_FALSE(isCopied);
+  EXPECT_FALSE(isPrinted);
+  EXPECT_TRUE(MD_Message_empty(target.get()));
+  EXPECT_STREQ(text, "");
+  EXPECT_EQ(length, 77u);
+}
+
+}  // namespace
+}  // namespace MD::test
