@@ -1,5 +1,6 @@
 /* A program that uses the C interface as installed. CONFIG_PATH names the folder of field_map.txt. */
 #include <md/md_message_c.h>
+#include <md/md_message_c_ext.h>
 
 #include <stdio.h>
 
@@ -31,6 +32,9 @@ int main(void) {
   bytes[3] = 1;
   bytes[4] = 25;
   received = MD_Message_createFromBytes(bytes, 5);
+  if (MD_Message_getPB(received) != MD_ENCODING_MINT) {
+    return 1;
+  }
   if (!MD_Message_getInt(received, BID_QTY, &quantity) || MD_Message_getDouble(received, BID, &bid) ||
       MD_Message_getString(received, SYMBOL, &text)) {
     return 1;
