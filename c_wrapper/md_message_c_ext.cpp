@@ -182,30 +182,26 @@ void tell(const char* why, char* error, std::size_t capacity) noexcept {
   }
 }
 
-/// Leaves no field of a load that failed halfway.
-void emptyDictionary() noexcept {
-  withoutExceptions([] {
-    MD_FieldMap::reload_xml("");
-    return true;
-  });
-}
-
-/// Runs `load` and tells what comes out of it.
+/// Runs `load` and tells what comes out of it. A load that fails leaves no field, not even one that it came to.
 template <class Load>
 bool loads(Load load, char* error, std::size_t capacity) noexcept {
-  try {
-    load();
-    tell("", error, capacity);
-    return true;
-  } catch (const std::bad_alloc&) {
-    tell("out of memory", error, capacity);
-  } catch (const std::exception& exception) {
-    tell(exception.what(), error, capacity);
-  } catch (...) {
-    tell("unknown error", error, capacity);
-  }
-  emptyDictionary();
-  return false;
+  tell("unknown error", error, capacity);
+  const bool isLoaded = withoutExceptions([&] {
+    try {
+      load();
+      tell("", error, capacity);
+      return true;
+    } catch (const std::bad_alloc&) {
+      tell("out of memory", error, capacity);
+    } catch (const std::exception& exception) {
+      tell(exception.what(), error, capacity);
+    }
+    return false;
+  });
+  return isLoaded || withoutExceptions([] {
+           MD_FieldMap::reload_xml("");
+           return false;
+         });
 }
 
 /// The same for what is loaded from `source`, which must not be null.

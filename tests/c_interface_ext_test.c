@@ -474,7 +474,7 @@ static void unloadableConfiguration(void) {
   CHECK(MD_FieldMap_size() == 0 && isNoField(kInt, "QTY"));
   CHECK(MD_Message_createPreferred(false) == NULL && MD_Message_createPreferred(true) == NULL);
   CHECK(!MD_FieldMap_reload(NULL, error, sizeof error));
-  CHECK(strcmp(error, "Failed to load field def file: c_interface_unloadable/FieldDefinition.xml") == 0);
+  CHECK(strncmp(error, "Failed to load field def file: ", 31) == 0 && strstr(error, "FieldDefinition.xml") != NULL);
   MD_Message_delete(message);
 }
 
