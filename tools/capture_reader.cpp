@@ -130,7 +130,7 @@ class OpenCapture {
     char text[PCAP_ERRBUF_SIZE] = "";
     m_capture = pcap_fopen_offline_with_tstamp_precision(file, PCAP_TSTAMP_PRECISION_NANO, text);
     if (m_capture == nullptr) {
-      std::fclose(file);
+      static_cast<void>(std::fclose(file));  // it was only read
       input.rethrow();
       throw InputError("no capture that can be read: " + printable(text));
     }
