@@ -8,6 +8,11 @@ install(DIRECTORY include/md DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" FILES_MAT
 install(FILES ${MD_C_HEADERS} DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/md")
 
 install(EXPORT md_message-targets NAMESPACE md_message:: DESTINATION "${MD_CMAKE_DIR}")
+if(TARGET md_message_static)
+  install(TARGETS md_message_static EXPORT md_message-static-targets)
+  install(EXPORT md_message-static-targets NAMESPACE md_message:: DESTINATION "${MD_CMAKE_DIR}")
+  install(FILES cmake/FindTinyXML.cmake DESTINATION "${MD_CMAKE_DIR}")
+endif()
 configure_package_config_file(cmake/md_message-config.cmake.in "${PROJECT_BINARY_DIR}/md_message-config.cmake"
   INSTALL_DESTINATION "${MD_CMAKE_DIR}" NO_SET_AND_CHECK_MACRO)
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/md_message-config-version.cmake" COMPATIBILITY SameMajorVersion)
