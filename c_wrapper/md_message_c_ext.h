@@ -4,7 +4,8 @@
  * failure are stricter; for all functions unless one says otherwise:
  *
  * 1. Exceptions. None leaves a function. Running out of memory gives the function's null result (false, 0, null), and
- *    messages, date-times and outputs are as they were. So does an exception that an assertion handler throws.
+ *    messages, date-times and outputs are as they were. An exception that an assertion handler throws gives the null
+ *    result, too; a copy ends there, the fields before it copied.
  * 2. Null arguments. A null handle or any other null pointer gives the null result, except where a function says what
  *    null stands for. A handle that holds no message (convention 3 there) is as good as null.
  * 3. Handles. A function that makes a message returns null instead of a handle that holds none. Handles are released by
