@@ -3,7 +3,13 @@ include(CMakePackageConfigHelpers)
 
 set(MD_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/md_message")
 
-install(TARGETS md_message EXPORT md_message-targets)
+# Components, which Debian's packages are made of: library, development, tools.
+option(MD_DEBIAN_PACKAGES "Pack Debian packages, as scripts/package does" OFF)
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
+install(TARGETS md_message EXPORT md_message-targets
+  RUNTIME COMPONENT library
+  LIBRARY COMPONENT library NAMELINK_COMPONENT development
+  ARCHIVE COMPONENT development)
 install(DIRECTORY include/md DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" FILES_MATCHING PATTERN "*.h")
 install(FILES ${MD_C_HEADERS} DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/md")
 
@@ -29,8 +35,10 @@ install(FILES "${PROJECT_BINARY_DIR}/md_message.pc" DESTINATION "${CMAKE_INSTALL
 
 if(TARGET mdmsg)
   file(RELATIVE_PATH MD_LIBDIR_FROM_BINDIR "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
-  set_target_properties(mdmsg PROPERTIES INSTALL_RPATH "$ORIGIN/${MD_LIBDIR_FROM_BINDIR}")
-  install(TARGETS mdmsg)
+  if(NOT MD_DEBIAN_PACKAGES)  # which go where the dynamic linker looks anyway
+    set_target_properties(mdmsg PROPERTIES INSTALL_RPATH "$ORIGIN/${MD_LIBDIR_FROM_BINDIR}")
+  endif()
+  install(TARGETS mdmsg COMPONENT tools)
 endif()
 if(TARGET mdmsg_descriptions)
   # Debian's own packages have their zsh functions in a folder of their own.
@@ -40,7 +48,10 @@ if(TARGET mdmsg_descriptions)
     set(MD_ZSH_FOLDER site-functions)
   endif()
   set(MD_DESCRIPTIONS "${PROJECT_BINARY_DIR}/tools")
-  install(FILES "${MD_DESCRIPTIONS}/man/mdmsg.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+  set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME tools)
+  if(NOT MD_DEBIAN_PACKAGES)  # which hold it compressed
+    install(FILES "${MD_DESCRIPTIONS}/man/mdmsg.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
+  endif()
   install(FILES "${MD_DESCRIPTIONS}/bash/mdmsg" DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
   install(FILES "${MD_DESCRIPTIONS}/zsh/_mdmsg" DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/${MD_ZSH_FOLDER}")
   install(FILES "${MD_DESCRIPTIONS}/fish/mdmsg.fish" DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d")
@@ -77,4 +88,7 @@ endif()
 set(CPACK_PACKAGE_FILE_NAME "md_message-${PROJECT_VERSION}-${CMAKE_SYSTEM_NAME}-${CMAKE_SYSTEM_PROCESSOR}")
 set(CPACK_PACKAGE_CHECKSUM SHA256)
 set(CPACK_STRIP_FILES ON)
+if(MD_DEBIAN_PACKAGES)
+  include(cmake/debian/DebianPackages.cmake)
+endif()
 include(CPack)

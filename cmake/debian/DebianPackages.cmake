@@ -1,0 +1,71 @@
+# Three Debian packages: libmd-message1, libmd-message-dev and mdmsg. scripts/package configures, builds and checks them.
+set(MD_PACKAGE_MAINTAINER "md_message developers <md_message@packages.invalid>" CACHE STRING "Maintainer of the packages")
+
+# Compressed as Debian wants it: without a time stamp.
+function(md_compress input output)
+  execute_process(COMMAND gzip -9nc INPUT_FILE "${input}" OUTPUT_FILE "${output}" COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
+set(debian "${PROJECT_BINARY_DIR}/debian")
+file(MAKE_DIRECTORY "${debian}")
+string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
+configure_file(cmake/debian/changelog.in "${debian}/changelog.Debian" @ONLY)
+md_compress("${debian}/changelog.Debian" "${debian}/changelog.Debian.gz")
+md_compress("${PROJECT_SOURCE_DIR}/CHANGELOG.md" "${debian}/changelog.gz")
+
+set(version "${PROJECT_VERSION}-1")
+set(CPACK_GENERATOR DEB)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_COMPONENTS_ALL library development tools)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_DEBIAN_PACKAGE_MAINTAINER "${MD_PACKAGE_MAINTAINER}")
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${PROJECT_BINARY_DIR}")
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libmd-message1)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "market-data messages that are their serialised bytes
+A message is a set of fields, each a 16-bit id and one value, in one of three
+wire encodings. Sending costs no encoding step, receiving is one pass over the
+bytes. A dictionary, loaded once per process, declares the fields.")
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/cmake/debian/triggers")
+
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libmd-message-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libmd-message1 (= ${version})")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS libtinyxml-dev)
+set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "market-data messages, development files
+Headers for C++17 and C, the static library, the CMake package and the
+pkg-config file, with examples. Linking the static library needs
+libtinyxml-dev too.")
+
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME mdmsg)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libmd-message1 (>= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_TOOLS_DESCRIPTION "market-data messages in pipes and files
+Makes messages of JSON or CSV and the reverse, converts between encodings,
+takes messages apart byte by byte and counts them. Reads hex lines, raw and
+length-prefixed messages and captures; makes up, replays and shows feeds.")
+
+foreach(component IN ITEMS library development tools)
+  string(TOUPPER "${component}" upper)
+  set(doc "share/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}")
+  install(FILES cmake/debian/copyright "${debian}/changelog.gz" "${debian}/changelog.Debian.gz" DESTINATION "${doc}"
+    COMPONENT ${component})
+endforeach()
+install(FILES examples/first_message.cpp examples/feed_handler.cpp examples/quote.c examples/data/datagrams.hex
+  etc/field_map.txt DESTINATION share/doc/libmd-message-dev/examples COMPONENT development)
+
+add_custom_command(OUTPUT "${debian}/mdmsg.1.gz"
+  COMMAND gzip -9nc "${PROJECT_BINARY_DIR}/tools/man/mdmsg.1" > "${debian}/mdmsg.1.gz"
+  DEPENDS "${PROJECT_BINARY_DIR}/tools/man/mdmsg.1" mdmsg_descriptions)
+add_custom_target(compressed_manual ALL DEPENDS "${debian}/mdmsg.1.gz")
+install(FILES "${debian}/mdmsg.1.gz" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tools)
