@@ -1,4 +1,7 @@
 # Three Debian packages: libmd-message1, libmd-message-dev and mdmsg. scripts/package configures, builds and checks them.
+if(NOT TARGET mdmsg_descriptions)
+  message(FATAL_ERROR "MD_DEBIAN_PACKAGES needs the program mdmsg: MD_BUILD_TOOLS=ON")
+endif()
 set(MD_PACKAGE_MAINTAINER "md_message developers <md_message@packages.invalid>" CACHE STRING "Maintainer of the packages")
 
 # Compressed as Debian wants it: without a time stamp.
