@@ -1,6 +1,6 @@
 /* Compiled only: the C headers stand alone, twice included, in strict C99. */
-#include "md/md_message_c_ext.h"
 #include "md/md_message_c.h"
+#include "md/md_message_c_ext.h"
 
 typedef bool (*GetString)(MD_MessageHandle, uint16_t, MD_String*);
 typedef MD_DateTimeHandle (*NewDateTime)(int32_t, int32_t, int16_t);

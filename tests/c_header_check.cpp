@@ -1,6 +1,6 @@
 // Compiled only: the C headers stand alone, twice included, in C++, and keeps C linkage there.
-#include "md/md_message_c_ext.h"
 #include "md/md_message_c.h"
+#include "md/md_message_c_ext.h"
 
 extern "C" {
 typedef bool (*GetString)(MD_MessageHandle, uint16_t, MD_String*);
