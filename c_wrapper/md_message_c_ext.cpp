@@ -21,7 +21,6 @@
 #include "md/md_message.h"
 #include "md/md_price_output.h"
 
-using MD::MD_DateTime;
 using MD::MD_FieldMap;
 using MD::MD_Message;
 
