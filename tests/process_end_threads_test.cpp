@@ -82,6 +82,7 @@ void inThreads(void (*body)()) {
 struct EndCase {
   const char* name;
   void (*body)();
+  bool keepsMessagesInThreads = true;
 };
 
 const EndCase kEnds[] = {
@@ -90,12 +91,14 @@ const EndCase kEnds[] = {
        loadDictionary(kDictionary);
        g_earlyMessages = std::make_unique<Messages>();
        static const Messages late;
-     }},
+     },
+     false},
     {"StaticMessagesOfAnotherThread",
      [] {
        loadDictionary(kDictionary);
        std::thread([] { g_earlyMessages = std::make_unique<Messages>(); }).join();
-     }},
+     },
+     false},
     {"MessagesOfThreads",
      [] {
        loadDictionary(kDictionary);
@@ -157,7 +160,14 @@ void PrintTo(const EndCase& row, std::ostream* out) { *out << row.name; }
 
 class EndOfProcessDeathTest : public testing::TestWithParam<EndCase> {};
 
-TEST_P(EndOfProcessDeathTest, FindsEverythingInOrder) { expectInFreshProcess(GetParam().body); }
+TEST_P(EndOfProcessDeathTest, FindsEverythingInOrder) {
+#if defined(__MINGW32__)
+  if (GetParam().keepsMessagesInThreads) {
+    GTEST_SKIP() << "the compiler's run-time frees thread_local objects before their destructors run";
+  }
+#endif
+  expectInFreshProcess(GetParam().body);
+}
 
 INSTANTIATE_TEST_SUITE_P(Each, EndOfProcessDeathTest, testing::ValuesIn(kEnds),
                          [](const auto& row) { return row.param.name; });
