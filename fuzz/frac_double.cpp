@@ -155,7 +155,8 @@ void check(double value) {
   MD_PROPERTY(text == textOf(expected), "the text is " + text + " instead of " + textOf(expected));
   if (expected.whole != kNone) {
     // Two units of the last kept place, for the fraction whose sign changes, and what doubles of this size cannot tell.
-    const double unit = std::pow(10.0, digitsBehindFirst(magnitude(expected.whole)) - 14);
+    const double unit =
+        std::pow(10.0, digitsBehindFirst(static_cast<std::int64_t>(wholeMagnitude(partsOf(value)))) - 14);
     const double off = std::fabs(std::strtod(text.c_str(), nullptr) - value);
     MD_PROPERTY(off <= 2 * unit + std::fabs(value) * std::numeric_limits<double>::epsilon(),
                 "the text is off: " + text);

@@ -41,8 +41,11 @@ bool load(const std::string& xml) {
     refusal = error.what();
   }
   const std::string unreadable = "Failed to load field def file: " + file.path();
-  if (refusal == unreadable + ": elements nested deeper than 100") {
-    return false;
+  for (const char* const bound :
+       {"elements nested deeper than 100", "an element of more than 100 attributes", "more than 1000000 tags"}) {
+    if (refusal == unreadable + ": " + bound) {
+      return false;
+    }
   }
   MD_PROPERTY(refusal.empty() || refusal == unreadable, "refuses a file with " + refusal);
   // What is refused for another reason has been parsed up to there.

@@ -85,6 +85,7 @@ const FractionCase kFractionCases[] = {
     {"SmallestDouble", 4.9406564584124654e-324, 0, 0, 10, 1, "0.0"},
     {"NegativeBelowOneUnitTurnsPositive", -7e-15, 0, 1, 100000000000000, 14, "0.00000000000001"},
     {"NegativeWholePartWithAPositiveNumerator", -5.000000000000007, -5, 1, 100000000000000, 14, "-5.00000000000001"},
+    {"NegativeBelowOneUnitIsCarriedUpwards", -100000000000000.625, -99999999999999, 0, 10, 1, "-99999999999999.0"},
     {"NegativeAboveOneUnitKeepsItsSign", -17e-15, 0, -2, 100000000000000, 14, "-0.00000000000002"},
     {"FifteenDigitsLeaveNoPlace", 123456789012345.25, 123456789012345, 0, 1000000000000000, 15,
      "123456789012345.000000000000000"},
