@@ -44,7 +44,7 @@ template <class Encoding>
 std::unique_ptr<MD_Message> RecordMessage<Encoding>::clone() const {
   std::unique_ptr<Encoding> copy(new Encoding(DEFAULT_ALLOCATOR));
   Records(*copy).assign(bytes().data(), bytes().size());
-  static_cast<RecordMessage&>(*copy).positions() = positions();
+  Records(*copy).copyPositions(Records(*this));
   return copy;
 }
 

@@ -204,15 +204,23 @@ class RecordStore {
     return found.size() == ids.size();
   }
 
+  /// Makes the field table like that of a message with the same bytes, when every field here is absent.
+  void copyPositions(const RecordStore& other) const {
+    forEachRecord([&](std::uint16_t id) {
+      const FIELDS::packed_rec field = map().packed(id);
+      if (const std::uint64_t position = other.positions().get(field)) {
+        positions().place(field, position);
+      }
+    });
+    // A record that another one covers, or that an earlier dictionary knew, was not met.
+    if (positions().get_field_count() != other.positions().get_field_count()) {
+      positions() = other.positions();
+    }
+  }
+
   /// Appends the ids of all records in wire order.
   void ids(std::vector<std::uint16_t>& out) const {
-    const ByteView bytes = view();
-    std::uint64_t position = kHeaderBytes;
-    while (bytes.left(position) >= sizeof(std::uint16_t)) {
-      const std::uint16_t id = Rules::id(bytes, position);
-      out.push_back(id);
-      position += Rules::head(bytes, position, map().packed(id).type).bytes();
-    }
+    forEachRecord([&](std::uint16_t id) { out.push_back(id); });
   }
 
  private:
@@ -222,6 +230,18 @@ class RecordStore {
   Optimizer& positions() const noexcept { return m_message->positions(); }
   const MD_FieldMap& map() const noexcept { return m_message->fieldMap(); }
   ByteView view() const noexcept { return {data().data(), data().size()}; }
+
+  /// Calls `use` with the ids of all records in wire order.
+  template <class Use>
+  void forEachRecord(Use use) const {
+    const ByteView bytes = view();
+    std::uint64_t position = kHeaderBytes;
+    while (bytes.left(position) >= sizeof(std::uint16_t)) {
+      const std::uint16_t id = Rules::id(bytes, position);
+      use(id);
+      position += Rules::head(bytes, position, map().packed(id).type).bytes();
+    }
+  }
 
   /// A present field's position, 0 for an absent one.
   std::uint64_t find(FIELDS::packed_rec field) const noexcept {

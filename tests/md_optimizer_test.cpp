@@ -377,7 +377,6 @@ TEST_F(OptimizerTest, SettingZeroOverAndOverAllocatesNothing) {
   EXPECT_EQ(table.get_field_count(), 1u);
 }
 
-// Without an erase in between, which cuts the list of what was set.
 TEST_F(OptimizerTest, SettingNothingButZeroKeepsToItsMemory) {
   loadFields(3);
   Optimizer table;
@@ -451,56 +450,128 @@ TEST_F(OptimizerTest, AgreesWithAModelUnderRandomOperations) {
   }
 }
 
+TEST_F(OptimizerTest, HoldsEveryValue) {
+  constexpr std::uint64_t kValues[] = {
+      1,
+      (std::uint64_t{1} << 39) - 1,
+      std::uint64_t{1} << 39,
+      (std::uint64_t{1} << 39) + 1,
+      (std::uint64_t{1} << 40) - 1,
+      std::uint64_t{1} << 40,
+      (std::uint64_t{1} << 63) + 5,
+      0xFFFF'FFFF'FFFF'FFFF,
+  };
+  loadFields(3);
+  Optimizer table;
+  ASSERT_TRUE(table.set(1, 11));
+  for (const std::uint64_t value : kValues) {
+    SCOPED_TRACE(value);
+    for (const std::uint64_t other : kValues) {
+      ASSERT_TRUE(table.set(2, value));
+      ASSERT_TRUE(table.set(3, other));
+      ASSERT_EQ(table.get(2), value);
+      ASSERT_EQ(table.get(3), other);
+      ASSERT_EQ(table.get_field_count(), 3u);
+      const Optimizer copy(table);
+      ASSERT_EQ(copy.get(2), value);
+      ASSERT_EQ(copy.get(3), other);
+      table.erase(3);
+      ASSERT_EQ(table.get(3), 0u);
+      ASSERT_EQ(table.get(2), value);
+    }
+    table.clear();
+    ASSERT_EQ(table.get(2), 0u);
+    ASSERT_TRUE(table.set(1, 11));
+  }
+  EXPECT_EQ(table.get(1), 11u);
+}
+
+// What is left of a filling must not come back, however many clears later, nor lie inside a message.
+TEST_F(OptimizerTest, StaysClearThroughAsManyClearsAsCanBeTold) {
+  constexpr std::uint64_t kLongerThanAnyMessage = std::uint64_t{1} << 36;
+  loadFields(3);
+  Optimizer table;
+  ASSERT_TRUE(table.set(1, 1));
+  ASSERT_TRUE(table.set(2, 0xFFFF'FFFF'FFFF'FFFF));
+  const FIELDS::packed_rec fields[] = {MD_FieldMap::instance().packed(1), MD_FieldMap::instance().packed(2),
+                                       MD_FieldMap::instance().packed(3)};
+  for (std::uint32_t clears = 1; clears <= (1U << 24) + 2; ++clears) {
+    table.clear();
+    for (const FIELDS::packed_rec field : fields) {
+      const std::uint64_t position = table.position(field);
+      if (!table.isAbsent(field) || position < kLongerThanAnyMessage || position + 0xFFFF'FFFF < position) {
+        FAIL() << "slot " << field.slot << " after " << clears << " clears: " << position;
+      }
+    }
+    if (clears % 100'000 == 0) {
+      ASSERT_TRUE(table.set(3, 0xFFFF'FFFF));
+      ASSERT_EQ(table.get(3), 0xFFFF'FFFFu);
+      ASSERT_EQ(table.position(fields[2]), 0xFFFF'FFFFu);
+      ASSERT_EQ(table.get_field_count(), 1u);
+    }
+  }
+  EXPECT_EQ(table.get_field_count(), 0u);
+  EXPECT_TRUE(table.set(2, 5));
+  EXPECT_EQ(table.get(2), 5u);
+  EXPECT_EQ(table.get(1), 0u);
+}
+
+/// Makes each allocation of `operation` fail in turn and checks the table after each failure, then lets it succeed.
+/// @return how many allocations there were
+template <class Operation, class Check>
+long failEachAllocation(Operation operation, Check check) {
+  for (long succeeding = 0;; ++succeeding) {
+    const FailingAllocation failing(succeeding);
+    try {
+      operation();
+      return succeeding;
+    } catch (const std::bad_alloc&) {
+      check();
+    }
+  }
+}
+
 TEST_F(OptimizerTest, AFailedGrowthChangesNothing) {
-  for (long succeeding = 0; succeeding < 2; ++succeeding) {
-    SCOPED_TRACE(succeeding);
+  for (const std::uint64_t value : {std::uint64_t{6}, ~std::uint64_t{0}}) {
+    SCOPED_TRACE(value);
     loadFields(2);
     Optimizer table;
     ASSERT_TRUE(table.set(2, 5));
     loadFields(1000);
-    bool hasThrown = false;
-    {
-      const FailingAllocation failing(succeeding);
-      try {
-        table.set(1000, 6);
-      } catch (const std::bad_alloc&) {
-        hasThrown = true;
-      }
-    }
-    EXPECT_TRUE(hasThrown);
+    const long allocations = failEachAllocation([&] { table.set(1000, value); },
+                                                [&] {
+                                                  EXPECT_EQ(table.get(2), 5u);
+                                                  EXPECT_EQ(table.get(1000), 0u);
+                                                  EXPECT_EQ(table.get_field_count(), 1u);
+                                                });
+    EXPECT_EQ(allocations, value == 6 ? 1 : 2);
+    EXPECT_EQ(table.get(1000), value);
     EXPECT_EQ(table.get(2), 5u);
-    EXPECT_EQ(table.get(1000), 0u);
-    EXPECT_EQ(table.get_field_count(), 1u);
-    EXPECT_TRUE(table.set(1000, 6));
-    EXPECT_EQ(table.get(1000), 6u);
     EXPECT_EQ(table.get_field_count(), 2u);
   }
 }
 
 TEST_F(OptimizerTest, AFailedAssignmentChangesNothing) {
-  for (long succeeding = 0; succeeding < 2; ++succeeding) {
-    SCOPED_TRACE(succeeding);
+  for (const std::uint64_t value : {std::uint64_t{6}, ~std::uint64_t{0}}) {
+    SCOPED_TRACE(value);
     loadFields(2);
     Optimizer target;
+    ASSERT_TRUE(target.set(1, ~std::uint64_t{1}));
     ASSERT_TRUE(target.set(2, 5));
     loadFields(1000);
     Optimizer source;
-    ASSERT_TRUE(source.set(1000, 6));
-    bool hasThrown = false;
-    {
-      const FailingAllocation failing(succeeding);
-      try {
-        target = source;
-      } catch (const std::bad_alloc&) {
-        hasThrown = true;
-      }
-    }
-    EXPECT_TRUE(hasThrown);
-    EXPECT_EQ(target.get(2), 5u);
-    EXPECT_EQ(target.get(1000), 0u);
+    ASSERT_TRUE(source.set(1000, value));
+    const long allocations = failEachAllocation([&] { target = source; },
+                                                [&] {
+                                                  EXPECT_EQ(target.get(1), ~std::uint64_t{1});
+                                                  EXPECT_EQ(target.get(2), 5u);
+                                                  EXPECT_EQ(target.get(1000), 0u);
+                                                  EXPECT_EQ(target.get_field_count(), 2u);
+                                                });
+    EXPECT_GE(allocations, value == 6 ? 1 : 2);
+    EXPECT_EQ(target.get(1), 0u);
+    EXPECT_EQ(target.get(1000), value);
     EXPECT_EQ(target.get_field_count(), 1u);
-    target = source;
-    EXPECT_EQ(target.get(1000), 6u);
   }
 }
 

@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include <limits>
+#include <algorithm>
 #include <type_traits>
 
 #include "md/detail/value_codec.h"
@@ -67,10 +67,8 @@ struct mInt::Layout : detail::ValueCodec<detail::ByteOrder::Little> {
 
   // Small integers are stored short, negative ones never.
   static constexpr std::uint64_t valueBytes(std::int32_t value) noexcept {
-    if (value < 0 || value > std::numeric_limits<std::int16_t>::max()) {
-      return 4;
-    }
-    return value > std::numeric_limits<std::int8_t>::max() ? 2 : 1;
+    const auto word = static_cast<std::uint32_t>(value);
+    return 1 + std::uint64_t{word > 0x7f} + 2 * std::uint64_t{word > 0x7fff};
   }
 
   // Only an integer of full width is overwritten: a shorter one moves to the end whatever its new value.
@@ -98,6 +96,24 @@ struct mInt::Layout : detail::ValueCodec<detail::ByteOrder::Little> {
       }
     }
     overwrite(out, value);
+  }
+
+  // Head and value of an integer are one word, and so are another record's head and first byte.
+  template <class T>
+  static constexpr std::uint64_t aheadBytes(std::uint64_t lengthBytes) noexcept {
+    return std::is_same_v<T, std::int32_t> ? sizeof(std::uint64_t)
+                                           : kHeadBytes + std::max<std::uint64_t>(lengthBytes, 1);
+  }
+  template <class T>
+  MD_ALWAYS_INLINE static void writeAhead(detail::ByteWriter out, std::uint16_t id, std::uint64_t lengthBytes,
+                                          const T& value) noexcept {
+    const auto head = static_cast<std::uint32_t>(id | lengthBytes << 16);
+    if constexpr (std::is_same_v<T, std::int32_t>) {
+      out.put(head | std::uint64_t{static_cast<std::uint32_t>(value)} << 24);
+    } else {
+      out.put(head);
+      overwrite(out.back(1), value);
+    }
   }
 
   template <class View>

@@ -69,6 +69,16 @@ struct MsgT::Layout : detail::ValueCodec<detail::ByteOrder::Big> {
   static constexpr bool holds(std::uint64_t) noexcept { return true; }
 
   template <class T>
+  static constexpr std::uint64_t aheadBytes(std::uint64_t lengthBytes) noexcept {
+    return headBytes<T>() + lengthBytes;
+  }
+  template <class T>
+  MD_ALWAYS_INLINE static void writeAhead(detail::ByteWriter out, std::uint16_t id, std::uint64_t lengthBytes,
+                                          const T& value) noexcept {
+    write(out, id, lengthBytes, value);
+  }
+
+  template <class T>
   MD_ALWAYS_INLINE static void write(detail::ByteWriter out, std::uint16_t id, std::uint64_t lengthBytes,
                                      const T& value) noexcept {
     out.put(detail::reversed(id));

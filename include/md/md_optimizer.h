@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include <map>
 #include <memory>
 
 #include "md/md_api.h"
@@ -15,12 +16,14 @@ namespace MD {
 
 /// One 64-bit value for each field of the dictionary, 0 for an absent one. A look-up is two array reads. Operations
 /// that take a `packed_rec` are the same ones for callers that have looked the field up already.
+// A slot holds the stamp of the filling that it was set in and its value in one word. A later filling has a higher
+// stamp: so clear() need not touch the slots, and "absent" and "behind the end of the message" are one comparison.
 class MD_API Optimizer {
  public:
   /// All fields absent, over `MD_FieldMap::instance()`.
   Optimizer();
   Optimizer(const Optimizer& other);
-  /// Takes over the other's values; costs what both hold, not what the dictionary holds.
+  /// Takes over the other's values. Costs what the dictionary holds.
   Optimizer& operator=(const Optimizer& other);
   ~Optimizer() = default;
 
@@ -36,38 +39,43 @@ class MD_API Optimizer {
     if (!field.isKnown()) {
       return false;
     }
-    if (field.slot >= m_slotCount || m_usedCount == m_usedCapacity) {
+    if (!hasRoomFor(field)) {
       makeRoom();
     }
-    place(field, value);
+    if (value >= kElsewhere) {
+      setLarge(field, value);
+    } else {
+      place(field, value);
+    }
     return true;
   }
 
   /// @return the field's value, 0 for an absent or unknown one
   std::uint64_t get(std::uint16_t id) const noexcept { return get(m_map->packed(id)); }
-  MD_ALWAYS_INLINE std::uint64_t get(FIELDS::packed_rec field) const noexcept {
-    const std::size_t slot = field.slot;
-    return slot < m_slotCount ? m_slots[slot] : 0;
+  std::uint64_t get(FIELDS::packed_rec field) const noexcept {
+    if (!hasRoomFor(field) || isAbsent(field)) {
+      return 0;
+    }
+    const std::uint64_t value = m_slots[field.slot] - m_stamp;
+    return value == kElsewhere ? getLarge(field) : value;
   }
 
   void erase(std::uint16_t id) noexcept { erase(m_map->packed(id)); }
   void erase(FIELDS::packed_rec field) noexcept {
     if (get(field) != 0) {
       m_slots[field.slot] = 0;
-      ++m_erasedCount;
-      if (m_usedCount > 2 * m_slotCount) {
-        forgetErased();
-      }
+      --m_fieldCount;
     }
   }
 
-  /// Makes every field absent. Costs what was set since the last clear.
+  /// Makes every field absent, whatever was set at no cost.
   void clear() noexcept {
-    for (std::uint32_t i = 0; i < m_usedCount; ++i) {
-      m_slots[m_used[i]] = 0;
+    m_fieldCount = 0;
+    if (MD_UNLIKELY(m_stamp == kLastStamp)) {
+      forgetStamps();
+    } else {
+      m_stamp += kStampStep;
     }
-    m_usedCount = 0;
-    m_erasedCount = 0;
   }
 
   /// Makes room for every field of the dictionary as it is now. As long as that does not change, place() may be used.
@@ -77,22 +85,26 @@ class MD_API Optimizer {
     }
   }
 
-  /// Whether place() may be used for the field.
+  /// Whether place() and isAbsent() may be used for the field.
   MD_ALWAYS_INLINE bool hasRoomFor(FIELDS::packed_rec field) const noexcept { return field.slot < m_slotCount; }
 
-  /// set() of a known field, for which there is room, to a value other than 0. A table that is filled in this way alone
-  /// always has room for every field: see erase().
+  MD_ALWAYS_INLINE bool isAbsent(FIELDS::packed_rec field) const noexcept { return m_slots[field.slot] <= m_stamp; }
+
+  /// The value of a field for which there is room and that was placed; for an absent one more than any message is long,
+  /// to which 32 bits can be added without a wrap.
+  MD_ALWAYS_INLINE std::uint64_t position(FIELDS::packed_rec field) const noexcept {
+    return m_slots[field.slot] - m_stamp;
+  }
+
+  /// set() of a known field, for which there is room, to a position in a message.
   void place(FIELDS::packed_rec field, std::uint64_t value) noexcept {
-    if (m_slots[field.slot] == 0) {
-      placeAbsent(field, value);
-    } else {
-      m_slots[field.slot] = value;
-    }
+    m_fieldCount += std::size_t{isAbsent(field)};
+    m_slots[field.slot] = m_stamp + value;
   }
   /// place() of a field that is known to be absent.
   MD_ALWAYS_INLINE void placeAbsent(FIELDS::packed_rec field, std::uint64_t value) noexcept {
-    m_used[m_usedCount++] = field.slot;
-    m_slots[field.slot] = value;
+    ++m_fieldCount;
+    m_slots[field.slot] = m_stamp + value;
   }
 
   /// A run of place() calls, with what they change at hand instead of in memory. Nothing else may use the table
@@ -100,40 +112,46 @@ class MD_API Optimizer {
   class Filling {
    public:
     explicit Filling(Optimizer& table) noexcept
-        : m_table(table), m_slots(table.m_slots.get()), m_nextUsed(table.m_used.get() + table.m_usedCount) {}
-    ~Filling() { m_table.m_usedCount = static_cast<std::uint32_t>(m_nextUsed - m_table.m_used.get()); }
+        : m_table(table), m_slots(table.m_slots.get()), m_stamp(table.m_stamp), m_fieldCount(table.m_fieldCount) {}
+    ~Filling() { m_table.m_fieldCount = m_fieldCount; }
     Filling(const Filling&) = delete;
     Filling& operator=(const Filling&) = delete;
 
     void place(FIELDS::packed_rec field, std::uint64_t value) noexcept {
       std::uint64_t& slot = m_slots[field.slot];
-      if (slot == 0) {
-        *m_nextUsed++ = field.slot;
-      }
-      slot = value;
+      m_fieldCount += std::size_t{slot <= m_stamp};
+      slot = m_stamp + value;
     }
 
    private:
     Optimizer& m_table;
     std::uint64_t* m_slots;
-    std::uint16_t* m_nextUsed;
+    std::uint64_t m_stamp;
+    std::size_t m_fieldCount;
   };
 
   /// The number of ids that have a value.
-  std::size_t get_field_count() const noexcept { return std::size_t{m_usedCount} - m_erasedCount; }
+  std::size_t get_field_count() const noexcept { return m_fieldCount; }
 
  private:
+  // Values below this stand in the slots; of others a slot holds this instead. Far less than a step, so that a value of
+  // an earlier filling taken for one of this filling is a step or more, and far from where it would wrap.
+  static constexpr std::uint64_t kElsewhere = std::uint64_t{1} << 39;
+  static constexpr std::uint64_t kStampStep = std::uint64_t{1} << 40;
+  static constexpr std::uint64_t kLastStamp = ~std::uint64_t{0} << 40;
+
   void makeRoom();
   void resize(std::uint32_t slotCount);
-  void forgetErased() noexcept;
+  void forgetStamps() noexcept;
+  void setLarge(FIELDS::packed_rec field, std::uint64_t value);
+  std::uint64_t getLarge(FIELDS::packed_rec field) const noexcept;
 
   const MD_FieldMap* m_map;
   std::unique_ptr<std::uint64_t[]> m_slots;  // by packed_rec::slot; slot 0 belongs to no field and stays 0
-  std::unique_ptr<std::uint16_t[]> m_used;  // slots set since the last clear, in that order; erased and set again twice
+  std::uint64_t m_stamp = kStampStep;
+  std::size_t m_fieldCount = 0;
   std::uint32_t m_slotCount = 0;
-  std::uint32_t m_usedCount = 0;
-  std::uint32_t m_usedCapacity = 0;
-  std::size_t m_erasedCount = 0;  // of those in m_used
+  std::map<std::uint16_t, std::uint64_t> m_large;  // by slot, for those that say kElsewhere
 };
 
 }  // namespace MD

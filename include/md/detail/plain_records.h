@@ -29,6 +29,7 @@ namespace MD::detail {
 ///     bytesInPlace(view)              the length a stored view must have to be overwritten
 ///     holds(lengthBytes)              whether a value of that length can be stored
 ///     write(out, id, length, value)   a whole record
+///     writeAhead(out, id, length, value)   the same, which may use aheadBytes<T>(length) bytes from the record's start
 ///     overwrite(out, value)           a value in its place
 ///     decode(bytes, head, out)        a value that lies inside the message; false when it cannot be had
 ///     isWhole<T>(head)                whether decode() keeps to the record's own bytes
@@ -38,18 +39,19 @@ struct PlainRecords {
   MD_ALWAYS_INLINE static bool read(const MsgData& data, const Optimizer& positions, FIELDS::packed_rec field, T& out) {
     const WholeBytes bytes(data.data());
     if constexpr (Layout::template kHasOneWidth<T>) {
-      const std::uint64_t position = find<T>(data, positions, field, sizeof(T));
-      if (MD_UNLIKELY(position == 0) || MD_UNLIKELY(!Layout::template isHeadOf<T>(bytes, position))) {
+      std::uint64_t position = 0;
+      if (!find<T>(data, positions, field, sizeof(T), position) ||
+          MD_UNLIKELY(!Layout::template isHeadOf<T>(bytes, position))) {
         return false;
       }
       return Layout::decode(bytes, {position, sizeof(T), Layout::template headBytes<T>(), kTypeCode<T>}, out);
     } else {
-      const std::uint64_t position = find<T>(data, positions, field, 0);
-      if (MD_UNLIKELY(position == 0)) {
+      std::uint64_t position = 0;
+      if (!find<T>(data, positions, field, 0, position)) {
         return false;
       }
       const RecordHead head = Layout::template headOf<T>(bytes, position);
-      if (MD_UNLIKELY(head.type != kTypeCode<T>) || MD_UNLIKELY(head.bytes() > data.size() - position) ||
+      if (MD_UNLIKELY(head.type != kTypeCode<T>) || MD_UNLIKELY(position + head.bytes() > data.size()) ||
           MD_UNLIKELY(!Layout::template isWhole<T>(head))) {
         return false;
       }
@@ -63,31 +65,31 @@ struct PlainRecords {
     // A field of this type is known: an unknown one has type 0.
     static_assert(kTypeCode<T> != DATATYPES::RAW);
     if (MD_UNLIKELY(field.type != kTypeCode<T>) || MD_UNLIKELY(!positions.hasRoomFor(field)) ||
-        MD_UNLIKELY(positions.get(field) != 0)) {
+        MD_UNLIKELY(!positions.isAbsent(field))) {
       return false;
     }
     const std::uint64_t position = data.size();
     const std::uint64_t lengthBytes = Layout::valueBytes(value);
-    const std::uint64_t end = position + Layout::template headBytes<T>() + lengthBytes;
-    if (MD_UNLIKELY(position < Layout::kHeaderBytes) || MD_UNLIKELY(end > data.capacity()) ||
+    if (MD_UNLIKELY(position < Layout::kHeaderBytes) ||
+        MD_UNLIKELY(position + Layout::template aheadBytes<T>(lengthBytes) > data.capacity()) ||
         MD_UNLIKELY(!Layout::holds(lengthBytes))) {
       return false;
     }
     std::uint8_t* const out = data.data() + position;
-    data.setSize(end);
+    data.setSize(position + Layout::template headBytes<T>() + lengthBytes);
     positions.placeAbsent(field, position);
-    Layout::write(ByteWriter(out), id, lengthBytes, value);
+    Layout::writeAhead(ByteWriter(out), id, lengthBytes, value);
     return true;
   }
 
   template <class T>
   MD_ALWAYS_INLINE static bool update(MsgData& data, const Optimizer& positions, FIELDS::packed_rec field, T value) {
     const std::uint64_t lengthBytes = Layout::bytesInPlace(value);
-    const std::uint64_t position = find<T>(data, positions, field, lengthBytes);
-    std::uint8_t* const bytes = data.data();
-    if (MD_UNLIKELY(position == 0)) {
+    std::uint64_t position = 0;
+    if (!find<T>(data, positions, field, lengthBytes, position)) {
       return false;
     }
+    std::uint8_t* const bytes = data.data();
     if constexpr (kIsView<T>) {
       const RecordHead head = Layout::template headOf<T>(WholeBytes(bytes), position);
       if (MD_UNLIKELY(head.valueBytes != lengthBytes) || MD_UNLIKELY(head.type != kTypeCode<T>)) {
@@ -101,17 +103,16 @@ struct PlainRecords {
   }
 
  private:
-  /// The position of a field that the dictionary gives a `T`, 0 when there is none or when the message ends within the
-  /// record's head or the `lengthBytes` behind it.
+  /// The position of a field that the dictionary gives a `T`. False when there is none, and when the message ends
+  /// within the record's head or the `lengthBytes` behind it.
   template <class T>
-  MD_ALWAYS_INLINE static std::uint64_t find(const MsgData& data, const Optimizer& positions, FIELDS::packed_rec field,
-                                             std::uint64_t lengthBytes) {
-    if (MD_UNLIKELY(field.type != kTypeCode<T>)) {
-      return 0;
+  MD_ALWAYS_INLINE static bool find(const MsgData& data, const Optimizer& positions, FIELDS::packed_rec field,
+                                    std::uint64_t lengthBytes, std::uint64_t& position) {
+    if (MD_UNLIKELY(field.type != kTypeCode<T>) || MD_UNLIKELY(!positions.hasRoomFor(field))) {
+      return false;
     }
-    // A position is a length of memory, so the sum cannot wrap.
-    const std::uint64_t position = positions.get(field);
-    return MD_UNLIKELY(position + Layout::template headBytes<T>() + lengthBytes > data.size()) ? 0 : position;
+    position = positions.position(field);
+    return !MD_UNLIKELY(position + Layout::template headBytes<T>() + lengthBytes > data.size());
   }
 };
 

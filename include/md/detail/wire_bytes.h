@@ -55,6 +55,9 @@ class ByteWriter {
     m_out += sizeof value;
   }
 
+  /// Writes over the last `lengthBytes`.
+  ByteWriter back(std::size_t lengthBytes) const noexcept { return ByteWriter(m_out - lengthBytes); }
+
   /// The bytes may be part of what is written over.
   void put(const void* bytes, std::size_t lengthBytes) noexcept {
     // The strings of market data are short: two loads and two stores that overlap beat a call.
