@@ -1,10 +1,27 @@
-# Runs PROGRAM and compares its standard output with the file EXPECTED; EMULATOR, where set, runs the program.
-execute_process(COMMAND ${EMULATOR} ${PROGRAM} OUTPUT_VARIABLE output ERROR_VARIABLE errors RESULT_VARIABLE status)
-if(NOT status EQUAL 0)
+# Runs PROGRAM with ARGUMENTS, as they stand on a command line, and compares its standard output with the file EXPECTED;
+# EMULATOR, where set, runs the program. It must end with STATUS, or 0. EXPECTED_REPORTS, where set, is a file with the lines of standard error that
+# begin with REPORTS_OF and a colon, which are the program's own.
+if(NOT DEFINED STATUS)
+  set(STATUS 0)
+endif()
+separate_arguments(arguments UNIX_COMMAND "${ARGUMENTS}")
+execute_process(COMMAND ${EMULATOR} ${PROGRAM} ${arguments}
+  OUTPUT_VARIABLE output ERROR_VARIABLE errors RESULT_VARIABLE status)
+if(NOT status EQUAL STATUS)
   message(FATAL_ERROR "${PROGRAM} ended with ${status}:\n${output}${errors}")
 endif()
-string(REPLACE "\r\n" "\n" output "${output}")
-file(READ "${EXPECTED}" expected)
-if(NOT output STREQUAL expected)
-  message(FATAL_ERROR "${PROGRAM} printed:\n${output}\nexpected (${EXPECTED}):\n${expected}")
+
+function(compare what printed expected_file)
+  string(REPLACE "\r\n" "\n" printed "${printed}")
+  file(READ "${expected_file}" expected)
+  if(NOT printed STREQUAL expected)
+    message(FATAL_ERROR "${PROGRAM} ${what}:\n${printed}\nexpected (${expected_file}):\n${expected}")
+  endif()
+endfunction()
+
+compare(printed "${output}" "${EXPECTED}")
+if(EXPECTED_REPORTS)
+  string(REGEX MATCHALL "${REPORTS_OF}: [^\n]*\n" reports "${errors}")
+  string(REPLACE ";" "" reports "${reports}")
+  compare(reported "${reports}" "${EXPECTED_REPORTS}")
 endif()

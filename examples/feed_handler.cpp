@@ -1,7 +1,8 @@
 // The core of a feed handler: datagrams of any encoding in, typed reads out. Here the datagrams come from a file, one a
-// line in hex; in a real handler they come from a socket, and onDatagram() stays the same.
+// line in hex, such as data/datagrams.hex; udp_feed_handler.cpp takes them from a socket and allocates nothing for
+// them.
 //
-//   feed_handler [FILE]     without a file: the sample beside this source
+//   feed_handler FILE
 
 #include <md/md_frac_double.h>
 #include <md/md_message.h>
@@ -71,7 +72,11 @@ bool fromHex(const std::string& line, std::vector<std::uint8_t>& bytes) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const char* path = argc == 2 ? argv[1] : FEED_HANDLER_SAMPLE;
+  if (argc != 2) {
+    std::cerr << "usage: feed_handler FILE\n";
+    return 2;
+  }
+  const char* path = argv[1];
   std::ifstream file(path);
   if (!file) {
     std::cerr << "feed_handler: cannot read " << path << '\n';

@@ -2,7 +2,7 @@
 // parsed into a second one as a receiver would, and every field is read back and compared with the row. All three
 // encodings are tried, and every conversion from one to another.
 //
-//   quote_replay [FILE.csv]     without a file: the sample beside this source
+//   quote_replay FILE.csv     such as data/quotes_sample.csv
 //
 // The CSV has the columns of `kColumns`, in that order, and an empty cell where a venue sent nothing. Exit status: 0
 // when everything matched, 1 when a row was bad or a field came back different, 2 when the file cannot be used.
@@ -244,11 +244,11 @@ void Replay::printSummary() const {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc > 2) {
-    std::cerr << "usage: quote_replay [FILE.csv]\n";
+  if (argc != 2) {
+    std::cerr << "usage: quote_replay FILE.csv\n";
     return 2;
   }
-  const char* path = argc == 2 ? argv[1] : QUOTE_REPLAY_SAMPLE;
+  const char* path = argv[1];
   std::ifstream file(path);
   if (!file) {
     std::cerr << "quote_replay: cannot read " << path << '\n';
