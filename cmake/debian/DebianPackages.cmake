@@ -64,8 +64,10 @@ foreach(component IN ITEMS library development tools)
   install(FILES cmake/debian/copyright "${debian}/changelog.gz" "${debian}/changelog.Debian.gz" DESTINATION "${doc}"
     COMPONENT ${component})
 endforeach()
-install(FILES examples/first_message.cpp examples/feed_handler.cpp examples/quote.c examples/data/datagrams.hex
-  etc/field_map.txt DESTINATION share/doc/libmd-message-dev/examples COMPONENT development)
+set(examples share/doc/libmd-message-dev/examples)
+install(DIRECTORY examples/ DESTINATION "${examples}" COMPONENT development
+  PATTERN CMakeLists.txt EXCLUDE PATTERN expected EXCLUDE)
+install(FILES etc/field_map.txt DESTINATION "${examples}" COMPONENT development)
 
 add_custom_command(OUTPUT "${debian}/mdmsg.1.gz"
   COMMAND gzip -9nc "${PROJECT_BINARY_DIR}/tools/man/mdmsg.1" > "${debian}/mdmsg.1.gz"
