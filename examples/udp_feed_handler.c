@@ -106,7 +106,8 @@ static bool on_trade(struct handler* handler, MD_MessageHandle message, const MD
   return true;
 }
 
-/* UDP loses datagrams and changes their order: only the numbers tell. */
+/* UDP loses datagrams and changes their order: only the numbers tell. Late ones count here; where a newer price must
+ * not give way to an older one, test this first. */
 static void on_sequence(struct handler* handler, uint64_t sequence) {
   if (sequence < handler->expected) {
     ++handler->late;
@@ -131,9 +132,7 @@ static bool on_message(struct handler* handler, MD_MessageHandle message) {
   if (symbol.length > LONGEST_SYMBOL || memchr(symbol.data, 0, symbol.length) != NULL) {
     return false;
   }
-  if (!(kind == 'Q'   ? on_quote(handler, message, &symbol)
-        : kind == 'T' ? on_trade(handler, message, &symbol)
-                      : false)) {
+  if (!(kind == 'Q' ? on_quote(handler, message, &symbol) : kind == 'T' && on_trade(handler, message, &symbol))) {
     return false;
   }
   on_sequence(handler, (uint64_t)sequence);

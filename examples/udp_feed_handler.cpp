@@ -100,11 +100,10 @@ class FeedHandler {
     MD::MD_Message::String symbol;  // a view into the message, good until the message changes
     char kind = 0;
     MD::MD_EpochNS sendTime;
-    if (!message.get(m_fields.sequence, sequence) || !message.get(m_fields.symbol, symbol) ||
-        !message.get(m_fields.kind, kind) || !message.get(m_fields.sendTime, sendTime) ||
-        !(kind == 'Q'   ? onQuote(message, symbol)
-          : kind == 'T' ? onTrade(message, symbol)
-                        : false)) {
+    const bool isUsed = message.get(m_fields.sequence, sequence) && message.get(m_fields.symbol, symbol) &&
+                        message.get(m_fields.kind, kind) && message.get(m_fields.sendTime, sendTime) &&
+                        (kind == 'Q' ? onQuote(message, symbol) : kind == 'T' && onTrade(message, symbol));
+    if (!isUsed) {
       ++m_unusable;
       return;
     }
@@ -145,7 +144,8 @@ class FeedHandler {
     return true;
   }
 
-  /// UDP loses datagrams and changes their order: only the numbers tell.
+  /// UDP loses datagrams and changes their order: only the numbers tell. Late ones count here; where a newer price must
+  /// not give way to an older one, test this first.
   void onSequence(std::uint64_t sequence) {
     if (sequence < m_expected) {
       ++m_late;
