@@ -52,24 +52,16 @@ struct IterMap::Rules : IterMap::Layout {
   // A table of widths would wait for the dictionary's answer before every record.
   static bool step(const detail::WholeBytes& bytes, std::uint64_t position, std::uint8_t type,
                    std::uint64_t& next) noexcept {
-    switch (type) {
-      case DATATYPES::DOUBLE:
-      case DATATYPES::INT64:
-      case DATATYPES::DATETIME:
-      case DATATYPES::EPOCH_NSEC:
-        next = detail::byJump(position + kIdBytes + 8);
-        return true;
-      case DATATYPES::INT:
-      case DATATYPES::FLOAT:
-        next = detail::byJump(position + kIdBytes + 4);
-        return true;
-      case DATATYPES::CHAR:
-        next = detail::byJump(position + kIdBytes + 1);
-        return true;
-      default:
-        next = position + head(bytes, position, type).bytes();
-        return true;
+    constexpr std::uint64_t kFourByteTypes = detail::typeBit(DATATYPES::INT) | detail::typeBit(DATATYPES::FLOAT);
+    const std::uint64_t bit = detail::typeBit(type);
+    if ((bit & detail::kEightByteTypes) != 0) {
+      next = detail::byJump(position + kIdBytes + 8);
+    } else if ((bit & kFourByteTypes) != 0) {
+      next = detail::byJump(position + kIdBytes + 4);
+    } else {
+      next = position + head(bytes, position, type).bytes();
     }
+    return true;
   }
 
   static void refuseLength(std::uint64_t) noexcept {}

@@ -14,21 +14,17 @@ struct mInt::Rules : mInt::Layout {
   static constexpr bool kMoveLeavesEmptyMessage = false;
   static constexpr std::uint64_t kMaxHeadBytes = kHeadBytes;
 
-  static constexpr std::uint64_t bit(std::uint8_t type) noexcept { return std::uint64_t{1} << (type & 63); }
-
   template <class View>
   static std::uint16_t id(const View& view, std::uint64_t position) noexcept {
     return view.template load<std::uint16_t>(position);
   }
 
-  // Most values of these types are prices and times: their length is guessed, so that the next record need not wait for
-  // it. A string of seven characters has it too, as often as not, and is no guess.
+  // Of the types that are always eight bytes long the length is guessed, so that the next record need not wait for it.
+  // Strings are that long by chance.
   static bool step(const detail::WholeBytes& bytes, std::uint64_t position, std::uint8_t type,
                    std::uint64_t& next) noexcept {
-    constexpr std::uint64_t kEightByteTypes =
-        bit(DATATYPES::DOUBLE) | bit(DATATYPES::INT64) | bit(DATATYPES::DATETIME) | bit(DATATYPES::EPOCH_NSEC);
     const std::uint64_t lengthBytes = bytes.load<std::uint8_t>(position + 2);
-    if (lengthBytes == 8 && (bit(type) & kEightByteTypes) != 0) {
+    if (lengthBytes == 8 && (detail::typeBit(type) & detail::kEightByteTypes) != 0) {
       next = detail::byJump(position + kHeadBytes + 8);
     } else {
       next = position + kHeadBytes + lengthBytes;

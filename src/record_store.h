@@ -34,6 +34,7 @@
 
 #include "byte_view.h"
 #include "md/detail/plain_records.h"
+#include "md/md_datatypes.h"
 #include "md/md_fieldmap.h"
 #include "md/md_msgdata.h"
 #include "md/md_optimizer.h"
@@ -53,6 +54,11 @@ inline std::uint64_t byJump(std::uint64_t next) noexcept {
 #endif
   return next;
 }
+
+/// A set of types of fields, whose codes are all below 64, is a word with these bits.
+constexpr std::uint64_t typeBit(std::uint8_t type) noexcept { return std::uint64_t{1} << (type & 63); }
+inline constexpr std::uint64_t kEightByteTypes = typeBit(DATATYPES::DOUBLE) | typeBit(DATATYPES::INT64) |
+                                                 typeBit(DATATYPES::DATETIME) | typeBit(DATATYPES::EPOCH_NSEC);
 
 // What a plain case leaves stands in a function of its own that is kept out of the way.
 #define MD_RARE [[gnu::noinline, gnu::cold]]

@@ -9,16 +9,18 @@
 
 #include <type_traits>
 
+#include "md/md_api.h"
+
 namespace MD::detail {
 
 // Compilers make one instruction of these.
-constexpr std::uint16_t reversed(std::uint16_t word) noexcept {
+MD_ALWAYS_INLINE constexpr std::uint16_t reversed(std::uint16_t word) noexcept {
   return static_cast<std::uint16_t>(word << 8 | word >> 8);
 }
-constexpr std::uint32_t reversed(std::uint32_t word) noexcept {
+MD_ALWAYS_INLINE constexpr std::uint32_t reversed(std::uint32_t word) noexcept {
   return word << 24 | (word & 0xff00) << 8 | (word >> 8 & 0xff00) | word >> 24;
 }
-constexpr std::uint64_t reversed(std::uint64_t word) noexcept {
+MD_ALWAYS_INLINE constexpr std::uint64_t reversed(std::uint64_t word) noexcept {
   return std::uint64_t{reversed(static_cast<std::uint32_t>(word))} << 32 |
          reversed(static_cast<std::uint32_t>(word >> 32));
 }
@@ -28,11 +30,11 @@ class WholeBytes {
  public:
   explicit WholeBytes(const std::uint8_t* data) noexcept : m_data(data) {}
 
-  const std::uint8_t* at(std::uint64_t position) const noexcept { return m_data + position; }
+  MD_ALWAYS_INLINE const std::uint8_t* at(std::uint64_t position) const noexcept { return m_data + position; }
 
   /// The `T` at `position`, in the machine's byte order.
   template <class T>
-  T load(std::uint64_t position) const noexcept {
+  MD_ALWAYS_INLINE T load(std::uint64_t position) const noexcept {
     static_assert(std::is_trivially_copyable_v<T>);
     T value;
     std::memcpy(static_cast<void*>(&value), m_data + position, sizeof(T));
@@ -49,7 +51,7 @@ class ByteWriter {
   explicit ByteWriter(std::uint8_t* out) noexcept : m_out(out) {}
 
   template <class T>
-  void put(T value) noexcept {
+  MD_ALWAYS_INLINE void put(T value) noexcept {
     static_assert(std::is_trivially_copyable_v<T>);
     std::memcpy(m_out, &value, sizeof value);
     m_out += sizeof value;
