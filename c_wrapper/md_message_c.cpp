@@ -52,21 +52,21 @@ bool getField(MD_MessageHandle message, std::uint16_t id, Out* out) {
   if (message == nullptr || out == nullptr) {
     return false;
   }
-  if constexpr (std::is_same_v<T, Out>) {
-    // The last thing done, so that the call is a jump. Nothing inlined is as cheap, and so it is for add and update.
-    return message->message->get(id, *out);
-  } else {
-    return MD::detail::withOwnClass(*message, [=](const auto& own) {
+  return MD::detail::withOwnClass(*message, [=](const auto& own) {
+    if constexpr (std::is_same_v<T, Out>) {
+      return own.get(id, *out);
+    } else {
       T value{};
       if (!own.get(id, value)) {
         return false;
       }
       toC(value, *out);
       return true;
-    });
-  }
+    }
+  });
 }
 
+// The last thing done, so that the call of the slot is a jump. Nothing inlined is as cheap, nor for an update.
 template <class Value>
 bool addField(MD_MessageHandle message, std::uint16_t id, Value value) {
   return message != nullptr && message->message->add(id, fromC(value));
