@@ -29,6 +29,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+/* Marks what the shared library exports. */
 #if defined(_WIN32) && !defined(MD_STATIC)
 #if defined(MD_BUILDING_LIBRARY)
 #define MD_C_API __declspec(dllexport)
@@ -45,20 +46,21 @@
 extern "C" {
 #endif
 
-/* A message, or a date-time, behind a pointer. */
+/* A message behind a pointer. */
 typedef struct MD_MessageCell* MD_MessageHandle;
+/* A date-time behind a pointer. */
 typedef struct MD_DateTimeCell* MD_DateTimeHandle;
 
 /* Characters with their count, a terminating NUL not counted. */
 typedef struct MD_String {
-  const char* data;
-  uint16_t length;
+  const char* data; /**< the first character */
+  uint16_t length;  /**< how many there are */
 } MD_String;
 
 /* Bytes with their count. */
 typedef struct MD_Buffer {
-  const uint8_t* data;
-  uint16_t length;
+  const uint8_t* data; /**< the first byte */
+  uint16_t length;     /**< how many there are */
 } MD_Buffer;
 
 /* ---- Making and deleting messages ---- */

@@ -20,6 +20,9 @@
 #define MD_API __attribute__((visibility("default")))
 #endif
 
+/// @def MD_UNLIKELY
+/// A condition that seldom holds.
+/// @def MD_ALWAYS_INLINE
 /// Marks what costs less than the call: an operation on one field of a well-formed message.
 #if defined(__GNUC__)
 #define MD_ALWAYS_INLINE [[gnu::always_inline]]

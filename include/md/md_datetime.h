@@ -32,7 +32,9 @@ class MD_DateTime {
     return ((part(kYearShift, kYearBits) + 1900) * 100 + part(kMonthShift, kMonthBits)) * 100 +
            part(kDayShift, kDayBits);
   }
+  /// The time of day, as it was given.
   constexpr int time() const noexcept { return part(0, kTimeBits); }
+  /// The exchange's offset from GMT, as it was given.
   constexpr short exch_gmt_offset() const noexcept {
     return static_cast<short>(static_cast<std::uint16_t>(m_packed >> kOffsetShift));
   }
@@ -46,8 +48,11 @@ class MD_DateTime {
     std::memcpy(&value.m_packed, in, sizeof value.m_packed);
   }
 
+  /// @{
+  /// Equal when the packed words are.
   friend constexpr bool operator==(MD_DateTime a, MD_DateTime b) noexcept { return a.m_packed == b.m_packed; }
   friend constexpr bool operator!=(MD_DateTime a, MD_DateTime b) noexcept { return !(a == b); }
+  /// @}
 
  private:
   static constexpr unsigned kTimeBits = 28;

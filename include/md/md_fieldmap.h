@@ -23,19 +23,21 @@ namespace FIELDS {
 
 /// One dictionary row. Rows are ordered by id alone.
 struct field_rec {
-  std::uint16_t id = 0;
+  std::uint16_t id = 0;       ///< as it stands on the wire
   std::uint16_t compact = 0;  ///< dense number in file order, the index into every field table
   std::uint8_t type = 0;      ///< a `DATATYPES` code
-  std::string name;
+  std::string name;           ///< as the definition file has it
 
+  /// By id.
   friend bool operator<(const field_rec& a, const field_rec& b) noexcept { return a.id < b.id; }
 };
 
 /// What the encodings need of a row, four bytes, so that a look-up by id is one array read.
 struct packed_rec {
   std::uint16_t slot = 0;  ///< the row's compact number plus one; 0: no such field
-  std::uint8_t type = 0;
+  std::uint8_t type = 0;   ///< a `DATATYPES` code
 
+  /// Whether the dictionary holds the field.
   bool isKnown() const noexcept { return slot != 0; }
 };
 
@@ -44,6 +46,7 @@ struct packed_rec {
 /// Field ids to names, type codes and compact numbers, and names to ids.
 class MD_API MD_FieldMap {
  public:
+  /// Leads to a `FIELDS::field_rec`.
   using const_iterator = std::set<FIELDS::field_rec>::const_iterator;
 
   /// The dictionary, created on the first call from the first definition file found on the configuration search path:
@@ -75,6 +78,7 @@ class MD_API MD_FieldMap {
   /// Empties the rows and all indexes of `map`.
   static void clear_data_structures(MD_FieldMap* map);
 
+  /// @{
   /// Each find returns end() for a field that the dictionary does not hold.
   const_iterator findById(std::uint16_t id) const noexcept {
     return id < m_id_index.size() ? m_id_index[id] : m_rows.end();
@@ -83,12 +87,16 @@ class MD_API MD_FieldMap {
     return compact < m_compact_index.size() ? m_compact_index[compact] : m_rows.end();
   }
   const_iterator findByName(const std::string& name) const;
+  /// @}
 
-  /// Each of these throws std::domain_error "Invalid id passed to MD_FieldMap::<operation>()" for an unknown field.
+  /// @{
+  /// A field's type code, name or id. Each of these throws std::domain_error "Invalid id passed to
+  /// MD_FieldMap::<operation>()" for an unknown field.
   std::uint8_t idToType(std::uint16_t id) const;
   const std::string& idToName(std::uint16_t id) const;
   std::uint16_t nameToId(const std::string& name) const;
   std::uint8_t nameToType(const std::string& name) const;
+  /// @}
 
   /// The hot look-up: slot and type of a field, slot 0 when the dictionary does not hold it.
   FIELDS::packed_rec packed(std::uint16_t id) const noexcept { return m_packed[id]; }
@@ -96,9 +104,12 @@ class MD_API MD_FieldMap {
   /// The number of compact numbers handed out, which exceeds the row count when a file repeats an id.
   std::uint16_t compactCount() const noexcept { return m_compact_count; }
 
+  /// @{
   /// The rows, in the order of their ids.
   const_iterator begin() const noexcept { return m_rows.begin(); }
   const_iterator end() const noexcept { return m_rows.end(); }
+  /// @}
+  /// The number of rows.
   std::size_t size() const noexcept { return m_rows.size(); }
 
  private:

@@ -22,8 +22,8 @@ class MD_API FileSearchParameter {
  public:
   /// The same two items as constant text, so that a parameter can be a static constant. Neither may be null.
   struct literal_t {
-    const char* environmentVariable;
-    const char* defaultPath;
+    const char* environmentVariable;  ///< its name
+    const char* defaultPath;          ///< directories separated by colons
   };
 
   // The constructors are implicit so that a variable's name or a literal can be handed to file_search() as it is.
@@ -39,7 +39,9 @@ class MD_API FileSearchParameter {
   /// @return this parameter, for chaining
   FileSearchParameter& default_path(const std::string& path);
 
+  /// The path used while the variable is unset.
   const std::string& default_path() const noexcept;
+  /// The variable's name.
   const std::string& environment_variable() const noexcept;
 
  private:
@@ -95,6 +97,7 @@ class MD_API InputOverflowException : public std::runtime_error {
 /// The platform refused its flags: `function` + ": ERROR_INVALID_FLAGS".
 class MD_API ArgumentException : public std::runtime_error {
  public:
+  /// @param function  the platform's, by name
   explicit ArgumentException(const std::string& function);
   ~ArgumentException() override;
 };
@@ -102,6 +105,7 @@ class MD_API ArgumentException : public std::runtime_error {
 /// The platform could not tell the result's length: "Could not get output length. Error code: " + code.
 class MD_API OutputLengthException : public std::runtime_error {
  public:
+  /// @param errorCode  as the platform gave it
   explicit OutputLengthException(std::uint32_t errorCode);
   ~OutputLengthException() override;
 };
@@ -109,6 +113,7 @@ class MD_API OutputLengthException : public std::runtime_error {
 /// The conversion did not give the length announced: "String conversion failed. Error code: " + code.
 class MD_API ConversionException : public std::runtime_error {
  public:
+  /// @param errorCode  as the platform gave it
   explicit ConversionException(std::uint32_t errorCode);
   ~ConversionException() override;
 };

@@ -21,6 +21,7 @@ class MD_API IterMap final : public RecordMessage<IterMap> {
  public:
   class Field;
 
+  /// An empty message over the shared pools.
   IterMap();
   ~IterMap() override;
 
@@ -110,15 +111,19 @@ class MD_API IterMap::Field {
   /// @param record  the record's first byte, or null
   explicit Field(const char* record) noexcept : m_record(record) {}
 
+  /// Whether there is a record.
   bool isValid() const noexcept { return m_record != nullptr; }
 
+  /// The record's field id.
   std::uint16_t id() const;
   /// The dictionary's type for id(), 0 for an id that it does not know.
   std::uint8_t type() const;
   /// The length of the value in bytes: of a string with its NUL, 0 for an unknown id.
   std::uint32_t size() const;
+  /// The first byte of the value.
   const char* data_ptr() const;
 
+  /// @{
   /// The value. Each asserts that type() is the one asked for.
   operator char() const;
   operator int() const;
@@ -128,6 +133,7 @@ class MD_API IterMap::Field {
   operator MD_Message::String() const;
   operator MD_Message::Buffer() const;
   operator MD_EpochNS() const;
+  /// @}
 
  private:
   template <class T>

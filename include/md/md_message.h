@@ -35,12 +35,16 @@ template <class Layout>
 class RecordStore;
 }
 
+/// A set of fields, each a 16-bit id and one value, that is its serialised bytes at every moment. Made by `mInt`,
+/// `IterMap` and `MsgT`, or by one of the factories; the typed get(), add() and update() are the way to its fields.
 class MD_API MD_Message {
  public:
   /// Views of characters and bytes. One obtained from a message is valid until that message changes; one into a message
   /// is a valid argument of add and update on the same message.
+  /// @{
   using String = StringView16;
   using Buffer = BufferView16;
+  /// @}
 
   /// The pools a message borrows from: of buffers, and of field tables. Empty pointers mean the shared pools.
   using Allocator =
@@ -61,6 +65,7 @@ class MD_API MD_Message {
   /// @param allocator  the pools to borrow from; an `IterMap` uses the shared ones whatever it says
   static std::unique_ptr<MD_Message> createFromBytes(const std::uint8_t* bytes, std::uint32_t sizeBytes,
                                                      const Allocator& allocator);
+  /// The same over the shared pools.
   static std::unique_ptr<MD_Message> createFromBytes(const std::uint8_t* bytes, std::uint32_t sizeBytes);
 
   /// A new empty message of the site's preferred encoding: the number that stands in "message/preferred.conf" on the
@@ -93,6 +98,8 @@ class MD_API MD_Message {
   virtual std::unique_ptr<MD_Message> moveToNew() = 0;
 
  protected:
+  /// @{
+  /// The slots behind get(), add() and update(), nine of each.
 #define MD_SLOT(T, name, code) virtual bool getImpl(std::uint16_t id, T& out) const = 0;
   MD_VALUE_TYPES(MD_SLOT)
 #undef MD_SLOT
@@ -102,12 +109,15 @@ class MD_API MD_Message {
 #define MD_SLOT(T, name, code) virtual bool updateImpl(std::uint16_t id, T value) = 0;
   MD_VALUE_TYPES(MD_SLOT)
 #undef MD_SLOT
+  /// @}
 
  public:
+  /// @{
   /// Erases every listed field that is present.
   /// @return whether all of them were; for an empty list or message see the encoding
   virtual bool eraseArrayImpl(const std::vector<std::uint16_t>& ids) = 0;
   virtual bool eraseSetImpl(const std::set<std::uint16_t>& ids) = 0;
+  /// @}
 
   /// Erases one field. @return whether it was present
   virtual bool eraseImpl(std::uint16_t id) = 0;
@@ -118,6 +128,7 @@ class MD_API MD_Message {
   /// Whether there is no byte behind the encoding's header.
   virtual bool emptyImpl() const = 0;
 
+  /// Whether the message has the field.
   virtual bool existsImpl(std::uint16_t id) const = 0;
 
   /// The serialised message, getSizeImpl() bytes, valid until the message changes.
@@ -128,6 +139,7 @@ class MD_API MD_Message {
   /// @return false, and nothing changed, when `bytes` is null
   virtual bool setBinaryImpl(const std::uint8_t* bytes, std::uint32_t sizeBytes) = 0;
 
+  /// The number of serialised bytes, the header included.
   virtual std::uint32_t getSizeImpl() const = 0;
 
   /// Appends the id of every record in wire order, also of one whose value cannot be read.
@@ -138,6 +150,11 @@ class MD_API MD_Message {
   MD_Message(const MD_Message&) = delete;
   MD_Message& operator=(const MD_Message&) = delete;
 
+  /// @name Reading a field
+  /// `T` is each of the nine value types: `char`, `std::int32_t`, `std::int64_t`, `float`, `double`, `String`,
+  /// `Buffer`, `MD_DateTime` and `MD_EpochNS`.
+  /// @{
+
   /// Reads a field. @return false, `out` unchanged, when it is absent, of another type, or truncated
 #define MD_FRONT_END(T, name, code) \
   bool get(std::uint16_t id, T& out) const { return getImpl(id, out); }
@@ -145,6 +162,11 @@ class MD_API MD_Message {
 #undef MD_FRONT_END
   bool get(std::uint16_t id, std::string& out) const;
   bool getString(std::uint16_t id, std::string& out) const { return get(id, out); }
+  /// @}
+
+  /// @name Adding a field
+  /// `T` is each of the nine value types.
+  /// @{
 
   /// Adds a field. @return false when it exists already, when the dictionary does not give it the value's type, or when
   /// the encoding cannot hold the value. Lengths of strings are cut to 16 bits. A null `text` is refused.
@@ -157,6 +179,11 @@ class MD_API MD_Message {
   bool addString(std::uint16_t id, const char* text, std::uint16_t length) { return addImpl(id, String(text, length)); }
   bool addString(std::uint16_t id, const std::string& text) { return add(id, text); }
   bool addString(std::uint16_t id, const char* text) { return add(id, text); }
+  /// @}
+
+  /// @name Changing a field
+  /// `T` is each of the nine value types.
+  /// @{
 
   /// Replaces a field's value, or adds the field when it is absent. A value of another length moves the field to the
   /// end of the message.
@@ -171,12 +198,17 @@ class MD_API MD_Message {
   }
   bool updateString(std::uint16_t id, const std::string& text) { return update(id, text); }
   bool updateString(std::uint16_t id, const char* text) { return update(id, text); }
+  /// @}
 
-  /// The same with a value of the type that the dictionary declares, whatever that is. Asserts that it is one of the
-  /// nine value types and, for add and update, that the variant holds that type.
+  /// @name By variant
+  /// @{
+
+  /// As get(), add() and update() of a value of the type that the dictionary declares, whatever that is. Asserts that
+  /// it is one of the nine value types and, for add and update, that the variant holds that type.
   bool get(std::uint16_t id, MD_Variant& out) const;
   bool add(std::uint16_t id, const MD_Variant& value);
   bool update(std::uint16_t id, const MD_Variant& value);
+  /// @}
 
   /// Copies every field of `source`, of any encoding: fields that both hold take its value, other fields of this
   /// message stay. Asserts that each field can be read there and stored here.
@@ -199,20 +231,26 @@ class MD_API MD_Message {
   /// Does nothing; print with `operator<<`.
   void print() const;
 
+  /// @{
   /// Walks the fields in wire order. A field that cannot be read is asserted against.
   const_iterator begin() const;
   const_iterator end() const;
+  /// @}
 
  protected:
   /// Over the shared pools.
   MD_Message();
+  /// Over the pools of `allocator`.
   explicit MD_Message(const Allocator& allocator);
 
   /// Writes id, type (as a raw byte) and size of a field to standard error, a line each.
   void printError(std::uint16_t id, std::uint8_t type, std::size_t sizeBytes) const;
 
+  /// The dictionary.
   const MD_FieldMap& fieldMap() const noexcept { return *m_map; }
+  /// The borrowed buffer.
   MsgData& bytes() const noexcept { return *m_data; }
+  /// The borrowed field table.
   Optimizer& positions() const noexcept { return *m_optimizer; }
 
  private:
@@ -236,31 +274,46 @@ class MD_API MD_Message::const_iterator {
  public:
   /// Unpacks as `const auto& [id, value]`.
   struct Field {
-    std::uint16_t id;
-    MD_Variant value;
+    std::uint16_t id;  ///< the field's id
+    MD_Variant value;  ///< a copy of its value
   };
 
+  /// @{
+  /// As the standard library asks of iterators.
   using iterator_category = std::forward_iterator_tag;
   using value_type = Field;
   using difference_type = std::ptrdiff_t;
   using pointer = const Field*;
   using reference = const Field&;
+  /// @}
 
+  /// At no message; equal to no other but its like.
   const_iterator() = default;
 
+  /// @{
+  /// The field that the iterator stands at.
   reference operator*() const noexcept { return m_field; }
   pointer operator->() const noexcept { return &m_field; }
+  /// @}
+  /// The field's id.
   std::uint16_t id() const noexcept { return m_field.id; }
+  /// The field's value.
   const MD_Variant& value() const noexcept { return m_field.value; }
 
+  /// @{
+  /// On to the next field. Asserts that its value can be read.
   const_iterator& operator++();
   const_iterator operator++(int);
+  /// @}
 
+  /// @{
+  /// Equal at the same field of the same message, or both at its end.
   friend bool operator==(const const_iterator& a, const const_iterator& b) noexcept {
     return a.m_message == b.m_message && a.m_field.id == b.m_field.id &&
            (a.m_field.id == kEnd || a.m_index == b.m_index);
   }
   friend bool operator!=(const const_iterator& a, const const_iterator& b) noexcept { return !(a == b); }
+  /// @}
 
  private:
   friend class MD_Message;

@@ -20,6 +20,7 @@ class MD_API mInt;
 /// non-negative integers take 1 or 2 bytes instead of 4. A string holds at most 254 characters, a buffer 255 bytes.
 class MD_API mInt final : public RecordMessage<mInt> {
  public:
+  /// An empty message over the shared pools.
   mInt();
   ~mInt() override;
 

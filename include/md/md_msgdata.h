@@ -19,12 +19,15 @@ class MD_API MsgData {
   MsgData(const MsgData&) = delete;
   MsgData& operator=(const MsgData&) = delete;
 
+  /// @{
+  /// The first byte in use, and the one behind the last.
   std::uint8_t* data() noexcept { return m_data; }
   const std::uint8_t* data() const noexcept { return m_data; }
   std::uint8_t* begin() noexcept { return m_data; }
   const std::uint8_t* begin() const noexcept { return m_data; }
   std::uint8_t* end() noexcept { return m_data + m_size; }
   const std::uint8_t* end() const noexcept { return m_data + m_size; }
+  /// @}
   /// Bytes in use.
   std::uint64_t size() const noexcept { return m_size; }
   /// Bytes allocated.

@@ -17,6 +17,7 @@ class MD_API MsgT;
 /// four bytes. Date-times and epoch times are little-endian.
 class MD_API MsgT final : public RecordMessage<MsgT> {
  public:
+  /// An empty message over the shared pools.
   MsgT();
   ~MsgT() override;
 

@@ -22,6 +22,7 @@ class MD_API Optimizer {
  public:
   /// All fields absent, over `MD_FieldMap::instance()`.
   Optimizer();
+  /// A table with the other's values.
   Optimizer(const Optimizer& other);
   /// Takes over the other's values. Costs what the dictionary holds.
   Optimizer& operator=(const Optimizer& other);
@@ -35,6 +36,7 @@ class MD_API Optimizer {
     const FIELDS::packed_rec field = m_map->packed(id);
     return field.type == type && set(field, value);
   }
+  /// The same for a field that has been looked up.
   bool set(FIELDS::packed_rec field, std::uint64_t value) {
     if (!field.isKnown()) {
       return false;
@@ -50,6 +52,7 @@ class MD_API Optimizer {
     return true;
   }
 
+  /// @{
   /// @return the field's value, 0 for an absent or unknown one
   std::uint64_t get(std::uint16_t id) const noexcept { return get(m_map->packed(id)); }
   std::uint64_t get(FIELDS::packed_rec field) const noexcept {
@@ -59,7 +62,10 @@ class MD_API Optimizer {
     const std::uint64_t value = m_slots[field.slot] - m_stamp;
     return value == kElsewhere ? getLarge(field) : value;
   }
+  /// @}
 
+  /// @{
+  /// Makes a field absent, if it is not.
   void erase(std::uint16_t id) noexcept { erase(m_map->packed(id)); }
   void erase(FIELDS::packed_rec field) noexcept {
     if (get(field) != 0) {
@@ -67,6 +73,7 @@ class MD_API Optimizer {
       --m_fieldCount;
     }
   }
+  /// @}
 
   /// Makes every field absent, whatever was set at no cost.
   void clear() noexcept {

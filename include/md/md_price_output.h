@@ -13,6 +13,7 @@ namespace MD {
 /// For one output expression, `out << PriceOutput(message)`: refers to the message and owns nothing.
 class PriceOutput {
  public:
+  /// Prints `message`, which must outlive the expression.
   explicit PriceOutput(const MD_Message& message) noexcept : m_message(message) {}
 
  private:

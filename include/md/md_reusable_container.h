@@ -23,6 +23,7 @@ class MD_API ReusableContainerWrapper;
 template <class T>
 class MD_API ReusableContainer {
  public:
+  /// No object yet.
   ReusableContainer() = default;
   ~ReusableContainer();
   ReusableContainer(const ReusableContainer&) = delete;
@@ -64,8 +65,11 @@ class MD_API ReusableContainerWrapper {
 
   /// The borrowed object, or null. Constness is the handle's, not the object's.
   T* get() const noexcept { return m_item; }
+  /// @{
+  /// The borrowed object; there must be one.
   T* operator->() const noexcept { return m_item; }
   T& operator*() const noexcept { return *m_item; }
+  /// @}
 
  private:
   ReusableContainer<T>& rcInstance();

@@ -18,25 +18,32 @@ namespace MD {
 /// Characters that somebody else owns: a message, for a view obtained from one, until that message changes. The length
 /// does not count a terminating NUL. Callers know it as `MD_Message::String`.
 struct StringView16 {
+  /// Null, of length 0.
   StringView16() noexcept = default;
+  /// `count` characters from `first` on.
   StringView16(const char* first, std::uint16_t count) noexcept : data(first), length(count) {}
-  /// The length is cut to 16 bits; nothing tests it here. The same holds below.
+  /// @{
+  /// All of `text`. The length is cut to 16 bits; nothing tests it here.
   StringView16(std::string_view text) noexcept : StringView16(text.data(), static_cast<std::uint16_t>(text.size())) {}
   StringView16(const std::string& text) noexcept : StringView16(std::string_view(text)) {}
+  /// @}
 
+  /// The same characters.
   operator std::string_view() const noexcept { return {data, length}; }
 
-  const char* data = nullptr;
-  std::uint16_t length = 0;
+  const char* data = nullptr;  ///< the first character
+  std::uint16_t length = 0;    ///< how many there are
 };
 
 /// Bytes that somebody else owns, with the lifetime rules of `StringView16`. Callers know it as `MD_Message::Buffer`.
 struct BufferView16 {
+  /// Null, of length 0.
   BufferView16() noexcept = default;
+  /// `count` bytes from `first` on.
   BufferView16(const std::uint8_t* first, std::uint16_t count) noexcept : data(first), length(count) {}
 
-  const std::uint8_t* data = nullptr;
-  std::uint16_t length = 0;
+  const std::uint8_t* data = nullptr;  ///< the first byte
+  std::uint16_t length = 0;            ///< how many there are
 };
 
 }  // namespace MD

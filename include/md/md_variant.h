@@ -21,6 +21,7 @@ class MD_API BufferHolder {
   /// Copies `size` bytes. A failed allocation is reported on standard error and throws std::bad_alloc.
   BufferHolder(std::uint32_t size, const std::uint8_t* data);
 
+  /// The number of bytes.
   std::uint32_t size() const noexcept { return m_size; }
   /// Null when the size is 0.
   const std::uint8_t* data() const noexcept { return m_block.get(); }
@@ -38,38 +39,50 @@ class MD_API MD_Variant {
 
   /// Empty.
   MD_Variant() noexcept = default;
+  /// Holds `value`, of one of the nine value types.
 #define MD_CONSTRUCT(T, name, code) \
   explicit MD_Variant(T value) { set(value); }
   MD_VALUE_TYPES(MD_CONSTRUCT)
 #undef MD_CONSTRUCT
+  /// @{
   /// A string of any length; adding it to a message cuts the length to 16 bits.
   explicit MD_Variant(const std::string& value);
   explicit MD_Variant(const char* value) : MD_Variant(std::string(value)) {}
+  /// @}
+  /// @{
+  /// A copy of the other's value, or the value itself.
   MD_Variant(const MD_Variant& other);
   MD_Variant(MD_Variant&& other) noexcept { swap(other); }
   MD_Variant& operator=(const MD_Variant& other);
   MD_Variant& operator=(MD_Variant&& other) noexcept;
+  /// @}
   ~MD_Variant() { clear(); }
 
+  /// @{
   /// Values of types that dictionaries know and messages do not carry.
   static MD_Variant ofShort(std::int16_t value);            ///< tag `SHORT`
   static MD_Variant ofUnsigned(std::uint32_t value);        ///< tag `UINT`
   static MD_Variant ofUnsignedLong(std::uint64_t value);    ///< tag `ULONG_INT`
   static MD_Variant ofFoldedInts(const FoldedInts& value);  ///< tag `FOLDED_INT`
+  /// @}
 
+  /// Exchanges the values.
   void swap(MD_Variant& other) noexcept;
 
   /// The tag of the value held, 0 for none.
   std::uint32_t type() const noexcept { return m_type; }
+  /// Whether there is no value.
   bool empty() const noexcept { return m_type == 0; }
   /// Releases the value.
   void clear() noexcept;
 
+  /// @{
   /// Releases the old value and holds a copy of the new one. Views into the variant itself are fine.
 #define MD_SET(T, name, code) void set(T value);
   MD_VALUE_TYPES(MD_SET)
 #undef MD_SET
   void set(const std::string& value);
+  /// @}
 
   /// The value as a `T`: one of the nine value types (views point into the variant) or std::string. Asserts that the
   /// tag is that of `T`; when the assertion's handler returns, in-place values are read as the bits held and others are
@@ -77,9 +90,11 @@ class MD_API MD_Variant {
   template <class T>
   T get() const;
 
+  /// @{
   /// Equal when tag and value are.
   friend MD_API bool operator==(const MD_Variant& a, const MD_Variant& b);
   friend bool operator!=(const MD_Variant& a, const MD_Variant& b) { return !(a == b); }
+  /// @}
 
  private:
   friend MD_API std::ostream& operator<<(std::ostream& out, const MD_Variant& value);
@@ -111,6 +126,7 @@ MD_VALUE_TYPES(MD_GET)
 template <>
 MD_API std::string MD_Variant::get<std::string>() const;
 
+/// Exchanges the values.
 inline void swap(MD_Variant& a, MD_Variant& b) noexcept { a.swap(b); }
 
 /// Writes the value: numbers as the stream does, doubles as exact decimal text, strings and buffers as they are,
