@@ -285,7 +285,9 @@ def document(run, before, instructions, command):
         f"benchmarks, within {spreads[int(len(spreads) * 0.9)]:.1%} for nine of ten")
     parts = [f"""# Performance
 
-Made by `{command}`; `docs/performance.svg` shows the same as a chart.
+Made by `{command}`.
+
+![Medians of the works as bars](performance.svg)
 
 ## Method
 

@@ -1,0 +1,50 @@
+#!/usr/bin/env python3
+"""Looks for dead links in the rendered pages: files that are not there, and anchors that no page has.
+
+    check_links.py FOLDER
+
+Links that leave the pages (https: and the like) are not followed.
+"""
+import html.parser
+import pathlib
+import sys
+import urllib.parse
+
+
+class Page(html.parser.HTMLParser):
+    def __init__(self, path):
+        super().__init__()
+        self.links = []
+        self.anchors = set()
+        self.feed(path.read_text(encoding="utf-8"))
+
+    def handle_starttag(self, tag, attrs):
+        for name, value in attrs:
+            if name in ("id", "name"):
+                self.anchors.add(value)
+            elif value and (name in ("href", "src") or (tag, name) == ("object", "data")):
+                self.links.append(value)
+
+
+def main():
+    folder = pathlib.Path(sys.argv[1])
+    pages = {path.name: Page(path) for path in sorted(folder.glob("*.html"))}
+    count = 0
+    dead = []
+    for name, page in pages.items():
+        for link in page.links:
+            parts = urllib.parse.urlsplit(link)
+            if parts.scheme or parts.netloc:
+                continue
+            count += 1
+            target = urllib.parse.unquote(parts.path) or name
+            if not (folder / target).is_file():
+                dead.append(f"{name}: {link}: no such file")
+            elif parts.fragment and target in pages and urllib.parse.unquote(parts.fragment) not in pages[target].anchors:
+                dead.append(f"{name}: {link}: no such place on that page")
+    if dead or count == 0:
+        sys.exit("\n".join(dead) or f"{folder}: no links")
+    print(f"{len(pages)} pages, {count} links, none dead")
+
+
+main()

@@ -1,0 +1,2 @@
+# Doxygen shows code in a heading as its own markup.
+/^#/s/`//g
