@@ -1,9 +1,16 @@
 # Builds PROGRAM by the command line COMPILE with what pkg-config tells of the library in LIBRARY_DIR, and compares its
-# output with the file EXPECTED.
+# output with the file EXPECTED. With STATIC, a program that needs no shared library at all.
 set(ENV{PKG_CONFIG_PATH} "${LIBRARY_DIR}/pkgconfig")
-execute_process(COMMAND "${PKG_CONFIG}" --cflags --libs "md_message >= 1.0"
+set(static "")
+if(STATIC)
+  set(static --static)
+  string(APPEND COMPILE " -static")
+endif()
+execute_process(COMMAND "${PKG_CONFIG}" ${static} --cflags --libs "md_message >= 1.0"
   OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
 separate_arguments(command UNIX_COMMAND "${COMPILE} -o ${PROGRAM} ${flags}")
 execute_process(COMMAND ${command} COMMAND_ECHO STDOUT COMMAND_ERROR_IS_FATAL ANY)
-set(ENV{LD_LIBRARY_PATH} "${LIBRARY_DIR}")
+if(NOT STATIC)
+  set(ENV{LD_LIBRARY_PATH} "${LIBRARY_DIR}")
+endif()
 include("${CMAKE_CURRENT_LIST_DIR}/../../cmake/CompareOutput.cmake")
