@@ -24,7 +24,7 @@ Without a comment, a block of console is a session: each line behind "$ " is run
 standard output and standard error is what stands below; a line "..." stands for the rest. A block of cmake is a part of a
 project, which is configured and, where the library is to be found installed, built and run: by the second form.
 
-Any other block is a fault, unless exemptions.txt beside this file names it with a reason. There the line of a page's name and
+Any other block is a fault, unless exemptions.txt beside this file names it, or a session, with a reason. There the line of a page's name and
 the block's first line is followed by indented ones, the reason. An exempt block's scripts must exist all the same.
 """
 import argparse
@@ -214,14 +214,14 @@ class Checker:
             raise Fault("more than one thing is to be done with it")
         if kinds:
             self.marked(page, language, code, kinds[0]["kind"], kinds[0]["text"], folder)
-        elif language == "console":
-            if self.options.mdmsg:
-                self.session(code, folder)
         elif exemption in self.exemptions:
             self.exemptions[exemption] = None
             for script in re.findall(r"^scripts/[\w-]+", code, re.MULTILINE):
                 if not os.access(self.options.source / script, os.X_OK):
                     raise Fault(f"no such script: {script}")
+        elif language == "console":
+            if self.options.mdmsg:
+                self.session(code, folder)
         elif language != "cmake":
             raise Fault("neither run nor compared, and not in exemptions.txt")
 
