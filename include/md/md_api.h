@@ -1,5 +1,10 @@
 /// @file
 /// What every public header needs first: the language level and the export mark.
+
+/// @namespace MD
+/// All of the library's classes and functions.
+/// @namespace MD::FIELDS
+/// The rows of the dictionary.
 #ifndef MD_API_H
 #define MD_API_H
 
