@@ -24,8 +24,9 @@ Without a comment, a block of console is a session: each line behind "$ " is run
 standard output and standard error is what stands below; a line "..." stands for the rest. A block of cmake is a part of a
 project, which is configured and, where the library is to be found installed, built and run: by the second form.
 
-Any other block is a fault, unless exemptions.txt beside this file names it, or a session, with a reason. There the line of a page's name and
-the block's first line is followed by indented ones, the reason. An exempt block's scripts must exist all the same.
+Any other block is a fault, unless exemptions.txt beside this file names it, or a session, with a reason. There the line of
+a page's name and the block's first line is followed by indented ones, the reason. An exempt block's scripts must exist all
+the same.
 """
 import argparse
 import os
