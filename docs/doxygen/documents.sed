@@ -1,5 +1,5 @@
 # Doxygen shows code in a heading as its own markup.
 /^#/s/`//g
 # A page that another one names is a link.
-s,`docs/\([a-z_]*\.md\)`,[docs/\1](\1),g
+s,`\(docs/[a-z_]*\.md\)`,[\1](\1),g
 s,`\([A-Z]*\.md\)`,[\1](\1),g
