@@ -95,6 +95,7 @@ class MD_API Optimizer {
   /// Whether place() and isAbsent() may be used for the field.
   MD_ALWAYS_INLINE bool hasRoomFor(FIELDS::packed_rec field) const noexcept { return field.slot < m_slotCount; }
 
+  /// Whether a field for which there is room has no value.
   MD_ALWAYS_INLINE bool isAbsent(FIELDS::packed_rec field) const noexcept { return m_slots[field.slot] <= m_stamp; }
 
   /// The value of a field for which there is room and that was placed; for an absent one more than any message is long,
