@@ -302,9 +302,11 @@ class ReferenceMessage {
     return position + record.headBytes + record.valueBytes <= m_bytes.size();
   }
 
+  /// Where records overlap, a position can outlive its bytes: such a field is there, and has no value.
   std::optional<std::size_t> find(std::uint16_t id) const {
     const auto found = m_positions.find(id);
-    return found == m_positions.end() ? std::nullopt : std::optional<std::size_t>(found->second);
+    return found == m_positions.end() || found->second >= m_bytes.size() ? std::nullopt
+                                                                         : std::optional<std::size_t>(found->second);
   }
 
   /// A value as it is stored.
