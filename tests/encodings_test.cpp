@@ -1117,22 +1117,73 @@ TEST_P(Encodings, ParseAMegabyteOfGarbage) {
   EXPECT_EQ(hexOf(*parsed(bytesOf(*message))), hexOf(*message));
 }
 
-// Behind the last byte of a buffer that is full there is nothing to read: a sanitizer's to see.
-TEST_P(Encodings, ReadNothingBehindAFullBuffer) {
-  constexpr std::uint32_t kStepBytes = 1024;
-  std::string dictionary = kDictionary;
-  for (int id = 1001; id <= 1008; ++id) {
-    dictionary += "F" + std::to_string(id) + " " + std::to_string(id) + " BUFFER\n";
+/// Messages that fill the first memory of a buffer.
+class FullBuffers : public Encodings {
+ protected:
+  static constexpr std::uint32_t kStepBytes = 1024;
+
+  FullBuffers() {
+    std::string dictionary = kDictionary;
+    for (int id = 1001; id <= 1008; ++id) {
+      dictionary += "F" + std::to_string(id) + " " + std::to_string(id) + " BUFFER\n";
+    }
+    loadDictionary(dictionary);
   }
-  loadDictionary(dictionary);
-  const std::uint32_t headBytes = GetParam().code == 6 ? 3 : GetParam().code == 1 ? 6 : 8;
+
+  static std::uint32_t bufferHeadBytes() { return GetParam().code == 6 ? 3 : GetParam().code == 1 ? 6 : 8; }
+
+  /// A message of buffers that is `sizeBytes` long.
+  static std::unique_ptr<MD_Message> padded(std::uint32_t sizeBytes) {
+    auto message = makeOwned();
+    for (std::uint16_t id = 1001; message->getSizeImpl() != sizeBytes; ++id) {
+      const std::uint32_t free = sizeBytes - message->getSizeImpl() - bufferHeadBytes();
+      EXPECT_TRUE(message->add(id, bufferOf(std::string(free > 240 ? 220 : free, 'x'))));
+    }
+    return message;
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Each, FullBuffers, testing::ValuesIn(kEncodings),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+// What is written behind the memory is a sanitizer's to see.
+TEST_P(FullBuffers, TakeValuesUpToTheirLastByte) {
+  for (const ValueType& type : valueTypes()) {
+    for (std::size_t sample = 0; sample < type.sampleCount; ++sample) {
+      const auto alone = makeOwned();
+      ASSERT_TRUE(type.add(*alone, type.field, sample));
+      const Bytes whole = bytesOf(*alone);
+      const Bytes record(whole.begin() + static_cast<std::ptrdiff_t>(headerBytes()), whole.end());
+      for (std::uint32_t left = 0; left < 10; ++left) {
+        SCOPED_TRACE(std::string(type.name) + ", sample " + std::to_string(sample) + ", " + std::to_string(left) +
+                     " bytes left");
+        const FreshNextBuffer fresh;
+        const void* memory = nullptr;
+        {
+          const auto message = padded(kStepBytes - left - static_cast<std::uint32_t>(record.size()));
+          memory = message->getBinary();
+          Bytes expected = bytesOf(*message);
+          expected.insert(expected.end(), record.begin(), record.end());
+          ASSERT_TRUE(type.add(*message, type.field, sample));
+          EXPECT_EQ(hexOf(*message), toHex(expected));
+          std::string raw;
+          EXPECT_TRUE(type.get(*message, type.field, type.lastSample() - sample, raw));
+          EXPECT_EQ(raw, type.raw(sample));
+          EXPECT_EQ(message->getBinary(), memory) << "has moved";
+        }
+        const ReusableContainerWrapper<MsgData> buffer(true, nullptr);
+        ASSERT_EQ(static_cast<const void*>(buffer->data()), memory);
+        EXPECT_EQ(buffer->capacity(), kStepBytes) << "has grown";
+      }
+    }
+  }
+}
+
+// Behind the last byte of a buffer that is full there is nothing to read: a sanitizer's to see.
+TEST_P(FullBuffers, AreNotReadBehindTheirEnd) {
   for (std::uint32_t tailBytes = 1; tailBytes <= 12; ++tailBytes) {
     SCOPED_TRACE(tailBytes);
-    const auto whole = makeOwned();
-    for (std::uint16_t id = 1001; whole->getSizeImpl() != kStepBytes - tailBytes; ++id) {
-      const std::uint32_t free = kStepBytes - tailBytes - whole->getSizeImpl() - headBytes;
-      ASSERT_TRUE(whole->add(id, bufferOf(std::string(free > 240 ? 220 : free, 'x'))));
-    }
+    const auto whole = padded(kStepBytes - tailBytes);
     const std::size_t fields = whole->fieldCount();
     ASSERT_TRUE(whole->add(id::kInt64, std::int64_t{5}));
     Bytes bytes = bytesOf(*whole);
@@ -1141,7 +1192,8 @@ TEST_P(Encodings, ReadNothingBehindAFullBuffer) {
     const FreshNextBuffer fresh;
     const auto message = parsed(bytes);
     std::int64_t value = 7;
-    EXPECT_EQ(message->get(id::kInt64, value), headBytes + 8 <= tailBytes || (GetParam().code == 1 && tailBytes >= 10));
+    EXPECT_EQ(message->get(id::kInt64, value),
+              bufferHeadBytes() + 8 <= tailBytes || (GetParam().code == 1 && tailBytes >= 10));
     EXPECT_EQ(value, message->get(id::kInt64, value) ? 5 : 7);
     EXPECT_GE(message->fieldCount(), fields);
     EXPECT_LE(idsOf(*message).size(), fields + 1);
