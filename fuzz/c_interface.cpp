@@ -1,19 +1,23 @@
-// A sequence of calls of the C interface on two handles. Each is done as well on a message of the C++ interface, with
-// which result, values, ids, count and length agree; null handles give the stated null results.
+// A sequence of calls of the C interface, both headers of it, on two handles. Each is done as well on a message of the
+// C++ interface, with which result, values, bytes, ids, count, length and print-outs agree; null handles give the
+// stated null results.
 #include <cstdint>
 #include <cstring>
 
 #include <algorithm>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "c_ext_properties.h"
 #include "fuzz_dictionary.h"
 #include "fuzz_input.h"
 #include "fuzz_target.h"
 #include "md/md_message.h"
 #include "md/md_message_c.h"
+#include "md/md_message_c_ext.h"
 #include "md/md_mint.h"
 #include "support/captured_errors.h"
 #include "support/messages.h"
@@ -77,6 +81,7 @@ class Calls {
       for (const std::uint16_t id : MD::test::idsOf(*pair.message)) {
         compareReads(pair, id);
       }
+      MD::fuzz::checkLists(pair.handle.get(), *pair.message, m_input);
     }
   }
 
@@ -86,9 +91,17 @@ class Calls {
     std::unique_ptr<MD_Message> message;
   };
 
+  /// One of the tests' fields, or of the prices'.
+  std::uint16_t someField() {
+    constexpr std::uint16_t kPriceFields[] = {110, 111, 112, 113, 114, 115};
+    const unsigned choice = m_input.below(std::size(MD::test::kIds) + std::size(kPriceFields));
+    return choice < std::size(MD::test::kIds) ? MD::test::kIds[choice]
+                                              : kPriceFields[choice - std::size(MD::test::kIds)];
+  }
+
   void call(Pair& pair) {
-    const std::uint16_t id = m_input.someId();
-    switch (m_input.below(16)) {
+    const std::uint16_t id = someField();
+    switch (m_input.below(22)) {
       case 0:
         return create(pair);
       case 1:
@@ -120,8 +133,22 @@ class Calls {
         return compareDateTime();
       case 14:
         return deserialize();
-      default:
+      case 15:
         return callWithNull(id);
+      case 16:
+        return createFromPB(pair);
+      case 17:
+        return createLike(pair);
+      case 18:
+      case 19: {
+        const Pair& source = m_pairs[m_input.below(2)];
+        return MD::fuzz::copyBoth(pair.handle.get(), *pair.message, source.handle.get(), *source.message,
+                                  m_input.oneIn(4));
+      }
+      case 20:
+        return MD::fuzz::checkLists(pair.handle.get(), *pair.message, m_input);
+      default:
+        return MD::fuzz::checkDictionary(m_input);
     }
   }
 
@@ -138,6 +165,39 @@ class Calls {
     if (message != nullptr) {  // an empty handle takes nothing but its deletion
       pair = {std::move(handle), std::move(message)};
     }
+  }
+
+  /// Of a code, mostly of an encoding's, or of the preferred one.
+  void createFromPB(Pair& pair) {
+    constexpr std::uint8_t kCodes[] = {MD_ENCODING_ITERMAP, MD_ENCODING_MINT, MD_ENCODING_MSGT};
+    const unsigned choice = m_input.below(8);
+    Pair made;
+    if (choice < std::size(kCodes)) {
+      made = {Handle(MD_Message_createFromPB(kCodes[choice])), MD_Message::createFromPB(kCodes[choice])};
+      MD_PROPERTY(made.handle != nullptr, "makes no message of an encoding");
+    } else if (choice == std::size(kCodes)) {
+      made = {Handle(MD_Message_createPreferred(true)), MD_Message::createPreferred(true)};
+    } else {
+      const auto code = static_cast<std::uint8_t>(m_input.below(256));
+      made = {Handle(MD_Message_createFromPB(code)), MD_Message::createFromPB(code)};
+    }
+    MD_PROPERTY((made.handle != nullptr) == (made.message != nullptr), "makes a message, or not");
+    if (made.handle != nullptr) {
+      pair = std::move(made);
+    }
+  }
+
+  /// Replaces a message by a clone, or an empty one of the same encoding, of one of the two.
+  void createLike(Pair& pair) {
+    const Pair& model = m_pairs[m_input.below(2)];
+    Pair made;
+    if (m_input.oneIn(4)) {
+      made = {Handle(MD_Message_createEmpty(model.handle.get())), model.message->createEmpty()};
+    } else {
+      made = {Handle(MD_Message_clone(model.handle.get())), model.message->clone()};
+    }
+    MD_PROPERTY(made.handle != nullptr, "makes no message like another");
+    pair = std::move(made);
   }
 
   void setBinary(Pair& pair) {
@@ -240,7 +300,7 @@ class Calls {
   void compare(Pair& pair) {
     MD_MessageHandle handle = pair.handle.get();
     const MD_Message& message = *pair.message;
-    MD_PROPERTY(MD_Message_getSize(handle) == message.getSizeImpl(), "is of another length");
+    MD::fuzz::checkBytes(handle, message);
     MD_PROPERTY(MD_Message_fieldCount(handle) == message.fieldCount(), "counts other fields");
     MD_PROPERTY(MD_Message_empty(handle) == message.emptyImpl(), "is empty or not");
     MD_PROPERTY(MD_Message_print(handle), "does not print");
@@ -286,6 +346,7 @@ class Calls {
     MD_EpochNS timeFromCpp(1);
     expect(MD_Message_getEpochNS(handle, id, &time), message.get(id, timeFromCpp));
     MD_PROPERTY(time == timeFromCpp.get(), "reads another time");
+    MD::fuzz::checkField(handle, message, id);
   }
 
   void callWithNull(std::uint16_t id) {
@@ -330,6 +391,7 @@ class Calls {
                   MD_DateTime_deserialize(nullptr, word) || MD_DateTime_deserialize(dateTime, nullptr) ||
                   MD_DateTime_date(nullptr, &number) || MD_DateTime_time(nullptr, &number) ||
                   MD_DateTime_exch_gmt_offset(nullptr, &offset));
+    MD::fuzz::checkNullExtArguments(handle, id);
   }
 
   static void expect(bool fromC, bool fromCpp) { MD_PROPERTY(fromC == fromCpp, "the results differ"); }

@@ -1,5 +1,5 @@
 // Text definition files: the rows are those of an independent reader, every look-up leads to them, messages take the
-// fields, and the same rows as an XML file load to the same dictionary.
+// fields, the C interface loads the same rows, and as an XML file they load to the same dictionary.
 #include <cstdint>
 
 #include <algorithm>
@@ -11,6 +11,7 @@
 #include "dictionary_properties.h"
 #include "fuzz_target.h"
 #include "md/md_fieldmap.h"
+#include "md/md_message_c_ext.h"
 
 namespace {
 
@@ -92,6 +93,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   MD_SAME(MD::fuzz::differenceOf(Reader(text).rows(), rows));
   MD::fuzz::checkLookUps();
   MD::fuzz::checkMessages();
+  char error[] = "untouched";
+  MD_PROPERTY(MD_FieldMap_reload_text_memory(text.data(), text.size(), error, sizeof error) && *error == '\0',
+              "the C interface does not load");
+  MD_SAME(MD::fuzz::differenceOf(rows, MD::fuzz::loadedRows()));
   if (MD::fuzz::haveSimpleNames(rows)) {
     const MD::fuzz::MemoryFile file(MD::fuzz::asXml(rows));
     MD::MD_FieldMap::reload_xml(file.path());
