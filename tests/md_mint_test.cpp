@@ -298,6 +298,38 @@ TEST_F(MInt, ReadsReceivedIntegersByTheirStoredLength) {
   EXPECT_EQ(m_errors.take(), "");
 }
 
+// Where a record ends its stored length alone tells, also where a type has a usual one.
+TEST_F(MInt, StepsOverValuesOfEveryLengthInEveryType) {
+  const auto append = [](Bytes& bytes, std::uint16_t id, unsigned lengthBytes) {
+    bytes.push_back(static_cast<std::uint8_t>(id));
+    bytes.push_back(static_cast<std::uint8_t>(id >> 8));
+    bytes.push_back(static_cast<std::uint8_t>(lengthBytes));
+    bytes.insert(bytes.end(), lengthBytes, 0xFF);
+  };
+  for (const ValueType& type : valueTypes()) {
+    for (unsigned lengthBytes = 0; lengthBytes < 256; ++lengthBytes) {
+      SCOPED_TRACE(std::string(type.name) + " of " + std::to_string(lengthBytes) + " bytes");
+      Bytes bytes = fromHex("06");
+      append(bytes, type.field, lengthBytes);
+      append(bytes, type.otherField, lengthBytes);
+      append(bytes, id::kOptiPrice, 1);
+      const auto message = parse<mInt>(bytes);
+      EXPECT_EQ(hexOf(*message), toHex(bytes));
+      EXPECT_EQ(idsOf(*message), (Ids{type.field, type.otherField, id::kOptiPrice}));
+      EXPECT_EQ(message->fieldCount(), 3u);
+      std::uint8_t storedType = 0;
+      std::uint32_t storedBytes = 0;
+      EXPECT_EQ(message->fieldData(type.otherField, storedType, storedBytes) - message->getBinary(),
+                1 + 3 + static_cast<std::ptrdiff_t>(lengthBytes) + 3);
+      EXPECT_EQ(storedBytes, lengthBytes);
+      std::int32_t price = 7;
+      EXPECT_TRUE(message->get(id::kOptiPrice, price));
+      EXPECT_EQ(price, 255);
+    }
+  }
+  EXPECT_EQ(m_errors.take(), "");
+}
+
 TEST_F(MInt, ReadsTheFirstByteOfACharOfAnyLength) {
   char value = 'q';
   EXPECT_TRUE(parse<mInt>(fromHex("06 0A 00 03 41 42 43"))->get(id::kChar, value));

@@ -201,6 +201,44 @@ TEST_F(OptimizerTest, AssignmentTakesOverTheOthersFieldsAndNoneOfItsOwn) {
   EXPECT_EQ(source.get_field_count(), 2u);
 }
 
+// Each table has been cleared a number of times, and holds what the first of them left in it.
+TEST_F(OptimizerTest, AssignmentJoinsTablesThatWereClearedAsOftenOrMoreOrLess) {
+  loadFields(4);
+  for (int sourceClears = 0; sourceClears < 4; ++sourceClears) {
+    for (int targetClears = 0; targetClears < 4; ++targetClears) {
+      SCOPED_TRACE(std::to_string(sourceClears) + " and " + std::to_string(targetClears));
+      Optimizer source;
+      Optimizer target;
+      const auto wear = [](Optimizer& table, int clears) {
+        for (int i = 0; i < clears; ++i) {
+          if (i == 0) {
+            EXPECT_TRUE(table.set(1, 0xFFFF'FFFF));
+            EXPECT_TRUE(table.set(3, 1));
+            EXPECT_TRUE(table.set(4, 0xFFFF'FFFF'FFFF'FFFF));
+          }
+          table.clear();
+        }
+      };
+      wear(source, sourceClears);
+      wear(target, targetClears);
+      ASSERT_TRUE(source.set(2, 0xFFFF'FFFF));
+      ASSERT_TRUE(source.set(3, 1));
+      ASSERT_TRUE(target.set(1, 5));
+      ASSERT_TRUE(target.set(4, 6));
+      target = source;
+      EXPECT_EQ(target.get(1), 0u);
+      EXPECT_EQ(target.get(2), 0xFFFF'FFFFu);
+      EXPECT_EQ(target.get(3), 1u);
+      EXPECT_EQ(target.get(4), 0u);
+      EXPECT_EQ(target.get_field_count(), 2u);
+      target.clear();
+      for (std::uint16_t i = 1; i <= 4; ++i) {
+        EXPECT_EQ(target.get(i), 0u) << i;
+      }
+    }
+  }
+}
+
 TEST_F(OptimizerTest, AssignmentToItselfKeepsTheFields) {
   Optimizer table;
   ASSERT_TRUE(table.set(id::kInt, 7));
@@ -253,6 +291,33 @@ TEST_F(OptimizerTest, GrowsWithAReloadedDictionary) {
   table.clear();
   for (std::uint16_t i = 1; i <= 1000; ++i) {
     ASSERT_EQ(table.get(i), 0u) << i;
+  }
+}
+
+TEST_F(OptimizerTest, FitsADictionaryThatHasGrownByOneField) {
+  for (std::uint16_t count = 0; count < 5; ++count) {
+    SCOPED_TRACE(count);
+    loadFields(count);
+    Optimizer table;
+    for (std::uint16_t i = 1; i <= count; ++i) {
+      ASSERT_TRUE(table.set(i, std::uint64_t{i} + 10));
+    }
+    const auto last = static_cast<std::uint16_t>(count + 1);
+    loadFields(last);
+    const FIELDS::packed_rec field = MD_FieldMap::instance().packed(last);
+    EXPECT_FALSE(table.hasRoomFor(field));
+    table.fitDictionary();
+    ASSERT_TRUE(table.hasRoomFor(field));
+    EXPECT_TRUE(table.isAbsent(field));
+    table.place(field, 7);
+    EXPECT_EQ(table.get(last), 7u);
+    for (std::uint16_t i = 1; i <= count; ++i) {
+      EXPECT_EQ(table.get(i), std::uint64_t{i} + 10) << i;
+    }
+    EXPECT_EQ(table.get_field_count(), last);
+    const long before = Allocations::count;
+    table.fitDictionary();
+    EXPECT_EQ(Allocations::count, before) << "it fits";
   }
 }
 
