@@ -21,6 +21,7 @@
 #include "support/assertions.h"
 #include "support/captured_errors.h"
 #include "support/dictionary.h"
+#include "support/fresh_buffer.h"
 #include "support/messages.h"
 
 namespace MD::test {
@@ -50,20 +51,6 @@ const EncodingRules kEncodings[] = {
 Pools newPools() {
   return {std::make_shared<ReusableContainer<MsgData>>(), std::make_shared<ReusableContainer<Optimizer>>()};
 }
-
-/// For its lifetime, the shared pool's next buffer is one that has no memory yet.
-class FreshNextBuffer {
- public:
-  FreshNextBuffer() {
-    do {
-      m_used.push_back(std::make_unique<ReusableContainerWrapper<MsgData>>(true, nullptr));
-    } while ((*m_used.back())->capacity() != 0);
-    m_used.pop_back();
-  }
-
- private:
-  std::vector<std::unique_ptr<ReusableContainerWrapper<MsgData>>> m_used;
-};
 
 class Encodings : public testing::TestWithParam<EncodingRules> {
  protected:
@@ -1148,6 +1135,7 @@ INSTANTIATE_TEST_SUITE_P(Each, FullBuffers, testing::ValuesIn(kEncodings),
 
 // What is written behind the memory is a sanitizer's to see.
 TEST_P(FullBuffers, TakeValuesUpToTheirLastByte) {
+  const FreshNextBuffer fresh;
   for (const ValueType& type : valueTypes()) {
     for (std::size_t sample = 0; sample < type.sampleCount; ++sample) {
       const auto alone = makeOwned();
@@ -1157,7 +1145,6 @@ TEST_P(FullBuffers, TakeValuesUpToTheirLastByte) {
       for (std::uint32_t left = 0; left < 10; ++left) {
         SCOPED_TRACE(std::string(type.name) + ", sample " + std::to_string(sample) + ", " + std::to_string(left) +
                      " bytes left");
-        const FreshNextBuffer fresh;
         const void* memory = nullptr;
         {
           const auto message = padded(kStepBytes - left - static_cast<std::uint32_t>(record.size()));
