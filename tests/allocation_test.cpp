@@ -11,6 +11,7 @@
 
 #include "md/md_itermap.h"
 #include "md/md_mint.h"
+#include "md/md_msgdata.h"
 #include "md/md_msgt.h"
 #include "support/dictionary.h"
 #include "support/failing_heap.h"
@@ -179,6 +180,21 @@ TYPED_TEST(Allocations, AreNoneForErasingAndClearing) {
 TYPED_TEST(Allocations, AreNoneForSwapping) {
   TypeParam other;
   EXPECT_EQ(this->steadyStateAllocationsOf([&] { this->m_message.swap(other); }), 0);
+}
+
+TEST(BufferAllocations, AreMadeByTheStepAndNotBeforeTheLastByteIsUsed) {
+#if !defined(MD_ALLOCATIONS_ARE_COUNTED)
+  GTEST_SKIP() << "allocations are counted with the GNU C library and under sanitizers";
+#endif
+  MsgData buffer;
+  buffer.reserve(1);
+  ASSERT_EQ(buffer.capacity(), 1024u);
+  for (const std::uint64_t bytes : {0U, 1U, 1023U, 1024U}) {
+    EXPECT_EQ(allocationsOf([&] { buffer.reserve(bytes); }), 0) << bytes;
+  }
+  EXPECT_EQ(buffer.capacity(), 1024u);
+  EXPECT_EQ(allocationsOf([&] { buffer.reserve(1025); }), 1);
+  EXPECT_EQ(buffer.capacity(), 2048u);
 }
 
 }  // namespace

@@ -149,7 +149,7 @@ class OwnClass : public testing::Test {
 };
 
 using Encodings = testing::Types<mInt, IterMap, MsgT>;
-TYPED_TEST_SUITE(OwnClass, Encodings);
+TYPED_TEST_SUITE(OwnClass, Encodings, );
 
 TYPED_TEST(OwnClass, WorksOnFieldsThatAreThereAndFieldsThatAreNot) {
   this->forEachType([&](auto value) {
