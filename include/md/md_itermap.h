@@ -35,14 +35,9 @@ class MD_API IterMap final : public RecordMessage<IterMap> {
 };
 
 // Record: field id u16, length word u16 (strings, NUL included) or u32 (buffers), value; little-endian.
-struct IterMap::Layout : detail::ValueCodec<detail::ByteOrder::Little> {
-  using Values = detail::ValueCodec<detail::ByteOrder::Little>;
-
+struct IterMap::Layout : detail::FixedWidthCodec<IterMap::Layout, detail::ByteOrder::Little> {
   static constexpr std::uint64_t kHeaderBytes = 1;
   static constexpr std::uint32_t kIdBytes = sizeof(std::uint16_t);
-
-  template <class T>
-  static constexpr bool kHasOneWidth = !detail::kIsView<T>;
 
   template <class T>
   MD_ALWAYS_INLINE static bool isHeadOf(const detail::WholeBytes&, std::uint64_t) noexcept {
@@ -64,23 +59,6 @@ struct IterMap::Layout : detail::ValueCodec<detail::ByteOrder::Little> {
       lengthBytes = view.template load<std::uint32_t>(position + kIdBytes);
     }
     return {position, lengthBytes, headBytes<T>(), detail::kTypeCode<T>};
-  }
-
-  template <class T>
-  static constexpr std::uint64_t bytesInPlace(const T& value) noexcept {
-    return valueBytes(value);
-  }
-
-  static constexpr bool holds(std::uint64_t) noexcept { return true; }
-
-  template <class T>
-  static constexpr std::uint64_t aheadBytes(std::uint64_t lengthBytes) noexcept {
-    return headBytes<T>() + lengthBytes;
-  }
-  template <class T>
-  MD_ALWAYS_INLINE static void writeAhead(detail::ByteWriter out, std::uint16_t id, std::uint64_t lengthBytes,
-                                          const T& value) noexcept {
-    write(out, id, lengthBytes, value);
   }
 
   template <class T>

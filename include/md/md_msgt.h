@@ -32,12 +32,9 @@ class MD_API MsgT final : public RecordMessage<MsgT> {
 
 // Record: field id u16, type code u16 (readers look at its low byte alone), value length u32, value; numbers
 // big-endian.
-struct MsgT::Layout : detail::ValueCodec<detail::ByteOrder::Big> {
+struct MsgT::Layout : detail::FixedWidthCodec<MsgT::Layout, detail::ByteOrder::Big> {
   static constexpr std::uint64_t kHeaderBytes = 4;
   static constexpr std::uint64_t kHeadBytes = 8;
-
-  template <class T>
-  static constexpr bool kHasOneWidth = !detail::kIsView<T>;
 
   template <class T>
   MD_ALWAYS_INLINE static bool isHeadOf(const detail::WholeBytes& bytes, std::uint64_t position) noexcept {
@@ -60,23 +57,6 @@ struct MsgT::Layout : detail::ValueCodec<detail::ByteOrder::Big> {
   MD_ALWAYS_INLINE static Head head(const View& view, std::uint64_t position, std::uint8_t) noexcept {
     return {position, detail::reversed(view.template load<std::uint32_t>(position + 4)), kHeadBytes,
             view.template load<std::uint8_t>(position + 3)};
-  }
-
-  template <class T>
-  static constexpr std::uint64_t bytesInPlace(const T& value) noexcept {
-    return valueBytes(value);
-  }
-
-  static constexpr bool holds(std::uint64_t) noexcept { return true; }
-
-  template <class T>
-  static constexpr std::uint64_t aheadBytes(std::uint64_t lengthBytes) noexcept {
-    return headBytes<T>() + lengthBytes;
-  }
-  template <class T>
-  MD_ALWAYS_INLINE static void writeAhead(detail::ByteWriter out, std::uint16_t id, std::uint64_t lengthBytes,
-                                          const T& value) noexcept {
-    write(out, id, lengthBytes, value);
   }
 
   template <class T>

@@ -108,6 +108,32 @@ struct ValueCodec {
   using Word = std::conditional_t<sizeof(T) == 4, std::uint32_t, std::uint64_t>;
 };
 
+/// What a layout says of itself when a value always takes its type's width, be it small or large.
+template <class Layout, ByteOrder Numbers>
+struct FixedWidthCodec : ValueCodec<Numbers> {
+  using Values = ValueCodec<Numbers>;
+
+  template <class T>
+  static constexpr bool kHasOneWidth = !kIsView<T>;
+
+  template <class T>
+  static constexpr std::uint64_t bytesInPlace(const T& value) noexcept {
+    return Values::valueBytes(value);
+  }
+
+  static constexpr bool holds(std::uint64_t) noexcept { return true; }
+
+  template <class T>
+  static constexpr std::uint64_t aheadBytes(std::uint64_t lengthBytes) noexcept {
+    return Layout::template headBytes<T>() + lengthBytes;
+  }
+  template <class T>
+  MD_ALWAYS_INLINE static void writeAhead(ByteWriter out, std::uint16_t id, std::uint64_t lengthBytes,
+                                          const T& value) noexcept {
+    Layout::write(out, id, lengthBytes, value);
+  }
+};
+
 }  // namespace MD::detail
 
 #endif
