@@ -7,7 +7,6 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -17,14 +16,18 @@
 #include "support/configuration.h"
 #include "support/dictionary.h"
 #include "support/fresh_process.h"
+#include "support/threads.h"
 
 namespace MD {
 namespace {
 
 using test::ConfigurationFolder;
 using test::expectInFreshProcess;
+using test::inThreads;
 using test::xmlDefinitions;
 using test::xmlEntry;
+
+constexpr std::size_t kThreads = 16;
 
 void expectEmpty(const MD_FieldMap& map) {
   EXPECT_EQ(map.size(), 0u);
@@ -97,42 +100,15 @@ TEST(DictionaryDeathTest, IsOneForAllThreadsThatAskAtOnce) {
   expectInFreshProcess([] {
     const ConfigurationFolder folder;
     folder.write("field_map.txt", "A 1 INT\n");
-    constexpr std::size_t kThreads = 4;
     std::vector<const MD_FieldMap*> seen(kThreads);
     std::vector<std::size_t> sizes(kThreads);
-    std::vector<std::thread> threads;
-    for (std::size_t i = 0; i < kThreads; ++i) {
-      threads.emplace_back([&, i] {
-        seen[i] = &MD_FieldMap::instance();
-        sizes[i] = seen[i]->size();
-      });
-    }
-    for (std::thread& thread : threads) {
-      thread.join();
-    }
+    inThreads(kThreads, [&](std::size_t thread) {
+      seen[thread] = &MD_FieldMap::instance();
+      sizes[thread] = seen[thread]->size();
+    });
     EXPECT_EQ(seen, std::vector<const MD_FieldMap*>(kThreads, &MD_FieldMap::instance()));
     EXPECT_EQ(sizes, std::vector<std::size_t>(kThreads, 1));
   });
-}
-
-/// Runs `work(thread number)` in many threads, all at once.
-template <class Work>
-void inThreads(Work work) {
-  constexpr int kThreads = 16;
-  std::atomic<int> waiting{kThreads};
-  std::vector<std::thread> threads;
-  for (int i = 0; i < kThreads; ++i) {
-    threads.emplace_back([&, i] {
-      --waiting;
-      while (waiting != 0) {
-        std::this_thread::yield();
-      }
-      work(i);
-    });
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
 }
 
 // Whatever needs it first makes it: look-ups, field tables, messages of each encoding, received bytes.
@@ -145,7 +121,7 @@ TEST(DictionaryDeathTest, IsMadeOnceByAnyFirstUseInManyThreads) {
     }
     folder.write("field_map.txt", text);
     std::atomic<int> wrong{0};
-    inThreads([&](int thread) {
+    inThreads(kThreads, [&](std::size_t thread) {
       const auto fill = [](MD_Message& message) { return message.add(5000, 5) && message.fieldCount() == 1; };
       const std::uint8_t bytes[] = {6, 0x88, 0x13, 1, 5};
       bool isRight = false;
@@ -176,7 +152,7 @@ TEST(DictionaryDeathTest, IsLoadedByOneOfManyThreadsThatLoadAFile) {
     std::atomic<int> loaded{0};
     std::atomic<int> refused{0};
     std::atomic<int> wrong{0};
-    inThreads([&](int thread) {
+    inThreads(kThreads, [&](std::size_t thread) {
       if (thread % 2 == 0) {
         const int result = MD_FieldMap::load_file("fields.xml");
         loaded += result == 0 ? 1 : 0;

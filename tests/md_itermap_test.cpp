@@ -13,6 +13,7 @@
 #include "support/captured_errors.h"
 #include "support/dictionary.h"
 #include "support/messages.h"
+#include "support/truncated_records.h"
 
 namespace MD::test {
 namespace {
@@ -263,15 +264,7 @@ TEST_F(IterMapBytes, OfOneByteAtTheEndAreCutOff) {
   EXPECT_EQ(hexOf(*parse<IterMap>(fromHex("01 E7 03 2C"))), "01");
 }
 
-struct ReadCase {
-  const char* name;
-  const char* bytes;
-  std::uint16_t id;
-  std::uint8_t type;
-  std::size_t sizeBytes;
-};
-
-const ReadCase kTruncatedCases[] = {
+const TruncatedRecord kTruncatedRecords[] = {
     {"IntOfThreeBytes", "01 2C 01 05 00 00", id::kInt, 2, 4},
     {"IntOfNoBytes", "01 2C 01", id::kInt, 2, 4},
     {"StringLongerThanTheMessage", "01 3C 00 04 00 61 62 63", id::kString, 6, 4},
@@ -284,24 +277,11 @@ const ReadCase kTruncatedCases[] = {
 };
 
 TEST_F(IterMapBytes, OfATruncatedRecordAreListedButNotRead) {
-  for (const ReadCase& row : kTruncatedCases) {
+  for (const TruncatedRecord& row : kTruncatedRecords) {
     SCOPED_TRACE(row.name);
     const auto message = parse<IterMap>(fromHex(row.bytes));
     EXPECT_EQ(hexOf(*message), row.bytes);
-    EXPECT_EQ(idsOf(*message), Ids{row.id});
-    EXPECT_EQ(message->fieldCount(), 1u);
-    EXPECT_EQ(m_errors.take(), "");
-    for (const ValueType& type : valueTypes()) {
-      std::string read;
-      EXPECT_FALSE(type.get(*message, row.id, 0, read));
-      EXPECT_EQ(m_errors.take(), report(kGetError, row.id, row.type, row.sizeBytes));
-    }
-    std::uint8_t type = 0;
-    std::uint32_t size = 0;
-    EXPECT_NE(message->fieldData(row.id, type, size), nullptr);
-    EXPECT_EQ(type, row.type);
-    EXPECT_EQ(size, row.sizeBytes);
-    EXPECT_TRUE(message->eraseImpl(row.id));
+    expectListedButNotRead(*message, row, kGetError, m_errors);
     EXPECT_EQ(hexOf(*message), "01");
   }
 }

@@ -4,8 +4,6 @@
 #include <atomic>
 #include <memory>
 #include <string>
-#include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -14,6 +12,7 @@
 #include "support/dictionary.h"
 #include "support/fresh_process.h"
 #include "support/messages.h"
+#include "support/threads.h"
 
 namespace MD {
 namespace {
@@ -21,31 +20,12 @@ namespace {
 constexpr int kThreads = 8;
 constexpr int kRounds = 50;
 
-/// Runs `body(thread)` in all threads, which start together.
-template <class Body>
-void inThreads(Body body) {
-  std::atomic<int> waiting{kThreads};
-  std::vector<std::thread> threads;
-  for (int thread = 0; thread < kThreads; ++thread) {
-    threads.emplace_back([&waiting, &body, thread] {
-      --waiting;
-      while (waiting != 0) {
-        std::this_thread::yield();
-      }
-      body(thread);
-    });
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
-}
-
 /// Counts how many messages are of encoding `code` when all threads make preferred ones; in half of them, or all,
 /// cached.
 template <class IsCached>
 int preferredOfCode(int code, IsCached isCached) {
   std::atomic<int> count{0};
-  inThreads([&](int thread) {
+  test::inThreads(kThreads, [&](int thread) {
     for (int round = 0; round < kRounds; ++round) {
       const auto message = MD_Message::createPreferred(isCached(thread));
       count += message != nullptr && message->getPB() == code ? 1 : 0;
@@ -101,7 +81,7 @@ TEST(FactoryFromThreads, MessagesOfAllEncodingsFromSharedAndOwnPools) {
   const MD_Message::Allocator own(std::make_shared<ReusableContainer<MsgData>>(),
                                   std::make_shared<ReusableContainer<Optimizer>>());
   std::atomic<int> good{0};
-  inThreads([&](int thread) {
+  test::inThreads(kThreads, [&](int thread) {
     for (int round = 0; round < kRounds; ++round) {
       for (const test::Bytes& bytes : received) {
         const auto message =

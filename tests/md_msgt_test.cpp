@@ -11,6 +11,7 @@
 #include "support/captured_errors.h"
 #include "support/dictionary.h"
 #include "support/messages.h"
+#include "support/truncated_records.h"
 
 namespace MD::test {
 namespace {
@@ -214,15 +215,7 @@ TEST_F(MsgTBytes, OfBadFieldsAreCutOut) {
   }
 }
 
-struct TruncatedCase {
-  const char* name;
-  const char* records;
-  std::uint16_t id;
-  std::uint8_t type;
-  std::size_t sizeBytes;
-};
-
-const TruncatedCase kTruncatedCases[] = {
+const TruncatedRecord kTruncatedRecords[] = {
     {"IntOfThreeBytes", " 01 2C 00 02 00 00 00 04 00 00 00", id::kInt, 2, 4},
     {"IntOfNoBytes", " 01 2C 00 02 00 00 00 04", id::kInt, 2, 4},
     {"IntWithoutALength", " 01 2C 00 02", id::kInt, 2, 0},
@@ -233,25 +226,11 @@ const TruncatedCase kTruncatedCases[] = {
 };
 
 TEST_F(MsgTBytes, OfATruncatedRecordAreListedButNotRead) {
-  for (const TruncatedCase& row : kTruncatedCases) {
+  for (const TruncatedRecord& row : kTruncatedRecords) {
     SCOPED_TRACE(row.name);
-    const auto message = parsed(row.records);
-    EXPECT_EQ(hexOf(*message), kMagic + row.records);
-    EXPECT_EQ(idsOf(*message), Ids{row.id});
-    EXPECT_EQ(m_errors.take(), "");
-    for (const ValueType& type : valueTypes()) {
-      std::string read;
-      EXPECT_FALSE(type.get(*message, row.id, 0, read));
-      EXPECT_EQ(m_errors.take(), report(kGetError, row.id, row.type, row.sizeBytes));
-    }
-    std::uint8_t type = 0;
-    std::uint32_t size = 0;
-    const std::uint8_t* const data = message->fieldData(row.id, type, size);
-    EXPECT_GT(data, message->getBinary());
-    EXPECT_LE(data, message->getBinary() + message->getSizeImpl());
-    EXPECT_EQ(type, row.type);
-    EXPECT_EQ(size, row.sizeBytes);
-    EXPECT_TRUE(message->eraseImpl(row.id));
+    const auto message = parsed(row.bytes);
+    EXPECT_EQ(hexOf(*message), kMagic + row.bytes);
+    expectListedButNotRead(*message, row, kGetError, m_errors);
     EXPECT_EQ(hexOf(*message), kMagic);
   }
 }

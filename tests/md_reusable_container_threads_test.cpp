@@ -17,6 +17,7 @@
 
 #include "md/md_mint.h"
 #include "support/dictionary.h"
+#include "support/threads.h"
 
 namespace MD {
 namespace {
@@ -26,31 +27,12 @@ namespace id = test::id;
 constexpr unsigned kThreads = 4;
 constexpr int kRounds = 2000;
 
-/// Runs `work(index)` in every thread; all begin together.
-template <class Work>
-void inThreads(Work work) {
-  std::atomic<unsigned> ready{0};
-  std::vector<std::thread> threads;
-  for (unsigned i = 0; i < kThreads; ++i) {
-    threads.emplace_back([&, i] {
-      ++ready;
-      while (ready < kThreads) {
-        std::this_thread::yield();
-      }
-      work(i);
-    });
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
-}
-
 TEST(ReusableContainerThreads, AnObjectIsLentToOneThreadAtATime) {
   for (const bool isShared : {false, true}) {
     SCOPED_TRACE(isShared ? "shared pool" : "own pool");
     const auto pool = isShared ? nullptr : std::make_shared<ReusableContainer<MsgData>>();
     std::atomic<int> intrusions{0};
-    inThreads([&](unsigned index) {
+    test::inThreads(kThreads, [&](unsigned index) {
       std::uint8_t mark[64];
       std::memset(mark, static_cast<int>(index + 1), sizeof mark);
       for (int round = 0; round < kRounds; ++round) {
@@ -73,7 +55,7 @@ TEST(ReusableContainerThreads, AnOwnPoolMakesNoMoreObjectsThanAreLentAtOnce) {
   const auto pool = std::make_shared<ReusableContainer<MsgData>>();
   std::mutex mutex;
   std::set<const MsgData*> seen;
-  inThreads([&](unsigned) {
+  test::inThreads(kThreads, [&](unsigned) {
     std::set<const MsgData*> mine;
     for (int round = 0; round < kRounds; ++round) {
       const ReusableContainerWrapper<MsgData> a(true, pool);
@@ -91,7 +73,7 @@ TEST(ReusableContainerThreads, AnOwnPoolMakesNoMoreObjectsThanAreLentAtOnce) {
 TEST(ReusableContainerThreads, MessagesAreMadeAndDestroyedInAnyThread) {
   test::loadDictionary(test::kDictionary);
   std::atomic<int> failures{0};
-  inThreads([&](unsigned index) {
+  test::inThreads(kThreads, [&](unsigned index) {
     const int number = static_cast<int>(index) * 1'000'000;
     const std::string text = "thread " + std::to_string(index);
     for (int round = 0; round < kRounds; ++round) {
@@ -113,7 +95,7 @@ TEST(ReusableContainerThreads, AMessageMayEndInAnotherThreadThanItBeganIn) {
   test::loadDictionary(test::kDictionary);
   std::vector<std::unique_ptr<MD_Message>> messages(kThreads);
   for (int round = 0; round < 50; ++round) {
-    inThreads([&](unsigned index) {
+    test::inThreads(kThreads, [&](unsigned index) {
       messages[index] = std::make_unique<mInt>();
       messages[index]->add(id::kInt, static_cast<int>(index));
     });
@@ -122,7 +104,7 @@ TEST(ReusableContainerThreads, AMessageMayEndInAnotherThreadThanItBeganIn) {
       ASSERT_TRUE(messages[i]->get(id::kInt, value));
       EXPECT_EQ(value, static_cast<int>(i));
     }
-    inThreads([&](unsigned index) { messages[(index + 1) % kThreads].reset(); });
+    test::inThreads(kThreads, [&](unsigned index) { messages[(index + 1) % kThreads].reset(); });
   }
 }
 

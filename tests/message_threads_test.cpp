@@ -10,7 +10,6 @@
 #include <mutex>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -21,31 +20,13 @@
 #include "support/dictionary.h"
 #include "support/fresh_process.h"
 #include "support/messages.h"
+#include "support/threads.h"
 
 namespace MD::test {
 namespace {
 
 constexpr int kThreads = 4;
 constexpr int kRounds = 500;
-
-/// Runs `work(thread number)` on every thread at once.
-template <class Work>
-void onEveryThread(Work work) {
-  std::atomic<int> waiting{kThreads};
-  std::vector<std::thread> threads;
-  for (int i = 0; i < kThreads; ++i) {
-    threads.emplace_back([&, i] {
-      --waiting;
-      while (waiting != 0) {
-        std::this_thread::yield();
-      }
-      work(i);
-    });
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
-}
 
 void fill(MD_Message& message, int value) {
   message.add(id::kInt, value + 70000);
@@ -104,7 +85,7 @@ INSTANTIATE_TEST_SUITE_P(Each, MessageThreads, testing::Values(std::uint8_t{6}, 
                          [](const auto& row) { return "Code" + std::to_string(row.param); });
 
 TEST_P(MessageThreads, CreateFillParseAndDestroy) {
-  onEveryThread([&](int thread) {
+  inThreads(kThreads, [&](int thread) {
     for (int round = 0; round < kRounds; ++round) {
       const int value = thread * kRounds + round;
       const auto message = make();
@@ -120,7 +101,7 @@ TEST_P(MessageThreads, CreateFillParseAndDestroy) {
 
 TEST_P(MessageThreads, HandMessagesOn) {
   Queue queues[kThreads];
-  onEveryThread([&](int thread) {
+  inThreads(kThreads, [&](int thread) {
     for (int round = 0; round < kRounds; ++round) {
       auto message = make();
       fill(*message, round);
@@ -139,7 +120,7 @@ TEST_P(MessageThreads, ShareAPoolOfTheirOwn) {
   fill(*original, 77);
   const Bytes bytes = bytesOf(*original);
   Queue queues[kThreads];
-  onEveryThread([&](int thread) {
+  inThreads(kThreads, [&](int thread) {
     for (int round = 0; round < kRounds; ++round) {
       queues[(thread + 1) % kThreads].push(
           MD_Message::createFromBytes(bytes.data(), static_cast<std::uint32_t>(bytes.size()), pools));
@@ -159,7 +140,7 @@ TEST_P(MessageThreads, SwapMessagesOfDifferentPools) {
   fill(*original, 77);
   const Bytes bytes = bytesOf(*original);
   Queue queues[kThreads];
-  onEveryThread([&](int thread) {
+  inThreads(kThreads, [&](int thread) {
     for (int round = 0; round < kRounds; ++round) {
       auto mine = MD_Message::createFromBytes(bytes.data(), static_cast<std::uint32_t>(bytes.size()), pools[thread]);
       mine->update(id::kInt, 70000 + thread);
@@ -177,7 +158,7 @@ TEST_P(MessageThreads, SwapMessagesOfDifferentPools) {
 
 TEST_P(MessageThreads, OutliveTheThreadThatMadeThem) {
   std::vector<std::unique_ptr<MD_Message>> messages(kThreads);
-  onEveryThread([&](int thread) {
+  inThreads(kThreads, [&](int thread) {
     auto message = make();
     fill(*message, thread);
     messages[static_cast<std::size_t>(thread)] = std::move(message);
@@ -185,13 +166,13 @@ TEST_P(MessageThreads, OutliveTheThreadThatMadeThem) {
   for (int thread = 0; thread < kThreads; ++thread) {
     EXPECT_TRUE(holds(*messages[static_cast<std::size_t>(thread)], thread));
   }
-  onEveryThread([&](int thread) { messages[static_cast<std::size_t>(thread)].reset(); });
+  inThreads(kThreads, [&](int thread) { messages[static_cast<std::size_t>(thread)].reset(); });
 }
 
 // Reports of several threads never interleave, and no more than 101 are written of bad fields.
 TEST_P(MessageThreads, ReportWholeLines) {
   CapturedErrors errors;
-  onEveryThread([&](int) {
+  inThreads(kThreads, [&](int) {
     for (int round = 0; round < 50; ++round) {
       const auto message = make();
       message->add(id::kUnknown, 'x');
@@ -241,7 +222,7 @@ void parseOnEveryThread(const std::vector<std::uint8_t>& codes) {
   for (const std::uint8_t code : codes) {
     received.push_back(withABadField(code));
   }
-  onEveryThread([&](int) {
+  inThreads(kThreads, [&](int) {
     for (int round = 0; round < 100; ++round) {
       for (std::size_t i = 0; i < codes.size(); ++i) {
         wrong += parse(codes[i], received[i])->fieldCount() != 1;

@@ -24,6 +24,7 @@
 
 #include "md/md_file_search.h"
 #include "string_conversion.h"
+#include "support/conversions.h"
 
 namespace {
 
@@ -343,21 +344,8 @@ class Conversion : public testing::Test {
  protected:
   using Converter = StringConverter<typename Direction::From, typename Direction::To>;
 
-  // What a conversion comes to: its number of characters, or the class and text of its exception.
   std::string outcome(const typename Direction::From* text, std::size_t length) const {
-    try {
-      return std::to_string(Converter(m_platform, text, length).view().size()) + " characters";
-    } catch (const NULLStringException& error) {
-      return std::string("NULLStringException: ") + error.what();
-    } catch (const InputOverflowException& error) {
-      return std::string("InputOverflowException: ") + error.what();
-    } catch (const ArgumentException& error) {
-      return std::string("ArgumentException: ") + error.what();
-    } catch (const OutputLengthException& error) {
-      return std::string("OutputLengthException: ") + error.what();
-    } catch (const ConversionException& error) {
-      return std::string("ConversionException: ") + error.what();
-    }
+    return conversionOutcome<Converter>(m_platform, text, length);
   }
 
   static std::basic_string<typename Direction::From> letters(std::size_t count) {

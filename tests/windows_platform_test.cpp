@@ -21,6 +21,7 @@
 #include "md/md_message.h"
 #include "string_conversion.h"
 #include "support/configuration.h"
+#include "support/conversions.h"
 
 namespace MD::detail {
 namespace {
@@ -373,33 +374,17 @@ class WrongCalls final : public SearchPlatform {
   int missing = 0;
 };
 
-template <class Converter, class... Arguments>
-std::string outcome(const Arguments&... arguments) {
-  try {
-    return "a text of " + std::to_string(Converter(arguments...).view().size());
-  } catch (const NULLStringException& error) {
-    return std::string("NULLStringException: ") + error.what();
-  } catch (const InputOverflowException& error) {
-    return std::string("InputOverflowException: ") + error.what();
-  } catch (const ArgumentException& error) {
-    return std::string("ArgumentException: ") + error.what();
-  } catch (const OutputLengthException& error) {
-    return std::string("OutputLengthException: ") + error.what();
-  } catch (const ConversionException& error) {
-    return std::string("ConversionException: ") + error.what();
-  }
-}
-
 TEST(WindowsConversion, NullAndTooLongTextsFail) {
   const SearchPlatform& windows = searchPlatform();
-  EXPECT_EQ(outcome<WideText>(windows, static_cast<const char*>(nullptr)), "NULLStringException: Input string is NULL");
-  EXPECT_EQ(outcome<NarrowText>(windows, static_cast<const wchar_t*>(nullptr)),
+  EXPECT_EQ(conversionOutcome<WideText>(windows, static_cast<const char*>(nullptr)),
+            "NULLStringException: Input string is NULL");
+  EXPECT_EQ(conversionOutcome<NarrowText>(windows, static_cast<const wchar_t*>(nullptr)),
             "NULLStringException: Input string is NULL");
   const char* const narrow = "a";
   const wchar_t* const wide = L"a";
-  EXPECT_EQ(outcome<WideText>(windows, narrow, std::size_t{2147483648u}),
+  EXPECT_EQ(conversionOutcome<WideText>(windows, narrow, std::size_t{2147483648u}),
             "InputOverflowException: Input string is too long");
-  EXPECT_EQ(outcome<NarrowText>(windows, wide, std::size_t{2147483648u}),
+  EXPECT_EQ(conversionOutcome<NarrowText>(windows, wide, std::size_t{2147483648u}),
             "InputOverflowException: Input string is too long");
 }
 
@@ -407,20 +392,26 @@ TEST(WindowsConversion, ErrorsOfTheSystemAreToldApart) {
   const char* const narrow = "message";
   const wchar_t* const wide = L"message";
   WrongCalls windows;
-  EXPECT_EQ(outcome<WideText>(windows, narrow), "a text of 7");
-  EXPECT_EQ(outcome<NarrowText>(windows, wide), "a text of 7");
+  EXPECT_EQ(conversionOutcome<WideText>(windows, narrow), "7 characters");
+  EXPECT_EQ(conversionOutcome<NarrowText>(windows, wide), "7 characters");
 
   windows.missing = 1;
-  EXPECT_EQ(outcome<WideText>(windows, narrow), "ConversionException: String conversion failed. Error code: 122");
-  EXPECT_EQ(outcome<NarrowText>(windows, wide), "ConversionException: String conversion failed. Error code: 122");
+  EXPECT_EQ(conversionOutcome<WideText>(windows, narrow),
+            "ConversionException: String conversion failed. Error code: 122");
+  EXPECT_EQ(conversionOutcome<NarrowText>(windows, wide),
+            "ConversionException: String conversion failed. Error code: 122");
 
   windows.noInput = true;
-  EXPECT_EQ(outcome<WideText>(windows, narrow), "OutputLengthException: Could not get output length. Error code: 87");
-  EXPECT_EQ(outcome<NarrowText>(windows, wide), "OutputLengthException: Could not get output length. Error code: 87");
+  EXPECT_EQ(conversionOutcome<WideText>(windows, narrow),
+            "OutputLengthException: Could not get output length. Error code: 87");
+  EXPECT_EQ(conversionOutcome<NarrowText>(windows, wide),
+            "OutputLengthException: Could not get output length. Error code: 87");
 
   windows.flags = 0x40000000;
-  EXPECT_EQ(outcome<WideText>(windows, narrow), "ArgumentException: MultiByteToWideChar: ERROR_INVALID_FLAGS");
-  EXPECT_EQ(outcome<NarrowText>(windows, wide), "ArgumentException: WideCharToMultiByte: ERROR_INVALID_FLAGS");
+  EXPECT_EQ(conversionOutcome<WideText>(windows, narrow),
+            "ArgumentException: MultiByteToWideChar: ERROR_INVALID_FLAGS");
+  EXPECT_EQ(conversionOutcome<NarrowText>(windows, wide),
+            "ArgumentException: WideCharToMultiByte: ERROR_INVALID_FLAGS");
 }
 
 TEST_F(WindowsSearch, NullNamesThrowOutOfTheSearch) {

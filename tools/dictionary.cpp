@@ -33,7 +33,7 @@ void loadDefinitions(std::string_view contents, const std::string& path) {
   }
 }
 
-void loadDictionary(const std::string& path, Reporter& reporter) {
+DefinitionFile loadDictionaryFile(const std::string& path, Reporter& reporter) {
   const std::string contents = definitionsIn(path);
   const std::string_view text = withoutByteOrderMark(contents);
   try {
@@ -41,11 +41,17 @@ void loadDictionary(const std::string& path, Reporter& reporter) {
   } catch (const std::runtime_error& error) {
     throw UsageError(std::string("cannot load the dictionary: ") + error.what());
   }
-  for (const Finding& finding : readDefinitions(text, path).findings) {
+  DefinitionFile file = readDefinitions(text, path);
+  for (const Finding& finding : file.findings) {
     if (finding.isProblem) {
       reporter.hint(filePlaceText(path, finding.place), finding.text);
     }
   }
+  return file;
+}
+
+void loadDictionary(const std::string& path, Reporter& reporter) {
+  loadDictionaryFile(path, reporter);
   if (MD_FieldMap::instance().size() == 0) {
     throw UsageError("dictionary " + path + " holds no field");
   }

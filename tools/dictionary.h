@@ -6,13 +6,19 @@
 #include <string>
 #include <string_view>
 
+#include "definition_file.h"
 #include "diagnostics.h"
 
 namespace MD::tool {
 
 /// Fills the process's dictionary from a file, XML when its first character that is not blank is '<', else text. What
-/// is on the search path plays no part. Entries of a text file that are not taken over are hinted at.
-/// @throws UsageError when the file cannot be read or holds no field
+/// is on the search path plays no part. Entries that are not taken over are hinted at.
+/// @return what the file says
+/// @throws UsageError when the file cannot be read or the library refuses it
+DefinitionFile loadDictionaryFile(const std::string& path, Reporter& reporter);
+
+/// The same for a program that needs fields.
+/// @throws UsageError likewise, and when the file holds no field
 void loadDictionary(const std::string& path, Reporter& reporter);
 
 /// Fills the process's dictionary from the search path or, when that leads to no field, from the program's own.

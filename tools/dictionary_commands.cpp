@@ -202,19 +202,7 @@ ExitStatus checkDictionaries(const std::vector<std::string>& paths, Output& out,
 
 void convertDictionary(const std::string& path, std::optional<DefinitionFormat> format, Output& out,
                        Reporter& reporter) {
-  const std::string contents = definitionsIn(path);
-  const std::string_view text = withoutByteOrderMark(contents);
-  try {
-    loadDefinitions(text, path);
-  } catch (const std::runtime_error& error) {
-    throw UsageError(std::string("cannot load the dictionary: ") + error.what());
-  }
-  const DefinitionFile file = readDefinitions(text, path);
-  for (const Finding& finding : file.findings) {
-    if (finding.isProblem) {
-      reporter.hint(filePlaceText(path, finding.place), finding.text);
-    }
-  }
+  const DefinitionFile file = loadDictionaryFile(path, reporter);
   const DefinitionFormat to = format.value_or(file.isXml ? DefinitionFormat::Text : DefinitionFormat::Xml);
   const bool isToXml = to == DefinitionFormat::Xml;
   if (file.comments != 0) {
