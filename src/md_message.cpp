@@ -106,7 +106,10 @@ void MD_Message::reserveForCopy(const MD_Message& source, std::size_t fieldCount
 void MD_Message::copyMsg(const MD_Message& source) {
   std::vector<std::uint16_t> ids;
   source.getFieldIdsImpl(ids);
-  reserveForCopy(source, ids.size());
+  // Without a field nothing changes: views into this message stay good.
+  if (!ids.empty()) {
+    reserveForCopy(source, ids.size());
+  }
   for (const std::uint16_t id : ids) {
     withValueOfType(m_map->packed(id).type, 389, [&](auto value) {
       constexpr unsigned kLine = copyAssertionLine(detail::kTypeCode<decltype(value)>);

@@ -22,6 +22,7 @@
 #include "support/assertions.h"
 #include "support/captured_errors.h"
 #include "support/dictionary.h"
+#include "support/fresh_buffer.h"
 #include "support/messages.h"
 
 namespace MD {
@@ -214,6 +215,23 @@ TEST_P(CopyBetween, AnEmptyMessageChangesNothing) {
   const auto empty = emptyOf(to());
   empty->copyMsg(*source);
   EXPECT_TRUE(empty->emptyImpl());
+}
+
+// A buffer without a byte to spare is the one that would move.
+TEST_P(CopyBetween, AnEmptyMessageLeavesViewsGood) {
+  const auto source = emptyOf(from());
+  const test::FreshNextBuffer fresh;
+  const auto copy = emptyOf(to());
+  ASSERT_TRUE(copy->add(id::kString, std::string(254, 'x')));
+  ASSERT_TRUE(copy->add(id::kString2, std::string(254, 'x')));
+  ASSERT_TRUE(copy->add(id::kBuffer, test::bufferOf(std::string(255, 'x'))));
+  for (std::string rest; copy->getSizeImpl() != 1024; rest += 'x') {
+    ASSERT_LT(copy->getSizeImpl(), 1024U);
+    ASSERT_TRUE(copy->update(id::kBuffer2, test::bufferOf(rest)));
+  }
+  const std::uint8_t* const before = copy->getBinary();
+  copy->copyMsg(*source);
+  EXPECT_EQ(copy->getBinary(), before);
 }
 
 TEST_P(CopyBetween, ARepeatedFieldArrivesOnceWithItsLaterValue) {
