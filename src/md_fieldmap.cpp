@@ -85,21 +85,31 @@ MD_FieldMap& MD_FieldMap::emptied() {
   return *map;
 }
 
+// What names the file may be the name of a row, which goes with the rows: each reload keeps a copy.
+
 void MD_FieldMap::reload(const std::string& path) {
+  const std::string ownPath = path;
   MD_FieldMap& map = emptied();
-  if (path.empty()) {
+  if (ownPath.empty()) {
     loadDefault(map);
   } else {
-    detail::loadXmlFile(map, path);
+    detail::loadXmlFile(map, ownPath);
   }
 }
 
-void MD_FieldMap::reload_xml(const std::string& path) { detail::loadXmlFile(emptied(), path); }
+void MD_FieldMap::reload_xml(const std::string& path) {
+  const std::string ownPath = path;
+  detail::loadXmlFile(emptied(), ownPath);
+}
 
-void MD_FieldMap::reload_text(const std::string& path) { detail::loadTextFile(emptied(), path); }
+void MD_FieldMap::reload_text(const std::string& path) {
+  const std::string ownPath = path;
+  detail::loadTextFile(emptied(), ownPath);
+}
 
 void MD_FieldMap::reload_text(std::istream& text, const std::string& name) {
-  detail::loadTextStream(emptied(), text, name);
+  const std::string ownName = name;
+  detail::loadTextStream(emptied(), text, ownName);
 }
 
 void MD_FieldMap::destroy() {

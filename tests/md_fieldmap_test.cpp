@@ -442,6 +442,34 @@ TEST_F(FieldMap, ReloadTakesAPathForAnXmlFileWhateverItsName) {
             "Failed to load field def file: text.xml");
 }
 
+// The rows, and their names with them, go before the file is read.
+TEST_F(FieldMap, TheNameOfARowMayBeThePath) {
+  const std::string path = "fields_whose_path_is_the_name_of_a_field_and_is_long";
+  const auto loadRowNamedLikeThePath = [&] { test::loadDictionary(path + " 1 INT\n"); };
+
+  ConfigurationFolder::write(path, xmlDefinitions(xmlEntry("B", "2", "DOUBLE")));
+  for (const auto reload : {&MD_FieldMap::reload, &MD_FieldMap::reload_xml}) {
+    loadRowNamedLikeThePath();
+    EXPECT_EQ(errorOf<std::runtime_error>([&] { reload(map().idToName(1)); }), "(no exception)");
+    EXPECT_EQ(rows(), (Rows{"B 2 5 #0"}));
+  }
+
+  ConfigurationFolder::write(path, "C 3 CHAR\n");
+  loadRowNamedLikeThePath();
+  EXPECT_EQ(errorOf<std::runtime_error>([] { MD_FieldMap::reload_text(map().idToName(1)); }), "(no exception)");
+  EXPECT_EQ(rows(), (Rows{"C 3 1 #0"}));
+
+  ConfigurationFolder::remove(path);
+  loadRowNamedLikeThePath();
+  EXPECT_EQ(errorOf<std::runtime_error>([] { MD_FieldMap::reload_text(map().idToName(1)); }),
+            "Unable to open file: " + path);
+
+  loadRowNamedLikeThePath();
+  std::istringstream tooMany(textEntries(65'536));
+  EXPECT_EQ(errorOf<std::runtime_error>([&] { MD_FieldMap::reload_text(tooMany, map().idToName(1)); }),
+            "Too many fields (more than 65535) in field def file: " + path);
+}
+
 TEST_F(FieldMap, AnEmptyXmlPathLoadsNothingAndReportsNothing) {
   MD_FieldMap::reload_xml("");
   EXPECT_EQ(rows(), Rows{});
