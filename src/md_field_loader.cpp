@@ -15,6 +15,7 @@
 #include <memory>
 #include <new>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -108,6 +109,21 @@ bool readAll(std::FILE* file, std::string& text) {
     text.append(block, count);
   }
   return std::ferror(file) == 0;
+}
+
+/// Parses a file whose `text` is known. What is no UTF-8 is read byte by byte, whatever its declaration or a byte order
+/// mark says.
+bool parseXml(TiXmlDocument& document, std::FILE* file, std::string text) {
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  const bool isUtf8 = !hasCutCharacter(text);
+  if (!isUtf8 && text.compare(0, kByteOrderMark.size(), kByteOrderMark) == 0) {
+    // TinyXML passes over a mark only where it then reads UTF-8.
+    document.Parse(text.c_str() + kByteOrderMark.size(), nullptr, TIXML_ENCODING_LEGACY);
+    return !document.Error();
+  }
+  std::string().swap(text);
+  return std::fseek(file, 0, SEEK_SET) == 0 &&
+         document.LoadFile(file, isUtf8 ? TIXML_DEFAULT_ENCODING : TIXML_ENCODING_LEGACY);
 }
 
 /// Reads entries of a text file, as far as the stream can be read. A stream takes any exception for an unreadable text;
@@ -207,10 +223,7 @@ void loadXmlFile(MD_FieldMap& map, const std::string& path) {
   if (!exceeded.empty()) {
     throw std::runtime_error("Failed to load field def file: " + path + ": " + exceeded);
   }
-  // What is no UTF-8 is read byte by byte, whatever its declaration says.
-  const TiXmlEncoding encoding = hasCutCharacter(text) ? TIXML_ENCODING_LEGACY : TIXML_DEFAULT_ENCODING;
-  std::string().swap(text);
-  if (!isRead || std::fseek(file.get(), 0, SEEK_SET) != 0 || !document.LoadFile(file.get(), encoding)) {
+  if (!isRead || !parseXml(document, file.get(), std::move(text))) {
     throw std::runtime_error("Failed to load field def file: " + path);
   }
   FieldMapLoader loader(map, types, path);

@@ -626,6 +626,31 @@ TEST_F(FieldMap, ReadsAnXmlFileWithCutCharactersByteByByte) {
             "Failed to load field def file: cut.xml");
 }
 
+// A mark would have TinyXML read UTF-8, and is passed over by nothing else.
+TEST_F(FieldMap, ReadsAnXmlFileWithCutCharactersBehindAByteOrderMark) {
+  const std::string mark = "\xEF\xBB\xBF";
+  const std::string entry = xmlEntry("CAF\xC3\xA9", "7", "INT");
+  const char* const starts[] = {"<!-- caf\xE9 -->", "\r\n<!-- caf\xE9 -->", "<?xml version=\"1.0\"?><!-- caf\xE9 -->",
+                                "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\r\n<!-- caf\xE9 -->"};
+  for (const char* start : starts) {
+    SCOPED_TRACE(start);
+    ConfigurationFolder::write("cut.xml", mark + start + "<D><FieldDefinition>" + entry + "</FieldDefinition></D>");
+    EXPECT_EQ(errorOf<std::runtime_error>([] { MD_FieldMap::reload_xml("cut.xml"); }), "(no exception)");
+    EXPECT_EQ(rows(), (Rows{"CAF\xC3\xA9 7 2 #0"}));
+  }
+  ConfigurationFolder::write(
+      "cut.xml", mark + "<D><FieldDefinition>" + xmlEntry("CAF\xE9", "7", "INT") + "</FieldDefinition></D>");
+  EXPECT_EQ(errorOf<std::runtime_error>([] { MD_FieldMap::reload_xml("cut.xml"); }), "(no exception)");
+  EXPECT_EQ(rows(), (Rows{"CAF\xE9 7 2 #0"}));
+  for (const char* malformed : {"\xE9", "<D>\xE9", "<D>\xE9</E>"}) {
+    SCOPED_TRACE(malformed);
+    ConfigurationFolder::write("cut.xml", mark + malformed);
+    EXPECT_EQ(errorOf<std::runtime_error>([] { MD_FieldMap::reload_xml("cut.xml"); }),
+              "Failed to load field def file: cut.xml");
+    EXPECT_EQ(rows(), Rows{});
+  }
+}
+
 // The default search --------------------------------------------------------------------------------------------------
 
 TEST_F(FieldMap, SearchesTheThreeDefinitionFilesInTheirOrder) {
