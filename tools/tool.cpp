@@ -666,7 +666,9 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, Files
   if (command.usesDictionary) {
     loadNamedDictionary(options.dictionary, reporter);
   }
-  const Task task{{options.files, streams.in}, sourceOf(options), options.selection, out, reporter};
+  // Not written inside the task: g++ 12 destroys parts of a nested aggregate twice when what stands behind it throws.
+  const Inputs inputs{options.files, streams.in};
+  const Task task{inputs, sourceOf(options), options.selection, out, reporter};
   if (options.outputFile) {
     openFile(*options.outputFile, options, files.output);
     out.redirect(files.output, *options.outputFile);

@@ -131,6 +131,8 @@ TEST_F(ProgramForms, OptionsThatDoNotGoTogetherAreBadUsage) {
       {"decode --framing u8", "there is no framing \"u8\" (u16le, u16be, u32le, u32be)"},
       {"decode --framing u16le --from raw", "--framing is a form of its own; leave --from out"},
       {"decode --group nowhere", "--group: \"nowhere\" is not an address"},
+      {"decode --group nowhere in.hex", "--group: \"nowhere\" is not an address"},
+      {"decode --framing u8 in.hex in.hex", "there is no framing \"u8\" (u16le, u16be, u32le, u32be)"},
       {"decode --port 5", "--port, --group and --filter go with captures; standard input is none"},
       {"decode --where QTY", "--where \"QTY\" is not a field, one of = != < <= > >= ~, and a value"},
       {"decode --fields NOPE", "--fields: field NOPE: the dictionary has no field of this name"},
