@@ -211,7 +211,8 @@ class Deriver {
       }
       m_reporter.setLine(lines.lineNumber());
       const auto message = nlohmann::ordered_json::parse(line.begin(), line.end(), nullptr, false);
-      if (!message.is_object()) {
+      // The parser takes a NUL byte for the end of the line.
+      if (!message.is_object() || line.find('\0') != line.npos) {
         m_reporter.error(LineError("a message is one JSON object"));
         continue;
       }

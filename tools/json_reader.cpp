@@ -403,6 +403,10 @@ class MessageHandler : public nlohmann::json_sax<nlohmann::json> {
 }  // namespace
 
 void readJson(std::string_view text, const FieldNames& names, MD_Message& message) {
+  // The parser would take it for the end of the line.
+  if (const std::size_t nul = text.find('\0'); nul != text.npos) {
+    throw LineError("column " + std::to_string(nul + 1) + ": a NUL byte");
+  }
   MessageHandler handler(names, message);
   try {
     nlohmann::json::sax_parse(text.data(), text.data() + text.size(), &handler);

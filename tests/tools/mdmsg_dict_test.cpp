@@ -501,7 +501,9 @@ TEST_F(Dict, DeriveTakesTheFirstTypeThatSuitsAllValuesOfAJsonKey) {
 
 TEST_F(Dict, DeriveTellsWhatIsNoField) {
   EXPECT_EQ(mdmsg("dict derive",
-                  "{\"A\":1}\n{\"A\":\"x\",\"B\":true,\"C\":[1],\"D\":{\"no\":1}}\n[1]\nx\n{\"A\":[],\"E\":2}\n"),
+                  "{\"A\":1}\n{\"A\":\"x\",\"B\":true,\"C\":[1],\"D\":{\"no\":1}}\n[1]\nx\n{\"A\":[],\"E\":2}\n"
+                  "{\"A\":1}" +
+                      std::string(1, '\0') + "{\"F\":1}\n"),
             (RunResult{"A                         1  INT\n"
                        "B                         2  STRING\n"
                        "C                         3  STRING\n"
@@ -513,6 +515,7 @@ TEST_F(Dict, DeriveTellsWhatIsNoField) {
                        "mdmsg: standard input:2: note: field D: no type takes this value\n"
                        "mdmsg: standard input:3: a message is one JSON object\n"
                        "mdmsg: standard input:4: a message is one JSON object\n"
+                       "mdmsg: standard input:6: a message is one JSON object\n"
                        "mdmsg: samples: note: field \"B\": no value seen; taken for a STRING\n"
                        "mdmsg: samples: note: field \"C\": no value seen; taken for a STRING\n"
                        "mdmsg: samples: note: field \"D\": no value seen; taken for a STRING\n",

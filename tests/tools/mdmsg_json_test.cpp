@@ -365,6 +365,12 @@ TEST_F(Json, RefusesWhatDoesNotFit) {
   }
 }
 
+TEST_F(Json, RefusesNulBytesWhichEndNoLine) {
+  using namespace std::string_literals;
+  EXPECT_EQ(encoded(kMInt, "{\"QTY\":5}\0{\"QTY\":6}"s), "column 10: a NUL byte");
+  EXPECT_EQ(encoded(kMInt, "{\"QTY\":5}\0"s), "column 10: a NUL byte");
+}
+
 TEST_F(Json, RefusesStringsAndBuffersThatTheEncodingCannotHold) {
   const struct {
     const char* name;
