@@ -20,6 +20,7 @@ int main(int argc, char** argv) {
   _setmode(_fileno(stdin), _O_BINARY);
   _setmode(_fileno(stdout), _O_BINARY);
 #endif
+  MD::tool::holdStandardStreams();
   std::ios::sync_with_stdio(false);
   std::cin.tie(nullptr);
   std::ostream err(std::cerr.rdbuf());

@@ -13,7 +13,9 @@
 #include <ws2tcpip.h>
 #else
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
@@ -34,8 +36,10 @@ std::string ipAddressText(const std::uint8_t* bytes, std::uint8_t sizeBytes) {
 
 #if defined(_WIN32)
 
+void holdStandardStreams() {}
 bool isOutputTerminal() { return _isatty(_fileno(stdout)) != 0; }
 bool isErrorTerminal() { return _isatty(_fileno(stderr)) != 0; }
+bool isStandardInput(const std::string&) { return false; }
 std::size_t terminalColumns() { return 80; }
 
 bool isTimeZoneName(const std::string&) { return false; }
@@ -52,8 +56,25 @@ int secondsEastOfUtc(std::int64_t unixSeconds) {
 
 #else
 
+void holdStandardStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) == -1) {
+      // It gets the lowest free number, which is that one. Opened the other way round it stays as unusable as it was.
+      static_cast<void>(open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+    }
+  }
+}
+
 bool isOutputTerminal() { return isatty(STDOUT_FILENO) == 1; }
 bool isErrorTerminal() { return isatty(STDERR_FILENO) == 1; }
+
+bool isStandardInput(const std::string& path) {
+  struct stat input {};
+  struct stat file {};
+  // A terminal, a pipe or /dev/null loses nothing by being written.
+  return fstat(STDIN_FILENO, &input) == 0 && S_ISREG(input.st_mode) && stat(path.c_str(), &file) == 0 &&
+         input.st_dev == file.st_dev && input.st_ino == file.st_ino;
+}
 
 std::size_t terminalColumns() {
   for (const int file : {STDOUT_FILENO, STDERR_FILENO}) {

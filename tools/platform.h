@@ -13,9 +13,14 @@ namespace MD::tool {
 std::uint8_t parseIpAddress(const std::string& text, std::uint8_t* out);
 std::string ipAddressText(const std::uint8_t* bytes, std::uint8_t sizeBytes);
 
+/// Keeps the numbers of standard streams that are closed from the files that are opened: what is meant for the stream
+/// would go into the file.
+void holdStandardStreams();
 /// Whether standard output, standard error, is a terminal.
 bool isOutputTerminal();
 bool isErrorTerminal();
+/// Whether standard input comes from the file `path`. On Windows that is not known.
+bool isStandardInput(const std::string& path);
 /// The columns of the terminal that standard output, or else standard error, is; 80 when that is not known.
 std::size_t terminalColumns();
 

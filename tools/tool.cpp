@@ -321,6 +321,24 @@ Format formatOf(const Options& options) {
   return options.isPrice ? Format::PriceText : Format::Text;
 }
 
+bool isSameFile(const std::string& path, const std::string& other) {
+  std::error_code error;
+  return std::filesystem::equivalent(path, other, error);
+}
+
+/// @throws UsageError when a file that exists is also read
+void refuseInputs(const std::string& path, const Options& options) {
+  const auto isRead = [&](const std::string& input) {
+    return input == "-" ? isStandardInput(path) : isSameFile(input, path);
+  };
+  if (options.files.empty() ? isStandardInput(path) : std::any_of(options.files.begin(), options.files.end(), isRead)) {
+    throw UsageError(path + " is an input, too");
+  }
+  if (options.dictionary && isSameFile(*options.dictionary, path)) {
+    throw UsageError(path + " is the dictionary, too");
+  }
+}
+
 /// Opens a file to write, which must not exist, or not be an input, as the options have it.
 void openFile(const std::string& path, const Options& options, std::ofstream& file) {
   std::error_code error;
@@ -328,11 +346,7 @@ void openFile(const std::string& path, const Options& options, std::ofstream& fi
     if (!options.isForced) {
       throw UsageError(path + " exists; --force writes over it");
     }
-    for (const std::string& input : options.files) {
-      if (input != "-" && std::filesystem::equivalent(input, path, error)) {
-        throw UsageError(path + " is an input, too");
-      }
-    }
+    refuseInputs(path, options);
   }
   file.open(path, std::ios::binary);
   if (!file.is_open()) {
@@ -435,6 +449,9 @@ Command addStats(CLI::App& app, Options& options, std::ofstream& svg, bool isOut
             statsOptions.columns = isOutTerminal ? terminalColumns() : 80;
             Output picture(svg);
             if (options.svgFile) {
+              if (options.outputFile && isSameFile(*options.svgFile, *options.outputFile)) {
+                throw UsageError(*options.svgFile + " is the output, too");
+              }
               openFile(*options.svgFile, options, svg);
               picture.redirect(svg, *options.svgFile);
               statsOptions.svg = &picture;

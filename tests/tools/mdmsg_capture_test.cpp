@@ -111,6 +111,16 @@ TEST_F(ProgramForms, FilesAreNotWrittenOverUnlessForced) {
   EXPECT_EQ(contentsOf("new.json"), "{\"QTY\":5}\n");
   EXPECT_EQ(withFields("decode --output nowhere/new.json in.hex"),
             (Result{"", "mdmsg: cannot write nowhere/new.json\n", 2}));
+  EXPECT_EQ(withFields("decode --force --output fields.txt in.hex"),
+            (Result{"", "mdmsg: fields.txt is the dictionary, too\n", 2}));
+  EXPECT_EQ(withFields("stats --force --output new.txt --svg new.txt in.hex"),
+            (Result{"", "mdmsg: new.txt is the output, too\n", 2}));
+#ifndef _WIN32
+  const Result isInput{"", "mdmsg: stdin is an input, too\n", 2};
+  EXPECT_EQ(withFields("decode --force --output stdin", "062c010105\n"), isInput);
+  EXPECT_EQ(withFields("decode --force --output stdin in.hex -", "062c010105\n"), isInput);
+  EXPECT_EQ(contentsOf("stdin"), "062c010105\n");
+#endif
   write("picture.svg", "kept");
   EXPECT_EQ(withFields("stats --svg picture.svg in.hex"),
             (Result{"", "mdmsg: picture.svg exists; --force writes over it\n", 2}));

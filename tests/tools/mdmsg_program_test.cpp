@@ -461,6 +461,18 @@ TEST_F(Program, ReportsFilesThatCannotBeWrittenToTheirEnd) {
 #endif
 
 #ifndef _WIN32
+TEST_F(Program, ReportsDoNotGoIntoFilesWhenStandardStreamsAreClosed) {
+  write("in.hex", "062c010105\nzz\n");
+  const std::string decode = "\"" MDMSG_PROGRAM "\" decode --format json --dictionary fields.txt ";
+  EXPECT_NE(std::system((decode + "--output out.json in.hex 2>&-").c_str()), 0);
+  EXPECT_EQ(contentsOf("out.json"), "{\"QTY\":5}\n");
+  EXPECT_NE(std::system((decode + "- in.hex <&- >out.json 2>stderr").c_str()), 0);
+  EXPECT_EQ(contentsOf("stderr"),
+            "mdmsg: cannot read standard input\nmdmsg: in.hex:2: column 1: \"z\" is not a hex digit\n");
+  EXPECT_NE(std::system((decode + "in.hex >&- 2>stderr").c_str()), 0);
+  EXPECT_EQ(contentsOf("stderr"), "mdmsg: cannot write standard output: Bad file descriptor\n");
+}
+
 TEST_F(Program, EndsQuietlyWhenItsReaderGoes) {
   std::string hex;
   for (int line = 0; line != 20'000; ++line) {
