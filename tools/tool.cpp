@@ -11,6 +11,7 @@
 #include <limits>
 #include <optional>
 #include <ostream>
+#include <sstream>
 #include <system_error>
 
 #include <CLI/CLI.hpp>
@@ -672,7 +673,12 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, Files
     app.parse(std::move(arguments));
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
-      return app.exit(error, streams.out, streams.err);
+      std::ostringstream text;
+      app.exit(error, text, streams.err);
+      out.text() = text.str();
+      out.lineDone();
+      out.flush();
+      return kDone;
     }
     throw UsageError(std::string(error.what()) + "\nTry \"mdmsg --help\".");
   }

@@ -457,6 +457,16 @@ TEST_F(Program, ReportsFilesThatCannotBeWrittenToTheirEnd) {
             (Result{"", "mdmsg: cannot write /dev/full: No space left on device\n", 2}));
   EXPECT_EQ(withFields("stats --svg /dev/full --force in.hex").err,
             "mdmsg: cannot write /dev/full: No space left on device\n");
+  const auto statusOnFullDevice = [](const char* arguments) {
+    const int status =
+        std::system(("\"" MDMSG_PROGRAM "\" " + std::string(arguments) + " >/dev/full 2>stderr").c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  };
+  for (const char* const arguments : {"--help", "decode --help", "--version"}) {
+    SCOPED_TRACE(arguments);
+    EXPECT_EQ(statusOnFullDevice(arguments), 2);
+    EXPECT_EQ(contentsOf("stderr"), "mdmsg: cannot write standard output: No space left on device\n");
+  }
 }
 #endif
 
