@@ -90,7 +90,11 @@ bool Feed::next() {
   if (m_counts.messages != 0) {
     // From half the mean distance to half as much again.
     const std::uint64_t mean = kNsPerSecond / m_options.perSecond;
-    m_timeNs += static_cast<std::int64_t>(mean - mean / 2 + below(mean / 2 * 2 + 1));
+    const auto step = static_cast<std::int64_t>(mean - mean / 2 + below(mean / 2 * 2 + 1));
+    if (step > std::numeric_limits<std::int64_t>::max() - m_timeNs) {
+      throw UsageError("--start is too late for so many messages: times end in 2262");
+    }
+    m_timeNs += step;
   }
   ++m_counts.messages;
   MD_Message& message = *m_messages[below(m_messages.size())];

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include <algorithm>
+#include <charconv>
 #include <chrono>
 #include <exception>
 #include <filesystem>
@@ -58,10 +59,10 @@ struct Options {
   std::string start;
   ReplayOptions replay;
   std::string speed;
-  double longestGapS = 0;
+  std::optional<double> longestGapS;
   ListenOptions listen;
-  double timeoutS = 0;
-  double idleS = 0;
+  std::optional<double> timeoutS;
+  std::optional<double> idleS;
   std::string interfaceAddress;
   std::optional<std::string> svgFile;
 };
@@ -165,10 +166,15 @@ constexpr const char* kStatsHelp =
     "  mdmsg stats --svg feed.svg --time-zone America/New_York feed.pcap\n"
     "  mdmsg stats --time-field RECV_TIME quotes.hex";
 
-/// Options that take a number must not take a minus for one.
+/// Options that take a number must not take a minus for one, nor the largest for a larger one.
 std::string complaintAboutNumber(const std::string& text) {
-  const bool isNumber = !text.empty() && text.find_first_not_of("0123456789") == text.npos;
-  return isNumber ? std::string() : inQuotes(text) + " is not a whole number";
+  if (text.empty() || text.find_first_not_of("0123456789") != text.npos) {
+    return inQuotes(text) + " is not a whole number";
+  }
+  std::uint64_t number = 0;
+  const bool fits = std::from_chars(text.data(), text.data() + text.size(), number).ec == std::errc();
+  return fits ? std::string()
+              : printable(text) + " is more than " + std::to_string(std::numeric_limits<std::uint64_t>::max());
 }
 
 /// The options of every command.
@@ -461,15 +467,15 @@ Command addStats(CLI::App& app, Options& options, std::ofstream& svg, bool isOut
           }};
 }
 
-std::optional<std::chrono::nanoseconds> durationOf(const char* option, double seconds) {
-  constexpr double kMost = 1e9;
-  if (!(seconds >= 0 && seconds <= kMost)) {
-    throw UsageError(std::string(option) + " is a number of seconds, 0 to 1000000000");
-  }
-  if (seconds == 0) {
+std::optional<std::chrono::nanoseconds> durationOf(const char* option, std::optional<double> seconds) {
+  if (!seconds) {
     return std::nullopt;
   }
-  return std::chrono::nanoseconds(static_cast<std::int64_t>(seconds * 1e9));
+  constexpr double kMost = 1e9;
+  if (!(*seconds >= 0 && *seconds <= kMost)) {
+    throw UsageError(std::string(option) + " is a number of seconds, 0 to 1000000000");
+  }
+  return std::chrono::nanoseconds(static_cast<std::int64_t>(*seconds * 1e9));
 }
 
 MulticastOptions multicastOf(const Options& options, unsigned hops) {

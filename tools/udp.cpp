@@ -3,6 +3,7 @@
 #include <csignal>
 
 #include <algorithm>
+#include <charconv>
 #include <vector>
 
 #include <boost/asio/buffer.hpp>
@@ -79,12 +80,18 @@ Endpoint resolveEndpoint(const std::string& text) {
   if (colon == text.npos || colon == 0 || text.find(':') != colon) {
     throw UsageError(inQuotes(text) + " is not HOST:PORT");
   }
+  // The resolver takes a larger number for what is left of it in 16 bits.
+  std::uint16_t port = 0;
+  const char* const end = text.data() + text.size();
+  const auto [rest, code] = std::from_chars(text.data() + colon + 1, end, port);
+  if (code != std::errc() || rest != end) {
+    throw UsageError(inQuotes(text) + " is not HOST:PORT with a port from 0 to 65535");
+  }
   asio::io_context context;
   udp::resolver resolver(context);
   error_code error;
-  // A port by number alone: names of services are no use here.
   const auto found =
-      resolver.resolve(udp::v4(), text.substr(0, colon), text.substr(colon + 1), udp::resolver::numeric_service, error);
+      resolver.resolve(udp::v4(), text.substr(0, colon), std::to_string(port), udp::resolver::numeric_service, error);
   require(error, "find " + inQuotes(text));
   return fromEndpoint(found.begin()->endpoint());
 }
