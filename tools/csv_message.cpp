@@ -24,8 +24,13 @@ MD_DateTime parseDateTime(std::string_view text) {
 }
 
 MD_EpochNS parseEpochNs(std::string_view text) {
-  const auto moment = parseIsoTime(text);
-  return MD_EpochNS(moment ? *moment : parseWhole<std::uint64_t>(text, "EPOCH_NSEC"));
+  if (const auto moment = parseIsoTime(text)) {
+    return MD_EpochNS(*moment);
+  }
+  if (text.find_first_not_of("-0123456789") != text.npos) {
+    throw LineError(inQuotes(text) + " is neither a whole number nor a moment such as 2024-06-03T09:30:00Z");
+  }
+  return MD_EpochNS(parseWhole<std::uint64_t>(text, "EPOCH_NSEC"));
 }
 
 namespace {

@@ -65,7 +65,7 @@ void MessageSink::append(const std::uint8_t* bytes, std::uint32_t sizeBytes, std
       return;
     case OutputForm::Raw:
       if (m_hasRaw) {
-        throw LineError("a raw output holds one message; --framing keeps several apart");
+        throw LineError("a raw output holds one message; u16le, u16be, u32le and u32be keep several apart");
       }
       m_hasRaw = true;
       return appendBytes(bytes, sizeBytes, m_out.text());

@@ -54,7 +54,7 @@ TEST_F(ProgramForms, EveryFormComesBack) {
             (Result{std::string(kTwoQuotes).substr(0, std::string(kTwoQuotes).find('\n') + 1), "", 0}));
   EXPECT_EQ(
       withFields("encode --encoding mInt --to raw quotes.json"),
-      (Result{raw.out, "mdmsg: quotes.json:2: a raw output holds one message; --framing keeps several apart\n", 1}));
+      (Result{raw.out, "mdmsg: quotes.json:2: a raw output holds one message; u16le, u16be, u32le and u32be keep several apart\n", 1}));
 }
 
 TEST_F(ProgramForms, InputsThatBreakOffGiveEverythingBefore) {

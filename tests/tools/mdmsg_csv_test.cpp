@@ -137,6 +137,8 @@ TEST_F(CsvMessage, RefusesHeadersAndCellsThatDoNotFit) {
       {"DateTimeOffset", "WHEN\n20240115 93000000 40000\n", "WHEN: 40000 does not fit the offset (-32768 to 32767)"},
       {"DateTimeDate", "WHEN\n18000115 0 0\n",
        "WHEN: 18000115 is not a date (years 1900 to 2155, months to 15, days to 31)"},
+      {"EpochNSWithoutZone", "RECV\n2024-06-03T09:30:00\n",
+       "RECV: \"2024-06-03T09:30:00\" is neither a whole number nor a moment such as 2024-06-03T09:30:00Z"},
       {"EpochNS", "RECV\n-1\n", "RECV: -1 does not fit EPOCH_NSEC (0 to 18446744073709551615)"},
   };
   for (const auto& row : cases) {

@@ -430,7 +430,7 @@ TEST(MessageSink, SaysWhatTheOutputCannotHold) {
   MessageSink raw(options, names, reports.out);
   raw.append(*message, std::nullopt);
   EXPECT_EQ(MD::test::lineErrorOf([&] { raw.append(*message, std::nullopt); }),
-            "a raw output holds one message; --framing keeps several apart");
+            "a raw output holds one message; u16le, u16be, u32le and u32be keep several apart");
   message->addString(MD::test::id::kString, std::string(65535, 'x'));
   options.form = OutputForm::Framed;
   options.framing = {2, false};
