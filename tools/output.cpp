@@ -3,7 +3,10 @@
 #include <cerrno>
 #include <cstring>
 
+#include <filesystem>
 #include <ostream>
+#include <system_error>
+#include <utility>
 
 namespace MD::tool {
 namespace {
@@ -27,6 +30,7 @@ void Output::flush() {
   if (m_complete == 0) {
     return;
   }
+  dropOldContents();
   errno = 0;
   m_out->write(m_text.data(), static_cast<std::streamsize>(m_complete)).flush();
   const int code = errno;
@@ -34,6 +38,21 @@ void Output::flush() {
   m_complete = 0;
   if (!*m_out) {
     throw OutputError(m_name, code);
+  }
+}
+
+void Output::finish() {
+  dropOldContents();
+  flush();
+}
+
+void Output::dropOldContents() {
+  std::error_code error;
+  if (std::exchange(m_hasOldContents, false) && std::filesystem::is_regular_file(m_name, error)) {
+    std::filesystem::resize_file(m_name, 0, error);
+    if (error) {
+      throw OutputError(m_name, error.value());
+    }
   }
 }
 

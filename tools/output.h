@@ -29,10 +29,12 @@ class Output {
  public:
   explicit Output(std::ostream& out) : m_out(&out) {}
 
-  /// Writes to another stream from here on. @param name  for reports
-  void redirect(std::ostream& out, std::string name) {
-    m_out = &out;
-    m_name = std::move(name);
+  /// Writes to a file from here on, open to append. What it held goes with the first write, or finish(), and stays when
+  /// the program finds before that what it cannot do.
+  void redirect(std::ostream& file, std::string path) {
+    m_out = &file;
+    m_name = std::move(path);
+    m_hasOldContents = true;
   }
 
   /// What waits to be written, the line at hand last; append to it.
@@ -48,14 +50,19 @@ class Output {
   void dropLine() { m_text.resize(m_complete); }
   /// Writes all complete lines. @throws OutputError
   void flush();
+  /// The same at the end, also where there was nothing to write. @throws OutputError
+  void finish();
 
  private:
   static constexpr std::size_t kEnough = std::size_t{1} << 16;
+
+  void dropOldContents();
 
   std::ostream* m_out;
   std::string m_name = "standard output";
   std::string m_text;
   std::size_t m_complete = 0;
+  bool m_hasOldContents = false;
 };
 
 }  // namespace MD::tool

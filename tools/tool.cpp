@@ -71,6 +71,7 @@ struct Options {
 struct Files {
   std::ofstream output;
   std::ofstream svg;
+  std::vector<std::string> made;  ///< those that were not there before
 };
 
 constexpr const char* kDescription =
@@ -347,17 +348,33 @@ void refuseInputs(const std::string& path, const Options& options) {
 }
 
 /// Opens a file to write, which must not exist, or not be an input, as the options have it.
-void openFile(const std::string& path, const Options& options, std::ofstream& file) {
+void openFile(const std::string& path, const Options& options, std::ofstream& file, Files& files) {
   std::error_code error;
-  if (std::filesystem::exists(path, error)) {
+  const bool isThere = std::filesystem::exists(path, error);
+  if (isThere) {
     if (!options.isForced) {
       throw UsageError(path + " exists; --force writes over it");
     }
     refuseInputs(path, options);
   }
-  file.open(path, std::ios::binary);
+  file.open(path, std::ios::binary | std::ios::app);
   if (!file.is_open()) {
     throw UsageError("cannot write " + path);
+  }
+  if (!isThere) {
+    files.made.push_back(path);
+  }
+}
+
+/// Removes files that were made and got nothing: they would be in the way of the next try.
+void removeEmpty(Files& files) {
+  files.output.close();
+  files.svg.close();
+  for (const std::string& path : files.made) {
+    std::error_code error;
+    if (std::filesystem::file_size(path, error) == 0) {
+      std::filesystem::remove(path, error);
+    }
   }
 }
 
@@ -438,7 +455,7 @@ Command addDump(CLI::App& app, Options& options, bool isOutTerminal) {
           }};
 }
 
-Command addStats(CLI::App& app, Options& options, std::ofstream& svg, bool isOutTerminal) {
+Command addStats(CLI::App& app, Options& options, Files& files, bool isOutTerminal) {
   CLI::App* const command = app.add_subcommand("stats", "What messages there are: encodings, rates, sizes, fields");
   named(command->add_option("--svg", options.svgFile, "Draw rate over time and sizes into FILE, which must not exist"),
         "FILE");
@@ -449,18 +466,18 @@ Command addStats(CLI::App& app, Options& options, std::ofstream& svg, bool isOut
   addOutputOptions(*command, options);
   addCommonOptions(*command, options);
   command->footer(kStatsHelp);
-  return {command, [&options, &svg, isOutTerminal](const Task& task) {
+  return {command, [&options, &files, isOutTerminal](const Task& task) {
             StatsOptions statsOptions;
             statsOptions.zone = timeZoneOf(options);
             statsOptions.timeField = options.sink.timeField;
             statsOptions.columns = isOutTerminal ? terminalColumns() : 80;
-            Output picture(svg);
+            Output picture(files.svg);
             if (options.svgFile) {
               if (options.outputFile && isSameFile(*options.svgFile, *options.outputFile)) {
                 throw UsageError(*options.svgFile + " is the output, too");
               }
-              openFile(*options.svgFile, options, svg);
-              picture.redirect(svg, *options.svgFile);
+              openFile(*options.svgFile, options, files.svg, files);
+              picture.redirect(files.svg, *options.svgFile);
               statsOptions.svg = &picture;
             }
             stats(task, statsOptions);
@@ -659,7 +676,7 @@ std::vector<Command> addCommands(CLI::App& app, Options& options, Files& files, 
                                 addDecode(app, options),
                                 addConvert(app, options),
                                 addDump(app, options, isOutTerminal),
-                                addStats(app, options, files.svg, isOutTerminal),
+                                addStats(app, options, files, isOutTerminal),
                                 addGenerate(app, options),
                                 addReplay(app, options),
                                 addListen(app, options),
@@ -699,7 +716,7 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, Files
   const Inputs inputs{options.files, streams.in};
   const Task task{inputs, sourceOf(options), options.selection, out, reporter};
   if (options.outputFile) {
-    openFile(*options.outputFile, options, files.output);
+    openFile(*options.outputFile, options, files.output, files);
     out.redirect(files.output, *options.outputFile);
   }
   if (streams.isErrTerminal && !options.isQuiet &&
@@ -707,7 +724,7 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, Files
     reporter.setProgress(&progress);
   }
   command.run(task);
-  out.flush();
+  out.finish();
   return reporter.status();
 }
 
@@ -739,6 +756,7 @@ int run(std::vector<std::string> arguments, const Streams& streams) {
     } catch (const OutputError&) {
       streams.err << "mdmsg: " + std::string(error.what()) + '\n' << std::flush;
     }
+    removeEmpty(files);
   }
   return kBadUsage;
 }

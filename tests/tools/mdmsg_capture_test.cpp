@@ -54,7 +54,10 @@ TEST_F(ProgramForms, EveryFormComesBack) {
             (Result{std::string(kTwoQuotes).substr(0, std::string(kTwoQuotes).find('\n') + 1), "", 0}));
   EXPECT_EQ(
       withFields("encode --encoding mInt --to raw quotes.json"),
-      (Result{raw.out, "mdmsg: quotes.json:2: a raw output holds one message; u16le, u16be, u32le and u32be keep several apart\n", 1}));
+      (Result{
+          raw.out,
+          "mdmsg: quotes.json:2: a raw output holds one message; u16le, u16be, u32le and u32be keep several apart\n",
+          1}));
 }
 
 TEST_F(ProgramForms, InputsThatBreakOffGiveEverythingBefore) {
@@ -121,6 +124,17 @@ TEST_F(ProgramForms, FilesAreNotWrittenOverUnlessForced) {
   EXPECT_EQ(withFields("decode --force --output stdin in.hex -", "062c010105\n"), isInput);
   EXPECT_EQ(contentsOf("stdin"), "062c010105\n");
 #endif
+  // An option that cannot be used costs no file.
+  write("old.csv", "QTY\n1\n2\n3\n");
+  const Result noFields{"", "mdmsg: --format csv needs --fields, which are its columns\n", 2};
+  EXPECT_EQ(withFields("decode --format csv --force --output old.csv in.hex"), noFields);
+  EXPECT_EQ(contentsOf("old.csv"), "QTY\n1\n2\n3\n");
+  EXPECT_EQ(withFields("decode --format csv --output new.csv in.hex"), noFields);
+  EXPECT_EQ(withFields("decode --format csv --output new.csv --fields QTY in.hex"), (Result{"", "", 0}));
+  EXPECT_EQ(withFields("decode --format csv --force --output old.csv --fields QTY in.hex"), (Result{"", "", 0}));
+  EXPECT_EQ(contentsOf("old.csv"), "QTY\n5\n");
+  EXPECT_EQ(withFields("decode --force --output old.csv --limit 0 in.hex"), (Result{"", "", 0}));
+  EXPECT_EQ(contentsOf("old.csv"), "");
   write("picture.svg", "kept");
   EXPECT_EQ(withFields("stats --svg picture.svg in.hex"),
             (Result{"", "mdmsg: picture.svg exists; --force writes over it\n", 2}));
