@@ -62,11 +62,18 @@ void RateHistogram::moveBegin(std::int64_t timeNs) {
     const std::uint64_t bars = (gap - 1) / static_cast<std::uint64_t>(m_widthNs) + 1;
     if (bars + m_counts.size() <= kMostBars) {
       m_counts.insert(m_counts.begin(), static_cast<std::size_t>(bars), 0);
-      m_beginNs -= static_cast<std::int64_t>(bars) * m_widthNs;
+      // Unsigned again: the bars may begin before 1970, by less than the width of one.
+      m_beginNs = static_cast<std::int64_t>(static_cast<std::uint64_t>(m_beginNs) -
+                                            bars * static_cast<std::uint64_t>(m_widthNs));
       return;
     }
     widen();
   }
+}
+
+std::int64_t RateHistogram::barBeginNs(std::size_t index) const noexcept {
+  const std::uint64_t begin = static_cast<std::uint64_t>(m_beginNs) + index * static_cast<std::uint64_t>(m_widthNs);
+  return std::max<std::int64_t>(static_cast<std::int64_t>(begin), 0);
 }
 
 std::uint64_t SizeHistogram::percentile(unsigned percent) const {

@@ -25,7 +25,8 @@ class RateHistogram {
   void add(std::int64_t timeNs);
 
   bool isEmpty() const noexcept { return m_counts.empty(); }
-  std::int64_t beginNs() const noexcept { return m_beginNs; }
+  /// When one of the bars begins, 1970 for one that does so before.
+  std::int64_t barBeginNs(std::size_t index) const noexcept;
   std::int64_t widthNs() const noexcept { return m_widthNs; }
   const std::vector<std::uint64_t>& counts() const noexcept { return m_counts; }
 

@@ -173,10 +173,8 @@ class Report {
          std::to_string(perSecond(most, times.widthNs())) + " messages/s in " + durationText(times.widthNs()));
 
     title("messages by time, " + durationText(times.widthNs()) + " a bar");
-    std::int64_t begin = times.beginNs();
-    for (const std::uint64_t count : times.counts()) {
-      bar("  " + timeOfDay(begin), count, most);
-      begin += times.widthNs();
+    for (std::size_t i = 0; i != times.counts().size(); ++i) {
+      bar("  " + timeOfDay(times.barBeginNs(i)), times.counts()[i], most);
     }
   }
 
@@ -292,10 +290,9 @@ void appendPlot(const Plot& plot, unsigned top, std::string& out) {
 Plot ratePlot(const RateHistogram& times, const TimeZone& zone) {
   Plot plot;
   plot.title = "messages by time" + (times.isEmpty() ? "" : ", " + durationText(times.widthNs()) + " a bar");
-  std::int64_t begin = times.beginNs();
-  for (const std::uint64_t count : times.counts()) {
-    plot.bars.emplace_back(count, momentText(begin, zone) + ": " + std::to_string(count));
-    begin += times.widthNs();
+  for (std::size_t i = 0; i != times.counts().size(); ++i) {
+    const std::uint64_t count = times.counts()[i];
+    plot.bars.emplace_back(count, momentText(times.barBeginNs(i), zone) + ": " + std::to_string(count));
   }
   if (!times.isEmpty()) {
     plot.first = momentText(times.firstNs(), zone);

@@ -235,6 +235,15 @@ TEST_F(ProgramForms, MomentsInJsonComeBackToo) {
   EXPECT_EQ(withFields("encode --encoding IterMap", json.out), (Result{hex, "", 0}));
 }
 
+TEST_F(ProgramForms, StatsTakeTheFarthestTimes) {
+  const std::string hex = withFields("encode --encoding mInt", "{\"RECV\":9223372036854775807}\n{\"RECV\":0}\n").out;
+  const Result result = withFields("stats --time-field RECV", hex);
+  EXPECT_EQ(result.status, 0);
+  EXPECT_NE(result.out.find("\nmessages by time, 55555.555 h a bar\n  00:00:00.000                   1 #"),
+            std::string::npos)
+      << result;
+}
+
 TEST_F(ProgramForms, DumpsWhatCannotBeRead) {
   EXPECT_EQ(
       withFields("dump", "06 2c01 04 05\n\n07\nzz\n"),

@@ -36,7 +36,7 @@ TEST(RateHistogram, TakesTimesInAnyOrder) {
   RateHistogram times;
   times.add(1'000'000'000);
   times.add(999'999'999);
-  EXPECT_EQ(times.beginNs(), 999'000'000);
+  EXPECT_EQ(times.barBeginNs(0), 999'000'000);
   EXPECT_EQ(times.counts(), (std::vector<std::uint64_t>{1, 1}));
   times.add(0);
   times.add(2'000'000'000);
@@ -53,6 +53,18 @@ TEST(RateHistogram, TakesTheFarthestTimes) {
   times.add(std::numeric_limits<std::int64_t>::max() / 2);
   EXPECT_LE(times.counts().size(), 60U);
   EXPECT_EQ(std::accumulate(times.counts().begin(), times.counts().end(), std::uint64_t{0}), 3U);
+}
+
+TEST(RateHistogram, NoBarBeginsBefore1970) {
+  constexpr std::int64_t kLatest = std::numeric_limits<std::int64_t>::max();
+  RateHistogram times;
+  times.add(kLatest);
+  times.add(0);
+  EXPECT_EQ(times.widthNs(), 200'000'000'000'000'000);
+  ASSERT_EQ(times.counts().size(), 48U);
+  EXPECT_EQ(times.barBeginNs(0), 0);
+  EXPECT_EQ(times.barBeginNs(1), 23'372'036'854'775'807);
+  EXPECT_EQ(times.barBeginNs(47), kLatest);
 }
 
 TEST(SizeHistogram, GivesPercentilesThatOccur) {
