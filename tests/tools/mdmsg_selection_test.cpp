@@ -106,7 +106,9 @@ TEST_F(SelectionTest, ConditionsThatMakeNoSenseAreRefused) {
       {"BID = x", "--where \"BID = x\": \"x\" is not a number"},
       {"BLOB = 0", "--where \"BLOB = 0\": column 1: odd number of hex digits, the last byte is incomplete"},
       {"WHEN = x", "--where \"WHEN = x\": \"x\" is not a date, a time and an offset with blanks between"},
-      {"RECV = yesterday", "--where \"RECV = yesterday\": \"yesterday\" is not a whole number"},
+      {"RECV = yesterday",
+       "--where \"RECV = yesterday\": \"yesterday\" is neither a whole number nor a moment such as "
+       "2024-06-03T09:30:00Z"},
   };
   for (const auto& [condition, error] : cases) {
     SCOPED_TRACE(condition);
