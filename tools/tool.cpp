@@ -685,6 +685,19 @@ std::vector<Command> addCommands(CLI::App& app, Options& options, Files& files, 
   return commands;
 }
 
+/// What is wrong with a command line that the parser refused.
+std::string complaintOf(const CLI::App& app, const CLI::ParseError& error) {
+  const CLI::App* asked = &app;
+  while (!asked->get_subcommands().empty()) {
+    asked = asked->get_subcommands().front();
+  }
+  // The parser only misses a command then, and does not tell which word it did not take for one.
+  const std::vector<std::string> unknown = asked->remaining();
+  return asked->get_require_subcommand_min() != 0 && !unknown.empty()
+             ? "there is no command or option " + inQuotes(unknown.front())
+             : std::string(error.what());
+}
+
 /// @param files  the files that are written; they outlive what is written to them, and so does `progress`
 int runCommand(std::vector<std::string> arguments, const Streams& streams, Files& files, Progress& progress,
                Output& out, Reporter& reporter) {
@@ -703,7 +716,7 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, Files
       out.flush();
       return kDone;
     }
-    throw UsageError(std::string(error.what()) + "\nTry \"mdmsg --help\".");
+    throw UsageError(complaintOf(app, error) + "\nTry \"mdmsg --help\".");
   }
 
   const QuietLibrary quiet;

@@ -565,7 +565,7 @@ TEST_F(Dict, RefusesACommandLineThatItCannotUse) {
     const char* error;
   } cases[] = {
       {"dict", "A subcommand is required"},
-      {"dict frobnicate", "A subcommand is required"},
+      {"dict frobnicate", "there is no command or option \"frobnicate\""},
       {"dict check", "FILE is required"},
       {"dict convert", "FILE is required"},
       {"dict convert --to yaml f", "--to: yaml not in {text,xml}"},

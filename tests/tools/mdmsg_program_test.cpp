@@ -340,7 +340,8 @@ TEST_F(Program, RefusesACommandLineThatItCannotUse) {
     const char* error;
   } cases[] = {
       {"", "A subcommand is required"},
-      {"frobnicate", "A subcommand is required"},
+      {"frobnicate", "there is no command or option \"frobnicate\""},
+      {"--frobnicate", "there is no command or option \"--frobnicate\""},
       {"encode", "--encoding is required"},
       {"encode --encoding Morse", "--encoding: Morse not in {mInt,IterMap,MsgT,preferred}"},
       {"encode --encoding mInt --price", "The following argument was not expected: --price"},
