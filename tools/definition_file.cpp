@@ -1,7 +1,9 @@
 #include "definition_file.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include <algorithm>
 #include <filesystem>
@@ -284,7 +286,7 @@ std::string definitionsIn(const std::string& path) {
   }
   std::ifstream file(path, std::ios::binary);
   if (!file.is_open()) {
-    throw UsageError("cannot open dictionary " + path);
+    throw UsageError("cannot open dictionary " + path + ": " + std::strerror(errno));
   }
   std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   if (file.bad()) {
@@ -350,7 +352,7 @@ DefinitionFile readXmlDefinitions(const std::string& path) {
   file.isXml = true;
   const std::unique_ptr<std::FILE, FileCloser> input(std::fopen(path.c_str(), "rb"));
   if (input == nullptr) {
-    throw UsageError("cannot open dictionary " + path);
+    throw UsageError("cannot open dictionary " + path + ": " + std::strerror(errno));
   }
   TiXmlDocument document;
   document.SetTabSize(1);

@@ -1,5 +1,8 @@
 #include "inputs.h"
 
+#include <cerrno>
+#include <cstring>
+
 #include <filesystem>
 #include <fstream>
 #include <istream>
@@ -38,7 +41,7 @@ Go readFile(const std::string& path, Reporter& reporter, const std::function<Go(
   std::filebuf file;
   file.pubsetbuf(buffer, sizeof buffer);
   if (file.open(path, std::ios::in | std::ios::binary) == nullptr) {
-    reporter.unusable("cannot open " + path);
+    reporter.unusable("cannot open " + path + ": " + std::strerror(errno));
     return Go::On;
   }
   const std::uintmax_t sizeBytes = std::filesystem::file_size(path, error);

@@ -1,6 +1,8 @@
 #include "tool.h"
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 
 #include <algorithm>
 #include <charconv>
@@ -359,7 +361,7 @@ void openFile(const std::string& path, const Options& options, std::ofstream& fi
   }
   file.open(path, std::ios::binary | std::ios::app);
   if (!file.is_open()) {
-    throw UsageError("cannot write " + path);
+    throw UsageError("cannot write " + path + ": " + std::strerror(errno));
   }
   if (!isThere) {
     files.made.push_back(path);

@@ -113,7 +113,7 @@ TEST_F(ProgramForms, FilesAreNotWrittenOverUnlessForced) {
   EXPECT_EQ(withFields("decode --format json --output new.json in.hex"), (Result{"", "", 0}));
   EXPECT_EQ(contentsOf("new.json"), "{\"QTY\":5}\n");
   EXPECT_EQ(withFields("decode --output nowhere/new.json in.hex"),
-            (Result{"", "mdmsg: cannot write nowhere/new.json\n", 2}));
+            (Result{"", "mdmsg: cannot write nowhere/new.json: No such file or directory\n", 2}));
   EXPECT_EQ(withFields("decode --force --output fields.txt in.hex"),
             (Result{"", "mdmsg: fields.txt is the dictionary, too\n", 2}));
   EXPECT_EQ(withFields("stats --force --output new.txt --svg new.txt in.hex"),

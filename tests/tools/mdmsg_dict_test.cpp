@@ -257,7 +257,7 @@ TEST_F(Dict, CheckGoesOnBehindAFileThatCannotBeRead) {
   EXPECT_EQ(mdmsg("dict check good.txt"), (RunResult{"good.txt: text, 2 fields, 0 problems, 0 notes\n", "", 0}));
   EXPECT_EQ(mdmsg("dict check missing.txt folder good.txt"),
             (RunResult{"good.txt: text, 2 fields, 0 problems, 0 notes\n",
-                       "mdmsg: cannot open dictionary missing.txt\n"
+                       "mdmsg: cannot open dictionary missing.txt: No such file or directory\n"
                        "mdmsg: cannot read dictionary folder: it is a directory\n",
                        2}));
 }
@@ -330,7 +330,8 @@ TEST_F(Dict, ConvertTellsWhatIsNotCarried) {
   write("broken.xml", "<D>");
   EXPECT_EQ(mdmsg("dict convert broken.xml"),
             (RunResult{"", "mdmsg: cannot load the dictionary: Failed to load field def file: broken.xml\n", 2}));
-  EXPECT_EQ(mdmsg("dict convert missing.txt"), (RunResult{"", "mdmsg: cannot open dictionary missing.txt\n", 2}));
+  EXPECT_EQ(mdmsg("dict convert missing.txt"),
+            (RunResult{"", "mdmsg: cannot open dictionary missing.txt: No such file or directory\n", 2}));
 }
 
 TEST_F(Dict, DiffTellsEachKindOfDifference) {
@@ -362,7 +363,8 @@ TEST_F(Dict, DiffComparesWhatTheLibraryMakesOfTheFiles) {
                        "mdmsg: new.txt:3:1: note: field B: the name of id 8 is that of id 7 too (line 2); the library "
                        "finds id 8 by it\n",
                        1}));
-  EXPECT_EQ(mdmsg("dict diff old.txt missing.txt"), (RunResult{"", "mdmsg: cannot open dictionary missing.txt\n", 2}));
+  EXPECT_EQ(mdmsg("dict diff old.txt missing.txt"),
+            (RunResult{"", "mdmsg: cannot open dictionary missing.txt: No such file or directory\n", 2}));
 }
 
 TEST_F(Dict, ShowDescribesFields) {
@@ -536,7 +538,8 @@ TEST_F(Dict, DeriveTellsWhatIsNoField) {
                        "mdmsg: standard input:1: field A: is given twice\n"
                        "mdmsg: samples: note: field \"A\": no value seen; taken for a STRING\n",
                        1}));
-  EXPECT_EQ(mdmsg("dict derive missing.csv"), (RunResult{"", "mdmsg: cannot open missing.csv\n", 2}));
+  EXPECT_EQ(mdmsg("dict derive missing.csv"),
+            (RunResult{"", "mdmsg: cannot open missing.csv: No such file or directory\n", 2}));
 }
 
 TEST_F(Dict, ADerivedDictionaryEncodesItsSample) {

@@ -240,7 +240,7 @@ TEST_F(Program, AFileThatCannotBeReadIsBadUsage) {
   ConfigurationFolder::makeFolder("folder");
   EXPECT_EQ(withFields("decode --format json missing.hex folder one.hex"),
             (Result{"{\"QTY\":1}\n",
-                    "mdmsg: cannot open missing.hex\n"
+                    "mdmsg: cannot open missing.hex: No such file or directory\n"
                     "mdmsg: cannot read folder: it is a directory\n",
                     2}));
 }
@@ -290,7 +290,7 @@ TEST_F(Program, RefusesDictionariesThatItCannotUse) {
     const char* file;
     const char* error;
   } cases[] = {
-      {"missing.txt", "mdmsg: cannot open dictionary missing.txt\n"},
+      {"missing.txt", "mdmsg: cannot open dictionary missing.txt: No such file or directory\n"},
       {"folder", "mdmsg: cannot read dictionary folder: it is a directory\n"},
       {"empty.txt", "mdmsg: dictionary empty.txt holds no field\n"},
       {"prose.txt",
