@@ -250,6 +250,14 @@ std::string repeated(std::size_t count, const std::string& text) {
   return all;
 }
 
+std::string attributes(std::size_t count) {
+  std::string all;
+  for (std::size_t i = 0; i < count; ++i) {
+    all += " a" + std::to_string(i) + "='b'";
+  }
+  return all;
+}
+
 std::string nameOfCase(const testing::TestParamInfo<FormatCase>& info) { return info.param.name; }
 
 class TextFormat : public FieldMap, public testing::WithParamInterface<FormatCase> {};
@@ -399,6 +407,9 @@ INSTANTIATE_TEST_SUITE_P(
                    {"B 2 2 #0"}},
         FormatCase{"AHundredElementsDeep",
                    xmlDefinitions(repeated(98, "<A>") + repeated(98, "</A>") + xmlEntry("A", "1", "INT")),
+                   {"A 1 2 #0"}},
+        FormatCase{"AnElementOfAHundredAttributes",
+                   xmlDefinitions("<Note" + attributes(100) + "/>" + xmlEntry("A", "1", "INT")),
                    {"A 1 2 #0"}},
         FormatCase{
             "ManyElementsSideBySide",

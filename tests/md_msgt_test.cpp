@@ -244,6 +244,23 @@ TEST_F(MsgTBytes, OfATruncatedRecordAreReplacedByAnUpdate) {
   EXPECT_EQ(hexOf(*text), kMagic + " 00 3C 00 06 00 00 00 04 78 79 7A 00");
 }
 
+// Records keep the type they were written with.
+TEST_F(MsgTBytes, OfAnotherTypeThanTheDictionaryGivesByNowAreNotRead) {
+  const auto loadFieldOfType = [](const ValueType& type) { loadDictionary("FIELD 1 " + type.definedAs + "\n"); };
+  for (const ValueType& written : valueTypes()) {
+    for (const ValueType& now : valueTypes()) {
+      SCOPED_TRACE(std::string(written.name) + " as " + now.name);
+      loadFieldOfType(written);
+      MsgT message;
+      ASSERT_TRUE(written.add(message, 1, 0));
+      loadFieldOfType(now);
+      std::string read;
+      EXPECT_EQ(now.get(message, 1, now.lastSample(), read), &now == &written);
+      EXPECT_EQ(read, &now == &written ? written.raw(0) : now.raw(now.lastSample()));
+    }
+  }
+}
+
 TEST_F(MsgTBytes, OfTooShortAValueReadOnIntoTheNextRecord) {
   const auto message = parsed(" 01 2C 00 02 00 00 00 01 05 00 0A 00 01 00 00 00 01 41");
   int value = 0;

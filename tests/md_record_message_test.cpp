@@ -8,7 +8,6 @@
 #include <optional>
 #include <string>
 #include <type_traits>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -129,12 +128,8 @@ class OwnClass : public testing::Test {
     for (unsigned i = 0; i < fillers; ++i) {
       dictionary += "F" + std::to_string(i) + " " + std::to_string(42000 + i) + " INT\n";
     }
-    const std::pair<const char*, std::uint8_t> types[] = {
-        {"CHAR", DATATYPES::CHAR},     {"INT", DATATYPES::INT},           {"INT64", DATATYPES::INT64},
-        {"FLOAT", DATATYPES::FLOAT},   {"DOUBLE", DATATYPES::DOUBLE},     {"STRING", DATATYPES::STRING},
-        {"BUFFER", DATATYPES::BUFFER}, {"DATETIME", DATATYPES::DATETIME}, {"EPOCH_NSEC", DATATYPES::EPOCH_NSEC}};
-    for (const auto& [name, code] : types) {
-      dictionary += std::string("NEW_") + name + " " + std::to_string(first + code) + " " + name + "\n";
+    for (const ValueType& type : valueTypes()) {
+      dictionary += "NEW_" + type.definedAs + " " + std::to_string(first + type.code) + " " + type.definedAs + "\n";
     }
     loadDictionary(dictionary);
   }

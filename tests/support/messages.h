@@ -180,6 +180,7 @@ std::vector<T> samplesOf() {
 /// each.
 struct ValueType {
   const char* name;
+  std::string definedAs;  ///< its name in definition files
   std::uint8_t code;
   std::uint16_t field;  ///< in kDictionary, as is the next
   std::uint16_t otherField;
@@ -194,10 +195,11 @@ struct ValueType {
 };
 
 template <class T>
-ValueType valueTypeOf(const char* name, std::uint8_t code) {
+ValueType valueTypeOf(const char* name, const std::string& constant, std::uint8_t code) {
   static const std::vector<T> samples = samplesOf<T>();
   return {
       name,
+      constant.substr(constant.rfind(':') + 1),
       code,
       fieldOf<T>(),
       fieldOf<T>(true),
@@ -215,7 +217,7 @@ ValueType valueTypeOf(const char* name, std::uint8_t code) {
 
 inline const std::vector<ValueType>& valueTypes() {
   static const std::vector<ValueType> types = {
-#define MD_USE(T, name, code) valueTypeOf<T>(#name, code),
+#define MD_USE(T, name, code) valueTypeOf<T>(#name, #code, code),
       MD_VALUE_TYPES(MD_USE)
 #undef MD_USE
   };
