@@ -113,12 +113,8 @@ void MD_Message::copyMsg(const MD_Message& source) {
   for (const std::uint16_t id : ids) {
     withValueOfType(m_map->packed(id).type, 389, [&](auto value) {
       constexpr unsigned kLine = copyAssertionLine(detail::kTypeCode<decltype(value)>);
-      bool b = source.getImpl(id, value);
-      if (!detail::check(b, "b == true", kFile, kLine)) {
-        return false;
-      }
-      b = addImpl(id, value) || updateImpl(id, value);
-      return detail::check(b, "b == true", kFile, kLine + 3);
+      return detail::check(source.getImpl(id, value), "b == true", kFile, kLine) &&
+             detail::check(addImpl(id, value) || updateImpl(id, value), "b == true", kFile, kLine + 3);
     });
   }
 }

@@ -246,13 +246,16 @@ TEST_F(MsgTBytes, OfATruncatedRecordAreReplacedByAnUpdate) {
 
 // Records keep the type they were written with.
 TEST_F(MsgTBytes, OfAnotherTypeThanTheDictionaryGivesByNowAreNotRead) {
-  const auto loadFieldOfType = [](const ValueType& type) { loadDictionary("FIELD 1 " + type.definedAs + "\n"); };
+  const auto loadFieldOfType = [](const ValueType& type) {
+    loadDictionary("FIELD 1 " + type.definedAs + "\nREST 2 STRING\n");
+  };
   for (const ValueType& written : valueTypes()) {
     for (const ValueType& now : valueTypes()) {
       SCOPED_TRACE(std::string(written.name) + " as " + now.name);
       loadFieldOfType(written);
       MsgT message;
       ASSERT_TRUE(written.add(message, 1, 0));
+      ASSERT_TRUE(message.add(2, "enough to read on into"));
       loadFieldOfType(now);
       std::string read;
       EXPECT_EQ(now.get(message, 1, now.lastSample(), read), &now == &written);
