@@ -5,22 +5,25 @@
  * 1. Ownership. A handle owns one object. MD_mInt_new and MD_Message_createFromBytes make message handles, released by
  *    MD_Message_delete; MD_DateTime_new and MD_DateTime_new_empty make date-time handles, released by
  *    MD_DateTime_delete. Deleting null does nothing; deleting twice, or using a handle after its deletion, is
- * undefined.
+ *    undefined.
  * 2. Null arguments. A null handle, or another null pointer that a function says it checks, gives the function's null
  *    result (false, 0; true for MD_Message_empty) and nothing else happens. Pointers not said to be checked must be
- * good.
+ *    good.
  * 3. Empty handles. MD_Message_createFromBytes returns a handle that holds no message when it does not recognise the
- *    bytes; only MD_Message_delete may be called on it. Test the first byte before (1, 6 or 70).
+ *    bytes; of these functions only MD_Message_delete may be called on it. Test the first byte before (1, 6 or 70), or
+ *    MD_Message_getPB of md_message_c_ext.h behind.
  * 4. Lifetime of views. What MD_Message_getString and MD_Message_getBuffer point to belongs to the message and is valid
  *    until the message is changed or deleted. Such a view is a valid argument of an add or update of the same message.
  *    The memory behind a view that is added or updated is copied.
  * 5. Results. bool is true for done. A failed get leaves the output as it was; why it failed may stand on standard
- *    error. No function returns an error code and none sets errno.
+ *    error. No function returns an error code, and errno tells nothing.
  * 6. Field ids are unsigned 16-bit numbers; each field's type is the one that the process's field dictionary declares,
  *    which is loaded on first use from the configuration search path (environment variable CONFIG_PATH).
  * 7. Threads. One handle belongs to one thread at a time; different handles are independent.
- * 8. Exceptions. Running out of memory throws std::bad_alloc out of a function, and leaves the message as it was; a C
- *    program that has no way to catch it ends there.
+ * 8. Exceptions. Running out of memory throws std::bad_alloc out of a function, and leaves the message as it was. The
+ *    first use of the dictionary, by whatever makes the first message, throws std::runtime_error when a definition file
+ *    is found that cannot be loaded. A C program, which has no way to catch them, ends there; asking md_message_c_ext.h
+ *    for the dictionary first (MD_FieldMap_size, or loading one) spares it the latter.
  */
 #ifndef MD_MESSAGE_C_H
 #define MD_MESSAGE_C_H
