@@ -63,8 +63,8 @@ enum {
 MD_C_API MD_MessageHandle MD_Message_createFromPB(uint8_t code);
 
 /* A new empty message of the site's preferred encoding, which the file message/preferred.conf on the configuration
- * search path names, MsgT when there is none. `cached`: whether to read the file once in the life of the process
- * instead of on every call. Null when the file names a code that is no encoding's. */
+ * search path names, MsgT when there is none, or what a call before has read. `cached`: whether to read the file once
+ * in the life of the process instead of on every call. Null when the file names a code that is no encoding's. */
 MD_C_API MD_MessageHandle MD_Message_createPreferred(bool cached);
 
 /* A new empty message of the same encoding. Null for a null handle. */

@@ -51,7 +51,8 @@ class MD_API MD_FieldMap {
 
   /// The dictionary, created on the first call from the first definition file found on the configuration search path:
   /// "field_map.txt", "message/field_map.txt" (text), "FieldDefinition.xml"; empty when there is none.
-  /// @throws std::runtime_error on the first call, when a file is found and cannot be loaded
+  /// @throws std::runtime_error on the first call, when a file is found and cannot be loaded; look-ups answer
+  ///         "unknown" from then on
   static const MD_FieldMap& instance();
 
   /// Creates the dictionary from the XML file `path`.
@@ -61,7 +62,8 @@ class MD_API MD_FieldMap {
 
   /// Refills the dictionary: from the search path when `path` is empty, else from the XML file `path`.
   /// @throws std::runtime_error "Unable to open file: " or "Failed to load field def file: " with the path; look-ups
-  ///         then answer "unknown" until a reload succeeds. The same holds for the three below.
+  ///         then answer "unknown" until a reload succeeds. The same holds for the three below. Where a reload is the
+  ///         first use of the dictionary, the search path's file is loaded before it, and throws what that throws.
   static void reload(const std::string& path);
   /// Refills the dictionary from an XML file; an empty path leaves it empty.
   static void reload_xml(const std::string& path);
@@ -75,7 +77,7 @@ class MD_API MD_FieldMap {
   /// dictionary created later is not seen by instance().
   static void destroy();
 
-  /// Empties the rows and all indexes of `map`.
+  /// Empties the rows and all indexes of `map`, which may be null.
   static void clear_data_structures(MD_FieldMap* map);
 
   /// @{

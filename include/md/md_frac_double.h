@@ -22,9 +22,9 @@ extern MD_API const std::int64_t base_double_places;
 /// dropped, but one decimal place always remains: 3.0 gives 3, 0, 10. A magnitude of 10^15 or more has no fraction
 /// left.
 ///
-/// Two results to know about. A fraction that rounds to nothing keeps all its places (num 0, den 10^15). A negative
-/// fraction of less than one unit of the last kept place that is rounded away from zero comes back positive: -7e-15
-/// gives 0, +1, 10^14.
+/// Two results to know about. A fraction of 10^-15 or more that rounds to nothing keeps all its places (num 0,
+/// den 10^15). A negative fraction of less than one unit of the last kept place that is rounded away from zero comes
+/// back positive: -7e-15 gives 0, +1, 10^14.
 ///
 /// @param[in]  v      the value
 /// @param[out] whole  `v` truncated toward zero, one further where the fraction was rounded to 1

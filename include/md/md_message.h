@@ -4,7 +4,8 @@
 /// belongs to one thread at a time; different messages are independent.
 ///
 /// No operation on a field throws for bad data: it returns false (or null) and may write a diagnostic to standard
-/// error. When memory runs out std::bad_alloc leaves the message as it was.
+/// error. When memory runs out std::bad_alloc leaves the message as it was. Making the process's first message loads
+/// the dictionary and throws what MD_FieldMap::instance() throws.
 #ifndef MD_MESSAGE_H
 #define MD_MESSAGE_H
 
@@ -69,8 +70,8 @@ class MD_API MD_Message {
   static std::unique_ptr<MD_Message> createFromBytes(const std::uint8_t* bytes, std::uint32_t sizeBytes);
 
   /// A new empty message of the site's preferred encoding: the number that stands in "message/preferred.conf" on the
-  /// configuration search path, `MsgT` when there is none. A number from 1 to 70 that is no encoding's is accepted and
-  /// gives an empty pointer, so test the result. Thread-safe.
+  /// configuration search path, `MsgT` when there is none, or what a call before has read. A number from 1 to 70 that
+  /// is no encoding's is accepted and gives an empty pointer, so test the result. Thread-safe.
   /// @param cached  whether to read the file once in the life of the process instead of on every call
   static std::unique_ptr<MD_Message> createPreferred(bool cached);
 
@@ -186,7 +187,8 @@ class MD_API MD_Message {
   /// @{
 
   /// Replaces a field's value, or adds the field when it is absent. A value of another length moves the field to the
-  /// end of the message.
+  /// end of the message. @return false when the value cannot be stored; by the encoding's rules the field may then be
+  /// gone
 #define MD_FRONT_END(T, name, code) \
   bool update(std::uint16_t id, T value) { return updateImpl(id, value); }
   MD_VALUE_TYPES(MD_FRONT_END)
@@ -225,7 +227,8 @@ class MD_API MD_Message {
   /// Empties `ids`, then lists the fields as getFieldIdsImpl() does.
   void get_field_ids(std::vector<std::uint16_t>& ids) const;
 
-  /// Exchanges the contents with a message of the same encoding, and with them the memory and its pools.
+  /// Exchanges the contents with a message of the same encoding, which is not tested, and with them the memory and its
+  /// pools.
   void swap(MD_Message& other) noexcept;
 
   /// Does nothing; print with `operator<<`.
@@ -332,7 +335,8 @@ class MD_API MD_Message::const_iterator {
 };
 
 /// Prints a message, one field a line: its name (the id, when the dictionary does not know it) in a column of 22
-/// characters, " = ", the value.
+/// characters, " = ", the value. Asserts that each field can be read; when the assertion's handler returns, "<VARIANT>"
+/// stands for one that cannot.
 MD_API std::ostream& operator<<(std::ostream& out, const MD_Message& message);
 
 }  // namespace MD

@@ -45,7 +45,7 @@ class MD_API MD_Variant {
   MD_VALUE_TYPES(MD_CONSTRUCT)
 #undef MD_CONSTRUCT
   /// @{
-  /// A string of any length; adding it to a message cuts the length to 16 bits.
+  /// A string of any length; adding it to a message cuts the length to 16 bits. A `const char*` must not be null.
   explicit MD_Variant(const std::string& value);
   explicit MD_Variant(const char* value) : MD_Variant(std::string(value)) {}
   /// @}
