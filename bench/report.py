@@ -306,8 +306,8 @@ two fields; **W4** replaces four numbers of a live message and takes its bytes; 
 made and destroyed in each operation, *reused* ones live on.
 
 Subjects: the library's three encodings through their own classes, `mInt` as the factory hands it out, and the C
-interface (which hands out a message's size, not its bytes, and tells of a date-time only that it can be read); a bare
-loop over `mInt`'s very bytes that tests nothing, in static memory; and peers, each used as its documentation advises for
+interface by the functions of `md_message_c.h` alone (which hand out a message's size, not its bytes, and tell of a date-time
+only that it can be read); a bare loop over `mInt`'s very bytes that tests nothing, in static memory; and peers, each used as its documentation advises for
 speed. What a peer cannot do in place it does by its own means: protobuf, msgpack and JSON serialise again after an update.
 FlatBuffers in place and Cap'n Proto read received bytes where they lie; the former without any check. The
 JSON, BSON and MessagePack documents name fields by number, which is the shortest, and are read in one walk.
