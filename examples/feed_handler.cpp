@@ -94,5 +94,13 @@ int main(int argc, char** argv) {
     }
     onDatagram(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
   }
+  if (file.bad()) {
+    std::cerr << "feed_handler: cannot read on\n";
+    return 2;
+  }
+  if (!std::cout.flush()) {
+    std::cerr << "feed_handler: cannot write\n";
+    return 2;
+  }
   return 0;
 }

@@ -171,7 +171,7 @@ void answer(const LastValueCache& cache, const std::string& symbol) {
   }
 }
 
-/// @return false when a line is neither a message in hex nor a question
+/// @return false when a line is neither a message in hex nor a question, and when reading or writing fails
 bool run(std::istream& file) {
   LastValueCache cache(MD::MD_FieldMap::instance().nameToId("SYMBOL"));
   Parser parser;
@@ -197,10 +197,18 @@ bool run(std::istream& file) {
       ++(cache.apply(*update, refusedFields) ? applied : withoutSymbol);
     }
   }
+  if (file.bad()) {
+    std::cerr << "last_value_cache: cannot read on\n";
+    return false;
+  }
   std::cout << applied << " updates, " << refusedFields << " fields of them refused; left out: " << foreign
             << " of no encoding, " << withoutSymbol << " without a symbol\n";
   for (const std::string& symbol : cache.symbols()) {
     std::cout << '\n' << *cache.snapshot(symbol);
+  }
+  if (!std::cout.flush()) {
+    std::cerr << "last_value_cache: cannot write\n";
+    return false;
   }
   return true;
 }

@@ -258,6 +258,10 @@ int main(int argc, char** argv) {
   Replay replay;
   replay.run(file);
   std::cout.flush();
+  if (file.bad()) {
+    std::cerr << "quote_replay: cannot read on\n";
+    return 2;
+  }
   replay.printSummary();
   return replay.isClean() ? 0 : 1;
 }

@@ -117,6 +117,17 @@ static void on_sequence(struct handler* handler, uint64_t sequence) {
   handler->expected = sequence + 1;
 }
 
+/* Whoever sends may make up anything: what is kept is bounded, and what is printed does not steer a terminal. */
+static bool is_symbol(const MD_String* text) {
+  size_t i;
+  for (i = 0; i < text->length; ++i) {
+    if (text->data[i] < ' ' || text->data[i] > '~') {
+      return false;
+    }
+  }
+  return text->length <= LONGEST_SYMBOL;
+}
+
 /* Every field may be absent, of another type or cut off: then its get gives false. */
 static bool on_message(struct handler* handler, MD_MessageHandle message) {
   int64_t sequence = 0;
@@ -129,7 +140,7 @@ static bool on_message(struct handler* handler, MD_MessageHandle message) {
       !MD_Message_getEpochNS(message, handler->fields.send_time, &send_time)) {
     return false;
   }
-  if (symbol.length > LONGEST_SYMBOL || memchr(symbol.data, 0, symbol.length) != NULL) {
+  if (sequence < 0 || !is_symbol(&symbol)) {
     return false;
   }
   if (!(kind == 'Q' ? on_quote(handler, message, &symbol) : kind == 'T' && on_trade(handler, message, &symbol))) {

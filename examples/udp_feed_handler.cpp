@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include <algorithm>
 #include <charconv>
 #include <functional>
 #include <iostream>
@@ -58,6 +59,12 @@ struct Fields {
   std::uint16_t lastSize = idOf("LAST_SIZE");
 };
 
+/// Whoever sends may make up anything: what is kept is bounded, and what is printed does not steer a terminal.
+bool isSymbol(std::string_view text) {
+  constexpr std::size_t kLongest = 31;
+  return text.size() <= kLongest && std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
+}
+
 struct Instrument {
   std::uint64_t quotes = 0;
   std::uint64_t trades = 0;
@@ -101,7 +108,8 @@ class FeedHandler {
     char kind = 0;
     MD::MD_EpochNS sendTime;
     const bool isUsed = message.get(m_fields.sequence, sequence) && message.get(m_fields.symbol, symbol) &&
-                        message.get(m_fields.kind, kind) && message.get(m_fields.sendTime, sendTime) &&
+                        message.get(m_fields.kind, kind) && message.get(m_fields.sendTime, sendTime) && sequence >= 0 &&
+                        isSymbol(symbol) &&
                         (kind == 'Q' ? onQuote(message, symbol) : kind == 'T' && onTrade(message, symbol));
     if (!isUsed) {
       ++m_unusable;
