@@ -1,9 +1,11 @@
 #include "message_printer.h"
 
+#include <algorithm>
 #include <iomanip>
+#include <ios>
 #include <ostream>
-#include <sstream>
 #include <stdexcept>
+#include <streambuf>
 #include <utility>
 
 #include "md/md_frac_double.h"
@@ -22,6 +24,29 @@ bool endsWith(std::string_view name, std::string_view suffix) noexcept {
 }
 
 std::string withSuffix(std::string_view stem, std::string_view suffix) { return std::string(stem).append(suffix); }
+
+/// Takes so many characters and refuses those behind.
+class LimitedText : public std::streambuf {
+ public:
+  explicit LimitedText(std::size_t limit) : m_limit(limit) {}
+
+  const std::string& text() const noexcept { return m_text; }
+
+ private:
+  int_type overflow(int_type character) override {
+    const char single = traits_type::to_char_type(character);
+    return xsputn(&single, 1) == 1 ? character : traits_type::eof();
+  }
+
+  std::streamsize xsputn(const char* characters, std::streamsize count) override {
+    const std::size_t taken = std::min(static_cast<std::size_t>(count), m_limit - m_text.size());
+    m_text.append(characters, taken);
+    return static_cast<std::streamsize>(taken);
+  }
+
+  std::size_t m_limit;
+  std::string m_text;
+};
 
 }  // namespace
 
@@ -99,13 +124,21 @@ bool MessagePrinter::readInt(const std::string& name, std::int32_t& out) const {
 
 namespace detail {
 
+// A field that received bytes repeat prints its value each time: without a limit the report would grow with the square
+// of their number.
 void reportRemainder(const MD_Message& message) noexcept {
+  constexpr std::size_t kAlways = 65536;
+  constexpr std::size_t kForEachByte = 64;
   report([&message] {
-    std::ostringstream text;
-    text << "Remainder of message after stripping fields:\n  ";
-    MessagePrinter(text, message, MessagePrinter::kPlainMode, true).print(MessagePrinter::tolerantBegin(message));
-    text << '\n';
-    return text.str();
+    LimitedText printed(kAlways + kForEachByte * message.getSizeImpl());
+    std::ostream out(&printed);
+    out.exceptions(std::ios_base::badbit);
+    try {
+      MessagePrinter(out, message, MessagePrinter::kPlainMode, true).print(MessagePrinter::tolerantBegin(message));
+    } catch (const std::ios_base::failure&) {
+      out.clear();  // the limit is reached, and the rest is left out
+    }
+    return "Remainder of message after stripping fields:\n  " + printed.text() + '\n';
   });
 }
 

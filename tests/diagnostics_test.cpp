@@ -393,6 +393,38 @@ TEST_F(ReportsDeathTest, ComeOfErasingToo) {
   });
 }
 
+// What received bytes repeat prints its last value each time: a short message could make a report of any length.
+TEST_F(ReportsDeathTest, OfWhatIsLeftAreNoLongerThanTheMessageAllows) {
+  expectInFreshProcess([] {
+    constexpr int kRepetitions = 1000;
+    loadDictionary(kDictionary);
+    for (const std::uint8_t code : {kMInt, kIterMap, kMsgT}) {
+      SCOPED_TRACE(code);
+      const std::string value(code == kMInt ? 254 : 2000, 'x');
+      const auto empty = MD_Message::createFromPB(code);
+      const Bytes header = bytesOf(*empty);
+      Bytes bytes = withBadFields(code, 1);
+      empty->add(id::kString, "");
+      for (int i = 0; i < kRepetitions; ++i) {
+        bytes.insert(bytes.end(), empty->getBinary() + header.size(), empty->getBinary() + empty->getSizeImpl());
+      }
+      const auto last = MD_Message::createFromPB(code);
+      last->add(id::kString, value);
+      bytes.insert(bytes.end(), last->getBinary() + header.size(), last->getBinary() + last->getSizeImpl());
+
+      std::string printed = "CH                     = A\n";
+      for (int i = 0; i <= kRepetitions; ++i) {
+        printed += "SYMBOL                 = " + value + "\n";
+      }
+      CapturedErrors errors;
+      const auto message = parse(code, bytes);
+      const std::size_t limit = 65536 + 64 * std::size_t{message->getSizeImpl()};
+      EXPECT_EQ(errors.take(), badFields(1) + remainder(printed.substr(0, limit)));
+      EXPECT_EQ(printed.size() > limit, code != kMInt);
+    }
+  });
+}
+
 // To the process's standard error itself, in the child and unchanged by any stream of the test.
 TEST_F(ReportsDeathTest, GoToStandardError) {
   testing::FLAGS_gtest_death_test_style = "threadsafe";

@@ -208,19 +208,21 @@ class ReferenceMessage {
     m_positions.swap(other.m_positions);
   }
 
-  /// The print-out; fields that cannot be read print as nothing held.
-  std::string print() {
-    std::ostringstream out;
+  /// The print-out, no more than `limit` characters of it; fields that cannot be read print as nothing held.
+  std::string print(std::size_t limit = std::string::npos) {
+    std::string out;
     for (const std::uint16_t id : ids()) {
-      if (id == 65535) {
+      if (id == 65535 || out.size() > limit) {
         break;
       }
       const auto row = dictionary().find(id);
       std::string label = row == dictionary().end() ? std::to_string(id) : row->second.name;
       label.resize(std::max<std::size_t>(label.size(), 22), ' ');
-      out << label << " = " << (row == dictionary().end() ? MD_Variant() : variant(id, row->second.type)) << '\n';
+      std::ostringstream line;
+      line << label << " = " << (row == dictionary().end() ? MD_Variant() : variant(id, row->second.type)) << '\n';
+      out += line.str();
     }
-    return out.str();
+    return out.substr(0, limit);
   }
 
   /// What has been reported since the last call.
@@ -466,7 +468,7 @@ class ReferenceMessage {
     }
     if (isStripped && reportCount(m_encoding) <= 100) {
       // The reports of fields that cannot be read come first: the dump is written as a whole.
-      const std::string printed = print();
+      const std::string printed = print(65536 + 64 * m_bytes.size());
       m_errors += remainder(printed);
     }
   }
