@@ -156,10 +156,10 @@ class UdpSource::Socket {
     m_signals.add(SIGTERM, error);
     m_signals.async_wait([this](const error_code& signalError, int) { m_isEnded = m_isEnded || !signalError; });
     if (limits.timeout) {
-      endAfter(m_timeout, *limits.timeout);
+      endAfter(m_timeout, *limits.timeout, m_isEnded);
     }
     if (limits.idle) {
-      endAfter(m_idle, *limits.idle);
+      endAfter(m_idle, *limits.idle, m_isIdle);
     }
   }
 
@@ -174,7 +174,11 @@ class UdpSource::Socket {
   /// Waits for a datagram. @return its size; empty when listening has ended
   std::optional<std::size_t> receive() {
     m_received.reset();
-    for (startReceiving(); m_isReceiving && !m_isEnded;) {
+    if (m_isEnded) {
+      // However many are there: a sender that is faster than what is done with them would have no end.
+      return m_received;
+    }
+    for (startReceiving(); m_isReceiving && !m_isEnded && !m_isIdle;) {
       m_context.run_one();
     }
     if (m_isReceiving) {
@@ -187,7 +191,8 @@ class UdpSource::Socket {
     }
     require(m_failure, "listen");
     if (m_received && m_limits.idle) {
-      endAfter(m_idle, *m_limits.idle);
+      m_isIdle = false;
+      endAfter(m_idle, *m_limits.idle, m_isIdle);
     }
     return m_received;
   }
@@ -232,9 +237,12 @@ class UdpSource::Socket {
     });
   }
 
-  void endAfter(asio::steady_timer& timer, std::chrono::nanoseconds duration) {
+  static void endAfter(asio::steady_timer& timer, std::chrono::nanoseconds duration, bool& isOver) {
     timer.expires_after(std::chrono::duration_cast<asio::steady_timer::duration>(duration));
-    timer.async_wait([this](const error_code& error) { m_isEnded = m_isEnded || !error; });
+    // It may have been set anew since.
+    timer.async_wait([&timer, &isOver](const error_code& error) {
+      isOver = isOver || (!error && timer.expiry() <= asio::steady_timer::clock_type::now());
+    });
   }
 
   asio::io_context m_context;
@@ -249,6 +257,7 @@ class UdpSource::Socket {
   error_code m_failure;
   bool m_isReceiving = false;
   bool m_isEnded = false;
+  bool m_isIdle = false;  // nothing has come for too long, as far as the last wait saw
 };
 
 UdpSource::UdpSource(const Endpoint& at, const MulticastOptions& multicast, const ListenLimits& limits, Output& out,

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <chrono>
 #include <map>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -403,6 +404,37 @@ TEST_F(Udp, WritesWhatIsDoneBeforeItWaits) {
   InputMessage message;
   EXPECT_FALSE(source.next(message));
   EXPECT_EQ(m_reports.outText.str(), "done\n");
+}
+
+constexpr int kWaiting = 50;
+
+/// How many of the datagrams that wait come from a source whose time is up when the first is asked for.
+int takenWhenTimeIsUp(const ListenLimits& limits, Reports& reports) {
+  UdpSource source(*parseEndpoint("127.0.0.1:0"), {}, limits, reports.out, reports.reporter);
+  UdpSender sender(source.endpoint(), {});
+  const std::uint8_t byte = 6;
+  for (int i = 0; i != kWaiting; ++i) {
+    sender.send(&byte, 1);
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  int taken = 0;
+  for (InputMessage message; source.next(message);) {
+    ++taken;
+  }
+  return taken;
+}
+
+TEST_F(Udp, EndsInTimeHoweverManyDatagramsAreThere) {
+  ListenLimits limits;
+  limits.timeout = std::chrono::milliseconds(1);
+  // A few may have been taken in before the clock is looked at.
+  EXPECT_LT(takenWhenTimeIsUp(limits, m_reports), 10);
+}
+
+TEST_F(Udp, IsNotIdleWhileDatagramsAreThere) {
+  ListenLimits limits;
+  limits.idle = std::chrono::milliseconds(1);
+  EXPECT_EQ(takenWhenTimeIsUp(limits, m_reports), kWaiting);
 }
 
 template <class Use>
