@@ -35,11 +35,15 @@ class Pace {
     } else if (m_options.speed) {
       m_due += m_isFirst ? nanoseconds(0) : scaled(*timeNs);
       // Packets may lie in a capture in another order than that of their times.
-      m_lastNs = m_isFirst ? *timeNs : std::max(m_lastNs, *timeNs);
+      m_lastNs = m_isFirst || m_isNewInput ? *timeNs : std::max(m_lastNs, *timeNs);
     }
     m_isFirst = false;
+    m_isNewInput = false;
     std::this_thread::sleep_until(m_start + m_due);
   }
+
+  /// What comes next may have been captured before.
+  void beginInput() { m_isNewInput = true; }
 
  private:
   nanoseconds scaled(std::int64_t timeNs) const {
@@ -57,6 +61,7 @@ class Pace {
   nanoseconds m_due{0};
   std::int64_t m_lastNs = 0;
   bool m_isFirst = true;
+  bool m_isNewInput = false;
 };
 
 /// Writes datagrams as they came.
@@ -121,7 +126,7 @@ void replay(const ReplayOptions& options, const Task& task) {
   const Clock::time_point start = Clock::now();
   Pace pace(options);
   if (task.selection.limit != 0) {
-    forEachMessage(task.inputs, source, task.out, task.reporter, [&](const InputMessage& message) {
+    const auto sendOne = [&](const InputMessage& message) {
       if (seen++ < task.selection.skip) {
         return Go::On;
       }
@@ -129,7 +134,9 @@ void replay(const ReplayOptions& options, const Task& task) {
       sender.send(message.data, message.sizeBytes);
       bytes += message.sizeBytes;
       return ++sent == task.selection.limit ? Go::NoFurther : Go::On;
-    });
+    };
+    forEachMessage(task.inputs, source, task.out, task.reporter, sendOne,
+                   [&](const MessageSource&) { pace.beginInput(); });
   }
   const auto tookMs = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
   task.reporter.tell("sent " + counted(sent, "datagram") + ", " + counted(bytes, "byte") + ", in " +

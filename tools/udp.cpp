@@ -59,15 +59,22 @@ void require(const error_code& error, const std::string& what) {
   }
 }
 
-/// The interface's own address stands for it, which IPv6 has no options for.
-asio::ip::address_v4 interfaceV4(const MulticastOptions& multicast) {
-  if (!multicast.interfaceAddress) {
-    return asio::ip::address_v4::any();
+/// @throws UsageError when an interface is named that cannot be the one to reach a group by
+void checkInterface(const Endpoint& group, const MulticastOptions& multicast) {
+  if (!isMulticast(group.address) || !multicast.interfaceAddress) {
+    return;
+  }
+  // The interface's own address stands for it, which IPv6 has no options for.
+  if (group.address.sizeBytes != 4) {
+    throw UsageError("--interface goes with IPv4 groups; " + textOf(group) + " is IPv6");
   }
   if (multicast.interfaceAddress->sizeBytes != 4) {
     throw UsageError("--interface takes an IPv4 address");
   }
-  return toAddress(*multicast.interfaceAddress).to_v4();
+}
+
+asio::ip::address_v4 interfaceV4(const MulticastOptions& multicast) {
+  return multicast.interfaceAddress ? toAddress(*multicast.interfaceAddress).to_v4() : asio::ip::address_v4::any();
 }
 
 }  // namespace
@@ -100,6 +107,7 @@ class UdpSender::Socket {
  public:
   Socket(const Endpoint& to, const MulticastOptions& multicast)
       : m_to(toEndpoint(to)), m_name(textOf(to)), m_socket(m_context) {
+    checkInterface(to, multicast);
     error_code error;
     m_socket.open(protocolOf(to), error);
     require(error, "send to " + m_name);
@@ -141,6 +149,7 @@ class UdpSource::Socket {
   Socket(const Endpoint& at, const MulticastOptions& multicast, const ListenLimits& limits)
       : m_socket(m_context), m_idle(m_context), m_timeout(m_context), m_signals(m_context), m_limits(limits) {
     const std::string name = textOf(at);
+    checkInterface(at, multicast);
     error_code error;
     m_socket.open(protocolOf(at), error);
     require(error, "listen on " + name);

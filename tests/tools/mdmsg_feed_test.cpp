@@ -245,6 +245,9 @@ TEST_F(FeedCommand, RefusesACommandLineThatItCannotUse) {
       {"replay --to 127.0.0.1:9 --speed 2 --rate 5", "--speed excludes --rate\nTry \"mdmsg --help\"."},
       {"replay --to 127.0.0.1:9 --max-gap -1", "--max-gap is a number of seconds, 0 to 1000000000"},
       {"replay --to 239.0.0.1:9 --interface lo", "--interface: \"lo\" is not an address"},
+      {"replay --to [ff05::1234]:9 --interface 127.0.0.1", "--interface goes with IPv4 groups; [ff05::1234]:9 is IPv6"},
+      {"listen [ff05::1234]:9 --interface ::1", "--interface goes with IPv4 groups; [ff05::1234]:9 is IPv6"},
+      {"listen 239.0.0.1:9 --interface ::1", "--interface takes an IPv4 address"},
       {"listen", "HOST:PORT is required\nTry \"mdmsg --help\"."},
       {"listen 127.0.0.1", "\"127.0.0.1\" is not HOST:PORT"},
       {"listen [::1]:0 --format pcap", "--format pcap writes IPv4 datagrams; [::1]:0 is IPv6"},
@@ -294,6 +297,16 @@ TEST_F(FeedCommand, ReplayKeepsNoPauseWhenTheLongestIsZero) {
   const RunResult result = mdmsg("replay --to 127.0.0.1:9 --max-gap 0 two.pcap");
   EXPECT_EQ(result.err.substr(0, result.err.rfind(", in ")), "mdmsg: sent 2 datagrams, 24 bytes");
   EXPECT_EQ(result.status, 0);
+}
+
+TEST_F(FeedCommand, ReplayKeepsThePaceOfACaptureThatBeginsEarlier) {
+  const std::string apart = "{\"RECV_TIME\":1717407000000000000}\n{\"RECV_TIME\":1717407000200000000}\n";
+  ASSERT_EQ(mdmsg("encode --encoding mInt --to pcap --time-field RECV_TIME --output apart.pcap", apart).status, 0);
+  const RunResult result = mdmsg("replay --to 127.0.0.1:9 apart.pcap apart.pcap");
+  const std::string sent = "mdmsg: sent 4 datagrams, 48 bytes, in ";
+  ASSERT_EQ(result.err.substr(0, sent.size()), sent);
+  // Two pauses of 200 ms, which may only be longer.
+  EXPECT_GE(std::stoi(result.err.substr(sent.size())), 400);
 }
 #endif
 
