@@ -19,6 +19,22 @@ std::string_view trimmed(std::string_view text) {
   return first == text.npos ? std::string_view() : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
+/// What a cell in double quotes holds, where two of them stand for one; without quotes the text as it is.
+std::string withoutQuotes(std::string_view text) {
+  if (text.size() < 2 || text.front() != '"' || text.back() != '"') {
+    return std::string(text);
+  }
+  text = text.substr(1, text.size() - 2);
+  std::string value;
+  for (std::size_t i = 0; i != text.size(); ++i) {
+    value += text[i];
+    if (text.substr(i, 2) == "\"\"") {
+      ++i;
+    }
+  }
+  return value;
+}
+
 /// Orders as the date and the time do; the offset plays no part.
 std::uint64_t sortKey(MD_DateTime value) {
   return static_cast<std::uint64_t>(value.date()) << 32 | static_cast<std::uint32_t>(value.time());
@@ -43,12 +59,9 @@ Condition::Condition(std::string_view text, const FieldNames& names) {
   }
   m_operator = found->value;
   rest = trimmed(rest.substr(found->text.size()));
-  if (rest.size() >= 2 && rest.front() == '"' && rest.back() == '"') {
-    rest = rest.substr(1, rest.size() - 2);
-  }
   try {
     m_field = names.find(std::string(whole.substr(0, nameEnd)));
-    parseValue(std::string(rest));
+    parseValue(withoutQuotes(rest));
   } catch (const LineError& error) {
     throw UsageError("--where " + inQuotes(text) + ": " +
                      (error.field().empty() ? std::string() : "field " + printable(error.field()) + ": ") +

@@ -35,6 +35,15 @@ constexpr const char* kMessage =
     R"({"CH":"B","QTY":-1,"SEQ":-9223372036854775808,"VOLA":0.1,"BID":101.25,"SYMBOL":"NEB/USD","BLOB":{"hex":"00ff"},)"
     R"("WHEN":{"date":20240115,"time":93000000,"offset":-300},"RECV":18446744073709551615})";
 
+TEST_F(SelectionTest, AValueInQuotesIsReadAsACsvCell) {
+  const auto message = messageOf(R"({"SYMBOL":"a\"b, c"})");
+  const FieldNames names;
+  for (const char* const condition :
+       {R"(SYMBOL = "a""b, c")", R"(SYMBOL = a"b, c)", R"(SYMBOL ~ """")", R"(SYMBOL ~ "a""")"}) {
+    EXPECT_TRUE(Condition(condition, names).holds(*message)) << condition;
+  }
+}
+
 TEST_F(SelectionTest, ConditionsCompareByTheType) {
   const auto message = messageOf(kMessage);
   const FieldNames names;
