@@ -439,7 +439,13 @@ const char* whyNoXmlName(std::string_view name) noexcept {
       return "a name with a byte-order mark";
     }
   }
-  return hasControlCharacter(name) ? "a name with a control character" : nullptr;
+  if (hasControlCharacter(name)) {
+    return "a name with a control character";
+  }
+  // XML's readers may join these, and the library's does.
+  return name.front() == ' ' || name.back() == ' ' || name.find("  ") != name.npos
+             ? "a name with a blank at an end, or two in a row,"
+             : nullptr;
 }
 
 }  // namespace MD::tool

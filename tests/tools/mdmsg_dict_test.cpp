@@ -533,6 +533,14 @@ TEST_F(Dict, DeriveTellsWhatIsNoField) {
                  1}));
   EXPECT_EQ(mdmsg("dict derive --to xml", "A B\n1\n").out,
             std::string(kXmlStart) + "    <Entry><Name>A B</Name><Code>1</Code><Type>INT</Type></Entry>\n" + kXmlEnd);
+  for (const std::string name : {" A", "A ", "A  B"}) {
+    EXPECT_EQ(mdmsg("dict derive --to xml", name + "\n1\n"),
+              (RunResult{std::string(kXmlStart) + kXmlEnd,
+                         "mdmsg: samples: field \"" + name +
+                             "\": a name with a blank at an end, or two in a row, cannot be in a dictionary in XML; "
+                             "left out\n",
+                         1}));
+  }
   EXPECT_EQ(mdmsg("dict derive", "A,A\n1,2\n"),
             (RunResult{"A                         1  STRING\n",
                        "mdmsg: standard input:1: field A: is given twice\n"
