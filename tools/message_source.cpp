@@ -16,10 +16,11 @@ namespace {
 void readBehind(InputBuffer& in, std::size_t wanted, Output& out, std::vector<std::uint8_t>& bytes) {
   constexpr std::size_t kStep = std::size_t{1} << 20;
   while (wanted != 0) {
-    if (in.in_avail() <= 0) {
+    const std::size_t step = std::min(wanted, kStep);
+    if (in.in_avail() < static_cast<std::streamsize>(step)) {
+      // There may be a wait for the rest.
       out.flush();
     }
-    const std::size_t step = std::min(wanted, kStep);
     const std::size_t start = bytes.size();
     bytes.resize(start + step);
     void* const to = bytes.data() + start;

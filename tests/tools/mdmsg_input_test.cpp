@@ -18,6 +18,7 @@ using namespace MD::tool;
 #if defined(MDMSG_HAS_ZLIB)
 using MD::test::gzipped;
 #endif
+using MD::test::Pieces;
 using MD::test::Reports;
 
 /// Reads to the end, or to where the input breaks off; then what it says stands behind a "|".
@@ -173,6 +174,21 @@ TEST(MessageSource, ReadsLengthsOfEveryKind) {
               "616263\nmdmsg: f: the input ends inside the length of message 2\n");
   }
   EXPECT_THROW(parseFraming("u8"), UsageError);
+}
+
+TEST(MessageSource, WritesWhatIsDoneBeforeItWaitsForTheRestOfAFrame) {
+  Reports reports;
+  Pieces pieces({std::string("\x01\x00\x61\x02\x00\x62", 6), "\x63\x01", std::string("\x00\x64", 2)}, reports.outText);
+  InputBuffer in(pieces);
+  const auto source = openMessages(in, formed(InputForm::Framed, {2, false}), reports.out, reports.reporter);
+  for (InputMessage message; source->next(message);) {
+    reports.out.text() += std::to_string(message.sizeBytes);
+    reports.out.lineDone();
+  }
+  ASSERT_GE(pieces.writtenBefore.size(), 4U);
+  EXPECT_EQ(pieces.writtenBefore[1], "1");
+  EXPECT_EQ(pieces.writtenBefore[2], "12");
+  EXPECT_EQ(pieces.writtenBefore[3], "121");
 }
 
 TEST(MessageSource, AFrameThatClaimsMuchTakesNoMemoryForIt) {

@@ -2,7 +2,6 @@
 #include <cerrno>
 
 #include <algorithm>
-#include <deque>
 
 #include <gtest/gtest.h>
 
@@ -11,36 +10,11 @@
 
 namespace {
 
+using MD::test::Pieces;
 using MD::test::Reports;
 using MD::tool::LineReader;
 using MD::tool::Output;
 using MD::tool::OutputError;
-
-/// Gives out the pieces one by one, as a pipe does, and notes what had been written before each.
-class Pieces : public std::streambuf {
- public:
-  Pieces(std::deque<std::string> pieces, const std::ostringstream& written)
-      : m_pieces(std::move(pieces)), m_written(written) {}
-
-  std::vector<std::string> writtenBefore;
-
- protected:
-  int_type underflow() override {
-    writtenBefore.push_back(m_written.str());
-    if (m_pieces.empty()) {
-      return traits_type::eof();
-    }
-    m_piece = m_pieces.front();
-    m_pieces.pop_front();
-    setg(m_piece.data(), m_piece.data(), m_piece.data() + m_piece.size());
-    return traits_type::to_int_type(m_piece[0]);
-  }
-
- private:
-  std::deque<std::string> m_pieces;
-  std::string m_piece;
-  const std::ostringstream& m_written;
-};
 
 std::vector<std::string> linesOf(const std::string& text) {
   Reports reports;

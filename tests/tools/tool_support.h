@@ -4,8 +4,11 @@
 
 #include <cstdint>
 
+#include <deque>
 #include <sstream>
+#include <streambuf>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "diagnostics.h"
@@ -44,6 +47,32 @@ inline tool::InputMessage inputOf(const std::vector<std::uint8_t>& bytes) {
 }
 
 inline std::vector<std::uint8_t> bytesOf(const std::string& text) { return {text.begin(), text.end()}; }
+
+/// Gives out the pieces one by one, as a pipe does, and notes what had been written before each.
+class Pieces : public std::streambuf {
+ public:
+  Pieces(std::deque<std::string> pieces, const std::ostringstream& written)
+      : m_pieces(std::move(pieces)), m_written(written) {}
+
+  std::vector<std::string> writtenBefore;
+
+ protected:
+  int_type underflow() override {
+    writtenBefore.push_back(m_written.str());
+    if (m_pieces.empty()) {
+      return traits_type::eof();
+    }
+    m_piece = m_pieces.front();
+    m_pieces.pop_front();
+    setg(m_piece.data(), m_piece.data(), m_piece.data() + m_piece.size());
+    return traits_type::to_int_type(m_piece[0]);
+  }
+
+ private:
+  std::deque<std::string> m_pieces;
+  std::string m_piece;
+  const std::ostringstream& m_written;
+};
 
 }  // namespace MD::test
 
