@@ -24,7 +24,8 @@ class Progress {
   /// One more message; so many bytes of the input have been read.
   void advance(std::uint64_t readBytes) {
     ++m_messages;
-    if (m_messages % kMessagesPerLook == 0) {
+    if (m_messages % kMessagesPerLook == 0 || readBytes != m_lookedBytes) {
+      m_lookedBytes = readBytes;
       look(readBytes);
     }
   }
@@ -33,7 +34,7 @@ class Progress {
   void clear();
 
  private:
-  /// The clock is not asked for every message.
+  /// The clock is not asked for every message, but whenever more of the input has come: that may have taken long.
   static constexpr std::uint64_t kMessagesPerLook = 256;
   using Clock = std::chrono::steady_clock;
 
@@ -44,6 +45,7 @@ class Progress {
   std::string m_input;
   std::uint64_t m_sizeBytes = 0;
   std::uint64_t m_messages = 0;
+  std::uint64_t m_lookedBytes = 0;
   Clock::time_point m_next = Clock::now() + std::chrono::seconds(1);
   bool m_isShown = false;
 };

@@ -103,6 +103,12 @@ TEST_F(Progress, IsShownAndTakenAway) {
   EXPECT_EQ(shown.substr(shown.size() - end.size()), end) << shown;
 }
 
+TEST_F(Progress, IsShownForFewMessages) {
+  const std::string shown =
+      shownBy("(for i in 1 2 3 4 5 6; do echo 062c010105; sleep 0.3; done) | " + program("decode") + " >out.txt");
+  EXPECT_NE(shown.find("\r\x1b[Kstandard input: "), shown.npos) << shown;
+}
+
 TEST_F(Progress, ReportsStandAboveIt) {
   const std::string shown =
       shownBy("(" + slowInput() + "cat; echo zz) | " + program("decode --format json") + " >out.json");
