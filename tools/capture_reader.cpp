@@ -172,7 +172,11 @@ class OpenCapture {
   std::optional<std::int64_t> timeNs() const noexcept {
     constexpr std::int64_t kNsPerSecond = 1'000'000'000;
     constexpr std::int64_t kMostSeconds = std::numeric_limits<std::int64_t>::max() / kNsPerSecond - 1;
-    const std::int64_t seconds = m_header->ts.tv_sec;
+    std::int64_t seconds = m_header->ts.tv_sec;
+    if (seconds < 0 && seconds >= std::numeric_limits<std::int32_t>::min() && !isPcapng()) {
+      // The 32 bits of pcap have no sign, but libpcap gives them one.
+      seconds += std::int64_t{1} << 32;
+    }
     // With nanosecond times the smaller part holds nanoseconds.
     const std::int64_t ns = m_header->ts.tv_usec;
     if (seconds < 0 || seconds > kMostSeconds || ns < 0 || ns >= kNsPerSecond) {
@@ -191,6 +195,7 @@ class OpenCapture {
   }
 
  private:
+  bool isPcapng() const noexcept { return pcap_major_version(m_capture) == 1; }
   std::string error() const { return printable(pcap_geterr(m_capture)); }
 
   pcap_t* m_capture;

@@ -299,6 +299,22 @@ TEST_F(FeedCommand, ReplayKeepsNoPauseWhenTheLongestIsZero) {
   EXPECT_EQ(result.status, 0);
 }
 
+TEST_F(FeedCommand, TimesOfACaptureReachAsFarAsItsSeconds) {
+  const struct {
+    const char* start;
+    const char* shown;
+  } cases[] = {
+      {"2038-01-19T03:14:07Z", "2038-01-19T03:14:07.000000000Z"},
+      {"2038-01-19T03:14:08Z", "2038-01-19T03:14:08.000000000Z"},
+      {"2106-02-07T06:28:15Z", "2106-02-07T06:28:15.000000000Z"},
+  };
+  for (const auto& [start, shown] : cases) {
+    ASSERT_EQ(mdmsg(std::string("generate --count 1 --to pcap --force --output late.pcap --start ") + start).status, 0);
+    const std::string title = "# late.pcap: packet 1 (byte 24), " + std::string(shown) + ", 192.0.2.1:30000 to ";
+    EXPECT_EQ(mdmsg("dump late.pcap").out.substr(0, title.size()), title);
+  }
+}
+
 TEST_F(FeedCommand, ReplayKeepsThePaceOfACaptureThatBeginsEarlier) {
   const std::string apart = "{\"RECV_TIME\":1717407000000000000}\n{\"RECV_TIME\":1717407000200000000}\n";
   ASSERT_EQ(mdmsg("encode --encoding mInt --to pcap --time-field RECV_TIME --output apart.pcap", apart).status, 0);
