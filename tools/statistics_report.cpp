@@ -49,6 +49,16 @@ std::string ratio(std::uint64_t part, std::uint64_t whole, unsigned decimals) {
 
 std::string percent(std::uint64_t part, std::uint64_t whole) { return ratio(part * 100, whole, 1) + " %"; }
 
+/// With up to three digits behind the point.
+std::string shortRatio(std::uint64_t part, std::uint64_t whole) {
+  std::string text = ratio(part, whole, 3);
+  text.erase(text.find_last_not_of('0') + 1);
+  if (text.back() == '.') {
+    text.pop_back();
+  }
+  return text;
+}
+
 std::string durationText(std::int64_t ns) {
   constexpr struct {
     std::int64_t ns;
@@ -56,12 +66,7 @@ std::string durationText(std::int64_t ns) {
   } kUnits[] = {{3600'000'000'000, "h"}, {60'000'000'000, "min"}, {1'000'000'000, "s"}, {1'000'000, "ms"}};
   for (const auto& [unitNs, unit] : kUnits) {
     if (ns >= unitNs) {
-      std::string text = ratio(static_cast<std::uint64_t>(ns), static_cast<std::uint64_t>(unitNs), 3);
-      text.erase(text.find_last_not_of('0') + 1);
-      if (text.back() == '.') {
-        text.pop_back();
-      }
-      return text + ' ' + unit;
+      return shortRatio(static_cast<std::uint64_t>(ns), static_cast<std::uint64_t>(unitNs)) + ' ' + unit;
     }
   }
   return std::to_string(ns) + " ns";
@@ -77,9 +82,14 @@ std::string momentText(std::int64_t ns, const TimeZone& zone) {
   return text;
 }
 
-/// A whole number of messages a second.
-std::uint64_t perSecond(std::uint64_t count, std::int64_t ns) {
-  return scaled(count, 1'000'000'000, static_cast<std::uint64_t>(ns));
+/// In whole messages, or, when there are few, with what is behind the point.
+std::string rateText(std::uint64_t count, std::int64_t ns) {
+  constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
+  constexpr std::uint64_t kFew = 100;
+  const auto duration = static_cast<std::uint64_t>(ns);
+  const std::uint64_t whole = scaled(count, kNsPerSecond, duration);
+  return (whole < kFew ? shortRatio(scaled(count, 1000 * kNsPerSecond, duration), 1000) : std::to_string(whole)) +
+         " messages/s";
 }
 
 class Report {
@@ -166,11 +176,10 @@ class Report {
       total += count;
     }
     if (span > 0) {
-      line("  mean rate", std::to_string(perSecond(total, span)) + " messages/s");
+      line("  mean rate", rateText(total, span));
     }
     const std::uint64_t most = *std::max_element(times.counts().begin(), times.counts().end());
-    line("  peak rate",
-         std::to_string(perSecond(most, times.widthNs())) + " messages/s in " + durationText(times.widthNs()));
+    line("  peak rate", rateText(most, times.widthNs()) + " in " + durationText(times.widthNs()));
 
     title("messages by time, " + durationText(times.widthNs()) + " a bar");
     for (std::size_t i = 0; i != times.counts().size(); ++i) {

@@ -282,7 +282,7 @@ TEST_F(ProgramForms, CountsWithoutACapture) {
             "  first               2024-06-03T09:30:00.173980747Z\n"
             "  last                2024-06-03T09:30:01.000000000Z\n"
             "  span                826.019 ms\n"
-            "  mean rate           4 messages/s\n"
+            "  mean rate           4.842 messages/s\n"
             "  peak rate           100 messages/s in 20 ms\n"
             "\n"
             "messages by time, 20 ms a bar\n"
