@@ -26,6 +26,9 @@ boost::mutex& dictionaryMutex() {
 MD_FieldMap* g_dictionary = nullptr;  // guarded by dictionaryMutex(), as the next
 MD_FieldMap* g_instance = nullptr;    // the one that instance() keeps returning, whatever destroy() does
 
+// What names the file of a reload may be the name of a row, which goes with the rows.
+std::string copyOf(const std::string& text) { return text; }
+
 std::string findConfiguration(const char* name) { return file_search(name, CONFIG_PATH, nullptr, "Korvane"); }
 
 void loadDefault(MD_FieldMap& map) {
@@ -85,10 +88,8 @@ MD_FieldMap& MD_FieldMap::emptied() {
   return *map;
 }
 
-// What names the file may be the name of a row, which goes with the rows: each reload keeps a copy.
-
 void MD_FieldMap::reload(const std::string& path) {
-  const std::string ownPath = path;
+  const std::string ownPath = copyOf(path);
   MD_FieldMap& map = emptied();
   if (ownPath.empty()) {
     loadDefault(map);
@@ -98,17 +99,17 @@ void MD_FieldMap::reload(const std::string& path) {
 }
 
 void MD_FieldMap::reload_xml(const std::string& path) {
-  const std::string ownPath = path;
+  const std::string ownPath = copyOf(path);
   detail::loadXmlFile(emptied(), ownPath);
 }
 
 void MD_FieldMap::reload_text(const std::string& path) {
-  const std::string ownPath = path;
+  const std::string ownPath = copyOf(path);
   detail::loadTextFile(emptied(), ownPath);
 }
 
 void MD_FieldMap::reload_text(std::istream& text, const std::string& name) {
-  const std::string ownName = name;
+  const std::string ownName = copyOf(name);
   detail::loadTextStream(emptied(), text, ownName);
 }
 
