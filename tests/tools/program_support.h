@@ -65,13 +65,7 @@ class Program : public testing::Test {
     command = '"' + command + '"';  // the shell takes the outer quotes away
 #endif
     int status = std::system(command.c_str());
-#ifdef _WIN32
-    // What the shell says of a program that it could not start, as Wine's does at times; the program itself never does.
-    constexpr int kNotStarted = 9009;
-    for (int tries = 1; status == kNotStarted && tries < 3; ++tries) {
-      status = std::system(command.c_str());
-    }
-#else
+#ifndef _WIN32
     status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 #endif
     return {contentsOf("stdout"), linesOf("stderr"), status};
