@@ -6,8 +6,10 @@
 #include <iterator>
 #include <limits>
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -119,7 +121,7 @@ Types typesOfBytes(std::size_t sizeBytes) {
 }
 
 /// The types that `encode` reads from a JSON object of these members.
-Types typesOfObject(const nlohmann::ordered_json& value) {
+Types typesOfObject(const nlohmann::json& value) {
   const auto holds = [&](std::initializer_list<const char*> members) {
     return value.size() == members.size() &&
            std::all_of(members.begin(), members.end(), [&](const char* member) { return value.contains(member); });
@@ -142,7 +144,7 @@ Types typesOfObject(const nlohmann::ordered_json& value) {
                                                                                           : 0;
 }
 
-Types typesOfJson(const nlohmann::ordered_json& value) {
+Types typesOfJson(const nlohmann::json& value) {
   if (value.is_number_unsigned()) {
     const auto whole = value.get<std::uint64_t>();
     Types types = kReal;
@@ -167,6 +169,45 @@ Types typesOfJson(const nlohmann::ordered_json& value) {
   }
   return value.is_object() ? typesOfObject(value) : 0;
 }
+
+/// The keys of a line's object as they come. What holds the values orders them: an object that keeps the order looks
+/// through all keys for each.
+class TopLevelKeys : public nlohmann::json_sax<nlohmann::json> {
+ public:
+  const std::vector<std::string>& keys() const noexcept { return m_keys; }
+
+  bool key(string_t& text) override {
+    if (m_depth == 1) {
+      m_keys.push_back(std::move(text));
+    }
+    return true;
+  }
+  bool start_object(std::size_t) override { return enter(); }
+  bool end_object() override { return leave(); }
+  bool start_array(std::size_t) override { return enter(); }
+  bool end_array() override { return leave(); }
+  bool null() override { return true; }
+  bool boolean(bool) override { return true; }
+  bool number_integer(number_integer_t) override { return true; }
+  bool number_unsigned(number_unsigned_t) override { return true; }
+  bool number_float(number_float_t, const string_t&) override { return true; }
+  bool string(string_t&) override { return true; }
+  bool binary(binary_t&) override { return true; }
+  bool parse_error(std::size_t, const std::string&, const nlohmann::json::exception&) override { return false; }
+
+ private:
+  bool enter() noexcept {
+    ++m_depth;
+    return true;
+  }
+  bool leave() noexcept {
+    --m_depth;
+    return true;
+  }
+
+  std::vector<std::string> m_keys;
+  std::size_t m_depth = 0;
+};
 
 /// The columns of all samples.
 class Deriver {
@@ -210,15 +251,21 @@ class Deriver {
         continue;
       }
       m_reporter.setLine(lines.lineNumber());
-      const auto message = nlohmann::ordered_json::parse(line.begin(), line.end(), nullptr, false);
+      const auto message = nlohmann::json::parse(line.begin(), line.end(), nullptr, false);
       // The parser takes a NUL byte for the end of the line.
       if (!message.is_object() || line.find('\0') != line.npos) {
         m_reporter.error(LineError("a message is one JSON object"));
         continue;
       }
-      for (const auto& [key, value] : message.items()) {
-        Column& column = columnOf(key);
-        take(column, typesOfJson(value));
+      TopLevelKeys order;
+      nlohmann::json::sax_parse(line.begin(), line.end(), &order);
+      const std::vector<std::string>& keys = order.keys();
+      if (keys.size() != message.size()) {
+        m_reporter.error(LineError("a key is given twice"));
+        continue;
+      }
+      for (const std::string& key : keys) {
+        take(columnOf(key), typesOfJson(message[key]));
       }
       m_reporter.advance(in.sourceBytes());
     }
@@ -230,12 +277,12 @@ class Deriver {
  private:
   std::vector<Column*> readHeader(const CsvReader& record) {
     std::vector<Column*> columns;
+    std::set<const Column*> seen;
     for (std::size_t i = 0; i != record.size(); ++i) {
-      Column* const column = &columnOf(record[i]);
-      if (std::find(columns.begin(), columns.end(), column) != columns.end()) {
+      columns.push_back(&columnOf(record[i]));
+      if (!seen.insert(columns.back()).second) {
         throw LineError("is given twice", record[i]);
       }
-      columns.push_back(column);
     }
     return columns;
   }

@@ -58,7 +58,13 @@ Condition::Condition(std::string_view text, const FieldNames& names) {
     throw UsageError("--where " + inQuotes(text) + " is not a field, one of = != < <= > >= ~, and a value");
   }
   m_operator = found->value;
-  rest = trimmed(rest.substr(found->text.size()));
+  rest = rest.substr(found->text.size());
+  if (!rest.empty() && std::string_view("=!<>~").find(rest.front()) != std::string_view::npos) {
+    throw UsageError("--where " + inQuotes(text) + ": " + inQuotes(std::string(found->text) + rest.front()) +
+                     " is none of = != < <= > >= ~; a blank goes before a value that begins with " +
+                     inQuotes(rest.substr(0, 1)));
+  }
+  rest = trimmed(rest);
   try {
     m_field = names.find(std::string(whole.substr(0, nameEnd)));
     parseValue(withoutQuotes(rest));

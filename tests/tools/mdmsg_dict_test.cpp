@@ -501,6 +501,19 @@ TEST_F(Dict, DeriveTakesTheFirstTypeThatSuitsAllValuesOfAJsonKey) {
   }
 }
 
+// In time in proportion: looking through all keys for each of them took more than a minute here.
+TEST_F(Dict, DeriveTakesALineOfAsManyKeysAsThereAreIds) {
+  constexpr int kKeys = 65534;
+  std::string json;
+  for (int i = 1; i <= kKeys; ++i) {
+    json += (i == 1 ? "{\"K" : ",\"K") + std::to_string(i) + "\":{\"hex\":\"00\"}";
+  }
+  const RunResult result = mdmsg("dict derive", json + "}\n");
+  EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), kKeys);
+  EXPECT_EQ(result.out.substr(result.out.rfind("K65534")), "K65534                65534  BUFFER\n");
+  EXPECT_EQ(result.status, 0);
+}
+
 TEST_F(Dict, DeriveTellsWhatIsNoField) {
   EXPECT_EQ(mdmsg("dict derive",
                   "{\"A\":1}\n{\"A\":\"x\",\"B\":true,\"C\":[1],\"D\":{\"no\":1}}\n[1]\nx\n{\"A\":[],\"E\":2}\n"
@@ -541,6 +554,9 @@ TEST_F(Dict, DeriveTellsWhatIsNoField) {
                              "left out\n",
                          1}));
   }
+  EXPECT_EQ(
+      mdmsg("dict derive", "{\"A\":1,\"B\":2,\"A\":\"x\"}\n{\"A\":{\"date\":1,\"time\":2,\"offset\":3}}\n"),
+      (RunResult{"A                         1  DATETIME\n", "mdmsg: standard input:1: a key is given twice\n", 1}));
   EXPECT_EQ(mdmsg("dict derive", "A,A\n1,2\n"),
             (RunResult{"A                         1  STRING\n",
                        "mdmsg: standard input:1: field A: is given twice\n"

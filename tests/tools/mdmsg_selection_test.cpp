@@ -44,6 +44,13 @@ TEST_F(SelectionTest, AValueInQuotesIsReadAsACsvCell) {
   }
 }
 
+TEST_F(SelectionTest, AValueMayBeginLikeAnOperatorBehindABlank) {
+  const auto message = messageOf(R"({"SYMBOL":"<>"})");
+  for (const char* const condition : {"SYMBOL= <>", "SYMBOL =\"<>\"", "SYMBOL ~ >", "SYMBOL > ;"}) {
+    EXPECT_TRUE(Condition(condition, FieldNames()).holds(*message)) << condition;
+  }
+}
+
 TEST_F(SelectionTest, ConditionsCompareByTheType) {
   const auto message = messageOf(kMessage);
   const FieldNames names;
@@ -106,6 +113,14 @@ TEST_F(SelectionTest, ConditionsThatMakeNoSenseAreRefused) {
       {"= 5", "--where \"= 5\" is not a field, one of = != < <= > >= ~, and a value"},
       {"QTY is 5", "--where \"QTY is 5\" is not a field, one of = != < <= > >= ~, and a value"},
       {"QTY ! 5", "--where \"QTY ! 5\" is not a field, one of = != < <= > >= ~, and a value"},
+      {"SYMBOL<>AB",
+       "--where \"SYMBOL<>AB\": \"<>\" is none of = != < <= > >= ~; a blank goes before a value that begins with "
+       "\">\""},
+      {"QTY =< 5",
+       "--where \"QTY =< 5\": \"=<\" is none of = != < <= > >= ~; a blank goes before a value that begins with \"<\""},
+      {"SYMBOL===AB",
+       "--where \"SYMBOL===AB\": \"===\" is none of = != < <= > >= ~; a blank goes before a value that begins with "
+       "\"=\""},
       {"NOPE = 5", "--where \"NOPE = 5\": field NOPE: the dictionary has no field of this name"},
       {"RAWLY = 5", "--where \"RAWLY = 5\": field RAWLY: values of type RAW are carried by no message"},
       {"QTY = x", "--where \"QTY = x\": \"x\" is not a whole number"},
