@@ -1,6 +1,9 @@
 #include "csv_message.h"
 
+#include <cstdint>
+
 #include <algorithm>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -70,12 +73,12 @@ void addCell(MD_Message& message, Field field, const std::string& text) {
 
 std::vector<Field> readCsvHeader(const CsvReader& record, const FieldNames& names) {
   std::vector<Field> columns;
+  std::set<std::uint16_t> ids;
   for (std::size_t i = 0; i != record.size(); ++i) {
-    const Field field = names.find(record[i]);
-    if (std::any_of(columns.begin(), columns.end(), [&](Field other) { return other.id == field.id; })) {
+    columns.push_back(names.find(record[i]));
+    if (!ids.insert(columns.back().id).second) {
       throw LineError("is given twice", record[i]);
     }
-    columns.push_back(field);
   }
   return columns;
 }
