@@ -170,42 +170,76 @@ Types typesOfJson(const nlohmann::json& value) {
   return value.is_object() ? typesOfObject(value) : 0;
 }
 
-/// The keys of a line's object as they come. What holds the values orders them: an object that keeps the order looks
-/// through all keys for each.
-class TopLevelKeys : public nlohmann::json_sax<nlohmann::json> {
+/// Receives the parser's events for one line: what types the values of its object may be of, in the order of their
+/// keys.
+class JsonSample : public nlohmann::json_sax<nlohmann::json> {
  public:
-  const std::vector<std::string>& keys() const noexcept { return m_keys; }
+  struct Value {
+    std::string key;
+    Types types;
+  };
 
+  const std::vector<Value>& values() const noexcept { return m_values; }
+
+  bool hasKeyTwice() const {
+    std::vector<std::string_view> keys;
+    for (const Value& value : m_values) {
+      keys.push_back(value.key);
+    }
+    std::sort(keys.begin(), keys.end());
+    return std::adjacent_find(keys.begin(), keys.end()) != keys.end();
+  }
+
+  bool null() override { return take(nullptr); }
+  bool boolean(bool value) override { return take(value); }
+  bool number_integer(number_integer_t value) override { return take(value); }
+  bool number_unsigned(number_unsigned_t value) override { return take(value); }
+  bool number_float(number_float_t value, const string_t&) override { return take(value); }
+  bool string(string_t& value) override { return take(std::move(value)); }
+  bool binary(binary_t&) override { return false; }  // which JSON text has not
   bool key(string_t& text) override {
-    if (m_depth == 1) {
-      m_keys.push_back(std::move(text));
+    if (m_depth <= 2) {
+      (m_depth == 1 ? m_key : m_member) = std::move(text);
     }
     return true;
   }
-  bool start_object(std::size_t) override { return enter(); }
+  bool start_object(std::size_t) override { return enter(nlohmann::json::object()); }
+  bool start_array(std::size_t) override { return m_depth != 0 && enter(nullptr); }
   bool end_object() override { return leave(); }
-  bool start_array(std::size_t) override { return enter(); }
   bool end_array() override { return leave(); }
-  bool null() override { return true; }
-  bool boolean(bool) override { return true; }
-  bool number_integer(number_integer_t) override { return true; }
-  bool number_unsigned(number_unsigned_t) override { return true; }
-  bool number_float(number_float_t, const string_t&) override { return true; }
-  bool string(string_t&) override { return true; }
-  bool binary(binary_t&) override { return true; }
   bool parse_error(std::size_t, const std::string&, const nlohmann::json::exception&) override { return false; }
 
  private:
-  bool enter() noexcept {
+  /// @return whether there can be a value here: the line is one object
+  bool take(nlohmann::json value) {
+    if (m_depth == 1) {
+      m_values.push_back({std::move(m_key), typesOfJson(value)});
+    } else if (m_depth == 2 && m_value.is_object()) {
+      m_value[m_member] = std::move(value);
+    }
+    return m_depth != 0;
+  }
+
+  /// @param value  null instead of an array, which no type takes
+  bool enter(nlohmann::json value) {
+    if (m_depth == 1) {
+      m_value = std::move(value);
+    } else if (m_depth == 2) {
+      take(nullptr);
+    }
     ++m_depth;
     return true;
   }
-  bool leave() noexcept {
+
+  bool leave() {
     --m_depth;
-    return true;
+    return m_depth != 1 || take(std::move(m_value));
   }
 
-  std::vector<std::string> m_keys;
+  std::vector<Value> m_values;
+  std::string m_key;
+  std::string m_member;                               // of the object that is a value
+  nlohmann::json m_value = nlohmann::json::object();  // that object, or null
   std::size_t m_depth = 0;
 };
 
@@ -251,21 +285,18 @@ class Deriver {
         continue;
       }
       m_reporter.setLine(lines.lineNumber());
-      const auto message = nlohmann::json::parse(line.begin(), line.end(), nullptr, false);
+      JsonSample sample;
       // The parser takes a NUL byte for the end of the line.
-      if (!message.is_object() || line.find('\0') != line.npos) {
+      if (!nlohmann::json::sax_parse(line.begin(), line.end(), &sample) || line.find('\0') != line.npos) {
         m_reporter.error(LineError("a message is one JSON object"));
         continue;
       }
-      TopLevelKeys order;
-      nlohmann::json::sax_parse(line.begin(), line.end(), &order);
-      const std::vector<std::string>& keys = order.keys();
-      if (keys.size() != message.size()) {
+      if (sample.hasKeyTwice()) {
         m_reporter.error(LineError("a key is given twice"));
         continue;
       }
-      for (const std::string& key : keys) {
-        take(columnOf(key), typesOfJson(message[key]));
+      for (const auto& [key, types] : sample.values()) {
+        take(columnOf(key), types);
       }
       m_reporter.advance(in.sourceBytes());
     }
