@@ -7,6 +7,7 @@
 #include <memory>
 #include <utility>
 
+#include "md/md_datatypes.h"
 #include "md/md_datetime.h"
 #include "md/md_itermap.h"
 #include "md/md_message.h"
@@ -35,9 +36,9 @@ namespace MD::detail {
 template <class Use>
 MD_ALWAYS_INLINE inline bool withOwnClass(const MD_MessageCell& cell, Use use) {
   switch (cell.code) {
-    case 1:
+    case ENCODINGS::ITERMAP:
       return use(static_cast<IterMap&>(*cell.message));
-    case 6:
+    case ENCODINGS::MINT:
       return use(static_cast<mInt&>(*cell.message));
     default:
       return use(static_cast<MsgT&>(*cell.message));

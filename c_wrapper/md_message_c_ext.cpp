@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <iterator>
 #include <locale>
 #include <memory>
 #include <new>
@@ -23,6 +24,9 @@
 
 using MD::MD_FieldMap;
 using MD::MD_Message;
+
+static_assert(MD_ENCODING_ITERMAP == int{MD::ENCODINGS::ITERMAP} && MD_ENCODING_MINT == int{MD::ENCODINGS::MINT} &&
+              MD_ENCODING_MSGT == int{MD::ENCODINGS::MSGT} && std::size(MD::ENCODINGS::kAll) == 3);
 
 #define MD_SAME_CODE(name) static_assert(MD_TYPE_##name == int{MD::DATATYPES::name})
 MD_SAME_CODE(CHAR);

@@ -24,7 +24,7 @@ constexpr std::uint32_t lengthWordBytes(std::uint8_t type) noexcept {
 struct IterMap::Rules : IterMap::Layout {
   using Values::decode;
 
-  static constexpr std::uint8_t kHeader[] = {1};
+  static constexpr std::uint8_t kHeader[] = {ENCODINGS::ITERMAP};
   static constexpr const char* kAddRefused = "IterMap Error: Attempting to ADD a field with incorrect id or type";
   static constexpr const char* kUpdateRefused = "IterMap Error: Attempting to UPDATE a field with incorrect type";
   static constexpr bool kEmptyMessageBeforeEmptyList = false;

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "file_opening.h"
+#include "md/md_datatypes.h"
 #include "md/md_file_search.h"
 #include "md/md_itermap.h"
 #include "md/md_message.h"
@@ -14,10 +15,8 @@
 namespace MD {
 namespace {
 
-enum EncodingCode : std::uint8_t { kIterMap = 1, kMInt = 6, kMsgT = 70 };
-
 // What createPreferred() makes. Each thread writes what it read from the same file.
-std::atomic<std::uint8_t> g_preferredCode{kMsgT};
+std::atomic<std::uint8_t> g_preferredCode{ENCODINGS::MSGT};
 
 /// Reads the preference file; what cannot be read or is out of range leaves the code as it is.
 std::uint8_t readPreferredCode() {
@@ -31,7 +30,7 @@ std::uint8_t readPreferredCode() {
   if (detail::openFile(open) && file >> token) {
     // The range is tested on the low byte alone: 300 passes as 44, which no encoding has.
     const auto code = static_cast<std::uint8_t>(std::strtoll(token.c_str(), nullptr, 10));
-    if (static_cast<std::uint8_t>(code - 1) < kMsgT) {
+    if (static_cast<std::uint8_t>(code - 1) < ENCODINGS::MSGT) {
       g_preferredCode.store(code, std::memory_order_relaxed);
     }
   }
@@ -49,11 +48,11 @@ std::unique_ptr<MD_Message> parsed(std::unique_ptr<Encoding> message, const std:
 
 std::unique_ptr<MD_Message> MD_Message::createFromPB(std::uint8_t code) {
   switch (code) {
-    case kIterMap:
+    case ENCODINGS::ITERMAP:
       return std::make_unique<IterMap>();
-    case kMInt:
+    case ENCODINGS::MINT:
       return std::make_unique<mInt>();
-    case kMsgT:
+    case ENCODINGS::MSGT:
       return std::make_unique<MsgT>();
     default:
       return nullptr;
@@ -66,11 +65,11 @@ std::unique_ptr<MD_Message> MD_Message::createFromBytes(const std::uint8_t* byte
     return nullptr;
   }
   switch (bytes[0]) {
-    case kIterMap:
+    case ENCODINGS::ITERMAP:
       return parsed(std::unique_ptr<IterMap>(new IterMap(DEFAULT_ALLOCATOR)), bytes, sizeBytes);
-    case kMInt:
+    case ENCODINGS::MINT:
       return parsed(std::unique_ptr<mInt>(new mInt(allocator)), bytes, sizeBytes);
-    case kMsgT:
+    case ENCODINGS::MSGT:
       return parsed(std::unique_ptr<MsgT>(new MsgT(allocator)), bytes, sizeBytes);
     default:
       return nullptr;

@@ -7,7 +7,7 @@
 namespace MD {
 
 struct mInt::Rules : mInt::Layout {
-  static constexpr std::uint8_t kHeader[] = {6};
+  static constexpr std::uint8_t kHeader[] = {ENCODINGS::MINT};
   static constexpr const char* kAddRefused = "mInt Error: Attempting to ADD a field with incorrect id!";
   static constexpr const char* kUpdateRefused = "";  // no update is
   static constexpr bool kEmptyMessageBeforeEmptyList = true;

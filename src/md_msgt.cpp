@@ -5,7 +5,7 @@
 namespace MD {
 
 struct MsgT::Rules : MsgT::Layout {
-  static constexpr std::uint8_t kHeader[] = {70, 'Q', 'R', '1'};
+  static constexpr std::uint8_t kHeader[] = {ENCODINGS::MSGT, 'Q', 'R', '1'};
   static constexpr const char* kAddRefused = "MsgT Error: Attempting to ADD a field with incorrect id or type!";
   static constexpr const char* kUpdateRefused = "MsgT Error: Attempting to UPDATE a field with an incorrect type!";
   static constexpr bool kEmptyMessageBeforeEmptyList = false;

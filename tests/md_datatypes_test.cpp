@@ -2,9 +2,14 @@
 
 #include <cstdint>
 
+#include <string>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
+
+#include "md/md_message.h"
 
 // These definitions are a static check: an enumerator of the same name in MD itself would be a redefinition.
 namespace MD {
@@ -82,6 +87,22 @@ TEST(DataTypes, CompareWithAndConvertToOneByteWithoutACast) {
   EXPECT_TRUE(DATATYPES::INT64 == code);
   EXPECT_TRUE(code != DATATYPES::INT);
 }
+
+// What the table says is what messages say.
+TEST(Encodings, AreAllMadeByTheFactoryAndHaveTheirFixedCodesAndNames) {
+  const std::vector<std::pair<int, std::string>> expected = {{6, "mInt"}, {1, "IterMap"}, {70, "MsgT"}};
+  std::vector<std::pair<int, std::string>> listed;
+  for (const auto& [code, name] : ENCODINGS::kAll) {
+    listed.emplace_back(code, name);
+    const auto message = MD_Message::createFromPB(code);
+    ASSERT_NE(message, nullptr) << name;
+    EXPECT_EQ(message->getPB(), code);
+  }
+  EXPECT_EQ(listed, expected);
+}
+
+static_assert(ENCODINGS::ITERMAP == 1 && ENCODINGS::MINT == 6 && ENCODINGS::MSGT == 70);
+static_assert(sizeof(ENCODINGS::MSGT) == 1 && std::is_convertible_v<ENCODINGS::Code, std::uint8_t>);
 
 TEST(DataTypes, StayInTheirOwnScope) {
   EXPECT_STREQ(MD::INT, "INT");

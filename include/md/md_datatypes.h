@@ -1,5 +1,5 @@
 /// @file
-/// Type codes of fields, as dictionaries declare them and encodings compare them.
+/// Type codes of fields, as dictionaries declare them and encodings compare them, and the codes of the encodings.
 #ifndef MD_DATATYPES_H
 #define MD_DATATYPES_H
 
@@ -40,6 +40,31 @@ enum Code : std::uint8_t {
 };
 
 }  // namespace DATATYPES
+
+/// A scope of its own, as `DATATYPES`.
+namespace ENCODINGS {
+
+/// The encoding byte: the first byte of a serialised message, `MD_Message::getPB()`, and what
+/// `MD_Message::createFromPB()` takes.
+enum Code : std::uint8_t {
+  ITERMAP = 1,
+  MINT = 6,
+  MSGT = 70,
+};
+
+struct Encoding {
+  std::uint8_t code;
+  const char* name;  ///< the name of its class
+};
+
+/// All encodings.
+inline constexpr Encoding kAll[] = {
+    {MINT, "mInt"},
+    {ITERMAP, "IterMap"},
+    {MSGT, "MsgT"},
+};
+
+}  // namespace ENCODINGS
 }  // namespace MD
 
 #endif

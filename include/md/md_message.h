@@ -58,7 +58,7 @@ class MD_API MD_Message {
 
   // Factories. Each returns an owning pointer, empty for a code that is none of the three encodings'. ---------------
 
-  /// A new empty message of the encoding `code`: 1 `IterMap`, 6 `mInt`, 70 `MsgT`.
+  /// A new empty message of the encoding `code`, one of `ENCODINGS`.
   static std::unique_ptr<MD_Message> createFromPB(std::uint8_t code);
 
   /// A message that holds a copy of received bytes, in the encoding that the first byte names. Null or no bytes give an
@@ -80,7 +80,7 @@ class MD_API MD_Message {
   /// Gives the field table, then the buffer, back to their pools.
   virtual ~MD_Message();
 
-  /// The encoding's code: 1 `IterMap`, 6 `mInt`, 70 `MsgT`. It is also the first serialised byte.
+  /// The encoding's code, one of `ENCODINGS`. It is also the first serialised byte.
   virtual std::uint8_t getPB() const = 0;
 
   /// Where a field's value lies in the serialised bytes.
