@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "md/md_fieldmap.h"
-#include "md_typemap.h"
 
 namespace MD {
 
@@ -17,7 +16,7 @@ namespace MD {
 class FieldMapLoader {
  public:
   /// @param source  names the file in error texts
-  FieldMapLoader(MD_FieldMap& map, const detail::TypeMap& types, const std::string& source);
+  FieldMapLoader(MD_FieldMap& map, const std::string& source);
   FieldMapLoader(const FieldMapLoader&) = delete;
   FieldMapLoader& operator=(const FieldMapLoader&) = delete;
 
@@ -34,7 +33,6 @@ class FieldMapLoader {
 
   MD_FieldMap& m_map;
   std::vector<FIELDS::field_rec> m_entries;  // in file order
-  const detail::TypeMap& m_types;
   const std::string& m_source;
 };
 
