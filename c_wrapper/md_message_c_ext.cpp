@@ -334,6 +334,14 @@ bool MD_FieldMap_reload_xml(const char* path, char* error, size_t error_capacity
       path, [=] { MD_FieldMap::reload_xml(path); }, error, error_capacity);
 }
 
+bool MD_FieldMap_reload_xml_memory(const char* xml, size_t length, char* error, size_t error_capacity) {
+  const auto load = [=] {
+    std::istringstream stream(std::string(xml, length));
+    MD_FieldMap::reload_xml(stream, "XML in memory");
+  };
+  return loadsFrom(xml, load, error, error_capacity);
+}
+
 bool MD_FieldMap_reload_text(const char* path, char* error, size_t error_capacity) {
   return loadsFrom(
       path, [=] { MD_FieldMap::reload_text(path); }, error, error_capacity);

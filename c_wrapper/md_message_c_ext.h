@@ -154,6 +154,10 @@ MD_C_API bool MD_FieldMap_reload(const char* path, char* error, size_t error_cap
 /* From the XML file `path`, an empty path leaving no field. A null `path` changes nothing and gives false. */
 MD_C_API bool MD_FieldMap_reload_xml(const char* path, char* error, size_t error_capacity);
 
+/* From `length` characters in memory, in the format of an XML file. A null `xml` changes nothing and gives false, also
+ * when `length` is 0. */
+MD_C_API bool MD_FieldMap_reload_xml_memory(const char* xml, size_t length, char* error, size_t error_capacity);
+
 /* From the text file `path`: entries of name, id and type name. A null `path` changes nothing and gives false. */
 MD_C_API bool MD_FieldMap_reload_text(const char* path, char* error, size_t error_capacity);
 

@@ -1,9 +1,13 @@
 #ifndef MD_SRC_FILE_OPENING_H
 #define MD_SRC_FILE_OPENING_H
 
+#include <sys/stat.h>
+#include <sys/types.h>
+
 #include <cerrno>
 
 #include <new>
+#include <string>
 
 namespace MD::detail {
 
@@ -18,6 +22,22 @@ bool openFile(Open open) {
     throw std::bad_alloc();
   }
   return isOpen;
+}
+
+/// Who named a file. One that the caller names may be a pipe, and whoever names it has something write to it. What
+/// the search found is read only if it is a regular file: a pipe there would stop a program that never heard of it.
+enum class PathOrigin { Caller, Search };
+
+/// Whether the file is of a kind to be opened; a missing one is, so that opening it tells why it cannot be. A directory
+/// is not: opening one succeeds where reading from it then fails in ways that look like an empty or endless file. Asked
+/// of the C runtime, which reads a narrow path as opening it does; std::filesystem may take it for another encoding.
+inline bool mayBeOpened(const std::string& path, PathOrigin origin) {
+  struct stat status;
+  if (stat(path.c_str(), &status) != 0) {
+    return true;
+  }
+  const auto kind = status.st_mode & S_IFMT;
+  return kind == S_IFREG || (origin == PathOrigin::Caller && kind != S_IFDIR);
 }
 
 }  // namespace MD::detail

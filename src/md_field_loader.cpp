@@ -1,8 +1,5 @@
 #include "md_field_loader.h"
 
-#include <sys/stat.h>
-#include <sys/types.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -21,26 +18,27 @@
 
 #include <tinyxml.h>
 
+#include "assertion.h"
 #include "file_opening.h"
-#include "md_typemap.h"
 #include "xml_bounds.h"
 
 namespace MD {
 
-FieldMapLoader::FieldMapLoader(MD_FieldMap& map, const std::string& source) : m_map(map), m_source(source) {
+FieldMapLoader::FieldMapLoader(MD_FieldMap& map, const detail::TypeMap& types, const std::string& source)
+    : m_map(map), m_types(types), m_source(source) {
   m_map.m_compact_count = 0;
 }
 
 void FieldMapLoader::accept(std::string name, std::uint16_t id, const std::string& typeName) {
-  const detail::FieldType* const type = detail::findType(typeName);
-  if (type == nullptr) {
+  const auto type = m_types.find(typeName);
+  if (type == m_types.end()) {
     return;
   }
   if (m_map.m_compact_count == std::numeric_limits<std::uint16_t>::max()) {
     makeRows();
     throw std::runtime_error("Too many fields (more than 65535) in field def file: " + m_source);
   }
-  m_entries.push_back({id, m_map.m_compact_count, type->code, std::move(name)});
+  m_entries.push_back({id, m_map.m_compact_count, type->second.id, std::move(name)});
   ++m_map.m_compact_count;
 }
 
@@ -56,6 +54,7 @@ void FieldMapLoader::makeRows() {
 // The indexes are made apart and then put in place together: whatever fails for want of memory leaves every look-up
 // answering "unknown".
 void FieldMapLoader::finish() {
+  constexpr const char* kFile = "md_message/src/md_fieldmap";
   makeRows();
   const auto& rows = m_map.m_rows;
   const std::uint16_t largestId = rows.empty() ? std::uint16_t{0} : rows.rbegin()->id;
@@ -64,6 +63,10 @@ void FieldMapLoader::finish() {
   decltype(m_map.m_name_index) names;
   names.reserve(rows.size());
   for (auto i = rows.begin(); i != rows.end(); ++i) {
+    if (!detail::check(i->id < byId.size(), "i->id < m_id_index.size()", kFile, __LINE__) ||
+        !detail::check(i->compact < byCompact.size(), "i->compact < m_compact_index.size()", kFile, __LINE__)) {
+      continue;
+    }
     byId[i->id] = i;
     byCompact[i->compact] = i;
     names.emplace_back(std::hash<std::string>()(i->name), i);
@@ -72,6 +75,7 @@ void FieldMapLoader::finish() {
     return a.first != b.first ? a.first < b.first : a.second->id < b.second->id;
   });
 
+  m_map.m_largest_id = largestId;
   m_map.m_id_index.swap(byId);
   m_map.m_compact_index.swap(byCompact);
   m_map.m_name_index.swap(names);
@@ -84,39 +88,49 @@ void FieldMapLoader::finish() {
 namespace detail {
 namespace {
 
-// Opening a directory succeeds where reading from it then fails in ways that look like an empty or endless file. Asked
-// of the C runtime, which reads a narrow path as opening it does; std::filesystem may take it for another encoding.
-bool isDirectory(const std::string& path) {
-  struct stat status;
-  return stat(path.c_str(), &status) == 0 && (status.st_mode & S_IFMT) == S_IFDIR;
-}
+constexpr const char* kXmlRefused = "Failed to load field def file: ";
 
 struct FileCloser {
   void operator()(std::FILE* file) const noexcept { static_cast<void>(std::fclose(file)); }
 };
 
-/// @return false when reading failed, with what was read until then in `text`
-bool readAll(std::FILE* file, std::string& text) {
-  char block[65536];
-  for (std::size_t count; (count = std::fread(block, 1, sizeof block, file)) != 0;) {
-    text.append(block, count);
+/// Everything that `read(to, room)` gives, block by block, until it gives nothing. Memory follows what has come.
+template <class Read>
+std::string allOf(Read read) {
+  constexpr std::size_t kBlockBytes = 65536;
+  std::string text;
+  for (std::size_t sizeBytes = 0;;) {
+    text.resize(sizeBytes + kBlockBytes);
+    const std::size_t count = read(&text[sizeBytes], kBlockBytes);
+    sizeBytes += count;
+    if (count == 0) {
+      text.resize(sizeBytes);
+      return text;
+    }
   }
-  return std::ferror(file) == 0;
 }
 
-/// Parses a file whose `text` is known. What is no UTF-8 is read byte by byte, whatever its declaration or a byte order
-/// mark says.
-bool parseXml(TiXmlDocument& document, std::FILE* file, std::string text) {
+/// Makes each carriage return, with a line feed that follows it, a line feed.
+void normaliseLineEnds(std::string& text) {
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i != text.size(); ++i) {
+    const bool isReturn = text[i] == '\r';
+    text[kept++] = isReturn ? '\n' : text[i];
+    i += isReturn && i + 1 != text.size() && text[i + 1] == '\n' ? 1U : 0U;
+  }
+  text.resize(kept);
+}
+
+/// @return whether the text is well-formed. What is no UTF-8 is read byte by byte, whatever its declaration or a byte
+/// order mark says.
+bool parseXml(TiXmlDocument& document, const std::string& text) {
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
   const bool isUtf8 = !hasCutCharacter(text);
-  if (!isUtf8 && text.compare(0, kByteOrderMark.size(), kByteOrderMark) == 0) {
-    // TinyXML passes over a mark only where it then reads UTF-8.
-    document.Parse(text.c_str() + kByteOrderMark.size(), nullptr, TIXML_ENCODING_LEGACY);
-    return !document.Error();
-  }
-  std::string().swap(text);
-  return std::fseek(file, 0, SEEK_SET) == 0 &&
-         document.LoadFile(file, isUtf8 ? TIXML_DEFAULT_ENCODING : TIXML_ENCODING_LEGACY);
+  const bool hasMark = text.compare(0, kByteOrderMark.size(), kByteOrderMark) == 0;
+  // TinyXML passes over a mark only where it then reads UTF-8.
+  document.Parse(text.c_str() + (hasMark && !isUtf8 ? kByteOrderMark.size() : 0), nullptr,
+                 isUtf8 ? TIXML_DEFAULT_ENCODING : TIXML_ENCODING_LEGACY);
+  return !document.Error();
 }
 
 /// Reads entries of a text file, as far as the stream can be read. A stream takes any exception for an unreadable text;
@@ -170,54 +184,20 @@ const char* childText(const TiXmlElement& entry, const char* name) {
   return child != nullptr ? child->GetText() : nullptr;
 }
 
-}  // namespace
-
-void loadTextStream(MD_FieldMap& map, std::istream& text, const std::string& name) {
-  FieldMapLoader loader(map, name);
-  EntryReader reader(text);
-  while (reader.read()) {
-    loader.accept(reader.name(), reader.id(), reader.typeName());
-  }
-  loader.finish();
-}
-
-void loadTextFile(MD_FieldMap& map, const std::string& path) {
-  std::ifstream file;
-  const auto open = [&] {
-    file.open(path, std::ios::in | std::ios::binary);
-    return file.is_open();
-  };
-  if (isDirectory(path) || !openFile(open)) {
-    throw std::runtime_error("Unable to open file: " + path);
-  }
-  // Ids are plain digits whatever the process's global locale does with numbers.
-  file.imbue(std::locale::classic());
-  loadTextStream(map, file, path);
-}
-
-void loadXmlFile(MD_FieldMap& map, const std::string& path) {
-  if (path.empty()) {
-    return;
+/// Loads a file of these contents. Checked and parsed are the same bytes: the file may change meanwhile.
+/// @param isWhole  whether they could be read to their end
+void loadXml(MD_FieldMap& map, const std::string& path, std::string xml, bool isWhole) {
+  const TypeMap& types = TypeMap::shared();
+  normaliseLineEnds(xml);
+  const std::string exceeded = exceededXmlBound(xml);
+  if (!exceeded.empty()) {
+    throw std::runtime_error(kXmlRefused + path + ": " + exceeded);
   }
   TiXmlDocument document(path);
-  std::unique_ptr<std::FILE, FileCloser> file;
-  const auto open = [&] {
-    file.reset(std::fopen(path.c_str(), "rb"));
-    return file != nullptr;
-  };
-  if (isDirectory(path) || !openFile(open)) {
-    throw std::runtime_error("Failed to load field def file: " + path);
+  if (!isWhole || !parseXml(document, xml)) {
+    throw std::runtime_error(kXmlRefused + path);
   }
-  std::string text;
-  const bool isRead = readAll(file.get(), text);
-  const std::string exceeded = exceededXmlBound(text);
-  if (!exceeded.empty()) {
-    throw std::runtime_error("Failed to load field def file: " + path + ": " + exceeded);
-  }
-  if (!isRead || !parseXml(document, file.get(), std::move(text))) {
-    throw std::runtime_error("Failed to load field def file: " + path);
-  }
-  FieldMapLoader loader(map, path);
+  FieldMapLoader loader(map, types, path);
   const TiXmlElement* root = document.FirstChildElement();
   const TiXmlElement* fields = root != nullptr ? root->FirstChildElement("FieldDefinition") : nullptr;
   const TiXmlElement* entry = fields != nullptr ? fields->FirstChildElement("Entry") : nullptr;
@@ -230,6 +210,56 @@ void loadXmlFile(MD_FieldMap& map, const std::string& path) {
     }
   }
   loader.finish();
+}
+
+}  // namespace
+
+void loadTextStream(MD_FieldMap& map, std::istream& text, const std::string& name) {
+  const TypeMap types;
+  FieldMapLoader loader(map, types, name);
+  EntryReader reader(text);
+  while (reader.read()) {
+    loader.accept(reader.name(), reader.id(), reader.typeName());
+  }
+  loader.finish();
+}
+
+void loadTextFile(MD_FieldMap& map, const std::string& path, PathOrigin origin) {
+  std::ifstream file;
+  const auto open = [&] {
+    file.open(path, std::ios::in | std::ios::binary);
+    return file.is_open();
+  };
+  if (!mayBeOpened(path, origin) || !openFile(open)) {
+    throw std::runtime_error("Unable to open file: " + path);
+  }
+  // Ids are plain digits whatever the process's global locale does with numbers.
+  file.imbue(std::locale::classic());
+  loadTextStream(map, file, path);
+}
+
+void loadXmlFile(MD_FieldMap& map, const std::string& path, PathOrigin origin) {
+  if (path.empty()) {
+    return;
+  }
+  std::unique_ptr<std::FILE, FileCloser> file;
+  const auto open = [&] {
+    file.reset(std::fopen(path.c_str(), "rb"));
+    return file != nullptr;
+  };
+  if (!mayBeOpened(path, origin) || !openFile(open)) {
+    throw std::runtime_error(kXmlRefused + path);
+  }
+  std::string xml = allOf([&](char* to, std::size_t room) { return std::fread(to, 1, room, file.get()); });
+  loadXml(map, path, std::move(xml), std::ferror(file.get()) == 0);
+}
+
+void loadXmlStream(MD_FieldMap& map, std::istream& xml, const std::string& name) {
+  std::string text = allOf([&](char* to, std::size_t room) {
+    xml.read(to, static_cast<std::streamsize>(room));
+    return static_cast<std::size_t>(xml.gcount());
+  });
+  loadXml(map, name, std::move(text), !xml.bad());
 }
 
 }  // namespace detail

@@ -8,7 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "file_opening.h"
 #include "md/md_fieldmap.h"
+#include "md_typemap.h"
 
 namespace MD {
 
@@ -16,7 +18,7 @@ namespace MD {
 class FieldMapLoader {
  public:
   /// @param source  names the file in error texts
-  FieldMapLoader(MD_FieldMap& map, const std::string& source);
+  FieldMapLoader(MD_FieldMap& map, const detail::TypeMap& types, const std::string& source);
   FieldMapLoader(const FieldMapLoader&) = delete;
   FieldMapLoader& operator=(const FieldMapLoader&) = delete;
 
@@ -33,16 +35,19 @@ class FieldMapLoader {
 
   MD_FieldMap& m_map;
   std::vector<FIELDS::field_rec> m_entries;  // in file order
+  const detail::TypeMap& m_types;
   const std::string& m_source;
 };
 
 namespace detail {
 
 /// @throws std::runtime_error "Unable to open file: " and the path
-void loadTextFile(MD_FieldMap& map, const std::string& path);
+void loadTextFile(MD_FieldMap& map, const std::string& path, PathOrigin origin);
 void loadTextStream(MD_FieldMap& map, std::istream& text, const std::string& name);
 /// Does nothing for an empty path. @throws std::runtime_error "Failed to load field def file: " and the path
-void loadXmlFile(MD_FieldMap& map, const std::string& path);
+void loadXmlFile(MD_FieldMap& map, const std::string& path, PathOrigin origin);
+/// Reads the stream to its end. @throws std::runtime_error as loadXmlFile(), with the name for the path
+void loadXmlStream(MD_FieldMap& map, std::istream& xml, const std::string& name);
 
 }  // namespace detail
 }  // namespace MD

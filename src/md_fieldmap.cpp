@@ -37,10 +37,10 @@ void loadDefault(MD_FieldMap& map) {
     path = findConfiguration("message/field_map.txt");
   }
   if (!path.empty()) {
-    detail::loadTextFile(map, path);
+    detail::loadTextFile(map, path, detail::PathOrigin::Search);
     return;
   }
-  detail::loadXmlFile(map, findConfiguration("FieldDefinition.xml"));
+  detail::loadXmlFile(map, findConfiguration("FieldDefinition.xml"), detail::PathOrigin::Search);
 }
 
 }  // namespace
@@ -71,7 +71,7 @@ int MD_FieldMap::load_file(const std::string& path) {
   }
   g_dictionary = new MD_FieldMap;
   try {
-    detail::loadXmlFile(*g_dictionary, path);
+    detail::loadXmlFile(*g_dictionary, path, detail::PathOrigin::Caller);
   } catch (const std::exception&) {
     return -2;
   }
@@ -94,18 +94,23 @@ void MD_FieldMap::reload(const std::string& path) {
   if (ownPath.empty()) {
     loadDefault(map);
   } else {
-    detail::loadXmlFile(map, ownPath);
+    detail::loadXmlFile(map, ownPath, detail::PathOrigin::Caller);
   }
 }
 
 void MD_FieldMap::reload_xml(const std::string& path) {
   const std::string ownPath = copyOf(path);
-  detail::loadXmlFile(emptied(), ownPath);
+  detail::loadXmlFile(emptied(), ownPath, detail::PathOrigin::Caller);
+}
+
+void MD_FieldMap::reload_xml(std::istream& xml, const std::string& name) {
+  const std::string ownName = copyOf(name);
+  detail::loadXmlStream(emptied(), xml, ownName);
 }
 
 void MD_FieldMap::reload_text(const std::string& path) {
   const std::string ownPath = copyOf(path);
-  detail::loadTextFile(emptied(), ownPath);
+  detail::loadTextFile(emptied(), ownPath, detail::PathOrigin::Caller);
 }
 
 void MD_FieldMap::reload_text(std::istream& text, const std::string& name) {
@@ -135,6 +140,7 @@ void MD_FieldMap::clear_data_structures(MD_FieldMap* map) {
   std::vector<const_iterator>().swap(map->m_compact_index);
   decltype(map->m_name_index)().swap(map->m_name_index);
   map->m_rows.clear();
+  map->m_largest_id = 0;
   map->m_compact_count = 0;
 }
 

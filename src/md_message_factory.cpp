@@ -27,7 +27,7 @@ std::uint8_t readPreferredCode() {
     return file.is_open();
   };
   std::string token;
-  if (detail::openFile(open) && file >> token) {
+  if (detail::mayBeOpened(path, detail::PathOrigin::Search) && detail::openFile(open) && file >> token) {
     // The range is tested on the low byte alone: 300 passes as 44, which no encoding has.
     const auto code = static_cast<std::uint8_t>(std::strtoll(token.c_str(), nullptr, 10));
     if (static_cast<std::uint8_t>(code - 1) < ENCODINGS::MSGT) {

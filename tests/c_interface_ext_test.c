@@ -422,6 +422,8 @@ static void lookUps(void) {
 
 static void loading(void) {
   static const char kText[] = "ONE 1 INT\nTWO 2 STRING THREE 3 CHAR and what is not read";
+  static const char kXml[] =
+      "<D><FieldDefinition><Entry><Name>FIVE</Name><Code>5</Code><Type>INT</Type></Entry></FieldDefinition></D>";
   char error[80] = "untouched";
   char cut[8];
 
@@ -430,10 +432,16 @@ static void loading(void) {
   CHECK(MD_FieldMap_reload_text_memory(kText, 9, NULL, 0) && MD_FieldMap_size() == 1);
   CHECK(MD_FieldMap_reload_text_memory("", 0, error, sizeof error) && MD_FieldMap_size() == 0);
 
+  CHECK(MD_FieldMap_reload_xml_memory(kXml, strlen(kXml), error, sizeof error) && error[0] == '\0');
+  CHECK(MD_FieldMap_size() == 1 && isField(5, "FIVE", MD_TYPE_INT));
+  CHECK(!MD_FieldMap_reload_xml_memory("<D>", 3, error, sizeof error) && MD_FieldMap_size() == 0);
+  CHECK(strcmp(error, "Failed to load field def file: XML in memory") == 0);
+
   CHECK(MD_FieldMap_reload_xml("c_interface/fields.xml", error, sizeof error) && error[0] == '\0');
   CHECK(MD_FieldMap_size() == 2 && isField(7, "BID", MD_TYPE_DOUBLE) && isField(9, "NOTE", MD_TYPE_STRING));
   memcpy(error, kUntouched, sizeof kUntouched);
   CHECK(!MD_FieldMap_reload_text_memory(NULL, 0, error, sizeof error) && strcmp(error, "null pointer") == 0);
+  CHECK(!MD_FieldMap_reload_xml_memory(NULL, 0, error, sizeof error) && strcmp(error, "null pointer") == 0);
   CHECK(!MD_FieldMap_reload_text(NULL, error, sizeof error) && strcmp(error, "null pointer") == 0);
   CHECK(!MD_FieldMap_reload_xml(NULL, error, sizeof error) && strcmp(error, "null pointer") == 0);
   CHECK(!MD_FieldMap_reload_xml(NULL, NULL, 0) && !MD_FieldMap_reload_text(NULL, NULL, 0));

@@ -1,22 +1,31 @@
 #include "md/md_fieldmap.h"
 
+#if !defined(_WIN32)
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
+
 #include <cstddef>
 #include <cstdint>
 
+#include <fstream>
 #include <ios>
 #include <iterator>
 #include <locale>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "md/md_file_search.h"
 #include "md/md_mint.h"
 #include "support/configuration.h"
 #include "support/dictionary.h"
+#include "support/fresh_process.h"
 
 namespace MD {
 namespace {
@@ -331,6 +340,12 @@ TEST_P(XmlFormat, FromAFile) {
   EXPECT_EQ(rows(), GetParam().rows);
 }
 
+TEST_P(XmlFormat, FromAStream) {
+  std::istringstream stream(GetParam().text);
+  MD_FieldMap::reload_xml(stream, "a stream");
+  EXPECT_EQ(rows(), GetParam().rows);
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Cases, XmlFormat,
     testing::Values(
@@ -602,39 +617,18 @@ TEST_F(FieldMap, RefusesAnXmlFileThatNestsTooDeep) {
       {"BetweenCommentsAndClosedElements", repeated(200'000, "<!-- --><A><B/><C></C>")},
       // What the parser reads otherwise than it looks: quotes that quote nothing, quoted values that go on.
       {"BetweenQuotesOfNoElement", "<D><1 '>" + repeated(200'000, "<A>") + "'></D>"},
+      {"BesideClosingTagsInADeclaration",
+       "<D>" + repeated(4'000, repeated(50, "<A>") + "<?xml version=\">" + repeated(50, "</A>") + "\"?>") + "</D>"},
+      {"BehindACommentInADeclaration", "<?XML version= '><!-- '?><D>" + repeated(200'000, "<A>") + "--></D>"},
+      {"BehindACommentInADeclarationWithAMark",
+       "\xEF\xBB\xBF<?xml encoding=\"\" version=\xEF\xBB\xBF\"><!-- \"?><D>" + repeated(200'000, "<A>") + "--></D>"},
   };
   for (const Row& row : kRows) {
     SCOPED_TRACE(row.name);
     test::loadDictionary(test::kDictionary);
     ConfigurationFolder::write("deep.xml", row.text);
     const std::string error = errorOf<std::runtime_error>([] { MD_FieldMap::reload_xml("deep.xml"); });
-    EXPECT_EQ(error, "Failed to load field def file: deep.xml: elements nested deeper than 100");
-    EXPECT_EQ(map().size(), 0u);
-    expectUnknown(22, "BID");
-  }
-}
-
-// The parser may take what follows for the rest of the value or for tags.
-TEST_F(FieldMap, RefusesAnXmlFileWithADeclarationThatEndsInsideAValue) {
-  struct Row {
-    const char* name;
-    std::string text;
-  };
-  const Row kRows[] = {
-      {"AtTheEndOfTheFile", "<?xml version=\"1.0"},
-      {"AtTheSignThatEndsTags", "<?xml version='1.0>'?><D/>"},
-      {"BeforeClosingTags",
-       "<D>" + repeated(4'000, repeated(50, "<A>") + "<?xml version=\">" + repeated(50, "</A>") + "\"?>") + "</D>"},
-      {"BeforeAComment", "<?XML version= '><!-- '?><D>" + repeated(200'000, "<A>") + "--></D>"},
-      {"BeforeACommentBehindAMark",
-       "\xEF\xBB\xBF<?xml encoding=\"\" version=\xEF\xBB\xBF\"><!-- \"?><D>" + repeated(200'000, "<A>") + "--></D>"},
-  };
-  for (const Row& row : kRows) {
-    SCOPED_TRACE(row.name);
-    test::loadDictionary(test::kDictionary);
-    ConfigurationFolder::write("cut.xml", row.text);
-    EXPECT_EQ(errorOf<std::runtime_error>([] { MD_FieldMap::reload_xml("cut.xml"); }),
-              "Failed to load field def file: cut.xml: an XML declaration that ends inside a quoted value");
+    EXPECT_EQ(error.find("Failed to load field def file: deep.xml"), 0u) << error;
     EXPECT_EQ(map().size(), 0u);
     expectUnknown(22, "BID");
   }
@@ -682,6 +676,86 @@ TEST_F(FieldMap, ReadsAnXmlFileWithCutCharactersBehindAByteOrderMark) {
     EXPECT_EQ(rows(), Rows{});
   }
 }
+
+TEST_F(FieldMap, NamesTheXmlStreamThatCannotBeLoaded) {
+  const auto errorOfText = [](const std::string& text, std::ios_base::iostate state) {
+    std::istringstream stream(text);
+    stream.setstate(state);
+    return errorOf<std::runtime_error>([&] { MD_FieldMap::reload_xml(stream, "a stream"); });
+  };
+  const std::string whole = xmlDefinitions(xmlEntry("A", "1", "INT"));
+  EXPECT_EQ(errorOfText(whole, std::ios_base::goodbit), "(no exception)");
+  EXPECT_EQ(rows(), (Rows{"A 1 2 #0"}));
+  EXPECT_EQ(errorOfText(whole, std::ios_base::badbit), "Failed to load field def file: a stream");
+  EXPECT_EQ(rows(), Rows{});
+  EXPECT_EQ(errorOfText("", std::ios_base::goodbit), "Failed to load field def file: a stream");
+  EXPECT_EQ(errorOfText(repeated(101, "<A>"), std::ios_base::goodbit),
+            "Failed to load field def file: a stream: elements nested deeper than 100");
+  EXPECT_EQ(rows(), Rows{});
+}
+
+#if !defined(_WIN32)
+
+// Files that can be read once. Reading them twice, to check and then to parse, would read something else the second
+// time, or wait for it.
+
+/// A named pipe, and a thread that writes `text` into it once someone reads.
+class Pipe {
+ public:
+  Pipe(const char* path, const std::string& text) : m_path(path) {
+    EXPECT_EQ(mkfifo(path, 0600), 0);
+    m_writer = std::thread([this, text] { std::ofstream(m_path, std::ios::binary) << text; });
+  }
+  ~Pipe() { m_writer.join(); }
+  Pipe(const Pipe&) = delete;
+  Pipe& operator=(const Pipe&) = delete;
+
+ private:
+  const char* m_path;
+  std::thread m_writer;
+};
+
+TEST_F(FieldMap, LoadsPipesThatAreNamed) {
+  {
+    const Pipe pipe("fields.xml", xmlDefinitions(xmlEntry("A", "1", "INT")));
+    MD_FieldMap::reload_xml("fields.xml");
+    EXPECT_EQ(rows(), (Rows{"A 1 2 #0"}));
+  }
+  {
+    // What is checked is what is parsed.
+    const Pipe pipe("deep.xml", repeated(200'000, "<A>"));
+    EXPECT_EQ(errorOf<std::runtime_error>([] { MD_FieldMap::reload_xml("deep.xml"); }),
+              "Failed to load field def file: deep.xml: elements nested deeper than 100");
+  }
+  {
+    const Pipe pipe("fields.txt", "B 2 DOUBLE\n");
+    MD_FieldMap::reload_text("fields.txt");
+    EXPECT_EQ(rows(), (Rows{"B 2 5 #0"}));
+  }
+}
+
+// A pipe on the search path has nobody who writes to it: opening it would wait for ever.
+TEST(FieldMapDeathTest, RefusesPipesOnTheSearchPath) {
+  test::expectInFreshProcess([] {
+    constexpr unsigned kHangsAfterS = 20;
+    alarm(kHangsAfterS);
+    const ConfigurationFolder folder;
+    ASSERT_EQ(mkdir("message", 0700), 0);
+    ASSERT_EQ(mkfifo("message/preferred.conf", 0600), 0);
+    EXPECT_EQ(MD_Message::createPreferred(false)->getPB(), 70);
+
+    ASSERT_EQ(mkfifo("field_map.txt", 0600), 0);
+    EXPECT_EQ(errorOf<std::runtime_error>([] { MD_FieldMap::reload(""); }), "Unable to open file: ./field_map.txt");
+    ConfigurationFolder::remove("field_map.txt");
+    ASSERT_EQ(mkfifo("FieldDefinition.xml", 0600), 0);
+    EXPECT_EQ(errorOf<std::runtime_error>([] { MD_FieldMap::reload(""); }),
+              "Failed to load field def file: ./FieldDefinition.xml");
+    // The search itself goes by existence alone.
+    EXPECT_EQ(file_search("FieldDefinition.xml", CONFIG_PATH, nullptr, "Korvane"), "./FieldDefinition.xml");
+  });
+}
+
+#endif
 
 // The default search --------------------------------------------------------------------------------------------------
 

@@ -62,11 +62,14 @@ class MD_API MD_FieldMap {
 
   /// Refills the dictionary: from the search path when `path` is empty, else from the XML file `path`.
   /// @throws std::runtime_error "Unable to open file: " or "Failed to load field def file: " with the path; look-ups
-  ///         then answer "unknown" until a reload succeeds. The same holds for the three below. Where a reload is the
+  ///         then answer "unknown" until a reload succeeds. The same holds for the four below. Where a reload is the
   ///         first use of the dictionary, the search path's file is loaded before it, and throws what that throws.
   static void reload(const std::string& path);
   /// Refills the dictionary from an XML file; an empty path leaves it empty.
   static void reload_xml(const std::string& path);
+  /// Refills the dictionary from XML in memory or elsewhere, read to its end.
+  /// @param name  stands for the path in error texts
+  static void reload_xml(std::istream& xml, const std::string& name);
   /// Refills the dictionary from a text file: entries of three tokens, name, id and type name.
   static void reload_text(const std::string& path);
   /// Refills the dictionary from text in memory or elsewhere, in the format of reload_text().
@@ -131,8 +134,9 @@ class MD_API MD_FieldMap {
   std::vector<const_iterator> m_id_index;
   std::vector<const_iterator> m_compact_index;
   std::vector<std::pair<std::size_t, const_iterator>> m_name_index;  // by the names' hashes, then ids
+  std::uint16_t m_largest_id = 0;
   std::uint16_t m_compact_count = 0;
-  alignas(4) std::array<FIELDS::packed_rec, 65536> m_packed{};  // aligned, so that none spans two cache lines
+  std::array<FIELDS::packed_rec, 65536> m_packed{};
 };
 
 }  // namespace MD

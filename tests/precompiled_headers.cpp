@@ -1,1 +1,0 @@
-// Compiled for the sake of the precompiled headers of its target alone.
