@@ -18,27 +18,26 @@
 
 #include <tinyxml.h>
 
-#include "assertion.h"
 #include "file_opening.h"
+#include "md_typemap.h"
 #include "xml_bounds.h"
 
 namespace MD {
 
-FieldMapLoader::FieldMapLoader(MD_FieldMap& map, const detail::TypeMap& types, const std::string& source)
-    : m_map(map), m_types(types), m_source(source) {
+FieldMapLoader::FieldMapLoader(MD_FieldMap& map, const std::string& source) : m_map(map), m_source(source) {
   m_map.m_compact_count = 0;
 }
 
 void FieldMapLoader::accept(std::string name, std::uint16_t id, const std::string& typeName) {
-  const auto type = m_types.find(typeName);
-  if (type == m_types.end()) {
+  const detail::FieldType* const type = detail::findType(typeName);
+  if (type == nullptr) {
     return;
   }
   if (m_map.m_compact_count == std::numeric_limits<std::uint16_t>::max()) {
     makeRows();
     throw std::runtime_error("Too many fields (more than 65535) in field def file: " + m_source);
   }
-  m_entries.push_back({id, m_map.m_compact_count, type->second.id, std::move(name)});
+  m_entries.push_back({id, m_map.m_compact_count, type->code, std::move(name)});
   ++m_map.m_compact_count;
 }
 
@@ -54,7 +53,6 @@ void FieldMapLoader::makeRows() {
 // The indexes are made apart and then put in place together: whatever fails for want of memory leaves every look-up
 // answering "unknown".
 void FieldMapLoader::finish() {
-  constexpr const char* kFile = "md_message/src/md_fieldmap";
   makeRows();
   const auto& rows = m_map.m_rows;
   const std::uint16_t largestId = rows.empty() ? std::uint16_t{0} : rows.rbegin()->id;
@@ -63,10 +61,6 @@ void FieldMapLoader::finish() {
   decltype(m_map.m_name_index) names;
   names.reserve(rows.size());
   for (auto i = rows.begin(); i != rows.end(); ++i) {
-    if (!detail::check(i->id < byId.size(), "i->id < m_id_index.size()", kFile, __LINE__) ||
-        !detail::check(i->compact < byCompact.size(), "i->compact < m_compact_index.size()", kFile, __LINE__)) {
-      continue;
-    }
     byId[i->id] = i;
     byCompact[i->compact] = i;
     names.emplace_back(std::hash<std::string>()(i->name), i);
@@ -75,7 +69,6 @@ void FieldMapLoader::finish() {
     return a.first != b.first ? a.first < b.first : a.second->id < b.second->id;
   });
 
-  m_map.m_largest_id = largestId;
   m_map.m_id_index.swap(byId);
   m_map.m_compact_index.swap(byCompact);
   m_map.m_name_index.swap(names);
@@ -187,7 +180,6 @@ const char* childText(const TiXmlElement& entry, const char* name) {
 /// Loads a file of these contents. Checked and parsed are the same bytes: the file may change meanwhile.
 /// @param isWhole  whether they could be read to their end
 void loadXml(MD_FieldMap& map, const std::string& path, std::string xml, bool isWhole) {
-  const TypeMap& types = TypeMap::shared();
   normaliseLineEnds(xml);
   const std::string exceeded = exceededXmlBound(xml);
   if (!exceeded.empty()) {
@@ -197,7 +189,7 @@ void loadXml(MD_FieldMap& map, const std::string& path, std::string xml, bool is
   if (!isWhole || !parseXml(document, xml)) {
     throw std::runtime_error(kXmlRefused + path);
   }
-  FieldMapLoader loader(map, types, path);
+  FieldMapLoader loader(map, path);
   const TiXmlElement* root = document.FirstChildElement();
   const TiXmlElement* fields = root != nullptr ? root->FirstChildElement("FieldDefinition") : nullptr;
   const TiXmlElement* entry = fields != nullptr ? fields->FirstChildElement("Entry") : nullptr;
@@ -215,8 +207,7 @@ void loadXml(MD_FieldMap& map, const std::string& path, std::string xml, bool is
 }  // namespace
 
 void loadTextStream(MD_FieldMap& map, std::istream& text, const std::string& name) {
-  const TypeMap types;
-  FieldMapLoader loader(map, types, name);
+  FieldMapLoader loader(map, name);
   EntryReader reader(text);
   while (reader.read()) {
     loader.accept(reader.name(), reader.id(), reader.typeName());

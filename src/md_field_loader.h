@@ -10,7 +10,6 @@
 
 #include "file_opening.h"
 #include "md/md_fieldmap.h"
-#include "md_typemap.h"
 
 namespace MD {
 
@@ -18,7 +17,7 @@ namespace MD {
 class FieldMapLoader {
  public:
   /// @param source  names the file in error texts
-  FieldMapLoader(MD_FieldMap& map, const detail::TypeMap& types, const std::string& source);
+  FieldMapLoader(MD_FieldMap& map, const std::string& source);
   FieldMapLoader(const FieldMapLoader&) = delete;
   FieldMapLoader& operator=(const FieldMapLoader&) = delete;
 
@@ -35,7 +34,6 @@ class FieldMapLoader {
 
   MD_FieldMap& m_map;
   std::vector<FIELDS::field_rec> m_entries;  // in file order
-  const detail::TypeMap& m_types;
   const std::string& m_source;
 };
 

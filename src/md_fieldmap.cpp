@@ -140,7 +140,6 @@ void MD_FieldMap::clear_data_structures(MD_FieldMap* map) {
   std::vector<const_iterator>().swap(map->m_compact_index);
   decltype(map->m_name_index)().swap(map->m_name_index);
   map->m_rows.clear();
-  map->m_largest_id = 0;
   map->m_compact_count = 0;
 }
 

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "assertion.h"
+#include "md_typemap.h"
 #include "record_message.h"
 
 namespace MD {
@@ -12,8 +13,8 @@ namespace {
 
 constexpr const char* kFile = "md_message/include/md/md_itermap";
 
-// Value widths by type code; those of strings and buffers stand in their length words.
-constexpr std::uint8_t kWidths[] = {0, 1, 4, 2, 4, 8, 0, 0, 0, 4, 4, 12, 0, 0, 0, 4, 4, 4, 4, 8, 8, 0, 8, 0};
+// By type code. The widths of strings and buffers are in their records.
+constexpr const auto& kWidths = detail::kIterMapWidths;
 
 constexpr std::uint32_t lengthWordBytes(std::uint8_t type) noexcept {
   return type == DATATYPES::STRING ? sizeof(std::uint16_t) : type == DATATYPES::BUFFER ? sizeof(std::uint32_t) : 0;

@@ -58,6 +58,9 @@ class XmlBounds {
         return "more than " + std::to_string(kMaxTags) + " tags";
       }
       position = behindTag(position);
+      if (m_isDeclarationCut) {
+        return "an XML declaration that ends inside a quoted value";
+      }
       if (m_depth > kMaxNesting) {
         return "elements nested deeper than " + std::to_string(kMaxNesting);
       }
@@ -84,7 +87,7 @@ class XmlBounds {
     if (startsWith(position, "</")) {
       m_depth -= m_depth != 0 ? 1U : 0U;
     } else if (startsDeclaration(m_text, position) && endsInsideValue(m_text.substr(position, end - position))) {
-      m_depth = kMaxNesting + 1;  // what follows may be part of the value or tags
+      m_isDeclarationCut = true;  // what follows may be part of the value or tags
     }
     return end;
   }
@@ -120,6 +123,7 @@ class XmlBounds {
   std::size_t m_tags = 0;
   std::size_t m_depth = 0;
   std::size_t m_attributes = 0;  // of the last element
+  bool m_isDeclarationCut = false;
 };
 
 }  // namespace

@@ -9,9 +9,9 @@
 
 namespace MD::detail {
 
-/// @return what there is too much of, by far more than a dictionary needs; empty for nothing. What is malformed may
-/// count
-///         for more than it is, never for less.
+/// @return why the text must not be parsed: what it has more of than a dictionary needs, or a declaration whose end is
+///         not known; empty for a text that may be parsed. What is malformed may count for more than it is, never for
+///         less.
 std::string exceededXmlBound(std::string_view text);
 
 /// Whether a character of several bytes lacks some of them. TinyXML, where it reads UTF-8, takes what follows in their

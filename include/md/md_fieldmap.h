@@ -134,9 +134,8 @@ class MD_API MD_FieldMap {
   std::vector<const_iterator> m_id_index;
   std::vector<const_iterator> m_compact_index;
   std::vector<std::pair<std::size_t, const_iterator>> m_name_index;  // by the names' hashes, then ids
-  std::uint16_t m_largest_id = 0;
   std::uint16_t m_compact_count = 0;
-  std::array<FIELDS::packed_rec, 65536> m_packed{};
+  alignas(4) std::array<FIELDS::packed_rec, 65536> m_packed{};  // aligned, so that none spans two cache lines
 };
 
 }  // namespace MD

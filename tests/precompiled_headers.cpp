@@ -1,0 +1,1 @@
+// Compiled for the sake of the precompiled headers of its target alone.
