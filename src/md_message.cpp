@@ -192,7 +192,7 @@ MD_Message::const_iterator MD_Message::const_iterator::operator++(int) {
 }
 
 std::ostream& operator<<(std::ostream& out, const MD_Message& message) {
-  MessagePrinter(out, message, MessagePrinter::kPlainMode, true).print(message.begin());
+  MessagePrinter(out, message, MessagePrinter::kPlainMode).print(message.begin());
   return out;
 }
 

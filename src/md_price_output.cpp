@@ -5,7 +5,7 @@
 namespace MD {
 
 std::ostream& operator<<(std::ostream& out, const PriceOutput& price) {
-  MessagePrinter(out, price.m_message, MessagePrinter::kPriceMode, true).print(price.m_message.begin());
+  MessagePrinter(out, price.m_message, MessagePrinter::kPriceMode).print(price.m_message.begin());
   return out;
 }
 

@@ -10,7 +10,6 @@
 #include "assertion.h"
 #include "md/md_frac_double.h"
 #include "report.h"
-#include "stream_state.h"
 
 namespace MD {
 namespace {
@@ -262,7 +261,6 @@ bool operator==(const MD_Variant& a, const MD_Variant& b) {
 }
 
 std::ostream& operator<<(std::ostream& out, const MD_Variant& value) {
-  const detail::StreamState state(out);
   switch (value.m_type) {
     case DATATYPES::CHAR:
       return out << value.get<char>();
@@ -285,8 +283,7 @@ std::ostream& operator<<(std::ostream& out, const MD_Variant& value) {
       if (buffer.size() == 0) {
         return out << "<BUFFER>";
       }
-      const std::string bytes(buffer.data(), buffer.data() + buffer.size());
-      return out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+      return out << std::string(buffer.data(), buffer.data() + buffer.size());
     }
     case DATATYPES::ULONG_INT:
     case DATATYPES::EPOCH_NSEC:

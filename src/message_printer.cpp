@@ -3,14 +3,15 @@
 #include <algorithm>
 #include <iomanip>
 #include <ios>
+#include <locale>
 #include <ostream>
 #include <stdexcept>
 #include <streambuf>
 #include <utility>
+#include <vector>
 
 #include "md/md_frac_double.h"
 #include "report.h"
-#include "stream_state.h"
 
 namespace MD {
 namespace {
@@ -24,6 +25,26 @@ bool endsWith(std::string_view name, std::string_view suffix) noexcept {
 }
 
 std::string withSuffix(std::string_view stem, std::string_view suffix) { return std::string(stem).append(suffix); }
+
+/// Gives a stream back with the flags and fill it came with, and the width 0.
+class StreamState {
+ public:
+  explicit StreamState(std::ostream& stream) : m_stream(stream), m_flags(stream.flags()), m_fill(stream.fill()) {
+    m_stream.width(0);
+  }
+  ~StreamState() {
+    m_stream.flags(m_flags);
+    m_stream.fill(m_fill);
+    m_stream.width(0);
+  }
+  StreamState(const StreamState&) = delete;
+  StreamState& operator=(const StreamState&) = delete;
+
+ private:
+  std::ostream& m_stream;
+  std::ios_base::fmtflags m_flags;
+  char m_fill;
+};
 
 /// Takes so many characters and refuses those behind.
 class LimitedText : public std::streambuf {
@@ -51,7 +72,7 @@ class LimitedText : public std::streambuf {
 }  // namespace
 
 void MessagePrinter::print(MD_Message::const_iterator field) {
-  const detail::StreamState state(m_out);
+  const StreamState state(m_out);
   m_out << std::left << std::setfill(' ');
   for (const auto end = m_message.end(); field != end; ++field) {
     printLine(*field);
@@ -67,7 +88,7 @@ MD_Message::const_iterator MessagePrinter::tolerantBegin(const MD_Message& messa
 void MessagePrinter::printLine(const MD_Message::const_iterator::Field& field) {
   const MD_FieldMap& map = m_message.fieldMap();
   const auto row = map.findById(field.id);
-  const bool isNamed = m_names && row != map.end();
+  const bool isNamed = row != map.end();
   if (m_mode == kPriceMode && isNamed && (printPrice(row->name, field.value) || isShownInPrice(row->name, field.id))) {
     return;
   }
@@ -98,18 +119,41 @@ bool MessagePrinter::printPrice(std::string_view name, const MD_Variant& value) 
 }
 
 /// Whether the field is the numerator or denominator of a price that this message prints.
-bool MessagePrinter::isShownInPrice(std::string_view name, std::uint16_t id) const {
+bool MessagePrinter::isShownInPrice(std::string_view name, std::uint16_t id) {
   for (const std::string_view suffix : {kNum, kDenom}) {
     if (endsWith(name, suffix)) {
-      std::int32_t ignored = 0;
-      const std::string_view stem = name.substr(0, name.size() - suffix.size());
       const MD_FieldMap& map = m_message.fieldMap();
       // Of two fields of the same name the price shows the one that the name leads to.
-      return map.packed(id).type == DATATYPES::INT && map.nameToId(std::string(name)) == id &&
-             readInt(withSuffix(stem, kWhole), ignored);
+      if (map.packed(id).type != DATATYPES::INT || map.nameToId(std::string(name)) != id) {
+        return false;
+      }
+      if (!m_printedStems) {
+        m_printedStems = printedStems();
+      }
+      return m_printedStems->count(name.substr(0, name.size() - suffix.size())) != 0;
     }
   }
   return false;
+}
+
+/// The stems of the prices that this message prints. Several rows of the dictionary may have a whole part's name.
+std::set<std::string_view> MessagePrinter::printedStems() const {
+  constexpr std::uint16_t kEndOfIteration = 65535;
+  const MD_FieldMap& map = m_message.fieldMap();
+  std::vector<std::uint16_t> ids;
+  m_message.getFieldIdsImpl(ids);
+  std::set<std::string_view> stems;
+  for (const std::uint16_t id : ids) {
+    if (id == kEndOfIteration) {
+      break;
+    }
+    std::int32_t ignored = 0;
+    const auto row = map.findById(id);
+    if (row != map.end() && row->type == DATATYPES::INT && endsWith(row->name, kWhole) && m_message.get(id, ignored)) {
+      stems.insert(std::string_view(row->name).substr(0, row->name.size() - kWhole.size()));
+    }
+  }
+  return stems;
 }
 
 /// Reads an `INT` field by name. @return false, `out` unchanged, when dictionary or message do not have it
@@ -132,9 +176,10 @@ void reportRemainder(const MD_Message& message) noexcept {
   report([&message] {
     LimitedText printed(kAlways + kForEachByte * message.getSizeImpl());
     std::ostream out(&printed);
+    out.imbue(std::locale::classic());
     out.exceptions(std::ios_base::badbit);
     try {
-      MessagePrinter(out, message, MessagePrinter::kPlainMode, true).print(MessagePrinter::tolerantBegin(message));
+      MessagePrinter(out, message, MessagePrinter::kPlainMode).print(MessagePrinter::tolerantBegin(message));
     } catch (const std::ios_base::failure&) {
       out.clear();  // the limit is reached, and the rest is left out
     }

@@ -5,6 +5,8 @@
 #include <cstdint>
 
 #include <iosfwd>
+#include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -17,9 +19,8 @@ class MessagePrinter {
   static constexpr std::int32_t kPlainMode = 0;
   static constexpr std::int32_t kPriceMode = 1;
 
-  /// @param names  whether to print names instead of ids where the dictionary has them
-  MessagePrinter(std::ostream& out, const MD_Message& message, std::int32_t mode, bool names)
-      : m_out(out), m_message(message), m_mode(mode), m_names(names) {}
+  MessagePrinter(std::ostream& out, const MD_Message& message, std::int32_t mode)
+      : m_out(out), m_message(message), m_mode(mode) {}
 
   /// Prints one line for each field from `field` on.
   void print(MD_Message::const_iterator field);
@@ -31,13 +32,14 @@ class MessagePrinter {
   void printLine(const MD_Message::const_iterator::Field& field);
   bool printPrice(std::string_view name, const MD_Variant& value);
   void printLabel(std::string_view label);
-  bool isShownInPrice(std::string_view name, std::uint16_t id) const;
+  bool isShownInPrice(std::string_view name, std::uint16_t id);
+  std::set<std::string_view> printedStems() const;
   bool readInt(const std::string& name, std::int32_t& out) const;
 
   std::ostream& m_out;
   const MD_Message& m_message;
   std::int32_t m_mode;
-  bool m_names;
+  std::optional<std::set<std::string_view>> m_printedStems;  // once they were asked for
 };
 
 namespace detail {

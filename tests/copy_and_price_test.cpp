@@ -743,6 +743,7 @@ class PricePrintOut : public testing::TestWithParam<Encoding> {
         "px_whole 20 INT PX_WHOLES 21 INT WHOLE 22 INT NUM 23 INT PXDENOM 24 INT "
         "TWICE_WHOLE 25 INT TWICE_NUM 26 INT TWICE_NUM 27 INT "
         "PX_WHOLE_WHOLE 28 INT PX_WHOLE_NUM 29 INT "
+        "PAIR_WHOLE 30 INT PAIR_WHOLE 31 INT PAIR_NUM 32 INT PAIR_DENOM 33 INT "
         "CH 40 CHAR QTY 41 INT SEQ 42 INT64 VOLA 43 FLOAT BID 44 DOUBLE SYMBOL 45 STRING BLOB 46 BUFFER "
         "WHEN 47 DATETIME RECV 48 EPOCH_NSEC THE_NAME_IS_22_LETTERS 49 INT HIGH 50000 INT");
   }
@@ -835,6 +836,14 @@ TEST_P(PricePrintOut, PricesStandInOneLine) {
        {{25, 12}, {26, 34}},
        "TWICE                  = 12.0\n"
        "TWICE_NUM              = 34\n"},
+      {"OfTwoWholePartsOfOneNameTheLowerShowsThePriceToo",
+       {{30, 12}, {32, 34}, {33, 100}},
+       "PAIR                   = 12.34\n"},
+      {"TheHigherOfTwoWholePartsOfOneName", {{32, 34}, {33, 100}, {31, 12}}, "PAIR                   = 12.34\n"},
+      {"BothWholePartsOfOneName",
+       {{30, 12}, {32, 34}, {31, 56}},
+       "PAIR                   = 12.34\n"
+       "PAIR                   = 56.34\n"},
       {"OnlyTheLastSuffixCounts",
        {{28, 12}, {29, 34}, {1, 56}},
        "PX_WHOLE               = 12.34\n"
@@ -951,7 +960,7 @@ TEST_P(PricePrintOut, StreamsComeBackAsTheyWere) {
   out << PriceOutput(*message);
   EXPECT_EQ(out.flags(), flags);
   EXPECT_EQ(out.fill(), '*');
-  EXPECT_EQ(out.width(), 30);
+  EXPECT_EQ(out.width(), 0);
   EXPECT_EQ(out.precision(), 3);
   // The caller's width and fill pad nothing, and prices are texts; other numbers follow the stream.
   EXPECT_EQ(out.str(),
@@ -959,10 +968,10 @@ TEST_P(PricePrintOut, StreamsComeBackAsTheyWere) {
             "QTY                    = 0XFF\n");
 
   out.str({});
-  out << *message;
+  out << std::setw(30) << *message;
   EXPECT_EQ(out.flags(), flags);
   EXPECT_EQ(out.fill(), '*');
-  EXPECT_EQ(out.width(), 30);
+  EXPECT_EQ(out.width(), 0);
   EXPECT_EQ(out.str(),
             "PX_WHOLE               = 0XC\n"
             "PX_NUM                 = 0X22\n"
@@ -970,10 +979,10 @@ TEST_P(PricePrintOut, StreamsComeBackAsTheyWere) {
             "QTY                    = 0XFF\n");
 
   out.str({});
-  out << PriceOutput(*emptyOf(GetParam()));
+  out << std::setw(30) << PriceOutput(*emptyOf(GetParam()));
   EXPECT_EQ(out.flags(), flags);
   EXPECT_EQ(out.fill(), '*');
-  EXPECT_EQ(out.width(), 30);
+  EXPECT_EQ(out.width(), 0);
   EXPECT_EQ(out.str(), "");
 }
 

@@ -16,6 +16,7 @@
 #include "support/captured_errors.h"
 #include "support/dictionary.h"
 #include "support/fresh_process.h"
+#include "support/grouping_locale.h"
 #include "support/messages.h"
 
 namespace MD::test {
@@ -422,6 +423,17 @@ TEST_F(ReportsDeathTest, OfWhatIsLeftAreNoLongerThanTheMessageAllows) {
       EXPECT_EQ(errors.take(), badFields(1) + remainder(printed.substr(0, limit)));
       EXPECT_EQ(printed.size() > limit, code != kMInt);
     }
+  });
+}
+
+// As the message prints to standard error, whose locale is the classic one.
+TEST_F(ReportsDeathTest, DoNotFollowTheGlobalLocale) {
+  expectInFreshProcess([] {
+    loadDictionary(kDictionary);
+    const GroupingGlobalLocale global;
+    CapturedErrors errors;
+    parse(kMInt, fromHex("06 FF FF 00 2C 01 04 87 D6 12 00"));
+    EXPECT_EQ(errors.take(), badField(65535, 0, 0) + remainder("QTY                    = 1234567\n"));
   });
 }
 

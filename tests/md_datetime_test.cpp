@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/grouping_locale.h"
+
 namespace MD {
 namespace {
 
@@ -186,7 +188,32 @@ TEST(DateTime, PrintingLeavesTheStreamAsItWas) {
   out << MD_DateTime(20240115, 93000000, -300);
   EXPECT_EQ(out.flags(), flags);
   EXPECT_EQ(out.fill(), '*');
-  EXPECT_EQ(out.width(), 9);
+}
+
+TEST(DateTime, TheWidthIsThatOfTheWholeText) {
+  const MD_DateTime value(20240115, 93000000, -300);
+  std::ostringstream out;
+  out << std::setfill('*') << std::left << std::setw(26) << value << '|' << std::right << std::setw(26) << value << '|'
+      << std::internal << std::setw(25) << value << '|' << std::setw(24) << value << '|' << std::setw(9) << value << '|'
+      << value;
+  EXPECT_EQ(out.str(),
+            "20240115 93000000 (-300)**|"
+            "**20240115 93000000 (-300)|"
+            "*20240115 93000000 (-300)|"
+            "20240115 93000000 (-300)|"
+            "20240115 93000000 (-300)|"
+            "20240115 93000000 (-300)");
+}
+
+TEST(DateTime, NumbersFollowTheStreamWithAndWithoutAWidth) {
+  const MD_DateTime value(20240115, 10, 1000);
+  std::ostringstream out;
+  out.imbue(test::groupingLocale());
+  out << std::showpos << std::setw(30) << value << '|' << value << '|';
+  out << std::noshowpos << std::hex << std::showbase << std::setw(30) << value << '|' << value;
+  EXPECT_EQ(out.str(),
+            "      +20.240.115 +10 (+1.000)|+20.240.115 +10 (+1.000)|"
+            "       0x1.34d.6f3 0xa (0x3e8)|0x1.34d.6f3 0xa (0x3e8)");
 }
 
 }  // namespace

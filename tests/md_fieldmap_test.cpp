@@ -11,7 +11,6 @@
 #include <fstream>
 #include <ios>
 #include <iterator>
-#include <locale>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -26,6 +25,7 @@
 #include "support/configuration.h"
 #include "support/dictionary.h"
 #include "support/fresh_process.h"
+#include "support/grouping_locale.h"
 
 namespace MD {
 namespace {
@@ -318,15 +318,10 @@ INSTANTIATE_TEST_SUITE_P(
     nameOfCase);
 
 TEST_F(FieldMap, ReadsTextFilesAlikeWhateverTheGlobalLocale) {
-  struct Grouping : std::numpunct<char> {
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\1"; }
-  };
-  ConfigurationFolder::write("fields.txt", "A 12.5 INT\nB 2 INT\n");
-  const std::locale previous = std::locale::global(std::locale(std::locale::classic(), new Grouping));
+  ConfigurationFolder::write("fields.txt", "A 12.500 INT\nB 2 INT\n");
+  const test::GroupingGlobalLocale global;
   MD_FieldMap::reload_text("fields.txt");
-  std::locale::global(previous);
-  // The id 12, then ".5" in the type's place, then "INT" as a name without an id.
+  // The id 12, then ".500" in the type's place, then "INT" as a name without an id.
   EXPECT_EQ(rows(), Rows{});
 }
 

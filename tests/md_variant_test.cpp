@@ -367,13 +367,14 @@ TEST(VariantMismatchDeathTest, StopsTheProcessByDefault) {
 
 // Print-out -----------------------------------------------------------------------------------------------------------
 
-TEST(VariantPrintOut, OfEachTag) {
-  struct Row {
-    const char* name;
-    MD_Variant value;
-    std::string text;
-  };
-  const Row kRows[] = {
+struct PrintedValue {
+  const char* name;
+  MD_Variant value;
+  std::string text;
+};
+
+std::vector<PrintedValue> printedValues() {
+  return {
       {"Nothing", MD_Variant(), "<VARIANT>"},
       {"Char", MD_Variant('x'), "x"},
       {"ZeroChar", MD_Variant('\0'), std::string(1, '\0')},
@@ -398,8 +399,11 @@ TEST(VariantPrintOut, OfEachTag) {
       {"DateTime", MD_Variant(MD_DateTime(20240115, 93000000, -300)), "20240115 93000000 (-300)"},
       {"EpochNS", MD_Variant(MD_EpochNS(18446744073709551615u)), "18446744073709551615"},
   };
+}
+
+TEST(VariantPrintOut, OfEachTag) {
   const test::RecordedAssertions assertions;
-  for (const Row& row : kRows) {
+  for (const PrintedValue& row : printedValues()) {
     SCOPED_TRACE(row.name);
     EXPECT_EQ(printed(row.value), row.text);
   }
@@ -415,7 +419,20 @@ TEST(VariantPrintOut, LeavesTheStreamAsItWas) {
     out << value;
     EXPECT_EQ(out.flags(), flags);
     EXPECT_EQ(out.fill(), '*');
-    EXPECT_EQ(out.width(), 9);
+  }
+}
+
+TEST(VariantPrintOut, TheWidthIsThatOfTheWholeText) {
+  for (const auto& [name, value, text] : printedValues()) {
+    SCOPED_TRACE(name);
+    const auto length = static_cast<int>(text.size());
+    std::ostringstream out;
+    out << std::setfill('*') << std::left << std::setw(length + 2) << value << '|' << std::right
+        << std::setw(length + 3) << value << '|' << std::setw(length) << value << '|' << std::setw(1) << value << '|';
+    std::string expected = text + "**|***" + text + "|" + text + "|";
+    expected += (text.empty() ? "*" : text) + "|";
+    EXPECT_EQ(out.str(), expected);
+    EXPECT_EQ(out.width(), 0);
   }
 }
 

@@ -74,7 +74,8 @@ class MD_DateTime {
   std::uint64_t m_packed = 0;
 };
 
-/// Writes date, one blank, time and the offset in parentheses, as in "20240115 93000000 (-300)".
+/// Writes date, one space, time and the offset in parentheses, as in "20240115 93000000 (-300)". The stream's width
+/// applies to the whole text.
 MD_API std::ostream& operator<<(std::ostream& out, const MD_DateTime& value);
 
 }  // namespace MD

@@ -336,7 +336,7 @@ class MD_API MD_Message::const_iterator {
 
 /// Prints a message, one field a line: its name (the id, when the dictionary does not know it) in a column of 22
 /// characters, " = ", the value. Asserts that each field can be read; when the assertion's handler returns, "<VARIANT>"
-/// stands for one that cannot.
+/// stands for one that cannot. The stream's width is ignored, and 0 afterwards.
 MD_API std::ostream& operator<<(std::ostream& out, const MD_Message& message);
 
 }  // namespace MD

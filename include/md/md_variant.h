@@ -130,7 +130,8 @@ MD_API std::string MD_Variant::get<std::string>() const;
 inline void swap(MD_Variant& a, MD_Variant& b) noexcept { a.swap(b); }
 
 /// Writes the value: numbers as the stream does, doubles as exact decimal text, strings and buffers as they are,
-/// "<BUFFER>" for an empty buffer, "<MAP>" for folded ints, "<VARIANT>" for nothing or an unknown tag.
+/// "<BUFFER>" for an empty buffer, "<MAP>" for folded ints, "<VARIANT>" for nothing or an unknown tag. The stream's
+/// width applies to the whole text.
 MD_API std::ostream& operator<<(std::ostream& out, const MD_Variant& value);
 
 }  // namespace MD
