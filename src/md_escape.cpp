@@ -1,0 +1,93 @@
+#include "md/md_escape.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace MD {
+namespace {
+
+constexpr char kHexDigits[] = "0123456789abcdef";
+
+struct Character {
+  std::uint32_t codePoint;
+  std::size_t lengthBytes;  ///< 0: no character starts here
+};
+
+/// The character of several bytes at the start of `text`: neither overlong, nor a surrogate, nor above U+10FFFF.
+Character longCharacter(std::string_view text) noexcept {
+  const auto lead = static_cast<std::uint8_t>(text[0]);
+  const std::size_t length = lead < 0xc2 ? 0 : lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : lead < 0xf5 ? 4 : 0;
+  if (length == 0 || length > text.size()) {
+    return {0, 0};
+  }
+  std::uint32_t codePoint = lead & (0x7fU >> length);
+  for (std::size_t i = 1; i < length; ++i) {
+    const auto byte = static_cast<std::uint8_t>(text[i]);
+    if ((byte & 0xc0) != 0x80) {
+      return {0, 0};
+    }
+    codePoint = codePoint << 6 | (byte & 0x3fU);
+  }
+  constexpr std::uint32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
+  if (codePoint < kLeast[length] || codePoint > 0x10ffff || (codePoint >= 0xd800 && codePoint <= 0xdfff)) {
+    return {0, 0};
+  }
+  return {codePoint, length};
+}
+
+/// Whether a terminal may obey a character of several bytes, or show what is not there.
+bool isControl(std::uint32_t codePoint) noexcept {
+  const auto isWithin = [codePoint](std::uint32_t first, std::uint32_t last) {
+    return codePoint >= first && codePoint <= last;
+  };
+  return isWithin(0x80, 0x9f) || codePoint == 0x61c || isWithin(0x200e, 0x200f) || isWithin(0x2028, 0x202e) ||
+         isWithin(0x2066, 0x2069);
+}
+
+void appendByte(std::uint8_t byte, std::string& out) {
+  out += "\\x";
+  out += kHexDigits[byte >> 4];
+  out += kHexDigits[byte & 15];
+}
+
+void appendCodePoint(std::uint32_t codePoint, std::string& out) {
+  out += "\\u{";
+  unsigned shift = 20;
+  while (codePoint >> shift == 0) {
+    shift -= 4;
+  }
+  for (;; shift -= 4) {
+    out += kHexDigits[codePoint >> shift & 15];
+    if (shift == 0) {
+      break;
+    }
+  }
+  out += '}';
+}
+
+}  // namespace
+
+void appendEscaped(std::string_view text, std::string& out) {
+  while (!text.empty()) {
+    const auto byte = static_cast<std::uint8_t>(text[0]);
+    std::size_t lengthBytes = 1;
+    if (byte >= 0x80) {
+      const Character character = longCharacter(text);
+      lengthBytes = character.lengthBytes != 0 ? character.lengthBytes : 1;
+      if (character.lengthBytes == 0) {
+        appendByte(byte, out);
+      } else if (isControl(character.codePoint)) {
+        appendCodePoint(character.codePoint, out);
+      } else {
+        out.append(text, 0, lengthBytes);
+      }
+    } else if (byte < 0x20 || byte == 0x7f) {
+      appendByte(byte, out);
+    } else {
+      out.append(byte == '\\' ? 2 : 1, text[0]);
+    }
+    text.remove_prefix(lengthBytes);
+  }
+}
+
+}  // namespace MD
