@@ -21,6 +21,7 @@
 #include "md/md_fieldmap.h"
 #include "md/md_message.h"
 #include "md/md_price_output.h"
+#include "md/md_report.h"
 
 using MD::MD_FieldMap;
 using MD::MD_Message;
@@ -357,5 +358,7 @@ bool MD_FieldMap_reload_text_memory(const char* text, size_t length, char* error
 }
 
 MD_AssertionHandler MD_set_assertion_handler(MD_AssertionHandler handler) { return MD::set_assertion_handler(handler); }
+
+MD_ReportHandler MD_set_report_handler(MD_ReportHandler handler) { return MD::set_report_handler(handler); }
 
 const char* MD_version(void) { return MD_VERSION; }

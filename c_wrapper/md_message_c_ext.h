@@ -175,6 +175,16 @@ typedef void (*MD_AssertionHandler)(const char* expression, const char* file, un
  * Returns the handler that was installed before, null when it was the default. Needs no memory; thread-safe. */
 MD_C_API MD_AssertionHandler MD_set_assertion_handler(MD_AssertionHandler handler);
 
+/* Called with the whole text of one diagnostic instead of writing it to standard error: `length` characters, line ends
+ * included, that hold raw bytes of received messages (NUL too), and a NUL behind them; valid until it returns. It may
+ * be called from several threads at once, by any function that reports. It must not leave by an exception or longjmp.
+ */
+typedef void (*MD_ReportHandler)(const char* text, size_t length);
+
+/* Installs `handler` for the whole process; null restores the default, which writes each diagnostic to standard error.
+ * Returns the handler that was installed before, null when it was the default. Needs no memory; thread-safe. */
+MD_C_API MD_ReportHandler MD_set_report_handler(MD_ReportHandler handler);
+
 /* The library's version, "major.minor.patch": a constant that is never released. Needs no memory. */
 MD_C_API const char* MD_version(void);
 

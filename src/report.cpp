@@ -3,7 +3,18 @@
 #include <iostream>
 #include <mutex>
 
-namespace MD::detail {
+#include "md/md_report.h"
+
+namespace MD {
+namespace {
+
+std::atomic<ReportHandler> g_handler{nullptr};
+
+}  // namespace
+
+ReportHandler set_report_handler(ReportHandler handler) noexcept { return g_handler.exchange(handler); }
+
+namespace detail {
 namespace {
 
 std::string fieldLines(std::uint16_t id, std::uint8_t type, std::size_t sizeBytes) {
@@ -15,7 +26,11 @@ std::string fieldLines(std::uint16_t id, std::uint8_t type, std::size_t sizeByte
 
 }  // namespace
 
-void writeReport(std::string_view text) {
+void writeReport(const std::string& text) {
+  if (const ReportHandler handler = g_handler.load()) {
+    handler(text.c_str(), text.size());
+    return;
+  }
   // A stream of the caller's own behind std::cerr need not be safe for two threads. Never destroyed, for reports at
   // exit.
   static auto& mutex = *new std::mutex;
@@ -31,4 +46,5 @@ void reportField(std::string_view line, std::uint16_t id, std::uint8_t type, std
   report([&] { return std::string(line) + '\n' + fieldLines(id, type, sizeBytes); });
 }
 
-}  // namespace MD::detail
+}  // namespace detail
+}  // namespace MD

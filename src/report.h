@@ -1,5 +1,6 @@
-// Diagnostics on standard error. A report is composed whole and written in one piece, so that the reports of two
-// threads never interleave. One that cannot be composed or written is lost: it must not stop an operation halfway.
+// Diagnostics, on standard error or to the program's handler (md/md_report.h). A report is composed whole and written
+// in one piece, so that the reports of two threads never interleave. One that cannot be composed or written is lost: it
+// must not stop an operation halfway.
 #ifndef MD_SRC_REPORT_H
 #define MD_SRC_REPORT_H
 
@@ -12,14 +13,14 @@
 
 namespace MD::detail {
 
-/// Writes what `compose` returns to standard error.
+/// Reports what `compose` returns, a std::string.
 template <class Compose>
 void report(Compose compose) noexcept;
 
-/// Writes the three lines that follow every report about a field. The type goes out as the raw byte.
+/// Reports the three lines that follow every report about a field. The type goes out as the raw byte.
 void reportFieldLines(std::uint16_t id, std::uint8_t type, std::size_t sizeBytes) noexcept;
 
-/// Writes `line`, a line end and the field's three lines.
+/// Reports `line`, a line end and the field's three lines.
 void reportField(std::string_view line, std::uint16_t id, std::uint8_t type, std::size_t sizeBytes) noexcept;
 
 /// Counts the reports of bad fields, one counter an encoding and process: hostile input must not fill a log.
@@ -44,8 +45,8 @@ class BadFieldReports {
   std::atomic<int> m_written{0};
 };
 
-/// Writes `text` to standard error in one piece.
-void writeReport(std::string_view text);
+/// Hands `text` to the installed handler, or writes it to standard error in one piece.
+void writeReport(const std::string& text);
 
 template <class Compose>
 void report(Compose compose) noexcept {

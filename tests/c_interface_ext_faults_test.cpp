@@ -206,7 +206,8 @@ TEST(CInterfaceExtWithoutMemory, ReadAndLookUp) {
     isRight = isRight && std::strcmp(MD_FieldMap_idToName(kLong), kLongName) == 0;
     isRight = isRight && MD_FieldMap_idToType(kLong, &type) && type == MD_TYPE_STRING;
     isRight = isRight && MD_FieldMap_copyIds(ids, 64, &count) && count == MD_FieldMap_size();
-    isRight = isRight && MD_set_assertion_handler(nullptr) == nullptr && *MD_version() != '\0';
+    isRight = isRight && MD_set_assertion_handler(nullptr) == nullptr && MD_set_report_handler(nullptr) == nullptr &&
+              *MD_version() != '\0';
   });
   EXPECT_FALSE(run.hasThrown);
   EXPECT_FALSE(run.hasFailed);

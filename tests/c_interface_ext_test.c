@@ -74,6 +74,30 @@ static void handlerAndVersion(void) {
   CHECK(MD_version() == MD_version());
 }
 
+static char g_report[200];
+static size_t g_reportLength = 0;
+
+static void noteReport(const char* text, size_t length) {
+  g_reportLength = length;
+  if (length < sizeof g_report) {
+    memcpy(g_report, text, length + 1);
+  }
+}
+
+static void reportHandler(void) {
+  const char expected[] =
+      "mInt Error: Attempting to ADD a field with incorrect id!\n"
+      "  Field id:   999\n  Field type: \x02\n  Field size: 1\n";
+  const MD_MessageHandle message = MD_mInt_new();
+  CHECK(MD_set_report_handler(noteReport) == NULL);
+  CHECK(!MD_Message_addInt(message, kUnknown, 5));
+  CHECK(MD_set_report_handler(NULL) == noteReport);
+  CHECK(g_reportLength == sizeof expected - 1);
+  CHECK(memcmp(g_report, expected, sizeof expected) == 0);
+  CHECK(MD_set_report_handler(NULL) == NULL);
+  MD_Message_delete(message);
+}
+
 /* ---- Making messages ---- */
 
 static void messagesOfACode(void) {
@@ -492,6 +516,7 @@ int main(int argc, char** argv) {
     return reportChecks();
   }
   handlerAndVersion();
+  reportHandler();
   messagesOfACode();
   preferredMessages();
   messagesOfTheSameKind();

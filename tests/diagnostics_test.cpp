@@ -18,6 +18,7 @@
 #include "support/fresh_process.h"
 #include "support/grouping_locale.h"
 #include "support/messages.h"
+#include "support/recorded_reports.h"
 
 namespace MD::test {
 namespace {
@@ -237,6 +238,18 @@ class BadFieldDeathTest : public testing::TestWithParam<BadFieldCase> {
     EXPECT_EQ(errors.take(), GetParam().text);
     EXPECT_EQ(assertions.entries(), std::vector<std::string>());
   }
+  static void parseForAHandlerAndCompare() {
+    loadDictionary(kDictionary);
+    CapturedErrors errors;
+    const RecordedReports reports;
+    parse(GetParam().code, fromHex(GetParam().bytes));
+    std::string text;
+    for (const std::string& report : RecordedReports::take()) {
+      text += report;
+    }
+    EXPECT_EQ(text, GetParam().text);
+    EXPECT_EQ(errors.take(), "");
+  }
   static void makeAndCompare() {
     loadDictionary(kDictionary);
     const Bytes bytes = fromHex(GetParam().bytes);
@@ -249,6 +262,8 @@ class BadFieldDeathTest : public testing::TestWithParam<BadFieldCase> {
 TEST_P(BadFieldDeathTest, IsReportedToTheLetterByParsing) { expectInFreshProcess(&parseAndCompare); }
 
 TEST_P(BadFieldDeathTest, IsReportedToTheLetterByTheFactory) { expectInFreshProcess(&makeAndCompare); }
+
+TEST_P(BadFieldDeathTest, IsReportedToTheLetterToAHandler) { expectInFreshProcess(&parseForAHandlerAndCompare); }
 
 INSTANTIATE_TEST_SUITE_P(Each, BadFieldDeathTest, testing::ValuesIn(kBadFieldCases),
                          [](const auto& row) { return std::string(row.param.name); });

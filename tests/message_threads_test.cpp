@@ -15,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include "md/md_message.h"
+#include "md/md_report.h"
 #include "support/captured_errors.h"
 #include "support/configuration.h"
 #include "support/dictionary.h"
@@ -186,6 +187,19 @@ TEST_P(MessageThreads, ReportWholeLines) {
     expected += report(line, id::kUnknown, 1, 1);
   }
   EXPECT_EQ(errors.take(), expected);
+}
+
+TEST_P(MessageThreads, ReportToAHandlerFromWhereverTheyAre) {
+  static std::atomic<int> reports;
+  reports = 0;
+  const ReportHandler previous = set_report_handler([](const char*, std::size_t) { ++reports; });
+  inThreads(kThreads, [&](int) {
+    for (int round = 0; round < 50; ++round) {
+      make()->add(id::kUnknown, 'x');
+    }
+  });
+  set_report_handler(previous);
+  EXPECT_EQ(reports, kThreads * 50);
 }
 
 /// Expects `text` to be bad-field reports and dumps of what was left, whole ones in any order.
