@@ -5,10 +5,10 @@
 #include <memory>
 #include <string>
 
-#include "dump.h"
 #include "fuzz_dictionary.h"
 #include "fuzz_target.h"
 #include "md/md_message.h"
+#include "messages/dump.h"
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   MD::fuzz::useDictionary();

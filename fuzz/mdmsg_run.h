@@ -7,10 +7,10 @@
 #include <sstream>
 #include <string>
 
-#include "commands.h"
-#include "diagnostics.h"
+#include "base/diagnostics.h"
+#include "base/output.h"
+#include "commands/commands.h"
 #include "fuzz_dictionary.h"
-#include "output.h"
 
 namespace MD::fuzz {
 

@@ -1,7 +1,7 @@
 # Writes INPUT, a text file, into OUTPUT, a C++ source, as the string constant MD::tool::kBuiltInDictionary.
 file(READ "${INPUT}" text)
 file(CONFIGURE OUTPUT "${OUTPUT}" @ONLY CONTENT [[
-#include "dictionary.h"
+#include "dictionary/dictionary.h"
 
 namespace MD::tool {
 

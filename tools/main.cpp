@@ -8,8 +8,8 @@
 #include <stdio.h>
 #endif
 
-#include "platform.h"
-#include "tool.h"
+#include "base/platform.h"
+#include "command_line/tool.h"
 
 int main(int argc, char** argv) {
 #if defined(SIGPIPE)

@@ -11,8 +11,8 @@
 
 #include <gtest/gtest.h>
 
+#include "command_line/tool.h"
 #include "support/configuration.h"
-#include "tool.h"
 
 namespace MD::test {
 

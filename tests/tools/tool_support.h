@@ -11,10 +11,10 @@
 #include <utility>
 #include <vector>
 
-#include "diagnostics.h"
-#include "message_source.h"
-#include "output.h"
+#include "base/diagnostics.h"
+#include "base/output.h"
 #include "support/dictionary.h"
+#include "transport/message_source.h"
 
 namespace MD::test {
 

@@ -1,0 +1,241 @@
+// Help, manual page and completions, which all come from one table.
+#include <cstdlib>
+
+#include <algorithm>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tools/program_support.h"
+
+namespace {
+
+using MD::test::contentsOf;
+using MD::test::Program;
+using MD::test::Result;
+
+std::vector<std::string> linesIn(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream stream(text);
+  for (std::string line; std::getline(stream, line);) {
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+class Help : public Program {
+ protected:
+  /// The indented lines under a heading, up to the next line that is not.
+  static std::vector<std::string> under(const std::string& heading, const std::string& help) {
+    const std::vector<std::string> lines = linesIn(help);
+    auto line = std::find(lines.begin(), lines.end(), heading);
+    std::vector<std::string> found;
+    if (line != lines.end()) {
+      for (++line; line != lines.end() && line->rfind("  ", 0) == 0; ++line) {
+        found.push_back(line->substr(2));
+      }
+    }
+    return found;
+  }
+
+  /// Every command line that has a help of its own: "", "encode", "dict", "dict check" and so on.
+  static std::vector<std::string> commands(const std::string& outer = {}) {
+    std::vector<std::string> all{outer};
+    for (const std::string& line : under("Subcommands:", mdmsg(outer + " --help").out)) {
+      const std::string name = line.substr(0, line.find(' '));
+      if (!name.empty()) {
+        const auto inner = commands(outer.empty() ? name : outer + ' ' + name);
+        all.insert(all.end(), inner.begin(), inner.end());
+      }
+    }
+    return all;
+  }
+
+  /// The long options that a help lists.
+  static std::vector<std::string> optionsIn(const std::string& help) {
+    std::vector<std::string> options;
+    for (const std::string& line : under("Options:", help)) {
+      const std::size_t begin = line.rfind("-h,", 0) == 0 ? 3 : 0;
+      if (line.compare(begin, 2, "--") == 0) {
+        options.push_back(line.substr(begin, line.find_first_of(" ,", begin) - begin));
+      }
+    }
+    return options;
+  }
+};
+
+TEST_F(Help, EveryCommandHasThreeExamplesToCopy) {
+  const std::vector<std::string> all = commands();
+  for (const char* const expected : {"encode", "decode", "convert", "dump", "stats", "generate", "replay", "listen",
+                                     "dict", "dict check", "dict convert", "dict diff", "dict show", "dict derive"}) {
+    EXPECT_NE(std::find(all.begin(), all.end(), expected), all.end()) << expected;
+  }
+  for (const std::string& command : all) {
+    SCOPED_TRACE(command);
+    const Result help = mdmsg(command + " --help");
+    EXPECT_EQ(help.status, 0);
+    EXPECT_EQ(help.err, "");
+    const auto examples = under("Examples:", help.out);
+    EXPECT_EQ(examples.size(), 3U);
+    for (const std::string& example : examples) {
+      EXPECT_NE(example.find(command.empty() ? "mdmsg " : "mdmsg " + command), std::string::npos) << example;
+    }
+  }
+}
+
+TEST_F(Help, ExamplesUseOptionsThatThereAre) {
+  for (const std::string& command : commands()) {
+    const std::string help = mdmsg(command + " --help").out;
+    const auto options = optionsIn(help);
+    for (const std::string& example : under("Examples:", help)) {
+      // The part of a pipe that is about this command.
+      const std::size_t begin = example.find("mdmsg " + command);
+      std::istringstream words(example.substr(begin, example.find('|', begin) - begin));
+      for (std::string word; !command.empty() && words >> word;) {
+        if (word.rfind("--", 0) == 0) {
+          EXPECT_NE(std::find(options.begin(), options.end(), word), options.end()) << example;
+        }
+      }
+    }
+  }
+}
+
+TEST_F(Help, TheManualPageHoldsEveryCommandAndOption) {
+  const std::string page = mdmsg("describe man").out;
+  const auto holds = [&](std::string text) {
+    for (std::size_t at = text.find('-'); at != text.npos; at = text.find('-', at + 2)) {
+      text.replace(at, 1, "\\-");
+    }
+    return page.find(text) != page.npos;
+  };
+  for (const std::string& command : commands()) {
+    EXPECT_TRUE(command.empty() || command == "dict" || holds(".SS mdmsg " + command + '\n')) << command;
+    for (const std::string& option : optionsIn(mdmsg(command + " --help").out)) {
+      EXPECT_TRUE(holds("\\fB" + option + "\\fR")) << option;
+    }
+  }
+  EXPECT_EQ(page.find("mdmsg describe"), page.npos);
+}
+
+TEST_F(Help, ADescriptionNeedsAForm) {
+  EXPECT_EQ(mdmsg("describe"), (Result{"", "mdmsg: FORM is required\nTry \"mdmsg --help\".\n", 2}));
+  EXPECT_EQ(mdmsg("describe html"),
+            (Result{"", "mdmsg: FORM: html not in {man,bash,zsh,fish}\nTry \"mdmsg --help\".\n", 2}));
+}
+
+#ifndef _WIN32
+
+class Completion : public Program {
+ protected:
+  static bool hasProgram(const std::string& name) {
+    return std::system(("command -v " + name + " >/dev/null 2>&1").c_str()) == 0;
+  }
+
+  /// What a shell script writes.
+  static std::string outputOf(const std::string& interpreter, const std::string& script) {
+    write("script", script);
+    const int status = std::system((interpreter + " script >shown 2>&1 </dev/null").c_str());
+    EXPECT_EQ(status, 0);
+    return contentsOf("shown");
+  }
+};
+
+TEST_F(Completion, TheManualPageIsSetWithoutAWarning) {
+  if (!hasProgram("groff")) {
+    GTEST_SKIP() << "there is no groff";
+  }
+  write("mdmsg.1", mdmsg("describe man").out);
+  EXPECT_EQ(std::system("groff -man -Tutf8 -ww -z mdmsg.1 >shown 2>&1"), 0);
+  EXPECT_EQ(contentsOf("shown"), "");
+  EXPECT_EQ(std::system("groff -man -Tascii -P-c mdmsg.1 >shown 2>&1"), 0);
+  const std::string page = contentsOf("shown");
+  EXPECT_NE(page.find("--first-id"), page.npos);
+  // What an apostrophe or a dot at the beginning of a line would swallow.
+  EXPECT_NE(page.find("echo '{\"SYMBOL\":\"AB\",\"BID\":101.25}' | mdmsg encode --encoding mInt"), page.npos) << page;
+}
+
+TEST_F(Completion, BashCompletesCommandsOptionsAndValues) {
+  if (!hasProgram("bash")) {
+    GTEST_SKIP() << "there is no bash";
+  }
+  write("mdmsg.bash", mdmsg("describe bash").out);
+  EXPECT_EQ(outputOf("bash",
+                     "set -u\n"
+                     ". ./mdmsg.bash\n"
+                     "complete -p mdmsg\n"
+                     "try() {\n"
+                     "  COMP_WORDS=(\"$@\") COMP_CWORD=$(($# - 1)) COMPREPLY=()\n"
+                     "  _mdmsg\n"
+                     "  echo \"$*: ${COMPREPLY[*]-}\"\n"
+                     "}\n"
+                     "try mdmsg d\n"
+                     "try mdmsg dict c\n"
+                     "try mdmsg dict convert --to ''\n"
+                     "try mdmsg convert --to m\n"
+                     "try mdmsg decode --form\n"
+                     "try mdmsg decode --format = j\n"
+                     "try mdmsg decode --format =\n"
+                     "try mdmsg decode --dictionary fi\n"
+                     "try mdmsg --v\n"),
+            "complete -o default -F _mdmsg mdmsg\n"
+            "mdmsg d: decode dump dict\n"
+            "mdmsg dict c: check convert\n"
+            "mdmsg dict convert --to : text xml\n"
+            "mdmsg convert --to m: mInt\n"
+            "mdmsg decode --form: --format\n"
+            "mdmsg decode --format = j: json\n"
+            "mdmsg decode --format =: text json csv\n"
+            "mdmsg decode --dictionary fi: \n"
+            "mdmsg --v: --version\n");
+}
+
+TEST_F(Completion, FishCompletesCommandsOptionsAndValues) {
+  if (!hasProgram("fish")) {
+    GTEST_SKIP() << "there is no fish";
+  }
+  write("mdmsg.fish", mdmsg("describe fish").out);
+  EXPECT_EQ(outputOf("HOME=$PWD fish --no-config",
+                     "source mdmsg.fish\n"
+                     "for line in 'mdmsg dict c' 'mdmsg dict convert --to ' 'mdmsg decode --form' "
+                     "'mdmsg decode --format=j' 'mdmsg decode --dictionary fi'\n"
+                     "  complete -C $line | string replace -r '\\t.*' ''\n"
+                     "end\n"
+                     "true\n"),
+            "check\n"
+            "convert\n"
+            "text\n"
+            "xml\n"
+            "--format\n"
+            "--format=json\n"
+            "fields.txt\n");
+}
+
+TEST_F(Completion, ZshCompletesCommandsAndOptions) {
+  if (!hasProgram("zsh")) {
+    GTEST_SKIP() << "there is no zsh";
+  }
+  write("functions/_mdmsg", mdmsg("describe zsh").out);
+  // Completion needs a terminal, which a shell of its own is given here.
+  const std::string shown = outputOf("timeout 60 zsh -f",
+                                     "zmodload zsh/zpty\n"
+                                     "zpty shell zsh -f -i\n"
+                                     "zpty -w shell \"PS1='> '; fpath=($PWD/functions \\$fpath)\"\n"
+                                     "zpty -w shell 'autoload -Uz compinit; compinit -u -D; echo rea\"dy\"'\n"
+                                     "zpty -r -m shell text '*ready*'\n"
+                                     "zpty -w -n shell $'mdmsg dict c\\t\\t'\n"
+                                     "zpty -r -m shell text '*convert*'\n"
+                                     "print -r -- $text\n"
+                                     "zpty -w -n shell $'\\x15mdmsg decode --form\\t'\n"
+                                     "zpty -r -m shell text '*format*'\n"
+                                     "print -r -- $text\n"
+                                     "zpty -d shell\n");
+  EXPECT_NE(shown.find("Tell what is wrong with definition files"), shown.npos) << shown;
+  EXPECT_NE(shown.find("Text to XML and back"), shown.npos) << shown;
+  EXPECT_NE(shown.find("format"), shown.npos) << shown;
+}
+
+#endif
+
+}  // namespace

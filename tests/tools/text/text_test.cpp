@@ -1,0 +1,224 @@
+// Single values, names and reports as text.
+#include <cmath>
+#include <cstring>
+
+#include <limits>
+
+#include <gtest/gtest.h>
+
+#include "base/utf8.h"
+#include "dictionary/field_names.h"
+#include "md/md_datatypes.h"
+#include "text/json_text.h"
+#include "text/value_text.h"
+#include "tools/tool_support.h"
+
+namespace {
+
+using namespace MD::tool;
+using MD::test::lineErrorOf;
+
+template <class T>
+std::string wholeText(T value) {
+  std::string text;
+  appendWhole(value, text);
+  return text;
+}
+
+template <class T>
+std::string realText(T value) {
+  std::string text;
+  appendReal(value, text);
+  return text;
+}
+
+TEST(WholeNumber, KeepsEveryDigit) {
+  EXPECT_EQ(parseWhole<std::int64_t>("-9223372036854775808", "INT64"), std::numeric_limits<std::int64_t>::min());
+  EXPECT_EQ(parseWhole<std::uint64_t>("18446744073709551615", "x"), std::numeric_limits<std::uint64_t>::max());
+  EXPECT_EQ(wholeText(std::numeric_limits<std::int64_t>::min()), "-9223372036854775808");
+  EXPECT_EQ(wholeText(std::numeric_limits<std::uint64_t>::max()), "18446744073709551615");
+  EXPECT_EQ(wholeText(std::numeric_limits<std::int32_t>::min()), "-2147483648");
+}
+
+TEST(WholeNumber, RefusesWhatIsNotOneOrDoesNotFit) {
+  const struct {
+    const char* text;
+    const char* error;
+  } cases[] = {
+      {"2147483648", "2147483648 does not fit INT (-2147483648 to 2147483647)"},
+      {"-2147483649", "-2147483649 does not fit INT (-2147483648 to 2147483647)"},
+      {"99999999999999999999999", "99999999999999999999999 does not fit INT (-2147483648 to 2147483647)"},
+      {"1.5", "\"1.5\" is not a whole number"},
+      {"5 ", "\"5 \" is not a whole number"},
+      {" 5", "\" 5\" is not a whole number"},
+      {"+5", "\"+5\" is not a whole number"},
+      {"5x", "\"5x\" is not a whole number"},
+      {"0x10", "\"0x10\" is not a whole number"},
+      {"-", "\"-\" is not a whole number"},
+      {"", "\"\" is not a whole number"},
+      {"1e3", "\"1e3\" is not a whole number"},
+  };
+  for (const auto& [text, error] : cases) {
+    SCOPED_TRACE(text);
+    EXPECT_EQ(lineErrorOf([value = text] { parseWhole<std::int32_t>(value, "INT"); }), error);
+  }
+  EXPECT_EQ(lineErrorOf([] { parseWhole<std::uint64_t>("-1", "EPOCH_NSEC"); }),
+            "-1 does not fit EPOCH_NSEC (0 to 18446744073709551615)");
+}
+
+TEST(RealNumber, ShortestTextGivesTheSameValueBack) {
+  const struct {
+    double value;
+    const char* text;
+  } cases[] = {
+      {0.0, "0"},
+      {-0.0, "-0.0"},
+      {0.1, "0.1"},
+      {101.25, "101.25"},
+      {-3.0, "-3"},
+      {1e22, "1e+22"},
+      {5e-324, "5e-324"},
+      {1.7976931348623157e308, "1.7976931348623157e+308"},
+      {0.30000000000000004, "0.30000000000000004"},
+  };
+  for (const auto& [value, text] : cases) {
+    SCOPED_TRACE(text);
+    EXPECT_EQ(realText(value), text);
+    const auto parsed = parseReal<double>(text);
+    EXPECT_EQ(std::memcmp(&parsed, &value, sizeof value), 0);
+  }
+  EXPECT_EQ(realText(0.1F), "0.1");
+  EXPECT_EQ(parseReal<float>("0.1"), 0.1F);
+  EXPECT_EQ(realText(16777216.0F), "16777216");
+}
+
+TEST(RealNumber, AFloatIsRoundedOnce) {
+  // By way of a double, the first of these would land on the tie and go to the even neighbour below.
+  EXPECT_EQ(parseReal<float>("1.00000005960464477540"), std::nextafter(1.0F, 2.0F));
+  EXPECT_EQ(parseReal<float>("1.000000059604644775390625"), 1.0F);
+}
+
+TEST(RealNumber, RefusesWhatIsNotOneOrDoesNotFit) {
+  const struct {
+    const char* text;
+    const char* error;
+  } cases[] = {
+      {"1e999", "1e999 does not fit DOUBLE: too large, or too close to 0"},
+      {"-1e999", "-1e999 does not fit DOUBLE: too large, or too close to 0"},
+      {"1e-999", "1e-999 does not fit DOUBLE: too large, or too close to 0"},
+      {"1.5x", "\"1.5x\" is not a number"},
+      {"1.5 ", "\"1.5 \" is not a number"},
+      {"1,5", "\"1,5\" is not a number"},
+      {"inf", "\"inf\" is not a number"},
+      {"-inf", "\"-inf\" is not a number"},
+      {"nan", "\"nan\" is not a number"},
+      {"0x1p3", "\"0x1p3\" is not a number"},
+      {"", "\"\" is not a number"},
+      {"-", "\"-\" is not a number"},
+      {".", "\".\" is not a number"},
+  };
+  for (const auto& [text, error] : cases) {
+    SCOPED_TRACE(text);
+    EXPECT_EQ(lineErrorOf([value = text] { parseRealOrName<double>(value); }), error);
+  }
+  EXPECT_EQ(lineErrorOf([] { parseReal<float>("1e39"); }), "1e39 does not fit FLOAT: too large, or too close to 0");
+}
+
+TEST(RealNumber, NamesStandForWhatHasNoDigits) {
+  EXPECT_TRUE(std::isnan(parseRealOrName<double>("NaN")));
+  EXPECT_EQ(parseRealOrName<float>("Infinity"), std::numeric_limits<float>::infinity());
+  EXPECT_EQ(parseRealOrName<double>("-Infinity"), -std::numeric_limits<double>::infinity());
+}
+
+TEST(DateTime, RefusesPartsThatThePackedWordCuts) {
+  EXPECT_EQ(makeDateTime(20240115, 93000000, -300), MD::MD_DateTime(20240115, 93000000, -300));
+  EXPECT_EQ(lineErrorOf([] { makeDateTime(18991231, 0, 0); }),
+            "18991231 is not a date (years 1900 to 2155, months to 15, days to 31)");
+  EXPECT_EQ(lineErrorOf([] { makeDateTime(20240132, 0, 0); }),
+            "20240132 is not a date (years 1900 to 2155, months to 15, days to 31)");
+  EXPECT_EQ(lineErrorOf([] { makeDateTime(20240115, 268435456, 0); }), "268435456 is not a time (0 to 268435455)");
+  EXPECT_EQ(lineErrorOf([] { makeDateTime(20240115, -1, 0); }), "-1 is not a time (0 to 268435455)");
+}
+
+TEST(Utf8, TellsTextFromBytes) {
+  const struct {
+    const char* name;
+    std::string text;
+    bool isText;
+  } cases[] = {
+      {"Empty", "", true},
+      {"Ascii", "AB", true},
+      {"TwoBytes", "\xc2\x80\xdf\xbf", true},
+      {"ThreeBytes", "\xe0\xa0\x80\xed\x9f\xbf\xee\x80\x80\xef\xbf\xbf", true},
+      {"FourBytes", "\xf0\x90\x80\x80\xf4\x8f\xbf\xbf", true},
+      {"LoneContinuation", "\x80", false},
+      {"OverlongTwo", "\xc0\x80", false},
+      {"OverlongTwoHigh", "\xc1\xbf", false},
+      {"OverlongThree", "\xe0\x9f\xbf", false},
+      {"OverlongFour", "\xf0\x8f\xbf\xbf", false},
+      {"Surrogate", "\xed\xa0\x80", false},
+      {"TooHigh", "\xf4\x90\x80\x80", false},
+      {"NoSuchLead", "\xf5\x80\x80\x80", false},
+      {"CutShort", "\xe2\x82", false},
+      {"LeadAtTheEnd", "A\xe2", false},
+      {"WrongThird", "\xe2\x82G", false},
+  };
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(isUtf8(row.text), row.isText);
+  }
+}
+
+TEST(JsonText, EscapesWhatMustBe) {
+  std::string text;
+  EXPECT_TRUE(appendJsonString(std::string("a\"b\\c\n\r\t\x01\x1f\x7f\0z", 13), text));
+  EXPECT_EQ(text, "\"a\\\"b\\\\c\\n\\r\\t\\u0001\\u001f\x7f\\u0000z\"");
+  text.clear();
+  EXPECT_TRUE(appendJsonString("\xe2\x82\xac", text));
+  EXPECT_EQ(text, "\"\xe2\x82\xac\"");
+  text = "kept";
+  EXPECT_FALSE(appendJsonString("\xff", text));
+  EXPECT_EQ(text, "kept");
+}
+
+TEST(Printable, KeepsAReportOnOneReadableLine) {
+  EXPECT_EQ(printable("a\nb\x1b[31m\x7f"), "a\\x0ab\\x1b[31m\\x7f");
+  EXPECT_EQ(printable("\xe2\x82\xac"), "\xe2\x82\xac");
+  EXPECT_EQ(printable("\xe2\x82"), "\\xe2\\x82");
+  EXPECT_EQ(printable(std::string(200, 'x')), std::string(200, 'x'));
+  EXPECT_EQ(printable(std::string(201, 'x')), std::string(200, 'x') + "...");
+  EXPECT_EQ(printable(std::string(199, 'x') + "\xe2\x82\xac"), std::string(199, 'x') + "...");
+}
+
+TEST(FieldNames, LeadToTheFieldAndBack) {
+  MD::test::loadDictionary(
+      "BID 22 DOUBLE\n"
+      "TWICE 30 INT\n"
+      "TWICE 31 INT\n"
+      "77 32 INT\n"
+      "CAF\xe9 33 INT\n"
+      "A\"B 34 INT\n"
+      "RAWLY 35 RAW\n");
+  const FieldNames names;
+  EXPECT_EQ(names.jsonKey(22), "\"BID\":");
+  EXPECT_EQ(names.jsonKey(30), "\"30\":");
+  EXPECT_EQ(names.jsonKey(31), "\"TWICE\":");
+  EXPECT_EQ(names.jsonKey(32), "\"32\":");
+  EXPECT_EQ(names.jsonKey(33), "\"33\":");
+  EXPECT_EQ(names.jsonKey(34), "\"A\\\"B\":");
+  EXPECT_EQ(names.label(22), "BID");
+  EXPECT_EQ(names.label(30), "30");
+  EXPECT_EQ(names.label(999), "999");
+
+  EXPECT_EQ(names.find("BID").id, 22);
+  EXPECT_EQ(names.find("22").type, MD::DATATYPES::DOUBLE);
+  EXPECT_EQ(names.find("TWICE").id, 31);
+  EXPECT_EQ(names.find("32").id, 32);
+  EXPECT_EQ(lineErrorOf([&] { names.find("77"); }), "77: the dictionary has no field of this id");
+  EXPECT_EQ(lineErrorOf([&] { names.find("65558"); }), "65558: the dictionary has no field of this id");
+  EXPECT_EQ(lineErrorOf([&] { names.find("bid"); }), "bid: the dictionary has no field of this name");
+  EXPECT_EQ(lineErrorOf([&] { names.find(""); }), "\"\": the dictionary has no field of this name");
+  EXPECT_EQ(lineErrorOf([&] { names.find("RAWLY"); }), "RAWLY: values of type RAW are carried by no message");
+}
+
+}  // namespace

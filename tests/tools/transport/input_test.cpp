@@ -1,0 +1,457 @@
+// Inputs: compressed or not, and the messages in them.
+#include "transport/input_buffer.h"
+
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "base/hex.h"
+#include "messages/message_sink.h"
+#include "tools/gzip_support.h"
+#include "tools/tool_support.h"
+#include "transport/capture.h"
+#include "transport/message_source.h"
+
+namespace {
+
+using namespace MD::tool;
+#if defined(MDMSG_HAS_ZLIB)
+using MD::test::gzipped;
+#endif
+using MD::test::Pieces;
+using MD::test::Reports;
+
+/// Reads to the end, or to where the input breaks off; then what it says stands behind a "|".
+std::string readAll(const std::string& bytes) {
+  std::stringbuf source(bytes);
+  InputBuffer in(source);
+  std::string read;
+  try {
+    for (int c = in.sbumpc(); c != std::char_traits<char>::eof(); c = in.sbumpc()) {
+      read += static_cast<char>(c);
+    }
+  } catch (const InputError& error) {
+    return read + '|' + error.what();
+  }
+  return read;
+}
+
+std::string manyLines(std::size_t bytes) {
+  std::string text;
+  for (unsigned i = 0; text.size() < bytes; ++i) {
+    text += std::to_string(i * 2654435761U) + '\n';
+  }
+  return text;
+}
+
+TEST(InputBuffer, PassesOtherDataUnchanged) {
+  for (const std::string& text :
+       {std::string(), std::string("\x1f"), std::string("\x1f\x8c"), std::string("a"), manyLines(200'000)}) {
+    EXPECT_EQ(readAll(text), text);
+  }
+}
+
+TEST(InputBuffer, PeeksWithoutReading) {
+  std::stringbuf source("abcdef");
+  InputBuffer in(source);
+  EXPECT_EQ(in.peek(4), "abcd");
+  EXPECT_EQ(in.position(), 0U);
+  EXPECT_EQ(in.sbumpc(), 'a');
+  EXPECT_EQ(in.peek(64), "bcdef");
+  EXPECT_EQ(in.position(), 1U);
+}
+
+#if defined(MDMSG_HAS_ZLIB)
+
+TEST(InputBuffer, GunzipsWhatIsCompressed) {
+  for (const std::string& text : {std::string(), std::string("a"), manyLines(300'000)}) {
+    EXPECT_EQ(readAll(gzipped(text)), text);
+  }
+  EXPECT_EQ(readAll(gzipped("one\n") + gzipped("") + gzipped("two\n")), "one\ntwo\n");
+}
+
+TEST(InputBuffer, GivesEverythingBeforeACut) {
+  const std::string text = manyLines(2000);
+  const std::string whole = gzipped(text);
+  for (std::size_t size = 2; size != whole.size(); ++size) {
+    const std::string read = readAll(whole.substr(0, size));
+    const std::size_t end = read.rfind('|');
+    ASSERT_NE(end, read.npos) << size;
+    ASSERT_EQ(read.substr(end), "|the compressed data is cut off") << size;
+    ASSERT_EQ(text.compare(0, end, read, 0, end), 0) << size;
+  }
+  // All of the text is there before the checksum is.
+  EXPECT_EQ(readAll(whole.substr(0, whole.size() - 8)), text + "|the compressed data is cut off");
+}
+
+TEST(InputBuffer, SaysWhatIsWrongWithTheData) {
+  std::string damaged = gzipped("text\n");
+  damaged[damaged.size() - 8] ^= 1;
+  EXPECT_EQ(readAll(damaged), "text\n|the compressed data is damaged (incorrect data check)");
+  damaged = gzipped("text\n");
+  damaged[2] = 7;
+  EXPECT_EQ(readAll(damaged), "|the compressed data is damaged (unknown compression method)");
+  EXPECT_EQ(readAll(gzipped("text\n") + "more"), "text\n|bytes that are no gzip data stand behind the compressed data");
+}
+
+#endif
+
+/// The messages of an input as hex, a line each, and behind them the reports.
+std::string messagesOf(const std::string& bytes, const SourceOptions& options) {
+  Reports reports;
+  reports.reporter.setInput("f");
+  std::stringbuf source(bytes);
+  InputBuffer in(source);
+  std::string text;
+  InputMessage message;
+  try {
+    const auto messages = openMessages(in, options, reports.out, reports.reporter);
+    for (bool isThere = true; isThere;) {
+      try {
+        isThere = messages->next(message);
+        if (isThere) {
+          appendHex(message.data, message.sizeBytes, text);
+          text += '\n';
+        }
+      } catch (const LineError& error) {
+        reports.reporter.error(error);
+      }
+    }
+    messages->reportWhole();
+  } catch (const InputError& error) {
+    reports.reporter.wholeInput(error.what());
+  } catch (const UsageError& error) {
+    reports.reporter.unusable(error.what());
+  }
+  return text + reports.text();
+}
+
+SourceOptions formed(InputForm form, Framing framing = {}) {
+  SourceOptions options;
+  options.form = form;
+  options.framing = framing;
+  return options;
+}
+
+TEST(MessageSource, ReadsHexLines) {
+  EXPECT_EQ(messagesOf("0601\n\n zz\n07", formed(InputForm::Recognised)),
+            "0601\n07\nmdmsg: f:3: column 2: \"z\" is not a hex digit\n");
+  EXPECT_EQ(messagesOf("", formed(InputForm::Recognised)), "");
+}
+
+TEST(MessageSource, ReadsOneRawMessage) {
+  EXPECT_EQ(messagesOf(std::string("\x06\n\0z", 4), formed(InputForm::Raw)), "060a007a\n");
+  EXPECT_EQ(messagesOf("", formed(InputForm::Raw)), "mdmsg: f: there is no message in it: it is empty\n");
+}
+
+struct FramingCase {
+  const char* name;
+  Framing framing;
+  const char* length;  // of 3 bytes
+};
+
+constexpr FramingCase kFramings[] = {
+    {"u16le", {2, false}, "\x03\x00"},
+    {"u16be", {2, true}, "\x00\x03"},
+    {"u32le", {4, false}, "\x03\x00\x00\x00"},
+    {"u32be", {4, true}, "\x00\x00\x00\x03"},
+};
+
+TEST(MessageSource, ReadsLengthsOfEveryKind) {
+  for (const FramingCase& row : kFramings) {
+    SCOPED_TRACE(row.name);
+    const Framing framing = parseFraming(row.name);
+    EXPECT_EQ(framing.sizeBytes, row.framing.sizeBytes);
+    EXPECT_EQ(framing.isBigEndian, row.framing.isBigEndian);
+    const std::string prefix(row.length, framing.sizeBytes);
+    const std::string none(framing.sizeBytes, '\0');
+    const SourceOptions options = formed(InputForm::Framed, framing);
+    EXPECT_EQ(messagesOf("", options), "");
+    EXPECT_EQ(messagesOf(prefix + "abc" + none + prefix + "def", options), "616263\n\n646566\n");
+    EXPECT_EQ(messagesOf(prefix + "abc" + prefix + "de", options),
+              "616263\nmdmsg: f: the input ends inside message 2, of which it has 2 of 3 bytes\n");
+    EXPECT_EQ(messagesOf(prefix + "abc" + prefix.substr(1), options),
+              "616263\nmdmsg: f: the input ends inside the length of message 2\n");
+  }
+  EXPECT_THROW(parseFraming("u8"), UsageError);
+}
+
+TEST(MessageSource, WritesWhatIsDoneBeforeItWaitsForTheRestOfAFrame) {
+  Reports reports;
+  Pieces pieces({std::string("\x01\x00\x61\x02\x00\x62", 6), "\x63\x01", std::string("\x00\x64", 2)}, reports.outText);
+  InputBuffer in(pieces);
+  const auto source = openMessages(in, formed(InputForm::Framed, {2, false}), reports.out, reports.reporter);
+  for (InputMessage message; source->next(message);) {
+    reports.out.text() += std::to_string(message.sizeBytes);
+    reports.out.lineDone();
+  }
+  ASSERT_GE(pieces.writtenBefore.size(), 4U);
+  EXPECT_EQ(pieces.writtenBefore[1], "1");
+  EXPECT_EQ(pieces.writtenBefore[2], "12");
+  EXPECT_EQ(pieces.writtenBefore[3], "121");
+}
+
+TEST(MessageSource, AFrameThatClaimsMuchTakesNoMemoryForIt) {
+  EXPECT_EQ(messagesOf("\xff\xff\xff\xff"
+                       "abc",
+                       formed(InputForm::Framed, {4, false})),
+            "mdmsg: f: the input ends inside message 1, of which it has 3 of 4294967295 bytes\n");
+}
+
+TEST(MessageSource, DatagramOptionsGoWithCaptures) {
+  SourceOptions options;
+  options.port = std::uint16_t{5};
+  EXPECT_EQ(messagesOf("06\n", options), "mdmsg: --port, --group and --filter go with captures; f is none\n");
+}
+
+std::string captureOf(const std::vector<std::string>& payloads, const char* destination = "239.1.1.1:30001") {
+  CaptureWriter writer(*parseEndpoint("10.0.0.1:5"), *parseEndpoint(destination));
+  std::string capture;
+  CaptureWriter::begin(capture);
+  for (const std::string& payload : payloads) {
+    writer.append(1'000'000'001, reinterpret_cast<const std::uint8_t*>(payload.data()), payload.size(), capture);
+  }
+  return capture;
+}
+
+TEST(CaptureWriter, WritesWhatTheFormatSays) {
+  std::string hex;
+  const std::string capture = captureOf({std::string("\x06\x07")});
+  appendHex(reinterpret_cast<const std::uint8_t*>(capture.data()), capture.size(), hex);
+  EXPECT_EQ(hex,
+            "4d3cb2a1"
+            "0200"
+            "0400"
+            "00000000"
+            "00000000"
+            "00000400"
+            "01000000"
+            "01000000"
+            "01000000"
+            "2c000000"
+            "2c000000"
+            "01005e01010102000a0000010800"
+            "4500001e000040004011"
+            "40cc"
+            "0a000001ef010101"
+            "00057531000a"
+            "8a99"
+            "0607");
+}
+
+TEST(CaptureWriter, RefusesWhatACaptureCannotSay) {
+  CaptureWriter writer(*parseEndpoint("10.0.0.1:5"), *parseEndpoint("239.1.1.1:30001"));
+  std::string capture;
+  const std::vector<std::uint8_t> payload(65508);
+  EXPECT_EQ(MD::test::lineErrorOf([&] { writer.append(0, payload.data(), payload.size(), capture); }),
+            "65508 bytes are too long for a datagram (65507)");
+  EXPECT_EQ(MD::test::lineErrorOf([&] { writer.append(-1, payload.data(), 1, capture); }),
+            "a capture cannot say the time -1 (years 1970 to 2106)");
+  EXPECT_EQ(MD::test::lineErrorOf([&] { writer.append(4'294'967'296'000'000'000, payload.data(), 1, capture); }),
+            "a capture cannot say the time 4294967296000000000 (years 1970 to 2106)");
+  EXPECT_EQ(capture, "");
+  writer.append(4'294'967'295'999'999'999, payload.data(), 65507, capture);
+  EXPECT_EQ(capture.size(), 16U + 14 + 20 + 8 + 65507);
+}
+
+#if defined(MDMSG_HAS_PCAP)
+
+TEST(Capture, IsRecognisedByItsFirstBytes) {
+  EXPECT_EQ(messagesOf(captureOf({"\x06", "\x46", std::string("\x01\x02", 2)}), formed(InputForm::Recognised)),
+            "06\n46\n0102\n");
+#if defined(MDMSG_HAS_ZLIB)
+  EXPECT_EQ(messagesOf(gzipped(captureOf({"\x06"})), formed(InputForm::Recognised)), "06\n");
+#endif
+}
+
+TEST(Capture, TellsTimeAndEndpoints) {
+  Reports reports;
+  std::stringbuf source(captureOf({"\x06"}));
+  InputBuffer in(source);
+  const auto messages = openMessages(in, {}, reports.out, reports.reporter);
+  InputMessage message;
+  ASSERT_TRUE(messages->next(message));
+  EXPECT_EQ(message.timeNs, 1'000'000'001);
+  EXPECT_EQ(textOf(message.source), "10.0.0.1:5");
+  EXPECT_EQ(textOf(message.destination), "239.1.1.1:30001");
+}
+
+TEST(Capture, WhatIsNotOursIsCounted) {
+  EXPECT_EQ(messagesOf(captureOf({"\x06", "x", "y", "", "\x46", "x"}), {}),
+            "06\n46\nmdmsg: f: 4 of 6 datagrams are not ours (packets 2-4, 6): no encoding begins with byte 78 (2), 79 "
+            "(1), no byte at all (1)\n");
+  SourceOptions options;
+  options.takesForeign = true;
+  EXPECT_EQ(messagesOf(captureOf({"\x06", "x", ""}), options), "06\n78\n\n");
+}
+
+TEST(Capture, DatagramsAreSelectedByTheirDestination) {
+  const std::string capture = captureOf({"\x06"});
+  const struct {
+    const char* name;
+    std::optional<std::uint16_t> port;
+    const char* group;
+    const char* filter;
+    const char* content;
+  } cases[] = {
+      {"Port", std::uint16_t{30001}, "", "", "06\n"},
+      {"OtherPort", std::uint16_t{5}, "", "",
+       "mdmsg: f: no UDP datagram that the options let through in 1 packet (1 not let through)\n"},
+      {"Group", {}, "239.1.1.1", "", "06\n"},
+      {"OtherGroup",
+       {},
+       "239.1.1.2",
+       "",
+       "mdmsg: f: no UDP datagram that the options let through in 1 packet (1 not let through)\n"},
+      {"Filter", {}, "", "udp dst port 30001 and src host 10.0.0.1", "06\n"},
+      {"OtherFilter",
+       {},
+       "",
+       "tcp",
+       "mdmsg: f: no UDP datagram that the options let through in 1 packet (1 not let through)\n"},
+      {"BadFilter",
+       {},
+       "",
+       "udp and and",
+       "mdmsg: --filter \"udp and and\": can't parse filter expression: syntax error\n"},
+  };
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    SourceOptions options;
+    options.port = row.port;
+    options.group = parseAddress(row.group);
+    options.filter = row.filter;
+    EXPECT_EQ(messagesOf(capture, options), row.content);
+  }
+}
+
+std::string bytesOfHex(const std::string& hex) {
+  std::vector<std::uint8_t> bytes;
+  parseHex(hex, Blanks::BetweenBytes, bytes);
+  return {bytes.begin(), bytes.end()};
+}
+
+/// A packet of a big-endian capture.
+std::string bigEndianPacket(const std::string& frameHex, std::size_t missing = 0) {
+  const std::string frame = bytesOfHex(frameHex);
+  const auto word = [](std::size_t value) {
+    return std::string{'\0', '\0', static_cast<char>(value >> 8), static_cast<char>(value & 0xff)};
+  };
+  return word(0) + word(0) + word(frame.size() - missing) + word(frame.size()) +
+         frame.substr(0, frame.size() - missing);
+}
+
+constexpr const char* kUdpFrame =
+    "01005e010101 02000a000001 0800 4500001e00004000401178ac0a000001ef010101 00057531000a8ea90607";
+constexpr const char* kTcpFrame =
+    "01005e010101 02000a000001 0800 4500001e00004000400678ac0a000001ef010101 00057531000a8ea90607";
+constexpr const char* kFragmentFrame =
+    "01005e010101 02000a000001 0800 4500001e00002000401178ac0a000001ef010101 00057531000a8ea90607";
+constexpr const char* kBrokenFrame =
+    "01005e010101 02000a000001 0800 4500001e00004000401178ac0a000001ef010101 0005753100078ea90607";
+constexpr const char* kArpFrame = "01005e010101 02000a000001 0806 0001";
+
+std::string bigEndianCapture(const std::string& packets, int link = 1) {
+  return bytesOfHex("a1b2c3d4 0002 0004 00000000 00000000 0000ffff 000000") + static_cast<char>(link) + packets;
+}
+
+TEST(Capture, SaysWhatHoldsNoDatagram) {
+  EXPECT_EQ(
+      messagesOf(bigEndianCapture(bigEndianPacket(kTcpFrame) + bigEndianPacket(kTcpFrame) + bigEndianPacket(kArpFrame)),
+                 {}),
+      "mdmsg: f: no UDP datagram in 3 packets (2 TCP, 1 not IP)\n");
+  EXPECT_EQ(messagesOf(bigEndianCapture(""), {}), "mdmsg: f: no UDP datagram in 0 packets\n");
+}
+
+TEST(Capture, FragmentsAndBrokenPacketsAreSaidAndNothingIsInvented) {
+  const std::string packets = bigEndianPacket(kUdpFrame) + bigEndianPacket(kFragmentFrame) +
+                              bigEndianPacket(kFragmentFrame) + bigEndianPacket(kBrokenFrame) +
+                              bigEndianPacket(kUdpFrame, 1) + bigEndianPacket(kUdpFrame);
+  EXPECT_EQ(messagesOf(bigEndianCapture(packets), {}),
+            "0607\n0607\n"
+            "mdmsg: f: packet 4 (byte 204): broken packet: the UDP length does not fit the IP packet\n"
+            "mdmsg: f: packet 5 (byte 264): the capture holds a part of this datagram only; left out\n"
+            "mdmsg: f: 2 packets are fragments, which are not put together (packets 2-3)\n");
+}
+
+TEST(Capture, OneCutInTheMiddleOfAPacketGivesEverythingBefore) {
+  const std::string whole = bigEndianCapture(bigEndianPacket(kUdpFrame) + bigEndianPacket(kUdpFrame));
+  EXPECT_EQ(messagesOf(whole.substr(0, whole.size() - 1), {}),
+            "0607\nmdmsg: f: packet 2 (byte 84) cannot be read: truncated dump file; tried to read 44 captured bytes, "
+            "only got 43\n");
+  EXPECT_EQ(messagesOf(whole.substr(0, 94), {}),
+            "0607\nmdmsg: f: packet 2 (byte 84) cannot be read: truncated dump file; tried to read 16 header bytes, "
+            "only got 10\n");
+  EXPECT_EQ(messagesOf(whole.substr(0, 84), {}), "0607\n");
+  EXPECT_EQ(messagesOf(whole.substr(0, 20), {}),
+            "mdmsg: f: no capture that can be read: truncated dump file; tried to read 24 file header bytes, only got "
+            "16\n");
+}
+
+TEST(Capture, LinkTypesThatAreNotKnownAreSaid) {
+  EXPECT_EQ(messagesOf(bigEndianCapture("", 105), {}),
+            "mdmsg: f: its packets have link headers of a kind that is not known here, IEEE802_11\n");
+}
+
+TEST(Capture, ReadsPcapng) {
+  // A section header, an interface with Ethernet and nanoseconds, and an enhanced packet.
+  const std::string section = "0a0d0d0a 1c000000 4d3c2b1a 0100 0000 ffffffffffffffff 1c000000";
+  const std::string interface = "01000000 20000000 0100 0000 00000400 0900 0100 09000000 0000 0000 20000000";
+  const std::string packet =
+      "06000000 4c000000 00000000 00000000 05000000 2c000000 2c000000" + std::string(kUdpFrame) + "4c000000";
+  const std::string capture = bytesOfHex(section + interface + packet);
+  EXPECT_EQ(messagesOf(capture, {}), "0607\n");
+}
+
+#endif
+
+struct SinkCase {
+  const char* name;
+  OutputForm form;
+  Framing framing;
+  std::string bytes;
+};
+
+TEST(MessageSink, WritesEveryForm) {
+  MD::test::loadDictionary(MD::test::kDictionary);
+  const FieldNames names;
+  const auto message = MD::MD_Message::createFromPB(6);
+  const SinkCase cases[] = {
+      {"Hex", OutputForm::HexLines, {}, "06\n"},
+      {"Raw", OutputForm::Raw, {}, "\x06"},
+      {"u16le", OutputForm::Framed, {2, false}, std::string("\x01\x00\x06", 3)},
+      {"u16be", OutputForm::Framed, {2, true}, std::string("\x00\x01\x06", 3)},
+      {"u32le", OutputForm::Framed, {4, false}, std::string("\x01\x00\x00\x00\x06", 5)},
+      {"u32be", OutputForm::Framed, {4, true}, std::string("\x00\x00\x00\x01\x06", 5)},
+  };
+  for (const SinkCase& row : cases) {
+    SCOPED_TRACE(row.name);
+    Reports reports;
+    SinkOptions options;
+    options.form = row.form;
+    options.framing = row.framing;
+    MessageSink sink(options, names, reports.out);
+    sink.append(*message, std::nullopt);
+    EXPECT_EQ(reports.out.text(), row.bytes);
+  }
+}
+
+TEST(MessageSink, SaysWhatTheOutputCannotHold) {
+  MD::test::loadDictionary(MD::test::kDictionary);
+  const FieldNames names;
+  Reports reports;
+  const auto message = MD::MD_Message::createFromPB(70);
+  SinkOptions options;
+  options.form = OutputForm::Raw;
+  MessageSink raw(options, names, reports.out);
+  raw.append(*message, std::nullopt);
+  EXPECT_EQ(MD::test::lineErrorOf([&] { raw.append(*message, std::nullopt); }),
+            "a raw output holds one message; u16le, u16be, u32le and u32be keep several apart");
+  message->addString(MD::test::id::kString, std::string(65535, 'x'));
+  options.form = OutputForm::Framed;
+  options.framing = {2, false};
+  EXPECT_EQ(MD::test::lineErrorOf([&] { MessageSink(options, names, reports.out).append(*message, std::nullopt); }),
+            "65548 bytes are too long for a length of 2 bytes");
+}
+
+}  // namespace

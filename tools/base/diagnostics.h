@@ -1,0 +1,141 @@
+// What the program tells its user: one line a finding, on standard error, with input, place and field.
+#ifndef MDMSG_DIAGNOSTICS_H
+#define MDMSG_DIAGNOSTICS_H
+
+#include <cstdint>
+
+#include <iosfwd>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "base/output.h"
+#include "base/progress.h"
+
+namespace MD::tool {
+
+enum ExitStatus { kDone = 0, kBadData = 1, kBadUsage = 2 };
+
+/// Ends the program: the command line, or a file that it names, cannot be used.
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Why one message of an input is left out.
+class LineError : public std::runtime_error {
+ public:
+  explicit LineError(const std::string& reason, std::string field = {})
+      : std::runtime_error(reason), m_field(std::move(field)) {}
+
+  /// The field it is about, empty when it is about the whole message.
+  const std::string& field() const noexcept { return m_field; }
+
+ private:
+  std::string m_field;
+};
+
+/// Why an input cannot be read on; what came before it stands.
+class InputError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Where in an input the message at hand stands.
+struct Place {
+  enum class Kind {
+    Whole,     ///< it is the whole input
+    Line,      ///< line `number`
+    Message,   ///< message `number`, from byte `offset` on
+    Packet,    ///< packet `number` of a capture, from byte `offset` on
+    Datagram,  ///< datagram `number` of those received
+  };
+
+  Kind kind = Kind::Line;
+  std::uint64_t number = 0;  ///< from 1
+  std::uint64_t offset = 0;
+};
+
+/// `text` for a report: cut to a readable length, control characters and broken characters as \xNN.
+std::string printable(std::string_view text);
+/// The same in double quotes.
+std::string inQuotes(std::string_view text);
+
+/// Writes the reports and keeps the exit status that follows from them.
+class Reporter {
+ public:
+  /// @param out  written out before each report, so that both appear in order where they share a terminal
+  Reporter(std::ostream& err, Output& out) : m_err(err), m_out(out) {}
+
+  /// The input that the reports are about from here on, and the place in it.
+  void setInput(std::string name) { m_input = std::move(name); }
+  void setPlace(Place place) noexcept { m_place = place; }
+  void setLine(std::uint64_t line) noexcept { m_place = {Place::Kind::Line, line, 0}; }
+  const std::string& input() const noexcept { return m_input; }
+
+  /// Shows how far the inputs have been read, where `progress` is not null; reports stand above it.
+  void setProgress(Progress* progress) noexcept { m_progress = progress; }
+  void beginInput(std::uint64_t sizeBytes) {
+    if (m_progress != nullptr) {
+      m_progress->begin(m_input, sizeBytes);
+    }
+  }
+  /// One more message has been read; so many bytes of the input have.
+  void advance(std::uint64_t readBytes) {
+    if (m_progress != nullptr) {
+      m_progress->advance(readBytes);
+    }
+  }
+
+  /// The input and the place in it, as the reports name them.
+  std::string place() const;
+
+  /// The message at hand has flaws that stand in the output.
+  void flawed() noexcept { raise(kBadData); }
+  /// The message at hand is left out.
+  void error(const LineError& error);
+  /// The message at hand went out, not all of it as it came.
+  /// @param field  empty when the note is about the whole message
+  void note(std::string_view field, std::string_view text);
+  /// The current input as a whole is not what it should be.
+  void wholeInput(std::string_view text);
+  /// Something to know about a place of the dictionary, which leaves the exit status as it is.
+  void hint(std::string_view place, std::string_view text);
+  /// What was done, which leaves the exit status as it is.
+  void tell(std::string_view text) { write(std::string(text)); }
+  /// An input cannot be read, or the program not be used in this way.
+  void unusable(std::string_view text);
+
+  ExitStatus status() const noexcept { return m_status; }
+  /// From here on it is at least this.
+  void raise(ExitStatus status) noexcept { m_status = status > m_status ? status : m_status; }
+
+ private:
+  void reportLine(std::string_view kind, std::string_view field, std::string_view text);
+  void write(std::string text);
+
+  std::ostream& m_err;
+  Output& m_out;
+  Progress* m_progress = nullptr;
+  std::string m_input;
+  Place m_place;
+  ExitStatus m_status = kDone;
+};
+
+/// For its lifetime the library neither writes to std::cerr nor ends the process by an assertion: received bytes may be
+/// anything, and the program reports on them itself, by line and field.
+class QuietLibrary {
+ public:
+  QuietLibrary();
+  ~QuietLibrary();
+  QuietLibrary(const QuietLibrary&) = delete;
+  QuietLibrary& operator=(const QuietLibrary&) = delete;
+
+ private:
+  std::streambuf* m_cerr;
+  void (*m_assertionHandler)(const char*, const char*, unsigned);
+};
+
+}  // namespace MD::tool
+
+#endif

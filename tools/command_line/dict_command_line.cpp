@@ -1,0 +1,204 @@
+// The command "dict" as it stands on the command line.
+#include <cstdint>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "command_line/command.h"
+#include "commands/dictionary_commands.h"
+#include "dictionary/derive.h"
+#include "dictionary/dictionary.h"
+
+namespace MD::tool {
+namespace {
+
+constexpr const char* kDictHelp =
+    "A dictionary is a text file of name, id and type, or an XML file.\n"
+    "\n"
+    "Examples:\n"
+    "  mdmsg dict check etc/field_map.txt\n"
+    "  mdmsg dict convert etc/field_map.txt > FieldDefinition.xml\n"
+    "  mdmsg dict show BID\n"
+    "\n"
+    "\"mdmsg dict COMMAND --help\" tells more.";
+
+constexpr const char* kCheckHelp =
+    "Each finding is a line \"file:line:column: what, and what the library makes of\n"
+    "it\"; with \"note:\" it is something to know and no problem. Exit status: 1 when\n"
+    "there is a problem, 2 when a file cannot be read.\n"
+    "\n"
+    "Examples:\n"
+    "  mdmsg dict check etc/field_map.txt\n"
+    "  mdmsg dict check FieldDefinition.xml other.txt\n"
+    "  mdmsg dict check field_map.txt && cp field_map.txt /srv/feed/etc/";
+
+constexpr const char* kConvertHelp =
+    "All entries are kept in their order, those that the library leaves out too.\n"
+    "Comments and what the library does not read are not. Exit status: 1 when an\n"
+    "entry had to be left out.\n"
+    "\n"
+    "Examples:\n"
+    "  mdmsg dict convert field_map.txt > FieldDefinition.xml\n"
+    "  mdmsg dict convert FieldDefinition.xml > field_map.txt\n"
+    "  mdmsg dict convert --to text field_map.txt | sort -n -k 2";
+
+constexpr const char* kDiffHelp =
+    "One line a difference, by field id: added, removed, renamed, retyped, and\n"
+    "renumbered for a name that went to an id that was free. What the library makes\n"
+    "of the files counts, not how they are written. Exit status: 0 without, 1 with\n"
+    "differences.\n"
+    "\n"
+    "Examples:\n"
+    "  mdmsg dict diff old.txt new.txt\n"
+    "  mdmsg dict diff field_map.txt FieldDefinition.xml && echo the same\n"
+    "  mdmsg dict diff old.txt new.txt | grep retyped";
+
+constexpr const char* kShowHelp =
+    "Fields named by id or name are described; without any, all fields are listed in\n"
+    "the text format, or those that --search and --type let through. Exit status: 1\n"
+    "when there is no such field.\n"
+    "\n"
+    "Examples:\n"
+    "  mdmsg dict show BID 40000\n"
+    "  mdmsg dict show --search size\n"
+    "  mdmsg dict show --type DATETIME --dictionary field_map.txt";
+
+constexpr const char* kDeriveHelp =
+    "Each column of a CSV file, or key of JSON lines, becomes a field, in the order\n"
+    "in which they appear, with ids from --first-id on. Its type is the first that\n"
+    "takes all values as encode reads them: INT, EPOCH_NSEC (whole numbers that are\n"
+    "nanoseconds of the years 2000 to 2099, or moments such as 2024-06-03T09:30:00Z),\n"
+    "INT64, DOUBLE, FLOAT (by {\"bits\":..} of JSON alone), DATETIME, BUFFER (JSON\n"
+    "alone), CHAR, STRING. Numbers of CSV with a leading 0, and those too large for\n"
+    "INT64, are text. A column without values is a STRING. Exit status: 1 when\n"
+    "something could not be made a field.\n"
+    "\n"
+    "Examples:\n"
+    "  mdmsg dict derive quotes.csv > field_map.txt\n"
+    "  mdmsg decode --format json feed.pcap | mdmsg dict derive --first-id 1000\n"
+    "  zcat ticks.csv.gz | head -n 1000 | mdmsg dict derive --to xml > FieldDefinition.xml";
+
+CLI::App* addDictCommand(CLI::App& dict, const char* name, const char* description, const char* help) {
+  CLI::App* const command = dict.add_subcommand(name, description);
+  command->footer(help);
+  return command;
+}
+
+/// @param run  gives the exit status, where no report asks for a higher one
+template <class Run>
+void add(CLI::App* command, std::vector<Command>& commands, Run run) {
+  commands.push_back({command, [run](const Task& task) { task.reporter.raise(run(task)); }, false});
+}
+
+void addCheck(CLI::App& dict, std::vector<Command>& commands) {
+  const auto files = std::make_shared<std::vector<std::string>>();
+  CLI::App* const command = addDictCommand(dict, "check", "Tell what is wrong with definition files", kCheckHelp);
+  command->add_option("FILE", *files, "Definition files, XML or text")->type_name("FILE")->option_text("")->required();
+  add(command, commands, [files](const Task& task) { return checkDictionaries(*files, task.out, task.reporter); });
+}
+
+void addConvert(CLI::App& dict, std::vector<Command>& commands) {
+  const auto file = std::make_shared<std::string>();
+  const auto format = std::make_shared<std::string>();
+  CLI::App* const command = addDictCommand(dict, "convert", "Text to XML and back", kConvertHelp);
+  named(command->add_option("--to", *format, "Format to write: text or xml (default: the other one)")
+            ->check(CLI::IsMember({"text", "xml"})),
+        "FORMAT");
+  command->add_option("FILE", *file, "Definition file, XML or text")->type_name("FILE")->option_text("")->required();
+  add(command, commands, [file, format](const Task& task) {
+    std::optional<DefinitionFormat> to;
+    if (!format->empty()) {
+      to = *format == "xml" ? DefinitionFormat::Xml : DefinitionFormat::Text;
+    }
+    convertDictionary(*file, to, task.out, task.reporter);
+    return kDone;
+  });
+}
+
+void addDiff(CLI::App& dict, std::vector<Command>& commands) {
+  const auto before = std::make_shared<std::string>();
+  const auto after = std::make_shared<std::string>();
+  CLI::App* const command = addDictCommand(dict, "diff", "Tell how two dictionaries differ", kDiffHelp);
+  command->add_option("OLD", *before, "Definition file")->type_name("FILE")->option_text("")->required();
+  command->add_option("NEW", *after, "Definition file")->type_name("FILE")->option_text("")->required();
+  add(command, commands,
+      [before, after](const Task& task) { return diffDictionaries(*before, *after, task.out, task.reporter); });
+}
+
+struct ShowOptions {
+  std::vector<std::string> keys;
+  FieldSearch search;
+  std::optional<std::string> dictionary;
+};
+
+void addShow(CLI::App& dict, std::vector<Command>& commands) {
+  const auto options = std::make_shared<ShowOptions>();
+  CLI::App* const command = addDictCommand(dict, "show", "Describe fields, or list them", kShowHelp);
+  CLI::Option* const search = named(
+      command->add_option("--search", options->search.text, "List fields with this text in their names, in any case"),
+      "TEXT");
+  CLI::Option* const type =
+      named(command->add_option("--type", options->search.type, "List fields of this type"), "TYPE");
+  addDictionaryOption(*command, options->dictionary);
+  command->add_option("FIELD", options->keys, "Ids or names of fields")
+      ->type_name("FIELD")
+      ->option_text("")
+      ->excludes(search)
+      ->excludes(type);
+  add(command, commands, [options](const Task& task) {
+    loadNamedDictionary(options->dictionary, task.reporter);
+    if (options->keys.empty()) {
+      return listFields(options->search, task.out, task.reporter);
+    }
+    showFields(options->keys, task.out, task.reporter);
+    return kDone;
+  });
+}
+
+struct DeriveCommandLine {
+  std::vector<std::string> files;
+  std::string from = "auto";
+  std::string to = "text";
+  std::uint16_t firstId = 1;
+};
+
+void addDerive(CLI::App& dict, std::vector<Command>& commands) {
+  const auto line = std::make_shared<DeriveCommandLine>();
+  CLI::App* const command = addDictCommand(dict, "derive", "Make a dictionary from sample data", kDeriveHelp);
+  named(command->add_option("--from", line->from, "What the samples are: auto (default), csv or json")
+            ->check(CLI::IsMember({"auto", "csv", "json"})),
+        "FORM");
+  named(command->add_option("--to", line->to, "Format to write: text (default) or xml")
+            ->check(CLI::IsMember({"text", "xml"})),
+        "FORMAT");
+  named(command->add_option("--first-id", line->firstId, "Id of the first field, default 1"), "ID");
+  command->add_option("FILE", line->files, "Samples, \"-\" for standard input")->type_name("FILE")->option_text("");
+  add(command, commands, [line](const Task& task) {
+    DeriveOptions options;
+    options.firstId = line->firstId;
+    options.format = line->to == "xml" ? DefinitionFormat::Xml : DefinitionFormat::Text;
+    if (line->from != "auto") {
+      options.form = line->from == "csv" ? SampleForm::Csv : SampleForm::Json;
+    }
+    deriveDictionary({line->files, task.inputs.standardInput}, options, task.out, task.reporter);
+    return kDone;
+  });
+}
+
+}  // namespace
+
+void addDictCommands(CLI::App& app, std::vector<Command>& commands) {
+  CLI::App* const dict = app.add_subcommand("dict", "Check, convert, compare, show and derive dictionaries");
+  dict->require_subcommand(1);
+  dict->footer(kDictHelp);
+  addCheck(*dict, commands);
+  addConvert(*dict, commands);
+  addDiff(*dict, commands);
+  addShow(*dict, commands);
+  addDerive(*dict, commands);
+}
+
+}  // namespace MD::tool

@@ -1,0 +1,73 @@
+// What the program does with its inputs.
+#ifndef MDMSG_COMMANDS_H
+#define MDMSG_COMMANDS_H
+
+#include <cstddef>
+
+#include <optional>
+#include <string>
+
+#include "base/diagnostics.h"
+#include "base/output.h"
+#include "messages/message_sink.h"
+#include "messages/selection.h"
+#include "text/time_text.h"
+#include "transport/inputs.h"
+#include "transport/message_source.h"
+
+namespace MD::tool {
+
+/// What is the same for all commands: what they read, where they write, what they say.
+struct Task {
+  Inputs inputs;
+  SourceOptions source;
+  SelectionOptions selection;
+  Output& out;
+  Reporter& reporter;
+};
+
+struct EncodeOptions {
+  std::string encoding;
+  bool isCsv = false;
+  SinkOptions sink;
+};
+
+/// JSON lines, or CSV, to messages.
+/// @throws UsageError for an encoding that there is not
+void encode(const Task& task, const EncodeOptions& options);
+
+enum class Format { Text, PriceText, Json, Csv };
+
+struct DecodeOptions {
+  Format format = Format::Text;
+  std::optional<TimeZone> isoTime;  ///< of JSON and CSV: show nanosecond times as moments in this zone
+};
+
+/// Messages to print-outs, JSON lines or CSV.
+void decode(const Task& task, const DecodeOptions& options);
+
+struct ConvertOptions {
+  std::string encoding;
+  SinkOptions sink;
+};
+
+/// Messages to messages of another encoding.
+/// @throws UsageError for an encoding that there is not
+void convert(const Task& task, const ConvertOptions& options);
+
+/// Messages taken apart byte by byte. One with flaws counts as bad data.
+void dump(const Task& task, bool isColored);
+
+struct StatsOptions {
+  TimeZone zone;
+  std::string timeField;  ///< an EPOCH_NSEC field that tells when, where the input does not
+  std::size_t columns = 80;
+  Output* svg = nullptr;  ///< where a picture goes, if one is wanted
+};
+
+/// Counts of all messages.
+void stats(const Task& task, const StatsOptions& options);
+
+}  // namespace MD::tool
+
+#endif

@@ -1,0 +1,315 @@
+#include "commands/dictionary_commands.h"
+
+#include <cstdint>
+
+#include <algorithm>
+#include <charconv>
+#include <map>
+#include <stdexcept>
+#include <string_view>
+#include <system_error>
+
+#include "base/hex.h"
+#include "base/utf8.h"
+#include "dictionary/dictionary.h"
+#include "md/md_datatypes.h"
+#include "md/md_fieldmap.h"
+#include "text/value_text.h"
+
+namespace MD::tool {
+namespace {
+
+std::string counted(std::size_t number, const char* what) {
+  return std::to_string(number) + ' ' + what + (number == 1 ? "" : "s");
+}
+
+/// Loads a file as the library by itself does, which does not look over a byte-order mark before text.
+/// @return why it refuses, empty when it does not
+std::string refusalOf(const std::string& contents, const std::string& path) {
+  const std::string_view text = withoutByteOrderMark(contents);
+  try {
+    loadDefinitions(isXml(text) ? text : contents, path);
+    return {};
+  } catch (const std::runtime_error& error) {
+    return error.what();
+  }
+}
+
+DefinitionFile checkedDefinitions(const std::string& contents, const std::string& path, const std::string& refusal) {
+  const std::string_view text = withoutByteOrderMark(contents);
+  DefinitionFile file;
+  file.isXml = isXml(text);
+  if (file.isXml && !refusal.empty() && refusal != "Failed to load field def file: " + path) {
+    // Parsing it here would do what the library refuses it for.
+    file.findings.push_back({{}, refusal, true});
+    return file;
+  }
+  file = readDefinitions(text, path);
+  if (!file.isXml && text.size() != contents.size()) {
+    file.findings.insert(
+        file.findings.begin(),
+        {{}, "a byte-order mark; the library takes it for the beginning of the first field's name", true});
+  }
+  if (file.findings.empty() && MD_FieldMap::instance().size() == 0) {
+    file.findings.push_back({{}, "the library reads no entry", true});
+  }
+  return file;
+}
+
+bool checkDictionary(const std::string& path, Output& out) {
+  const std::string contents = definitionsIn(path);
+  const std::string refusal = refusalOf(contents, path);
+  const DefinitionFile file = checkedDefinitions(contents, path, refusal);
+  const std::size_t fields = refusal.empty() ? MD_FieldMap::instance().size() : 0;
+  std::size_t problems = 0;
+  for (const Finding& finding : file.findings) {
+    problems += finding.isProblem ? 1 : 0;
+    out.text() += filePlaceText(path, finding.place) + ": " + (finding.isProblem ? "" : "note: ") + finding.text + '\n';
+  }
+  out.text() += path + ": " + (file.isXml ? "XML" : "text") + ", " + counted(fields, "field") + ", " +
+                counted(problems, "problem") + ", " + counted(file.findings.size() - problems, "note") + '\n';
+  out.lineDone();
+  return problems == 0;
+}
+
+/// Why a format cannot carry an entry; null when it can.
+const char* whyNotCarried(const Definition& entry, DefinitionFormat format) {
+  if (format == DefinitionFormat::Text) {
+    const char* const reason = whyNoTextName(entry.name);
+    return reason == nullptr && whyNoTextName(entry.typeName) != nullptr ? "a type with a blank" : reason;
+  }
+  const char* const reason = whyNoXmlName(entry.name);
+  return reason == nullptr && whyNoXmlName(entry.typeName) != nullptr ? "a type that is not plain text" : reason;
+}
+
+struct Row {
+  std::string name;
+  std::uint8_t type = 0;
+};
+using Rows = std::map<std::uint16_t, Row>;
+
+Rows rowsOf(const std::string& path, Reporter& reporter) {
+  loadDictionary(path, reporter);
+  Rows rows;
+  for (const FIELDS::field_rec& row : MD_FieldMap::instance()) {
+    rows[row.id] = {row.name, row.type};
+  }
+  return rows;
+}
+
+/// The id of each name that is there once.
+std::map<std::string_view, std::uint16_t> idsOf(const Rows& rows) {
+  std::map<std::string_view, std::uint16_t> ids;
+  std::map<std::string_view, std::size_t> counts;
+  for (const auto& [id, row] : rows) {
+    ids[row.name] = id;
+    ++counts[row.name];
+  }
+  for (const auto& [name, count] : counts) {
+    if (count != 1) {
+      ids.erase(name);
+    }
+  }
+  return ids;
+}
+
+class DifferenceWriter {
+ public:
+  explicit DifferenceWriter(Output& out) : m_out(out) {}
+
+  void write(const char* kind, std::uint16_t id, const std::string& what) {
+    constexpr std::size_t kKindWidth = 11;
+    constexpr std::size_t kIdWidth = 5;
+    const std::string idText = std::to_string(id);
+    std::string& text = m_out.text();
+    text.append(kind).append(kKindWidth - std::string_view(kind).size() + kIdWidth - idText.size(), ' ');
+    text.append(idText).append("  ").append(printable(what)) += '\n';
+    m_out.lineDone();
+    m_hasWritten = true;
+  }
+
+  bool hasWritten() const noexcept { return m_hasWritten; }
+
+ private:
+  Output& m_out;
+  bool m_hasWritten = false;
+};
+
+std::string retyped(const Row& before, const Row& after) {
+  return after.name + ' ' + typeName(before.type) + " -> " + typeName(after.type);
+}
+
+/// The row that a key, an id or a name, leads to.
+MD_FieldMap::const_iterator findField(const std::string& key) {
+  const MD_FieldMap& map = MD_FieldMap::instance();
+  if (!key.empty() && key.find_first_not_of("0123456789") == key.npos) {
+    std::uint16_t id = 0;
+    const auto [rest, code] = std::from_chars(key.data(), key.data() + key.size(), id);
+    return code == std::errc() ? map.findById(id) : map.end();
+  }
+  return map.findByName(key);
+}
+
+const char* valueText(std::uint8_t type) {
+  switch (type) {
+    case DATATYPES::CHAR:
+      return "1 byte";
+    case DATATYPES::INT:
+      return "4 bytes; in mInt 1 from 0 to 127 and 2 to 32767";
+    case DATATYPES::FLOAT:
+      return "4 bytes";
+    case DATATYPES::STRING:
+      return "up to 65535 bytes, in mInt 254";
+    case DATATYPES::BUFFER:
+      return "up to 65535 bytes, in mInt 255";
+    default:
+      return isCarried(type) ? "8 bytes" : "carried by no message";
+  }
+}
+
+void describe(const FIELDS::field_rec& row, std::string& out) {
+  const std::uint8_t bytes[] = {static_cast<std::uint8_t>(row.id >> 8), static_cast<std::uint8_t>(row.id)};
+  const std::uint8_t swapped[] = {bytes[1], bytes[0]};
+  out += "name   " + printable(row.name) + "\nid     " + std::to_string(row.id) + ", on the wire ";
+  appendHex(swapped, 2, out);
+  out += " in mInt and IterMap, ";
+  appendHex(bytes, 2, out);
+  out += std::string(" in MsgT\ntype   ") + typeName(row.type) + ", code " + std::to_string(row.type) + "\nvalue  " +
+         valueText(row.type) + '\n';
+}
+
+std::string inLowerCase(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+  return text;
+}
+
+}  // namespace
+
+ExitStatus checkDictionaries(const std::vector<std::string>& paths, Output& out, Reporter& reporter) {
+  ExitStatus status = kDone;
+  for (const std::string& path : paths) {
+    try {
+      if (!checkDictionary(path, out)) {
+        status = kBadData;
+      }
+    } catch (const UsageError& error) {
+      reporter.unusable(error.what());
+    }
+  }
+  return status;
+}
+
+void convertDictionary(const std::string& path, std::optional<DefinitionFormat> format, Output& out,
+                       Reporter& reporter) {
+  const DefinitionFile file = loadDictionaryFile(path, reporter);
+  const DefinitionFormat to = format.value_or(file.isXml ? DefinitionFormat::Text : DefinitionFormat::Xml);
+  const bool isToXml = to == DefinitionFormat::Xml;
+  if (file.comments != 0) {
+    reporter.hint(path, counted(file.comments, "comment") + " left out");
+  }
+  out.text() += isToXml ? kXmlStart : "";
+  for (const Definition& entry : file.entries) {
+    reporter.setInput(filePlaceText(path, entry.place));
+    if (!entry.isRead) {
+      reporter.wholeInput("field " + printable(entry.name) + ": the library does not read it; left out");
+    } else if (const char* const reason = whyNotCarried(entry, to)) {
+      reporter.wholeInput("field " + printable(entry.name) + ": " + (isToXml ? "XML" : "text") + " cannot carry " +
+                          reason + "; left out");
+    } else {
+      isToXml ? appendXmlDefinition(entry, out.text()) : appendTextDefinition(entry, out.text());
+      out.lineDone();
+    }
+  }
+  out.text() += isToXml ? kXmlEnd : "";
+  out.lineDone();
+}
+
+ExitStatus diffDictionaries(const std::string& oldPath, const std::string& newPath, Output& out, Reporter& reporter) {
+  const Rows before = rowsOf(oldPath, reporter);
+  const Rows after = rowsOf(newPath, reporter);
+  const auto idsBefore = idsOf(before);
+  const auto idsAfter = idsOf(after);
+  // The id that a field whose id is gone has in the other dictionary, when that id is new there.
+  const auto movedTo = [](const std::string& name, const auto& ids, const Rows& others) {
+    const auto found = ids.find(name);
+    return found != ids.end() && others.count(found->second) == 0 ? std::optional(found->second) : std::nullopt;
+  };
+  DifferenceWriter writer(out);
+  Rows all = before;
+  all.insert(after.begin(), after.end());
+  for (const auto& [id, row] : all) {
+    const auto was = before.find(id);
+    const auto is = after.find(id);
+    if (is == after.end()) {
+      const auto target = idsBefore.count(row.name) != 0 ? movedTo(row.name, idsAfter, before) : std::nullopt;
+      if (!target) {
+        writer.write("removed", id, row.name + ' ' + typeName(row.type));
+        continue;
+      }
+      writer.write("renumbered", id, row.name + " -> " + std::to_string(*target));
+      if (const Row& moved = after.at(*target); moved.type != row.type) {
+        writer.write("retyped", *target, retyped(row, moved));
+      }
+    } else if (was == before.end()) {
+      if (idsAfter.count(row.name) == 0 || !movedTo(row.name, idsBefore, after)) {
+        writer.write("added", id, row.name + ' ' + typeName(row.type));
+      }
+    } else {
+      if (was->second.name != is->second.name) {
+        writer.write("renamed", id, was->second.name + " -> " + is->second.name);
+      }
+      if (was->second.type != is->second.type) {
+        writer.write("retyped", id, retyped(was->second, is->second));
+      }
+    }
+  }
+  return writer.hasWritten() ? kBadData : kDone;
+}
+
+void showFields(const std::vector<std::string>& keys, Output& out, Reporter& reporter) {
+  bool isFirst = true;
+  for (const std::string& key : keys) {
+    const auto row = findField(key);
+    if (row == MD_FieldMap::instance().end()) {
+      reporter.setInput("field " + printable(key));
+      reporter.wholeInput("the dictionary does not have it");
+      continue;
+    }
+    out.text() += isFirst ? "" : "\n";
+    isFirst = false;
+    describe(*row, out.text());
+    out.lineDone();
+  }
+}
+
+ExitStatus listFields(const FieldSearch& search, Output& out, Reporter& reporter) {
+  std::optional<std::uint8_t> type;
+  if (search.type) {
+    type = typeCode(*search.type);
+    if (!type) {
+      throw UsageError("there is no type " + inQuotes(*search.type));
+    }
+  }
+  const std::string wanted = inLowerCase(search.text);
+  bool isFound = false;
+  for (const FIELDS::field_rec& row : MD_FieldMap::instance()) {
+    if ((type && row.type != *type) || inLowerCase(row.name).find(wanted) == std::string::npos) {
+      continue;
+    }
+    isFound = true;
+    Definition entry;
+    entry.name = row.name;
+    entry.id = row.id;
+    entry.typeName = typeName(row.type);
+    appendTextDefinition(entry, out.text());
+    out.lineDone();
+  }
+  if (!isFound) {
+    reporter.setInput("dictionary");
+    reporter.wholeInput("no field is like that");
+  }
+  return isFound ? kDone : kBadData;
+}
+
+}  // namespace MD::tool

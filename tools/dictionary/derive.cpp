@@ -1,0 +1,407 @@
+#include "dictionary/derive.h"
+
+#include <algorithm>
+#include <deque>
+#include <istream>
+#include <iterator>
+#include <limits>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "base/hex.h"
+#include "base/utf8.h"
+#include "md/md_datatypes.h"
+#include "messages/csv_message.h"
+#include "text/csv_reader.h"
+#include "text/line_reader.h"
+#include "text/time_text.h"
+#include "text/value_text.h"
+
+namespace MD::tool {
+namespace {
+
+/// Types that a value may be of, by preference.
+constexpr std::uint8_t kCandidates[] = {DATATYPES::INT,    DATATYPES::EPOCH_NSEC, DATATYPES::INT64,
+                                        DATATYPES::DOUBLE, DATATYPES::FLOAT,      DATATYPES::DATETIME,
+                                        DATATYPES::BUFFER, DATATYPES::CHAR,       DATATYPES::STRING};
+using Types = std::uint32_t;  // a bit for each type code
+
+constexpr Types only(std::uint8_t type) { return Types{1} << type; }
+constexpr Types kReal = only(DATATYPES::DOUBLE) | only(DATATYPES::FLOAT);
+constexpr Types kAllTypes = std::numeric_limits<Types>::max();
+
+constexpr std::size_t kLongestString = 65535;
+constexpr std::uint16_t kLastId = 65534;  // the one behind it ends every listing
+
+/// Whole numbers count as nanosecond times when all lie in these years: 2000 to 2099.
+constexpr std::uint64_t kFirstNs = 946'684'800'000'000'000;
+constexpr std::uint64_t kLastNs = 4'102'444'799'999'999'999;
+
+struct Column {
+  std::string name;
+  Types types = kAllTypes;
+  bool hasValue = false;
+  bool isReported = false;
+};
+
+std::uint8_t typeOf(const Column& column) {
+  if (!column.hasValue) {
+    return DATATYPES::STRING;
+  }
+  return *std::find_if(std::begin(kCandidates), std::end(kCandidates),
+                       [&](std::uint8_t type) { return (column.types & only(type)) != 0; });
+}
+
+template <class Parse>
+bool canParse(Parse parse) {
+  try {
+    parse();
+    return true;
+  } catch (const LineError&) {
+    return false;
+  }
+}
+
+/// Whether a number would lose its form: "007", "-0".
+bool hasFormOfText(std::string_view text) {
+  const std::string_view digits = !text.empty() && text[0] == '-' ? text.substr(1) : text;
+  return (digits.size() > 1 && digits[0] == '0' && digits[1] >= '0' && digits[1] <= '9') || text == "-0";
+}
+
+bool isOfDigits(std::string_view text) { return !text.empty() && text.find_first_not_of("0123456789") == text.npos; }
+
+/// Whether a CSV cell may be of a type. A cell is any text, so that STRING takes what nothing else does.
+bool suitsCell(const std::string& text, std::uint8_t type) {
+  switch (type) {
+    case DATATYPES::INT:
+      return !hasFormOfText(text) && canParse([&] { parseWhole<std::int32_t>(text, ""); });
+    case DATATYPES::INT64:
+      return !hasFormOfText(text) && canParse([&] { parseWhole<std::int64_t>(text, ""); });
+    case DATATYPES::EPOCH_NSEC:
+      return canParse([&] {
+        const std::uint64_t ns = parseEpochNs(text).get();
+        if (isOfDigits(text) && (ns < kFirstNs || ns > kLastNs)) {
+          throw LineError("");
+        }
+      });
+    case DATATYPES::DOUBLE:
+      // A whole number that INT64 cannot hold would lose digits.
+      return !hasFormOfText(text) && canParse([&] {
+        parseRealOrName<double>(text);
+      }) && (!isOfDigits(text.substr(text[0] == '-' ? 1 : 0)) || canParse([&] { parseWhole<std::int64_t>(text, ""); }));
+    case DATATYPES::DATETIME:
+      return canParse([&] { parseDateTime(text); });
+    case DATATYPES::CHAR:
+      return text.size() == 1;
+    case DATATYPES::STRING:
+      return text.size() <= kLongestString;
+    default:
+      return false;
+  }
+}
+
+Types typesOfCell(const std::string& text, Types possible) {
+  Types types = 0;
+  for (const std::uint8_t type : kCandidates) {
+    if ((possible & only(type)) != 0 && suitsCell(text, type)) {
+      types |= only(type);
+    }
+  }
+  return types;
+}
+
+Types typesOfBytes(std::size_t sizeBytes) {
+  return sizeBytes > kLongestString ? 0 : only(DATATYPES::STRING) | (sizeBytes == 1 ? only(DATATYPES::CHAR) : Types{0});
+}
+
+/// The types that `encode` reads from a JSON object of these members.
+Types typesOfObject(const nlohmann::json& value) {
+  const auto holds = [&](std::initializer_list<const char*> members) {
+    return value.size() == members.size() &&
+           std::all_of(members.begin(), members.end(), [&](const char* member) { return value.contains(member); });
+  };
+  const auto hexDigits = [&](const char* member) {
+    return value[member].is_string() ? value[member].get_ref<const std::string&>().size() : 1;
+  };
+  if (holds({"hex"})) {
+    const std::size_t digits = hexDigits("hex");
+    return digits % 2 != 0 || digits / 2 > kLongestString ? 0 : typesOfBytes(digits / 2) | only(DATATYPES::BUFFER);
+  }
+  if (holds({"bits"})) {
+    const std::size_t digits = hexDigits("bits");
+    return digits == 8 ? only(DATATYPES::FLOAT) : digits == 16 ? only(DATATYPES::DOUBLE) : 0;
+  }
+  if (holds({"value", "bytes"})) {
+    return only(DATATYPES::INT);
+  }
+  return holds({"date", "time", "offset"}) || holds({"date", "time", "offset", "packed"}) ? only(DATATYPES::DATETIME)
+                                                                                          : 0;
+}
+
+Types typesOfJson(const nlohmann::json& value) {
+  if (value.is_number_unsigned()) {
+    const auto whole = value.get<std::uint64_t>();
+    Types types = kReal;
+    types |= whole <= 2147483647 ? only(DATATYPES::INT) : 0;
+    types |= whole <= 9223372036854775807U ? only(DATATYPES::INT64) : 0;
+    types |= whole >= kFirstNs && whole <= kLastNs ? only(DATATYPES::EPOCH_NSEC) : 0;
+    return types;
+  }
+  if (value.is_number_integer()) {
+    const bool isInt = value.get<std::int64_t>() >= std::numeric_limits<std::int32_t>::min();
+    return kReal | only(DATATYPES::INT64) | (isInt ? only(DATATYPES::INT) : Types{0});
+  }
+  if (value.is_number()) {
+    return kReal;
+  }
+  if (value.is_string()) {
+    const auto& text = value.get_ref<const std::string&>();
+    Types types = typesOfBytes(text.size());
+    types |= text == "NaN" || text == "Infinity" || text == "-Infinity" ? kReal : 0;
+    types |= parseIsoTime(text) ? only(DATATYPES::EPOCH_NSEC) : 0;
+    return types;
+  }
+  return value.is_object() ? typesOfObject(value) : 0;
+}
+
+/// Receives the parser's events for one line: what types the values of its object may be of, in the order of their
+/// keys.
+class JsonSample : public nlohmann::json_sax<nlohmann::json> {
+ public:
+  struct Value {
+    std::string key;
+    Types types;
+  };
+
+  const std::vector<Value>& values() const noexcept { return m_values; }
+
+  bool hasKeyTwice() const {
+    std::vector<std::string_view> keys;
+    for (const Value& value : m_values) {
+      keys.push_back(value.key);
+    }
+    std::sort(keys.begin(), keys.end());
+    return std::adjacent_find(keys.begin(), keys.end()) != keys.end();
+  }
+
+  bool null() override { return take(nullptr); }
+  bool boolean(bool value) override { return take(value); }
+  bool number_integer(number_integer_t value) override { return take(value); }
+  bool number_unsigned(number_unsigned_t value) override { return take(value); }
+  bool number_float(number_float_t value, const string_t&) override { return take(value); }
+  bool string(string_t& value) override { return take(std::move(value)); }
+  bool binary(binary_t&) override { return false; }  // which JSON text has not
+  bool key(string_t& text) override {
+    if (m_depth <= 2) {
+      (m_depth == 1 ? m_key : m_member) = std::move(text);
+    }
+    return true;
+  }
+  bool start_object(std::size_t) override { return enter(nlohmann::json::object()); }
+  bool start_array(std::size_t) override { return m_depth != 0 && enter(nullptr); }
+  bool end_object() override { return leave(); }
+  bool end_array() override { return leave(); }
+  bool parse_error(std::size_t, const std::string&, const nlohmann::json::exception&) override { return false; }
+
+ private:
+  /// @return whether there can be a value here: the line is one object
+  bool take(nlohmann::json value) {
+    if (m_depth == 1) {
+      m_values.push_back({std::move(m_key), typesOfJson(value)});
+    } else if (m_depth == 2 && m_value.is_object()) {
+      m_value[m_member] = std::move(value);
+    }
+    return m_depth != 0;
+  }
+
+  /// @param value  null instead of an array, which no type takes
+  bool enter(nlohmann::json value) {
+    if (m_depth == 1) {
+      m_value = std::move(value);
+    } else if (m_depth == 2) {
+      take(nullptr);
+    }
+    ++m_depth;
+    return true;
+  }
+
+  bool leave() {
+    --m_depth;
+    return m_depth != 1 || take(std::move(m_value));
+  }
+
+  std::vector<Value> m_values;
+  std::string m_key;
+  std::string m_member;                               // of the object that is a value
+  nlohmann::json m_value = nlohmann::json::object();  // that object, or null
+  std::size_t m_depth = 0;
+};
+
+/// The columns of all samples.
+class Deriver {
+ public:
+  explicit Deriver(Reporter& reporter) : m_reporter(reporter) {}
+
+  Go readCsv(InputBuffer& in, Output& out) {
+    std::istream stream(&in);
+    LineReader lines(stream, out);
+    CsvReader record(lines);
+    std::vector<Column*> columns;
+    for (;;) {
+      try {
+        if (!record.next()) {
+          return Go::On;
+        }
+        m_reporter.setLine(record.line());
+        if (columns.empty()) {
+          columns = readHeader(record);
+        } else {
+          readRecord(record, columns);
+        }
+        m_reporter.advance(in.sourceBytes());
+      } catch (const LineError& error) {
+        m_reporter.setLine(record.line());
+        m_reporter.error(error);
+        if (columns.empty()) {
+          return Go::On;
+        }
+      }
+    }
+  }
+
+  Go readJsonLines(InputBuffer& in, Output& out) {
+    std::istream stream(&in);
+    LineReader lines(stream, out);
+    std::string_view line;
+    while (lines.next(line)) {
+      line = lines.lineNumber() == 1 ? withoutByteOrderMark(line) : line;
+      if (isBlankLine(withoutCarriageReturn(line))) {
+        continue;
+      }
+      m_reporter.setLine(lines.lineNumber());
+      JsonSample sample;
+      // The parser takes a NUL byte for the end of the line.
+      if (!nlohmann::json::sax_parse(line.begin(), line.end(), &sample) || line.find('\0') != line.npos) {
+        m_reporter.error(LineError("a message is one JSON object"));
+        continue;
+      }
+      if (sample.hasKeyTwice()) {
+        m_reporter.error(LineError("a key is given twice"));
+        continue;
+      }
+      for (const auto& [key, types] : sample.values()) {
+        take(columnOf(key), types);
+      }
+      m_reporter.advance(in.sourceBytes());
+    }
+    return Go::On;
+  }
+
+  const std::deque<Column>& columns() const noexcept { return m_columns; }
+
+ private:
+  std::vector<Column*> readHeader(const CsvReader& record) {
+    std::vector<Column*> columns;
+    std::set<const Column*> seen;
+    for (std::size_t i = 0; i != record.size(); ++i) {
+      columns.push_back(&columnOf(record[i]));
+      if (!seen.insert(columns.back()).second) {
+        throw LineError("is given twice", record[i]);
+      }
+    }
+    return columns;
+  }
+
+  void readRecord(const CsvReader& record, const std::vector<Column*>& columns) {
+    if (record.size() != columns.size()) {
+      throw LineError("the number of cells is " + std::to_string(record.size()) + ", that of the header " +
+                      std::to_string(columns.size()));
+    }
+    for (std::size_t i = 0; i != columns.size(); ++i) {
+      if (!record[i].empty()) {
+        take(*columns[i], typesOfCell(record[i], columns[i]->types));
+      }
+    }
+  }
+
+  Column& columnOf(const std::string& name) {
+    const auto [found, isNew] = m_byName.emplace(name, m_columns.size());
+    if (isNew) {
+      m_columns.emplace_back().name = name;
+    }
+    return m_columns[found->second];
+  }
+
+  /// Narrows a column to what a value can be, too.
+  void take(Column& column, Types types) {
+    if ((column.types & types) == 0) {
+      if (!column.isReported) {
+        column.isReported = true;
+        m_reporter.note(column.name,
+                        types == 0 ? "no type takes this value" : "no type takes this value and those before");
+      }
+      return;
+    }
+    column.types &= types;
+    column.hasValue = true;
+  }
+
+  Reporter& m_reporter;
+  std::deque<Column> m_columns;  // which stay where they are
+  std::map<std::string, std::size_t> m_byName;
+};
+
+/// Whether JSON lines come, as far as can be told from the first bytes.
+bool looksLikeJson(InputBuffer& in) {
+  constexpr std::size_t kLook = 64;
+  const std::string_view text = withoutByteOrderMark(in.peek(kLook));
+  const std::size_t first = text.find_first_not_of(" \t\r\n");
+  return first != text.npos && text[first] == '{';
+}
+
+}  // namespace
+
+void deriveDictionary(const Inputs& inputs, const DeriveOptions& options, Output& out, Reporter& reporter) {
+  Deriver deriver(reporter);
+  forEachInput(inputs, reporter, [&](InputBuffer& in) {
+    const bool isJson =
+        options.form == SampleForm::Json || (options.form == SampleForm::Recognised && looksLikeJson(in));
+    return isJson ? deriver.readJsonLines(in, out) : deriver.readCsv(in, out);
+  });
+  reporter.setInput("samples");
+  std::uint32_t id = options.firstId;
+  const bool isXml = options.format == DefinitionFormat::Xml;
+  out.text() += isXml ? kXmlStart : "";
+  for (const Column& column : deriver.columns()) {
+    const std::string label = "field " + inQuotes(column.name) + ": ";
+    const char* reason = isXml ? whyNoXmlName(column.name) : whyNoTextName(column.name);
+    reason = reason == nullptr && isOfDigits(column.name) ? "a name of digits, which is taken for an id," : reason;
+    if (reason != nullptr) {
+      reporter.wholeInput(label + reason + " cannot be in a dictionary in " + (isXml ? "XML" : "text") + "; left out");
+      continue;
+    }
+    if (id > kLastId) {
+      reporter.wholeInput(label + "no id is left for it (the last one is " + std::to_string(kLastId) + "); left out");
+      continue;
+    }
+    if (!column.hasValue) {
+      reporter.hint("samples", label + "no value seen; taken for a STRING");
+    }
+    Definition entry;
+    entry.name = column.name;
+    entry.id = static_cast<std::uint16_t>(id++);
+    entry.typeName = typeName(typeOf(column));
+    isXml ? appendXmlDefinition(entry, out.text()) : appendTextDefinition(entry, out.text());
+    out.lineDone();
+  }
+  out.text() += isXml ? kXmlEnd : "";
+  out.lineDone();
+}
+
+}  // namespace MD::tool

@@ -1,0 +1,83 @@
+#include "dictionary/dictionary.h"
+
+#include <locale>
+#include <sstream>
+#include <stdexcept>
+
+#include "base/utf8.h"
+#include "dictionary/definition_file.h"
+#include "md/md_fieldmap.h"
+
+namespace MD::tool {
+namespace {
+
+/// Creates the process's dictionary, if there is none, without a look at the search path: a broken file there must not
+/// stand in the way of one that the user names.
+void createDictionary() { MD_FieldMap::load_file({}); }
+
+std::istringstream streamOf(std::string_view text) {
+  std::istringstream stream{std::string(text)};
+  stream.imbue(std::locale::classic());
+  return stream;
+}
+
+}  // namespace
+
+void loadDefinitions(std::string_view contents, const std::string& path) {
+  createDictionary();
+  if (isXml(contents)) {
+    MD_FieldMap::reload_xml(path);
+  } else {
+    std::istringstream stream = streamOf(contents);
+    MD_FieldMap::reload_text(stream, path);
+  }
+}
+
+DefinitionFile loadDictionaryFile(const std::string& path, Reporter& reporter) {
+  const std::string contents = definitionsIn(path);
+  const std::string_view text = withoutByteOrderMark(contents);
+  try {
+    loadDefinitions(text, path);
+  } catch (const std::runtime_error& error) {
+    throw UsageError(std::string("cannot load the dictionary: ") + error.what());
+  }
+  DefinitionFile file = readDefinitions(text, path);
+  for (const Finding& finding : file.findings) {
+    if (finding.isProblem) {
+      reporter.hint(filePlaceText(path, finding.place), finding.text);
+    }
+  }
+  return file;
+}
+
+void loadDictionary(const std::string& path, Reporter& reporter) {
+  loadDictionaryFile(path, reporter);
+  if (MD_FieldMap::instance().size() == 0) {
+    throw UsageError("dictionary " + path + " holds no field");
+  }
+}
+
+void loadDefaultDictionary() {
+  createDictionary();
+  try {
+    MD_FieldMap::reload({});
+  } catch (const std::runtime_error& error) {
+    throw UsageError(std::string("cannot load the dictionary on the search path (name another with --dictionary): ") +
+                     error.what());
+  }
+  if (MD_FieldMap::instance().size() == 0) {
+    loadBuiltInDictionary();
+  }
+}
+
+void loadNamedDictionary(const std::optional<std::string>& path, Reporter& reporter) {
+  if (path) {
+    loadDictionary(*path, reporter);
+  } else {
+    loadDefaultDictionary();
+  }
+}
+
+void loadBuiltInDictionary() { loadDefinitions(kBuiltInDictionary, "built-in dictionary"); }
+
+}  // namespace MD::tool

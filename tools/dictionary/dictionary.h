@@ -1,0 +1,44 @@
+// Which dictionary the program works with.
+#ifndef MDMSG_DICTIONARY_H
+#define MDMSG_DICTIONARY_H
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "base/diagnostics.h"
+#include "dictionary/definition_file.h"
+
+namespace MD::tool {
+
+/// Fills the process's dictionary from a file, XML when its first character that is not blank is '<', else text. What
+/// is on the search path plays no part. Entries that are not taken over are hinted at.
+/// @return what the file says
+/// @throws UsageError when the file cannot be read or the library refuses it
+DefinitionFile loadDictionaryFile(const std::string& path, Reporter& reporter);
+
+/// The same for a program that needs fields.
+/// @throws UsageError likewise, and when the file holds no field
+void loadDictionary(const std::string& path, Reporter& reporter);
+
+/// Fills the process's dictionary from the search path or, when that leads to no field, from the program's own.
+/// @throws UsageError when a file on the search path cannot be loaded
+void loadDefaultDictionary();
+
+/// One of the two above: the first where a path is given.
+void loadNamedDictionary(const std::optional<std::string>& path, Reporter& reporter);
+
+/// Fills the process's dictionary from the program's own.
+void loadBuiltInDictionary();
+
+/// Fills the process's dictionary from a definition file.
+/// @param contents  of the file, which the library reads again when it is XML
+/// @throws std::runtime_error when the library refuses the file
+void loadDefinitions(std::string_view contents, const std::string& path);
+
+/// The text of the dictionary that is built into the program.
+extern const char* const kBuiltInDictionary;
+
+}  // namespace MD::tool
+
+#endif

@@ -1,0 +1,31 @@
+// Messages from comma-separated records under a header of field names.
+#ifndef MDMSG_CSV_MESSAGE_H
+#define MDMSG_CSV_MESSAGE_H
+
+#include <string_view>
+#include <vector>
+
+#include "dictionary/field_names.h"
+#include "md/md_message.h"
+#include "text/csv_reader.h"
+
+namespace MD::tool {
+
+/// The fields that the record at hand, a header, names.
+/// @throws LineError when one is unknown, carried by no message, or there twice
+std::vector<Field> readCsvHeader(const CsvReader& record, const FieldNames& names);
+
+/// The text of a date-time, "20240115 93000000 -300", and of a nanosecond time: a whole number, or a moment such as
+/// "2024-06-03T09:30:00Z". @throws LineError for any other text
+MD_DateTime parseDateTime(std::string_view text);
+MD_EpochNS parseEpochNs(std::string_view text);
+
+/// Fills an empty message from the record at hand. An empty cell is a field that is not sent; a pair of quotes is
+/// an empty string or buffer.
+/// @throws LineError when a value does not fit its field; the message is then half filled
+void readCsvRecord(const CsvReader& record, const std::vector<Field>& columns, const FieldNames& names,
+                   MD_Message& message);
+
+}  // namespace MD::tool
+
+#endif

@@ -1,0 +1,135 @@
+#include "messages/csv_writer.h"
+
+#include <string_view>
+
+#include "base/hex.h"
+#include "messages/received.h"
+#include "text/value_text.h"
+
+namespace MD::tool {
+namespace {
+
+void appendText(std::string_view text, std::string& out) {
+  if (!text.empty() && text.find_first_of(",\"\r\n") == text.npos) {
+    out += text;
+    return;
+  }
+  out += '"';
+  for (const char c : text) {
+    out += c;
+    if (c == '"') {
+      out += c;
+    }
+  }
+  out += '"';
+}
+
+template <class T>
+bool appendReal(const MD_Message& message, std::uint16_t id, std::string& out) {
+  T value{};
+  if (!message.get(id, value)) {
+    return false;
+  }
+  appendRealOrName(value, out);
+  return true;
+}
+
+template <class T>
+bool appendWhole(const MD_Message& message, std::uint16_t id, std::string& out) {
+  T value{};
+  if (!message.get(id, value)) {
+    return false;
+  }
+  MD::tool::appendWhole(value, out);
+  return true;
+}
+
+}  // namespace
+
+void CsvWriter::appendHeader(std::string& out) const {
+  const char* separator = "";
+  for (const Field field : m_columns) {
+    out += separator;
+    separator = ",";
+    appendText(m_names.label(field.id), out);
+  }
+  out += '\n';
+}
+
+void CsvWriter::append(const MD_Message& message, std::string& out) const {
+  const char* separator = "";
+  for (const Field field : m_columns) {
+    out += separator;
+    separator = ",";
+    if (message.existsImpl(field.id) && !appendCell(message, field, out)) {
+      noteUnreadable(message, field.id, m_names, m_reporter);
+    }
+  }
+  out += '\n';
+}
+
+bool CsvWriter::appendCell(const MD_Message& message, Field field, std::string& out) const {
+  switch (field.type) {
+    case DATATYPES::CHAR: {
+      char value = 0;
+      if (!message.get(field.id, value)) {
+        return false;
+      }
+      appendText({&value, 1}, out);
+      return true;
+    }
+    case DATATYPES::INT:
+      return appendWhole<std::int32_t>(message, field.id, out);
+    case DATATYPES::INT64:
+      return appendWhole<std::int64_t>(message, field.id, out);
+    case DATATYPES::FLOAT:
+      return appendReal<float>(message, field.id, out);
+    case DATATYPES::DOUBLE:
+      return appendReal<double>(message, field.id, out);
+    case DATATYPES::STRING: {
+      MD_Message::String value;
+      if (!message.get(field.id, value)) {
+        return false;
+      }
+      appendText(value, out);
+      return true;
+    }
+    case DATATYPES::BUFFER: {
+      MD_Message::Buffer value;
+      if (!message.get(field.id, value)) {
+        return false;
+      }
+      if (value.length == 0) {
+        appendText({}, out);
+      }
+      appendHex(value.data, value.length, out);
+      return true;
+    }
+    case DATATYPES::DATETIME: {
+      MD_DateTime value;
+      if (!message.get(field.id, value)) {
+        return false;
+      }
+      MD::tool::appendWhole(std::int32_t{value.date()}, out);
+      out += ' ';
+      MD::tool::appendWhole(std::int32_t{value.time()}, out);
+      out += ' ';
+      MD::tool::appendWhole(std::int16_t{value.exch_gmt_offset()}, out);
+      return true;
+    }
+    default: {
+      MD_EpochNS value;
+      if (!message.get(field.id, value)) {
+        return false;
+      }
+      if (m_zone != nullptr) {
+        appendIsoTime(value.get(), *m_zone, out);
+      } else {
+        MD::tool::appendWhole(value.get(), out);
+      }
+      return true;
+    }
+  }
+}
+
+}  // namespace MD::tool

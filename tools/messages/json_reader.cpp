@@ -1,0 +1,418 @@
+#include "messages/json_reader.h"
+
+#include <cstring>
+
+#include <limits>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "base/diagnostics.h"
+#include "base/hex.h"
+#include "messages/message_builder.h"
+#include "text/time_text.h"
+#include "text/value_text.h"
+
+namespace MD::tool {
+namespace {
+
+/// What the JSON forms of values that are objects are made of.
+enum Member { kHex, kEnd, kBits, kValue, kBytes, kDate, kTime, kOffset, kPacked, kUnreadable, kMemberCount };
+constexpr const char* kMemberNames[kMemberCount] = {"hex",  "end",  "bits",   "value",  "bytes",
+                                                    "date", "time", "offset", "packed", "unreadable"};
+
+constexpr unsigned only(Member member) { return 1U << member; }
+
+struct Scalar {
+  enum class Kind { Unsigned, Negative, Real, Text };
+
+  Kind kind = Kind::Text;
+  std::uint64_t whole = 0;            // Unsigned
+  std::int64_t negative = 0;          // Negative; 0 stands for "-0"
+  const std::string* text = nullptr;  // Real: as it was written; Text
+};
+
+/// A scalar that outlives the event that brought it.
+struct KeptScalar {
+  Scalar scalar;
+  std::string text;
+};
+
+const char* formOf(std::uint8_t type) noexcept {
+  switch (type) {
+    case DATATYPES::CHAR:
+      return "a string of one character or {\"hex\":..}";
+    case DATATYPES::INT:
+      return "a whole number or {\"value\":..,\"bytes\":..}";
+    case DATATYPES::INT64:
+      return "a whole number";
+    case DATATYPES::FLOAT:
+    case DATATYPES::DOUBLE:
+      return "a number, \"NaN\", \"Infinity\", \"-Infinity\" or {\"bits\":..}";
+    case DATATYPES::STRING:
+      return "a string or {\"hex\":..}";
+    case DATATYPES::BUFFER:
+      return "{\"hex\":..}";
+    case DATATYPES::DATETIME:
+      return "{\"date\":..,\"time\":..,\"offset\":..}";
+    case DATATYPES::EPOCH_NSEC:
+      return "a whole number or a moment such as \"2024-06-03T09:30:00Z\"";
+    default:
+      return "nothing";
+  }
+}
+
+template <class T>
+T wholeOf(const Scalar& scalar, const std::string& what) {
+  switch (scalar.kind) {
+    case Scalar::Kind::Unsigned:
+      if (scalar.whole <= static_cast<std::uint64_t>(std::numeric_limits<T>::max())) {
+        return static_cast<T>(scalar.whole);
+      }
+      return parseWhole<T>(std::to_string(scalar.whole), what);
+    case Scalar::Kind::Negative:
+      if constexpr (std::is_signed_v<T>) {
+        if (scalar.negative >= std::numeric_limits<T>::min()) {
+          return static_cast<T>(scalar.negative);
+        }
+      }
+      return scalar.negative == 0 ? T{0} : parseWhole<T>(std::to_string(scalar.negative), what);
+    case Scalar::Kind::Real:
+      return parseWhole<T>(*scalar.text, what);
+    case Scalar::Kind::Text:
+      break;
+  }
+  throw LineError(what + " takes a whole number, not a string");
+}
+
+/// Receives the parser's events for one message and adds each field as soon as its value is there.
+class MessageHandler : public nlohmann::json_sax<nlohmann::json> {
+ public:
+  MessageHandler(const FieldNames& names, MD_Message& message) : m_names(names), m_message(message) {}
+
+  /// The key of the field at hand, empty outside fields.
+  const std::string& currentKey() const noexcept { return m_key; }
+
+  bool null() override { return refuse("null"); }
+  bool boolean(bool value) override { return refuse(value ? "true" : "false"); }
+  bool number_integer(number_integer_t value) override {
+    Scalar scalar;
+    scalar.kind = Scalar::Kind::Negative;
+    scalar.negative = value;
+    return take(scalar);
+  }
+  bool number_unsigned(number_unsigned_t value) override {
+    Scalar scalar;
+    scalar.kind = Scalar::Kind::Unsigned;
+    scalar.whole = value;
+    return take(scalar);
+  }
+  // The text goes along, so that a FLOAT is rounded once and a whole number of any length keeps its digits.
+  bool number_float(number_float_t, const string_t& text) override {
+    Scalar scalar;
+    scalar.kind = Scalar::Kind::Real;
+    scalar.text = &text;
+    return take(scalar);
+  }
+  bool string(string_t& text) override {
+    Scalar scalar;
+    scalar.text = &text;
+    return take(scalar);
+  }
+  bool binary(binary_t&) override { return refuse("binary data"); }
+
+  bool start_object(std::size_t) override {
+    if (m_depth == 2) {
+      return refuse("an object inside an object");
+    }
+    ++m_depth;
+    m_present = 0;
+    return true;
+  }
+
+  bool key(string_t& key) override {
+    if (m_depth == 1) {
+      m_key = key;
+      m_field = m_names.find(key);
+      if (m_message.existsImpl(m_field.id)) {
+        throw LineError("is given twice");
+      }
+      return true;
+    }
+    for (m_member = 0; m_member != kMemberCount; ++m_member) {
+      if (key == kMemberNames[m_member]) {
+        if ((m_present & 1U << m_member) != 0) {
+          throw LineError(inQuotes(key) + " is given twice");
+        }
+        return true;
+      }
+    }
+    throw LineError(inQuotes(key) + " is not known here; " + takes());
+  }
+
+  bool end_object() override {
+    if (--m_depth == 1) {
+      addObject();
+    }
+    m_key.clear();
+    return true;
+  }
+
+  bool start_array(std::size_t) override { return refuse("an array"); }
+  bool end_array() override { return true; }
+
+  bool parse_error(std::size_t position, const std::string&, const nlohmann::json::exception& error) override {
+    // What the parser itself says stands behind an exception id and its own idea of the place.
+    std::string_view text = error.what();
+    if (const auto id = text.find("] "); id != text.npos) {
+      text.remove_prefix(id + 2);
+    }
+    if (const auto place = text.find(": "); text.rfind("parse error", 0) == 0 && place != text.npos) {
+      text.remove_prefix(place + 2);
+    }
+    throw LineError("column " + std::to_string(position) + ": " + printable(text));
+  }
+
+ private:
+  std::string takes() const { return std::string(typeName(m_field.type)) + " takes " + formOf(m_field.type); }
+
+  /// @throws LineError always
+  [[noreturn]] bool refuse(const std::string& what) const {
+    if (m_depth == 0) {
+      throw LineError("a message is one JSON object, not " + what);
+    }
+    throw LineError(takes() + ", not " + what);
+  }
+
+  bool take(const Scalar& scalar) {
+    switch (m_depth) {
+      case 0:
+        return refuse(scalar.kind == Scalar::Kind::Text ? "a string" : "a number");
+      case 1:
+        addScalar(scalar);
+        m_key.clear();
+        return true;
+      default:
+        m_present |= 1U << m_member;
+        KeptScalar& kept = m_members[m_member];
+        kept.scalar = scalar;
+        if (scalar.text != nullptr) {
+          kept.text = *scalar.text;
+          kept.scalar.text = &kept.text;
+        }
+        return true;
+    }
+  }
+
+  void addScalar(const Scalar& scalar) {
+    switch (m_field.type) {
+      case DATATYPES::CHAR:
+        expectText(scalar);
+        return addChar(*scalar.text);
+      case DATATYPES::STRING:
+        expectText(scalar);
+        return addString(m_message, m_field.id, *scalar.text);
+      case DATATYPES::INT:
+        return addValue(m_message, m_field.id, wholeOf<std::int32_t>(numberOf(scalar), "INT"));
+      case DATATYPES::INT64:
+        return addValue(m_message, m_field.id, wholeOf<std::int64_t>(numberOf(scalar), "INT64"));
+      case DATATYPES::EPOCH_NSEC:
+        return addEpochNs(scalar);
+      case DATATYPES::FLOAT:
+        return addReal<float>(scalar);
+      case DATATYPES::DOUBLE:
+        return addReal<double>(scalar);
+      default:
+        refuseScalar(scalar);
+    }
+  }
+
+  void expectText(const Scalar& scalar) const {
+    if (scalar.kind != Scalar::Kind::Text) {
+      refuseScalar(scalar);
+    }
+  }
+
+  const Scalar& numberOf(const Scalar& scalar) const {
+    if (scalar.kind == Scalar::Kind::Text) {
+      refuseScalar(scalar);
+    }
+    return scalar;
+  }
+
+  [[noreturn]] void refuseScalar(const Scalar& scalar) const {
+    if (scalar.kind == Scalar::Kind::Text) {
+      throw LineError(takes() + ", not the string " + inQuotes(*scalar.text));
+    }
+    throw LineError(takes() + ", not a number");
+  }
+
+  void addEpochNs(const Scalar& scalar) {
+    if (scalar.kind == Scalar::Kind::Text) {
+      if (const auto moment = parseIsoTime(*scalar.text)) {
+        return addValue(m_message, m_field.id, MD_EpochNS(*moment));
+      }
+    }
+    addValue(m_message, m_field.id, MD_EpochNS(wholeOf<std::uint64_t>(numberOf(scalar), "EPOCH_NSEC")));
+  }
+
+  void addChar(const std::string& text) {
+    if (text.size() != 1) {
+      throw LineError(inQuotes(text) + " is " + std::to_string(text.size()) + " bytes, a CHAR is one");
+    }
+    addValue(m_message, m_field.id, text[0]);
+  }
+
+  template <class T>
+  void addReal(const Scalar& scalar) {
+    T value{};
+    switch (scalar.kind) {
+      case Scalar::Kind::Unsigned:
+        value = static_cast<T>(scalar.whole);
+        break;
+      case Scalar::Kind::Negative:
+        value = scalar.negative == 0 ? -T{0} : static_cast<T>(scalar.negative);
+        break;
+      case Scalar::Kind::Real:
+        value = parseReal<T>(*scalar.text);
+        break;
+      case Scalar::Kind::Text:
+        if (!parseRealName(*scalar.text, value)) {
+          refuseScalar(scalar);
+        }
+        break;
+    }
+    addValue(m_message, m_field.id, value);
+  }
+
+  void addObject() {
+    const std::uint16_t id = m_field.id;
+    if ((m_present & only(kUnreadable)) != 0) {
+      throw LineError("\"unreadable\" shows bytes that could not be read; they cannot be encoded");
+    }
+    switch (m_field.type) {
+      case DATATYPES::CHAR:
+        expectMembers(only(kHex));
+        parseBytes(kHex);
+        return addChar({m_bytes.begin(), m_bytes.end()});
+      case DATATYPES::STRING:
+        return addStringObject();
+      case DATATYPES::BUFFER:
+        expectMembers(only(kHex));
+        parseBytes(kHex);
+        return addBuffer(m_message, id, m_bytes.data(), m_bytes.size());
+      case DATATYPES::INT: {
+        expectMembers(only(kValue) | only(kBytes));
+        const auto value = wholeOf<std::int32_t>(member(kValue), "INT");
+        return addInt(m_message, id, value, wholeOf<std::uint64_t>(member(kBytes), "\"bytes\""));
+      }
+      case DATATYPES::FLOAT:
+        return addBits<float, std::uint32_t>();
+      case DATATYPES::DOUBLE:
+        return addBits<double, std::uint64_t>();
+      case DATATYPES::DATETIME:
+        return addDateTime();
+      default:
+        throw LineError(takes() + ", not an object");
+    }
+  }
+
+  void addStringObject() {
+    const bool hasEnd = (m_present & only(kEnd)) != 0;
+    expectMembers(hasEnd ? only(kHex) | only(kEnd) : only(kHex));
+    parseBytes(kHex);
+    const std::string text(m_bytes.begin(), m_bytes.end());
+    if (!hasEnd) {
+      return addString(m_message, m_field.id, text);
+    }
+    parseBytes(kEnd);
+    if (m_bytes.size() != 1) {
+      throw LineError("\"end\" is one byte");
+    }
+    addStringEndingIn(m_message, m_field.id, text, m_bytes[0]);
+  }
+
+  const Scalar& member(Member which) const { return m_members[which].scalar; }
+
+  void expectMembers(unsigned members) const {
+    if (m_present != members) {
+      throw LineError(takes());
+    }
+  }
+
+  /// Puts the bytes that a member spells into m_bytes.
+  void parseBytes(Member which) {
+    const Scalar& scalar = member(which);
+    if (scalar.kind != Scalar::Kind::Text) {
+      throw LineError('"' + std::string(kMemberNames[which]) + "\" takes a string of hex digits");
+    }
+    parseHex(*scalar.text, Blanks::Refused, m_bytes);
+  }
+
+  template <class T, class Bits>
+  void addBits() {
+    expectMembers(only(kBits));
+    parseBytes(kBits);
+    if (m_bytes.size() != sizeof(Bits)) {
+      throw LineError(std::string("the bits of a ") + typeName(m_field.type) + " are " +
+                      std::to_string(2 * sizeof(Bits)) + " hex digits");
+    }
+    Bits bits = 0;
+    for (const std::uint8_t byte : m_bytes) {
+      bits = static_cast<Bits>(bits << 8 | byte);
+    }
+    T value{};
+    std::memcpy(&value, &bits, sizeof value);
+    addValue(m_message, m_field.id, value);
+  }
+
+  void addDateTime() {
+    constexpr unsigned kParts = only(kDate) | only(kTime) | only(kOffset);
+    const bool hasPacked = (m_present & only(kPacked)) != 0;
+    expectMembers(hasPacked ? kParts | only(kPacked) : kParts);
+    const auto date = wholeOf<std::int32_t>(member(kDate), "\"date\"");
+    const auto time = wholeOf<std::int32_t>(member(kTime), "\"time\"");
+    const auto offset = wholeOf<std::int16_t>(member(kOffset), "\"offset\"");
+    if (!hasPacked) {
+      return addValue(m_message, m_field.id, makeDateTime(date, time, offset));
+    }
+    const auto packed = wholeOf<std::uint64_t>(member(kPacked), "\"packed\"");
+    char bytes[sizeof packed];
+    std::memcpy(bytes, &packed, sizeof packed);
+    MD_DateTime value;
+    MD_DateTime::deserialize(value, bytes);
+    if (value.date() != date || value.time() != time || value.exch_gmt_offset() != offset) {
+      throw LineError("\"packed\" holds another date, time or offset than stand beside it");
+    }
+    addValue(m_message, m_field.id, value);
+  }
+
+  const FieldNames& m_names;
+  MD_Message& m_message;
+  int m_depth = 0;
+  std::string m_key;
+  Field m_field;
+  unsigned m_member = 0;   // of the object at hand
+  unsigned m_present = 0;  // bits of the members that came
+  KeptScalar m_members[kMemberCount];
+  std::vector<std::uint8_t> m_bytes;
+};
+
+}  // namespace
+
+void readJson(std::string_view text, const FieldNames& names, MD_Message& message) {
+  // The parser would take it for the end of the line.
+  if (const std::size_t nul = text.find('\0'); nul != text.npos) {
+    throw LineError("column " + std::to_string(nul + 1) + ": a NUL byte");
+  }
+  MessageHandler handler(names, message);
+  try {
+    nlohmann::json::sax_parse(text.data(), text.data() + text.size(), &handler);
+  } catch (const LineError& error) {
+    throw LineError(error.what(), error.field().empty() ? handler.currentKey() : error.field());
+  }
+}
+
+}  // namespace MD::tool

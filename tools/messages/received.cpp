@@ -1,0 +1,113 @@
+#include "messages/received.h"
+
+#include <algorithm>
+#include <limits>
+#include <string>
+
+#include "base/hex.h"
+#include "text/value_text.h"
+
+namespace MD::tool {
+
+std::unique_ptr<MD_Message> receive(const InputMessage& input) {
+  if (input.sizeBytes > std::numeric_limits<std::uint32_t>::max()) {
+    throw LineError("a message cannot be longer than 4294967295 bytes");
+  }
+  auto message = MD_Message::createFromBytes(input.data, static_cast<std::uint32_t>(input.sizeBytes));
+  if (message == nullptr) {
+    throw notOurs(input);
+  }
+  return message;
+}
+
+void noteLeftOut(const MD_Message& message, const InputMessage& input, Reporter& reporter) {
+  if (const std::size_t stripped = input.sizeBytes - message.getSizeImpl()) {
+    reporter.note({}, std::to_string(stripped) + (stripped == 1 ? " byte is" : " bytes are") +
+                          " left out: no field that the dictionary has, or has with this type");
+  }
+}
+
+LineError notOurs(const InputMessage& input) {
+  if (input.sizeBytes == 0) {
+    return LineError("there is no byte in it");
+  }
+  std::string code;
+  appendHex(input.data, 1, code);
+  return LineError("no encoding begins with byte " + code + " (01 IterMap, 06 mInt, 46 MsgT)");
+}
+
+bool listFields(const MD_Message& message, const FieldNames& names, Reporter& reporter,
+                std::vector<std::uint16_t>& ids) {
+  message.get_field_ids(ids);
+  if (ids.size() == message.fieldCount()) {
+    return true;
+  }
+  std::vector<bool> isSeen(std::size_t{std::numeric_limits<std::uint16_t>::max()} + 1);
+  std::vector<std::uint16_t> repeated;
+  auto kept = ids.rbegin();
+  for (auto id = ids.rbegin(); id != ids.rend(); ++id) {
+    if (isSeen[*id]) {
+      repeated.push_back(*id);
+    } else {
+      isSeen[*id] = true;
+      *kept++ = *id;
+    }
+  }
+  ids.erase(ids.begin(), kept.base());
+  std::sort(repeated.begin(), repeated.end());
+  for (auto first = repeated.begin(); first != repeated.end();) {
+    const auto next = std::upper_bound(first, repeated.end(), *first);
+    reporter.note(names.label(*first),
+                  "stands " + std::to_string(next - first + 1) + " times in the message; the last one counts");
+    first = next;
+  }
+  return false;
+}
+
+bool isReadable(const MD_Message& message, std::uint16_t id, std::uint8_t type) {
+  switch (type) {
+#define MD_CASE(T, name, code)     \
+  case code: {                     \
+    T value{};                     \
+    return message.get(id, value); \
+  }
+    MD_VALUE_TYPES(MD_CASE)
+#undef MD_CASE
+    default:
+      return false;
+  }
+}
+
+StoredBytes valueBytes(const MD_Message& message, std::uint16_t id) {
+  std::uint8_t type = 0;
+  std::uint32_t sizeBytes = 0;
+  const std::uint8_t* const data = message.fieldData(id, type, sizeBytes);
+  if (data == nullptr) {
+    return {};
+  }
+  // A last record may say that it is longer than what came.
+  const auto there = static_cast<std::uint32_t>(message.getBinary() + message.getSizeImpl() - data);
+  return {data, std::min(sizeBytes, there)};
+}
+
+void noteUnreadable(const MD_Message& message, std::uint16_t id, const FieldNames& names, Reporter& reporter) {
+  const std::uint8_t type = names.type(id);
+  std::string text;
+  if (!isCarried(type)) {
+    text = std::string("values of type ") + typeName(type) + " are carried by no message";
+  } else {
+    std::uint8_t storedType = 0;
+    std::uint32_t sizeBytes = 0;
+    message.fieldData(id, storedType, sizeBytes);
+    const std::uint32_t there = valueBytes(message, id).sizeBytes;
+    if (there < sizeBytes) {
+      text = "the message ends inside the value, of which it has " + std::to_string(there) + " of " +
+             std::to_string(sizeBytes) + " bytes";
+    } else {
+      text = "the " + std::to_string(sizeBytes) + " bytes of its value are no " + typeName(type);
+    }
+  }
+  reporter.note(names.label(id), text);
+}
+
+}  // namespace MD::tool

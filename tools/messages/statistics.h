@@ -1,0 +1,115 @@
+// Counts over many messages, in memory that does not grow with their number.
+#ifndef MDMSG_STATISTICS_H
+#define MDMSG_STATISTICS_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include <array>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "dictionary/field_names.h"
+#include "md/md_message.h"
+#include "text/time_text.h"
+#include "transport/message_source.h"
+
+namespace MD::tool {
+
+/// How many events happened when: bars of equal width from the first event on. The bars grow wider as the
+/// span does; their number stays below a limit.
+class RateHistogram {
+ public:
+  /// @param timeNs  not negative
+  void add(std::int64_t timeNs);
+
+  bool isEmpty() const noexcept { return m_counts.empty(); }
+  /// When one of the bars begins, 1970 for one that does so before.
+  std::int64_t barBeginNs(std::size_t index) const noexcept;
+  std::int64_t widthNs() const noexcept { return m_widthNs; }
+  const std::vector<std::uint64_t>& counts() const noexcept { return m_counts; }
+
+  std::int64_t firstNs() const noexcept { return m_firstNs; }
+  std::int64_t lastNs() const noexcept { return m_lastNs; }
+
+ private:
+  static constexpr std::size_t kMostBars = 60;
+
+  void widen();
+  void moveBegin(std::int64_t timeNs);
+
+  std::int64_t m_beginNs = 0;
+  std::int64_t m_widthNs = 1'000'000;
+  std::int64_t m_firstNs = 0;
+  std::int64_t m_lastNs = 0;
+  bool m_isNextFive = false;
+  std::vector<std::uint64_t> m_counts;
+};
+
+/// How many messages have which size. Exact: there is a count for each size that occurs.
+class SizeHistogram {
+ public:
+  void add(std::uint64_t sizeBytes) {
+    ++m_counts[sizeBytes];
+    ++m_total;
+  }
+
+  bool isEmpty() const noexcept { return m_total == 0; }
+  std::uint64_t smallest() const { return m_counts.begin()->first; }
+  std::uint64_t largest() const { return m_counts.rbegin()->first; }
+  /// The smallest size that `percent` of all do not exceed.
+  std::uint64_t percentile(unsigned percent) const;
+
+  struct Bar {
+    std::uint64_t from = 0;
+    std::uint64_t to = 0;  ///< the last size that counts
+    std::uint64_t count = 0;
+  };
+  /// All sizes in bars of equal width, `most` at most.
+  std::vector<Bar> bars(std::size_t most) const;
+
+ private:
+  std::map<std::uint64_t, std::uint64_t> m_counts;
+  std::uint64_t m_total = 0;
+};
+
+struct EncodingCount {
+  std::uint64_t messages = 0;
+  std::uint64_t bytes = 0;
+};
+
+/// What was seen.
+struct Statistics {
+  std::array<EncodingCount, 3> encodings;         ///< mInt, IterMap, MsgT
+  std::uint64_t messages = 0;                     ///< in one of the encodings, sound or not
+  std::uint64_t bytes = 0;                        ///< of them
+  std::uint64_t foreign = 0;                      ///< begin with no encoding's code
+  std::uint64_t truncated = 0;                    ///< end inside a record
+  std::uint64_t bad = 0;                          ///< hold, not being truncated, something that cannot be read
+  std::uint64_t unusable = 0;                     ///< lines, packets and the like that are no message at all
+  std::map<std::uint16_t, std::uint64_t> fields;  ///< by id: in how many messages it can be read
+  SizeHistogram sizes;
+  RateHistogram times;
+  CaptureCounts capture;
+  bool hasCapture = false;
+};
+
+/// The names of Statistics::encodings.
+extern const std::array<const char*, 3> kEncodingNames;
+
+/// Counts a message as it came. @param timeNs  null when nothing tells when
+void count(Statistics& statistics, const InputMessage& input, const FieldNames& names, const std::int64_t* timeNs);
+void add(CaptureCounts& sum, const CaptureCounts& counts);
+
+/// Appends a report for people, bars included.
+/// @param columns  the longest line
+void appendReport(const Statistics& statistics, const FieldNames& names, const TimeZone& zone, std::size_t columns,
+                  std::string& out);
+
+/// The rate over time and the distribution of sizes as an SVG picture.
+std::string svgOf(const Statistics& statistics, const TimeZone& zone);
+
+}  // namespace MD::tool
+
+#endif

@@ -1,0 +1,346 @@
+#include <algorithm>
+#include <limits>
+#include <string_view>
+#include <utility>
+
+#include "base/diagnostics.h"
+#include "messages/statistics.h"
+
+namespace MD::tool {
+namespace {
+
+constexpr std::size_t kLabelColumns = 22;
+constexpr std::size_t kCountColumns = 12;
+
+std::string padded(std::string_view text, std::size_t columns) {
+  std::string out(text);
+  // Columns are characters, not bytes.
+  const auto shown = static_cast<std::size_t>(
+      std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xc0) != 0x80; }));
+  out.append(shown < columns ? columns - shown : 1, ' ');
+  return out;
+}
+
+std::string rightAligned(std::string_view text, std::size_t columns) {
+  return std::string(text.size() < columns ? columns - text.size() : 0, ' ') + std::string(text);
+}
+
+/// `value` * `factor` / `divisor`, rounded down.
+std::uint64_t scaled(std::uint64_t value, std::uint64_t factor, std::uint64_t divisor) {
+  if (divisor == 0) {
+    return 0;
+  }
+  const long double result =
+      static_cast<long double>(value) * static_cast<long double>(factor) / static_cast<long double>(divisor);
+  constexpr auto kMost = std::numeric_limits<std::uint64_t>::max();
+  return result >= static_cast<long double>(kMost) ? kMost : static_cast<std::uint64_t>(result);
+}
+
+/// `part` / `whole` with `decimals` digits behind the point, rounded down.
+std::string ratio(std::uint64_t part, std::uint64_t whole, unsigned decimals) {
+  std::uint64_t factor = 1;
+  for (unsigned i = 0; i != decimals; ++i) {
+    factor *= 10;
+  }
+  const std::uint64_t value = scaled(part, factor, whole);
+  const std::string rest = std::to_string(value % factor);
+  return std::to_string(value / factor) + '.' + std::string(decimals - rest.size(), '0') + rest;
+}
+
+std::string percent(std::uint64_t part, std::uint64_t whole) { return ratio(part * 100, whole, 1) + " %"; }
+
+/// With up to three digits behind the point.
+std::string shortRatio(std::uint64_t part, std::uint64_t whole) {
+  std::string text = ratio(part, whole, 3);
+  text.erase(text.find_last_not_of('0') + 1);
+  if (text.back() == '.') {
+    text.pop_back();
+  }
+  return text;
+}
+
+std::string durationText(std::int64_t ns) {
+  constexpr struct {
+    std::int64_t ns;
+    const char* unit;
+  } kUnits[] = {{3600'000'000'000, "h"}, {60'000'000'000, "min"}, {1'000'000'000, "s"}, {1'000'000, "ms"}};
+  for (const auto& [unitNs, unit] : kUnits) {
+    if (ns >= unitNs) {
+      return shortRatio(static_cast<std::uint64_t>(ns), static_cast<std::uint64_t>(unitNs)) + ' ' + unit;
+    }
+  }
+  return std::to_string(ns) + " ns";
+}
+
+std::string momentText(std::int64_t ns, const TimeZone& zone) {
+  std::string text;
+  if (ns >= 0) {
+    appendIsoTime(static_cast<std::uint64_t>(ns), zone, text);
+  } else {
+    text = std::to_string(ns) + " ns";
+  }
+  return text;
+}
+
+/// In whole messages, or, when there are few, with what is behind the point.
+std::string rateText(std::uint64_t count, std::int64_t ns) {
+  constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
+  constexpr std::uint64_t kFew = 100;
+  const auto duration = static_cast<std::uint64_t>(ns);
+  const std::uint64_t whole = scaled(count, kNsPerSecond, duration);
+  return (whole < kFew ? shortRatio(scaled(count, 1000 * kNsPerSecond, duration), 1000) : std::to_string(whole)) +
+         " messages/s";
+}
+
+class Report {
+ public:
+  Report(const Statistics& statistics, const FieldNames& names, const TimeZone& zone, std::size_t columns,
+         std::string& out)
+      : m_statistics(statistics), m_names(names), m_zone(zone), m_columns(columns), m_out(out) {}
+
+  void write() {
+    if (m_statistics.hasCapture) {
+      packets();
+    }
+    messages();
+    if (!m_statistics.times.isEmpty()) {
+      times();
+    }
+    if (!m_statistics.sizes.isEmpty()) {
+      sizes();
+    }
+    if (!m_statistics.fields.empty()) {
+      fields();
+    }
+  }
+
+ private:
+  void line(std::string_view label, std::string_view value) {
+    m_out += padded(label, kLabelColumns);
+    m_out += value;
+    m_out += '\n';
+  }
+  void counted(std::string_view label, std::uint64_t count, std::string_view rest = {}) {
+    line(label, rightAligned(std::to_string(count), kCountColumns) + std::string(rest));
+  }
+  void countedIfAny(std::string_view label, std::uint64_t count) {
+    if (count != 0) {
+      counted(label, count);
+    }
+  }
+  void title(std::string_view text) {
+    m_out += m_out.empty() ? "" : "\n";
+    m_out += text;
+    m_out += '\n';
+  }
+
+  void packets() {
+    const CaptureCounts& capture = m_statistics.capture;
+    counted("packets", capture.packets);
+    counted("  UDP datagrams", capture.datagrams);
+    countedIfAny("  not let through", capture.notSelected);
+    countedIfAny("  TCP", capture.tcp);
+    countedIfAny("  other protocols", capture.otherTransport);
+    countedIfAny("  not IP", capture.notIp);
+    countedIfAny("  fragments", capture.fragments);
+    countedIfAny("  cut short", capture.cutShort);
+    countedIfAny("  broken", capture.malformed);
+  }
+
+  void messages() {
+    const Statistics& all = m_statistics;
+    counted("messages", all.messages, ", " + std::to_string(all.bytes) + " bytes");
+    for (std::size_t i = 0; i != all.encodings.size(); ++i) {
+      const EncodingCount& encoding = all.encodings[i];
+      if (encoding.messages != 0) {
+        counted(std::string("  ") + kEncodingNames[i], encoding.messages,
+                rightAligned(percent(encoding.messages, all.messages), 10) + ", " + std::to_string(encoding.bytes) +
+                    " bytes, " + ratio(encoding.bytes, encoding.messages, 1) + " each");
+      }
+    }
+    counted("bad", all.bad);
+    counted("truncated", all.truncated);
+    counted("not ours", all.foreign);
+  }
+
+  void times() {
+    const RateHistogram& times = m_statistics.times;
+    const auto span = static_cast<std::int64_t>(static_cast<std::uint64_t>(times.lastNs()) -
+                                                static_cast<std::uint64_t>(times.firstNs()));
+    title("time");
+    line("  first", momentText(times.firstNs(), m_zone));
+    line("  last", momentText(times.lastNs(), m_zone));
+    line("  span", durationText(span));
+    std::uint64_t total = 0;
+    for (const std::uint64_t count : times.counts()) {
+      total += count;
+    }
+    if (span > 0) {
+      line("  mean rate", rateText(total, span));
+    }
+    const std::uint64_t most = *std::max_element(times.counts().begin(), times.counts().end());
+    line("  peak rate", rateText(most, times.widthNs()) + " in " + durationText(times.widthNs()));
+
+    title("messages by time, " + durationText(times.widthNs()) + " a bar");
+    for (std::size_t i = 0; i != times.counts().size(); ++i) {
+      bar("  " + timeOfDay(times.barBeginNs(i)), times.counts()[i], most);
+    }
+  }
+
+  /// The moment without its date.
+  std::string timeOfDay(std::int64_t ns) const {
+    const std::string text = momentText(ns, m_zone);
+    const std::size_t clock = text.find('T');
+    constexpr std::size_t kUpToMilliseconds = 12;
+    return clock == text.npos ? text : text.substr(clock + 1, kUpToMilliseconds);
+  }
+
+  void sizes() {
+    const SizeHistogram& sizes = m_statistics.sizes;
+    title("size in bytes");
+    line("  min", std::to_string(sizes.smallest()));
+    line("  median", std::to_string(sizes.percentile(50)));
+    line("  p99", std::to_string(sizes.percentile(99)));
+    line("  max", std::to_string(sizes.largest()));
+
+    constexpr std::size_t kMostBars = 20;
+    const auto bars = sizes.bars(kMostBars);
+    std::uint64_t most = 0;
+    for (const auto& row : bars) {
+      most = std::max(most, row.count);
+    }
+    title("messages by size");
+    for (const auto& row : bars) {
+      const std::string range =
+          row.from == row.to ? std::to_string(row.from) : std::to_string(row.from) + '-' + std::to_string(row.to);
+      bar("  " + range, row.count, most);
+    }
+  }
+
+  void fields() {
+    std::vector<std::pair<std::uint16_t, std::uint64_t>> rows(m_statistics.fields.begin(), m_statistics.fields.end());
+    std::stable_sort(rows.begin(), rows.end(), [](const auto& a, const auto& b) { return a.second > b.second; });
+    title("messages by field");
+    for (const auto& [id, count] : rows) {
+      const std::string label = "  " + printable(m_names.label(id));
+      m_out += padded(label, kLabelColumns + 2) + rightAligned(std::to_string(count), kCountColumns - 2) +
+               rightAligned(percent(count, m_statistics.messages), 10) + '\n';
+    }
+  }
+
+  /// A bar as long as its share of the longest.
+  void bar(const std::string& label, std::uint64_t count, std::uint64_t most) {
+    const std::size_t used = kLabelColumns + kCountColumns + 1;
+    const std::size_t room = std::clamp<std::size_t>(m_columns, used + 10, used + 100) - used;
+    const auto length = static_cast<std::size_t>(scaled(count, room, most));
+    std::string text = padded(label, kLabelColumns) + rightAligned(std::to_string(count), kCountColumns);
+    if (count != 0) {
+      text += ' ' + std::string(std::max<std::size_t>(length, 1), '#');
+    }
+    m_out += text + '\n';
+  }
+
+  const Statistics& m_statistics;
+  const FieldNames& m_names;
+  const TimeZone& m_zone;
+  std::size_t m_columns;
+  std::string& m_out;
+};
+
+/// A plot of bars.
+struct Plot {
+  std::string title;
+  std::string first;  ///< what stands below the first bar, and below the last
+  std::string last;
+  std::vector<std::pair<std::uint64_t, std::string>> bars;  ///< value, and what the bar stands for
+};
+
+constexpr unsigned kWidth = 720;
+constexpr unsigned kPlotHeight = 240;
+constexpr unsigned kMargin = 60;
+
+void appendText(unsigned x, unsigned y, const char* anchor, const std::string& text, std::string& out) {
+  out += "  <text x=\"" + std::to_string(x) + "\" y=\"" + std::to_string(y) + "\" text-anchor=\"" + anchor + "\">" +
+         text + "</text>\n";
+}
+
+void appendPlot(const Plot& plot, unsigned top, std::string& out) {
+  const unsigned left = kMargin;
+  const unsigned right = kWidth - kMargin / 2;
+  const unsigned bottom = top + kPlotHeight - 40;
+  const unsigned height = kPlotHeight - 80;
+  appendText(kWidth / 2, top + 24, "middle", plot.title, out);
+  if (plot.bars.empty()) {
+    appendText(kWidth / 2, top + kPlotHeight / 2, "middle", "nothing to show", out);
+    return;
+  }
+  std::uint64_t most = 1;
+  for (const auto& bar : plot.bars) {
+    most = std::max(most, bar.first);
+  }
+  const double step = static_cast<double>(right - left) / static_cast<double>(plot.bars.size());
+  for (std::size_t i = 0; i != plot.bars.size(); ++i) {
+    const auto& [value, what] = plot.bars[i];
+    const auto x = left + static_cast<unsigned>(step * static_cast<double>(i));
+    const auto next = left + static_cast<unsigned>(step * static_cast<double>(i + 1));
+    const auto tall = static_cast<unsigned>(scaled(value, height, most));
+    out += "  <rect x=\"" + std::to_string(x) + "\" y=\"" + std::to_string(bottom - tall) + "\" width=\"" +
+           std::to_string(std::max(next - x, 2U) - 1) + "\" height=\"" + std::to_string(tall) + "\"><title>" + what +
+           "</title></rect>\n";
+  }
+  out += "  <path d=\"M" + std::to_string(left) + ' ' + std::to_string(bottom - height) + " V" +
+         std::to_string(bottom) + " H" + std::to_string(right) + "\"/>\n";
+  appendText(left - 6, bottom - height + 5, "end", std::to_string(most), out);
+  appendText(left - 6, bottom + 5, "end", "0", out);
+  appendText(left, bottom + 20, "start", plot.first, out);
+  appendText(right, bottom + 20, "end", plot.last, out);
+}
+
+Plot ratePlot(const RateHistogram& times, const TimeZone& zone) {
+  Plot plot;
+  plot.title = "messages by time" + (times.isEmpty() ? "" : ", " + durationText(times.widthNs()) + " a bar");
+  for (std::size_t i = 0; i != times.counts().size(); ++i) {
+    const std::uint64_t count = times.counts()[i];
+    plot.bars.emplace_back(count, momentText(times.barBeginNs(i), zone) + ": " + std::to_string(count));
+  }
+  if (!times.isEmpty()) {
+    plot.first = momentText(times.firstNs(), zone);
+    plot.last = momentText(times.lastNs(), zone);
+  }
+  return plot;
+}
+
+Plot sizePlot(const SizeHistogram& sizes) {
+  constexpr std::size_t kMostBars = 60;
+  Plot plot;
+  plot.title = "messages by size in bytes";
+  for (const auto& bar : sizes.bars(kMostBars)) {
+    plot.bars.emplace_back(
+        bar.count, std::to_string(bar.from) + " to " + std::to_string(bar.to) + " bytes: " + std::to_string(bar.count));
+  }
+  if (!sizes.isEmpty()) {
+    plot.first = std::to_string(sizes.smallest());
+    plot.last = std::to_string(sizes.largest());
+  }
+  return plot;
+}
+
+}  // namespace
+
+void appendReport(const Statistics& statistics, const FieldNames& names, const TimeZone& zone, std::size_t columns,
+                  std::string& out) {
+  Report(statistics, names, zone, columns, out).write();
+}
+
+std::string svgOf(const Statistics& statistics, const TimeZone& zone) {
+  const std::string size = "width=\"" + std::to_string(kWidth) + "\" height=\"" + std::to_string(2 * kPlotHeight) + '"';
+  std::string out = "<svg xmlns=\"http://www.w3.org/2000/svg\" " + size +
+                    " font-family=\"sans-serif\" font-size=\"12\">\n"
+                    "  <style>rect{fill:#3465a4} path{fill:none;stroke:#000} text{fill:#000}</style>\n"
+                    "  <rect width=\"100%\" height=\"100%\" style=\"fill:#fff\"/>\n";
+  appendPlot(ratePlot(statistics.times, zone), 0, out);
+  appendPlot(sizePlot(statistics.sizes), kPlotHeight, out);
+  return out + "</svg>\n";
+}
+
+}  // namespace MD::tool

@@ -1,0 +1,98 @@
+#include "text/csv_reader.h"
+
+#include "base/diagnostics.h"
+#include "base/utf8.h"
+
+namespace MD::tool {
+
+bool CsvReader::next() {
+  std::string_view rest;
+  do {
+    if (!m_lines.next(rest)) {
+      return false;
+    }
+    m_line = m_lines.lineNumber();
+    if (m_line == 1) {
+      rest = withoutByteOrderMark(rest);
+    }
+  } while (withoutCarriageReturn(rest).empty());
+
+  m_size = 0;
+  m_isTooLong = false;
+  for (;;) {
+    std::string& cell = newCell();
+    const bool isQuoted = !rest.empty() && rest[0] == '"';
+    m_isQuoted[m_size - 1] = isQuoted;
+    if (isQuoted) {
+      if (!readQuoted(rest, cell)) {
+        throw LineError("cell " + std::to_string(m_size) + ": the quote is never closed");
+      }
+      if (!rest.empty() && rest[0] != ',') {
+        throw LineError("cell " + std::to_string(m_size) + ": text behind the closing quote");
+      }
+    } else {
+      const std::size_t comma = rest.find(',');
+      const std::string_view text = comma != rest.npos ? rest.substr(0, comma) : withoutCarriageReturn(rest);
+      if (text.find('"') != text.npos) {
+        throw LineError("cell " + std::to_string(m_size) + ": a quote inside a cell without quotes");
+      }
+      append(text, cell);
+      rest = comma != rest.npos ? rest.substr(comma) : std::string_view();
+    }
+    if (m_isTooLong) {
+      throw LineError("cell " + std::to_string(m_size) + " is longer than any value");
+    }
+    if (rest.empty()) {
+      return true;
+    }
+    rest.remove_prefix(1);
+  }
+}
+
+std::string& CsvReader::newCell() {
+  if (m_size == m_cells.size()) {
+    m_cells.emplace_back();
+    m_isQuoted.push_back(false);
+  }
+  std::string& cell = m_cells[m_size++];
+  cell.clear();
+  return cell;
+}
+
+/// Reads a quoted cell, which may go on over several lines, and leaves what follows it on its last line in `rest`.
+/// @return false when the input ends before the cell does
+bool CsvReader::readQuoted(std::string_view& rest, std::string& cell) {
+  rest.remove_prefix(1);
+  for (;;) {
+    const std::size_t quote = rest.find('"');
+    if (quote == rest.npos) {
+      append(rest, cell);
+      // Inside quotes the line's end, a carriage return included, belongs to the value.
+      if (!m_lines.next(rest)) {
+        return false;
+      }
+      append("\n", cell);
+      continue;
+    }
+    append(rest.substr(0, quote), cell);
+    rest.remove_prefix(quote + 1);
+    if (rest.empty() || rest[0] != '"') {
+      if (rest == "\r") {
+        rest = {};
+      }
+      return true;
+    }
+    append("\"", cell);
+    rest.remove_prefix(1);
+  }
+}
+
+void CsvReader::append(std::string_view text, std::string& cell) {
+  if (cell.size() + text.size() > kLongestCell) {
+    m_isTooLong = true;
+  } else {
+    cell += text;
+  }
+}
+
+}  // namespace MD::tool

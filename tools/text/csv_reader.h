@@ -1,0 +1,51 @@
+// Comma-separated records: cells with commas, quotes or line breaks stand in double quotes, a quote inside is doubled.
+#ifndef MDMSG_CSV_READER_H
+#define MDMSG_CSV_READER_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "text/line_reader.h"
+
+namespace MD::tool {
+
+class CsvReader {
+ public:
+  explicit CsvReader(LineReader& lines) : m_lines(lines) {}
+
+  /// Reads the next record; lines without a character between records are skipped.
+  /// @return false at the end of the input
+  /// @throws LineError when the record is malformed; the one behind it can still be read
+  bool next();
+
+  /// The line on which the record begins.
+  std::uint64_t line() const noexcept { return m_line; }
+
+  std::size_t size() const noexcept { return m_size; }
+  /// Whether the cell is a pair of quotes with nothing between.
+  bool isQuotedEmpty(std::size_t column) const noexcept { return m_cells[column].empty() && m_isQuoted[column]; }
+  const std::string& operator[](std::size_t column) const noexcept { return m_cells[column]; }
+
+ private:
+  /// Longer than any value's text; what is longer is not kept.
+  static constexpr std::size_t kLongestCell = std::size_t{1} << 20;
+
+  std::string& newCell();
+  bool readQuoted(std::string_view& rest, std::string& cell);
+  void append(std::string_view text, std::string& cell);
+
+  LineReader& m_lines;
+  std::vector<std::string> m_cells;
+  std::vector<bool> m_isQuoted;
+  std::size_t m_size = 0;
+  std::uint64_t m_line = 0;
+  bool m_isTooLong = false;
+};
+
+}  // namespace MD::tool
+
+#endif

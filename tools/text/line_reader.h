@@ -1,0 +1,51 @@
+// Lines of an input of any length, in memory that follows the longest line.
+#ifndef MDMSG_LINE_READER_H
+#define MDMSG_LINE_READER_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include <iosfwd>
+#include <string_view>
+#include <vector>
+
+#include "base/output.h"
+
+namespace MD::tool {
+
+class LineReader {
+ public:
+  /// @param out  written out before each wait for more input, so that a line that arrives through a pipe is answered
+  ///             before the next one comes
+  LineReader(std::istream& in, Output& out) : m_in(in), m_out(out), m_buffer(std::size_t{1} << 16) {}
+
+  /// Sets `line`, valid until the next call, to the next line without its line feed; a carriage return stays.
+  /// @return false at the end of the input
+  /// @throws std::ios_base::failure when the input cannot be read
+  bool next(std::string_view& line);
+
+  /// The number of the line that next() gave, from 1.
+  std::uint64_t lineNumber() const noexcept { return m_lineNumber; }
+
+ private:
+  bool fill();
+
+  std::istream& m_in;
+  Output& m_out;
+  std::vector<char> m_buffer;
+  std::size_t m_begin = 0;
+  std::size_t m_end = 0;
+  std::uint64_t m_lineNumber = 0;
+};
+
+/// `line` without the carriage return that ends lines of some systems.
+inline std::string_view withoutCarriageReturn(std::string_view line) noexcept {
+  return !line.empty() && line.back() == '\r' ? line.substr(0, line.size() - 1) : line;
+}
+
+/// Whether there is nothing but blanks and tabs.
+inline bool isBlankLine(std::string_view line) noexcept { return line.find_first_not_of(" \t") == line.npos; }
+
+}  // namespace MD::tool
+
+#endif

@@ -1,0 +1,169 @@
+#include "text/value_text.h"
+
+#include <charconv>
+#include <cmath>
+#include <iterator>
+#include <limits>
+#include <system_error>
+
+#include "base/diagnostics.h"
+#include "md/md_value_types.h"
+
+namespace MD::tool {
+namespace {
+
+constexpr const char* kTypeNames[] = {"RAW",       "CHAR",       "INT",      "SHORT", "FLOAT",     "DOUBLE",
+                                      "STRING",    "VECTOR",     "MSG_T",    "DATE",  "TIME",      "FRACTION",
+                                      "CHILD_MSG", "FOLDED_INT", "BUFFER",   "15",    "UINT",      "LONG_INT",
+                                      "ULONG_INT", "INT64",      "DATETIME", "21",    "EPOCH_NSEC"};
+
+/// Codes that no type has.
+constexpr std::size_t kNoType1 = 15;
+constexpr std::size_t kNoType2 = 21;
+
+template <class T>
+constexpr const char* kRealName = sizeof(T) == sizeof(float) ? "FLOAT" : "DOUBLE";
+
+bool startsNumber(std::string_view text) noexcept {
+  const std::size_t digits = !text.empty() && text[0] == '-' ? 1 : 0;
+  return digits < text.size() && ((text[digits] >= '0' && text[digits] <= '9') || text[digits] == '.');
+}
+
+}  // namespace
+
+const char* typeName(std::uint8_t type) noexcept { return type < std::size(kTypeNames) ? kTypeNames[type] : "?"; }
+
+std::optional<std::uint8_t> typeCode(std::string_view name) noexcept {
+  if (name == "OPTI_PRICE") {
+    return DATATYPES::OPTI_PRICE;
+  }
+  for (std::size_t code = 0; code != std::size(kTypeNames); ++code) {
+    if (name == kTypeNames[code] && code != kNoType1 && code != kNoType2) {
+      return static_cast<std::uint8_t>(code);
+    }
+  }
+  return std::nullopt;
+}
+
+bool isCarried(std::uint8_t type) noexcept {
+  switch (type) {
+#define MD_CASE(T, name, code) case code:
+    MD_VALUE_TYPES(MD_CASE)
+#undef MD_CASE
+    return true;
+    default:
+      return false;
+  }
+}
+
+template <class T>
+T parseWhole(std::string_view text, std::string_view what) {
+  T value{};
+  const char* const end = text.data() + text.size();
+  const auto [rest, code] = std::from_chars(text.data(), end, value);
+  if (code == std::errc() && rest == end) {
+    return value;
+  }
+  // A minus before an unsigned number is out of its range rather than no number.
+  const std::string_view digits = !text.empty() && text[0] == '-' ? text.substr(1) : text;
+  if (!digits.empty() && digits.find_first_not_of("0123456789") == digits.npos) {
+    throw LineError(printable(text) + " does not fit " + std::string(what) + " (" +
+                    std::to_string(std::numeric_limits<T>::min()) + " to " +
+                    std::to_string(std::numeric_limits<T>::max()) + ')');
+  }
+  throw LineError(inQuotes(text) + " is not a whole number");
+}
+
+template <class T>
+T parseReal(std::string_view text) {
+  T value{};
+  const char* const end = text.data() + text.size();
+  const auto [rest, code] = std::from_chars(text.data(), end, value);
+  // The conversion knows names of infinities and not-a-numbers of its own.
+  if (code == std::errc::invalid_argument || rest != end || !startsNumber(text)) {
+    throw LineError(inQuotes(text) + " is not a number");
+  }
+  if (code != std::errc()) {
+    throw LineError(printable(text) + " does not fit " + kRealName<T> + ": too large, or too close to 0");
+  }
+  return value;
+}
+
+template <class T>
+bool parseRealName(std::string_view text, T& out) noexcept {
+  if (text == "NaN") {
+    out = std::numeric_limits<T>::quiet_NaN();
+  } else if (text == "Infinity") {
+    out = std::numeric_limits<T>::infinity();
+  } else if (text == "-Infinity") {
+    out = -std::numeric_limits<T>::infinity();
+  } else {
+    return false;
+  }
+  return true;
+}
+
+template <class T>
+T parseRealOrName(std::string_view text) {
+  T value{};
+  return parseRealName(text, value) ? value : parseReal<T>(text);
+}
+
+MD_DateTime makeDateTime(std::int32_t date, std::int32_t time, std::int16_t offset) {
+  const MD_DateTime value(date, time, offset);
+  if (value.date() != date) {
+    throw LineError(std::to_string(date) + " is not a date (years 1900 to 2155, months to 15, days to 31)");
+  }
+  if (value.time() != time) {
+    throw LineError(std::to_string(time) + " is not a time (0 to 268435455)");
+  }
+  return value;
+}
+
+template <class T>
+void appendWhole(T value, std::string& out) {
+  char text[std::numeric_limits<T>::digits10 + 2];
+  out.append(text, std::to_chars(std::begin(text), std::end(text), value).ptr);
+}
+
+template <class T>
+void appendReal(T value, std::string& out) {
+  if (value == 0) {
+    // "-0" would be read as a whole number without a sign.
+    out += std::signbit(value) ? "-0.0" : "0";
+    return;
+  }
+  char text[32];
+  out.append(text, std::to_chars(std::begin(text), std::end(text), value).ptr);
+}
+
+template <class T>
+void appendRealOrName(T value, std::string& out) {
+  if (std::isfinite(value)) {
+    return appendReal(value, out);
+  }
+  out += std::isnan(value) ? "NaN" : value > 0 ? "Infinity" : "-Infinity";
+}
+
+template std::int16_t parseWhole(std::string_view, std::string_view);
+template std::uint16_t parseWhole(std::string_view, std::string_view);
+template std::int32_t parseWhole(std::string_view, std::string_view);
+template std::int64_t parseWhole(std::string_view, std::string_view);
+template std::uint64_t parseWhole(std::string_view, std::string_view);
+template float parseReal(std::string_view);
+template double parseReal(std::string_view);
+template bool parseRealName(std::string_view, float&) noexcept;
+template bool parseRealName(std::string_view, double&) noexcept;
+template float parseRealOrName(std::string_view);
+template double parseRealOrName(std::string_view);
+template void appendWhole(std::int16_t, std::string&);
+template void appendWhole(std::uint16_t, std::string&);
+template void appendWhole(std::int32_t, std::string&);
+template void appendWhole(std::int64_t, std::string&);
+template void appendWhole(std::uint64_t, std::string&);
+template void appendReal(float, std::string&);
+template void appendReal(double, std::string&);
+template void appendRealOrName(float, std::string&);
+template void appendRealOrName(double, std::string&);
+
+}  // namespace MD::tool

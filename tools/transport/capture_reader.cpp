@@ -1,0 +1,400 @@
+#include <cstdio>
+#include <cstring>
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <limits>
+#include <optional>
+#include <vector>
+
+#include "base/hex.h"
+#include "transport/capture.h"
+
+#if defined(MDMSG_HAS_PCAP)
+#include <pcap/pcap.h>
+#endif
+
+namespace MD::tool {
+
+#if defined(MDMSG_HAS_PCAP)
+
+namespace {
+
+/// Numbers of packets, as "3, 17-20, 40".
+class PacketNumbers {
+ public:
+  void add(std::uint64_t number) {
+    if (!m_runs.empty() && m_runs.back().last + 1 == number) {
+      m_runs.back().last = number;
+    } else if (m_runs.size() == kMostRuns) {
+      m_isCut = true;
+    } else {
+      m_runs.push_back({number, number});
+    }
+  }
+
+  std::string text() const {
+    std::string text;
+    for (const Run& run : m_runs) {
+      text += (text.empty() ? "" : ", ") + std::to_string(run.first);
+      if (run.last != run.first) {
+        text += '-' + std::to_string(run.last);
+      }
+    }
+    return m_isCut ? text + ", ..." : text;
+  }
+
+ private:
+  static constexpr std::size_t kMostRuns = 20;
+  struct Run {
+    std::uint64_t first;
+    std::uint64_t last;
+  };
+  std::vector<Run> m_runs;
+  bool m_isCut = false;
+};
+
+std::string counted(std::uint64_t count, const char* one, const char* many) {
+  return std::to_string(count) + ' ' + (count == 1 ? one : many);
+}
+
+/// The input as a stream of the C library, which is what the capture library reads. No exception may pass through
+/// either: one of the input is kept until the read has come back.
+class StdioInput {
+ public:
+  StdioInput(InputBuffer& in, Output& out) : m_in(in), m_out(out) {}
+
+  std::FILE* open() {
+#if defined(__linux__)
+    cookie_io_functions_t functions{};
+    functions.read = [](void* self, char* to, std::size_t size) {
+      return static_cast<ssize_t>(static_cast<StdioInput*>(self)->read(to, size));
+    };
+    // Answers where the stream stands, and no more than that.
+    functions.seek = [](void* self, off64_t* offset, int whence) {
+      if (whence != SEEK_CUR || *offset != 0) {
+        return -1;
+      }
+      *offset = static_cast<off64_t>(static_cast<StdioInput*>(self)->m_read);
+      return 0;
+    };
+    std::FILE* const file = fopencookie(this, "rb", functions);
+#else
+    std::FILE* const file = funopen(
+        this,
+        [](void* self, char* to, int size) {
+          return static_cast<int>(static_cast<StdioInput*>(self)->read(to, static_cast<std::size_t>(size)));
+        },
+        nullptr, nullptr, nullptr);
+#endif
+    if (file == nullptr) {
+      throw std::bad_alloc();
+    }
+    return file;
+  }
+
+  void rethrow() const {
+    if (m_error != nullptr) {
+      std::rethrow_exception(m_error);
+    }
+  }
+
+ private:
+  std::ptrdiff_t read(char* to, std::size_t size) noexcept {
+    try {
+      if (m_in.in_avail() <= 0) {
+        m_out.flush();
+      }
+      const std::string_view next = m_in.peek(1);
+      const std::streamsize ready = std::max<std::streamsize>(m_in.in_avail(), 0);
+      const auto count = next.empty() ? 0 : m_in.sgetn(to, std::min(ready, static_cast<std::streamsize>(size)));
+      m_read += static_cast<std::uint64_t>(count);
+      return count;
+    } catch (...) {
+      m_error = std::current_exception();
+      return -1;
+    }
+  }
+
+  InputBuffer& m_in;
+  Output& m_out;
+  std::uint64_t m_read = 0;
+  std::exception_ptr m_error;
+};
+
+/// An open capture with its filter.
+class OpenCapture {
+ public:
+  OpenCapture(std::FILE* file, const StdioInput& input) {
+    char text[PCAP_ERRBUF_SIZE] = "";
+    m_capture = pcap_fopen_offline_with_tstamp_precision(file, PCAP_TSTAMP_PRECISION_NANO, text);
+    if (m_capture == nullptr) {
+      static_cast<void>(std::fclose(file));  // it was only read
+      input.rethrow();
+      throw InputError("no capture that can be read: " + printable(text));
+    }
+  }
+  ~OpenCapture() {
+    if (m_hasFilter) {
+      pcap_freecode(&m_filter);
+    }
+    pcap_close(m_capture);
+  }
+  OpenCapture(const OpenCapture&) = delete;
+  OpenCapture& operator=(const OpenCapture&) = delete;
+
+  void setFilter(const std::string& expression) {
+    if (pcap_compile(m_capture, &m_filter, expression.c_str(), 1, PCAP_NETMASK_UNKNOWN) != 0) {
+      throw UsageError("--filter " + inQuotes(expression) + ": " + error());
+    }
+    m_hasFilter = true;
+  }
+
+  /// @return false at the end
+  bool next(const StdioInput& input) {
+    const int code = pcap_next_ex(m_capture, &m_header, &m_bytes);
+    if (code == 1) {
+      return true;
+    }
+    input.rethrow();
+    if (code != PCAP_ERROR_BREAK) {
+      throw InputError(error());
+    }
+    return false;
+  }
+
+  bool isLetThrough() const { return !m_hasFilter || pcap_offline_filter(&m_filter, m_header, m_bytes) != 0; }
+
+  const std::uint8_t* bytes() const noexcept { return m_bytes; }
+  std::size_t capturedBytes() const noexcept { return m_header->caplen; }
+  /// Empty when the capture says one that 64 bits of nanoseconds since 1970 do not reach.
+  std::optional<std::int64_t> timeNs() const noexcept {
+    constexpr std::int64_t kNsPerSecond = 1'000'000'000;
+    constexpr std::int64_t kMostSeconds = std::numeric_limits<std::int64_t>::max() / kNsPerSecond - 1;
+    std::int64_t seconds = m_header->ts.tv_sec;
+    if (seconds < 0 && seconds >= std::numeric_limits<std::int32_t>::min() && !isPcapng()) {
+      // The 32 bits of pcap have no sign, but libpcap gives them one.
+      seconds += std::int64_t{1} << 32;
+    }
+    // With nanosecond times the smaller part holds nanoseconds.
+    const std::int64_t ns = m_header->ts.tv_usec;
+    if (seconds < 0 || seconds > kMostSeconds || ns < 0 || ns >= kNsPerSecond) {
+      return std::nullopt;
+    }
+    return seconds * kNsPerSecond + ns;
+  }
+  int link() const { return pcap_datalink(m_capture); }
+  std::string linkName() const {
+    const char* const name = pcap_datalink_val_to_name(link());
+    return name != nullptr ? name : std::to_string(link());
+  }
+  std::uint64_t position() const {
+    const long position = std::ftell(pcap_file(m_capture));
+    return position > 0 ? static_cast<std::uint64_t>(position) : 0;
+  }
+
+ private:
+  bool isPcapng() const noexcept { return pcap_major_version(m_capture) == 1; }
+  std::string error() const { return printable(pcap_geterr(m_capture)); }
+
+  pcap_t* m_capture;
+  bpf_program m_filter{};
+  bool m_hasFilter = false;
+  pcap_pkthdr* m_header = nullptr;
+  const u_char* m_bytes = nullptr;
+};
+
+class CaptureSource : public MessageSource {
+ public:
+  CaptureSource(InputBuffer& in, const SourceOptions& options, Output& out, Reporter& reporter)
+      : m_options(options), m_reporter(reporter), m_input(in, out), m_capture(m_input.open(), m_input) {
+    if (!isKnownLinkType(m_capture.link())) {
+      throw InputError("its packets have link headers of a kind that is not known here, " + m_capture.linkName());
+    }
+    if (!options.filter.empty()) {
+      m_capture.setFilter(options.filter);
+    }
+  }
+
+  bool next(InputMessage& message) override {
+    while (nextPacket()) {
+      if (!m_capture.isLetThrough()) {
+        ++m_counts.notSelected;
+        continue;
+      }
+      const Packet packet = readPacket(m_capture.link(), m_capture.bytes(), m_capture.capturedBytes());
+      if (!isDatagram(packet)) {
+        continue;
+      }
+      ++m_counts.datagrams;
+      message.data = packet.payload;
+      message.sizeBytes = packet.payloadBytes;
+      message.timeNs = m_capture.timeNs();
+      message.source = packet.source;
+      message.destination = packet.destination;
+      if (!hasEncodingCode(message)) {
+        countForeign(message);
+        if (!m_options.takesForeign) {
+          continue;
+        }
+      }
+      return true;
+    }
+    return false;
+  }
+
+  void reportWhole() override {
+    if (m_counts.fragments != 0) {
+      m_reporter.wholeInput(counted(m_counts.fragments, "packet is a fragment", "packets are fragments") +
+                            ", which are not put together (packets " + m_fragmentNumbers.text() + ')');
+    }
+    if (m_counts.foreign != 0 && !m_options.takesForeign) {
+      m_reporter.wholeInput(std::to_string(m_counts.foreign) + " of " +
+                            counted(m_counts.datagrams, "datagram is", "datagrams are") + " not ours (packets " +
+                            m_foreignNumbers.text() + "): no encoding begins with " + firstBytes());
+    }
+    if (m_counts.datagrams == 0) {
+      m_reporter.wholeInput("no UDP datagram" +
+                            std::string(m_options.selectsDatagrams() ? " that the options let through" : "") + " in " +
+                            counted(m_counts.packets, "packet", "packets") + others());
+    }
+  }
+
+  const CaptureCounts* counts() const override { return &m_counts; }
+
+ private:
+  bool nextPacket() {
+    const std::uint64_t position = m_capture.position();
+    m_reporter.setPlace({Place::Kind::Packet, m_counts.packets + 1, position});
+    try {
+      if (!m_capture.next(m_input)) {
+        return false;
+      }
+    } catch (const InputError& error) {
+      throw InputError("packet " + std::to_string(m_counts.packets + 1) + " (byte " + std::to_string(position) +
+                       ") cannot be read: " + error.what());
+    }
+    ++m_counts.packets;
+    return true;
+  }
+
+  /// Whether the packet is one that counts; if not it is counted as what it is.
+  /// @throws LineError when it is a part of one, or broken
+  bool isDatagram(const Packet& packet) {
+    switch (packet.kind) {
+      case PacketKind::Datagram:
+        if (!isSelected(packet)) {
+          ++m_counts.notSelected;
+          return false;
+        }
+        return true;
+      case PacketKind::CutShort:
+        if (!isSelected(packet)) {
+          ++m_counts.notSelected;
+          return false;
+        }
+        ++m_counts.cutShort;
+        throw LineError("the capture holds a part of this datagram only; left out");
+      case PacketKind::Malformed:
+        ++m_counts.malformed;
+        throw LineError(std::string("broken packet: ") + packet.reason);
+      case PacketKind::Fragment:
+        ++m_counts.fragments;
+        m_fragmentNumbers.add(m_counts.packets);
+        return false;
+      case PacketKind::OtherTransport:
+        ++(packet.protocol == kTcp ? m_counts.tcp : m_counts.otherTransport);
+        return false;
+      case PacketKind::NotIp:
+        break;
+    }
+    ++m_counts.notIp;
+    return false;
+  }
+
+  bool isSelected(const Packet& packet) const {
+    return (!m_options.port || packet.destination.port == *m_options.port) &&
+           (!m_options.group || packet.destination.address == *m_options.group);
+  }
+
+  void countForeign(const InputMessage& message) {
+    ++m_counts.foreign;
+    m_foreignNumbers.add(m_counts.packets);
+    ++(message.sizeBytes == 0 ? m_empty : m_foreignFirstBytes[message.data[0]]);
+  }
+
+  /// The first bytes of what is not ours, the most frequent first.
+  std::string firstBytes() const {
+    std::vector<std::uint8_t> bytes;
+    for (std::size_t byte = 0; byte != m_foreignFirstBytes.size(); ++byte) {
+      if (m_foreignFirstBytes[byte] != 0) {
+        bytes.push_back(static_cast<std::uint8_t>(byte));
+      }
+    }
+    std::stable_sort(bytes.begin(), bytes.end(), [this](std::uint8_t a, std::uint8_t b) {
+      return m_foreignFirstBytes[a] > m_foreignFirstBytes[b];
+    });
+    constexpr std::size_t kMost = 5;
+    std::string text;
+    for (std::size_t i = 0; i != std::min(bytes.size(), kMost); ++i) {
+      text += text.empty() ? "byte " : ", ";
+      appendHex(&bytes[i], 1, text);
+      text += " (" + std::to_string(m_foreignFirstBytes[bytes[i]]) + ')';
+    }
+    if (bytes.size() > kMost) {
+      text += ", ...";
+    }
+    if (m_empty != 0) {
+      text += (text.empty() ? "no byte at all (" : ", no byte at all (") + std::to_string(m_empty) + ')';
+    }
+    return text;
+  }
+
+  /// What the packets are that hold no datagram.
+  std::string others() const {
+    std::string text;
+    const auto add = [&](std::uint64_t count, const char* what) {
+      if (count != 0) {
+        text += (text.empty() ? " (" : ", ") + std::to_string(count) + ' ' + what;
+      }
+    };
+    add(m_counts.notSelected, "not let through");
+    add(m_counts.tcp, "TCP");
+    add(m_counts.otherTransport, "of other protocols");
+    add(m_counts.notIp, "not IP");
+    add(m_counts.fragments, "fragments");
+    add(m_counts.cutShort, "cut short");
+    add(m_counts.malformed, "broken");
+    return text.empty() ? text : text + ')';
+  }
+
+  static constexpr std::uint8_t kTcp = 6;
+
+  SourceOptions m_options;
+  Reporter& m_reporter;
+  StdioInput m_input;
+  OpenCapture m_capture;
+  CaptureCounts m_counts;
+  PacketNumbers m_foreignNumbers;
+  PacketNumbers m_fragmentNumbers;
+  std::array<std::uint64_t, 256> m_foreignFirstBytes{};
+  std::uint64_t m_empty = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<MessageSource> openCapture(InputBuffer& in, const SourceOptions& options, Output& out,
+                                           Reporter& reporter) {
+  return std::make_unique<CaptureSource>(in, options, out, reporter);
+}
+
+#else
+
+std::unique_ptr<MessageSource> openCapture(InputBuffer&, const SourceOptions&, Output&, Reporter&) {
+  throw UsageError("captures cannot be read: this mdmsg was built without libpcap");
+}
+
+#endif
+
+}  // namespace MD::tool

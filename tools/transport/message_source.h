@@ -1,0 +1,102 @@
+// Messages as bytes from any input: hex lines, one raw message, a stream with lengths in front, a capture.
+#ifndef MDMSG_MESSAGE_SOURCE_H
+#define MDMSG_MESSAGE_SOURCE_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "base/diagnostics.h"
+#include "base/output.h"
+#include "transport/input_buffer.h"
+#include "transport/packet.h"
+
+namespace MD::tool {
+
+/// The number that stands in front of each message of a stream, the message's length without itself.
+struct Framing {
+  std::uint8_t sizeBytes = 4;  ///< 2 or 4
+  bool isBigEndian = false;
+};
+
+/// "u16le", "u16be", "u32le" or "u32be". @throws UsageError for any other text
+Framing parseFraming(const std::string& text);
+
+enum class InputForm {
+  Recognised,  ///< a capture when it begins as one, else hex lines
+  HexLines,
+  Raw,  ///< one message, as it is
+  Framed,
+  Capture,  ///< pcap or pcapng; the payload of each UDP datagram is a message
+};
+
+/// How messages are read.
+struct SourceOptions {
+  InputForm form = InputForm::Recognised;
+  Framing framing;  ///< of Framed
+  // Of captures: which datagrams count, by where they go and by a filter expression of the capture library.
+  std::optional<std::uint16_t> port;
+  std::optional<IpAddress> group;
+  std::string filter;
+  /// Whether datagrams that begin with no encoding's code come too; else they are counted, and reported at the end.
+  bool takesForeign = false;
+
+  bool selectsDatagrams() const noexcept { return port || group || !filter.empty(); }
+};
+
+/// One message as it was found. The bytes may be anything; they are valid until the next one is read.
+struct InputMessage {
+  const std::uint8_t* data = nullptr;
+  std::size_t sizeBytes = 0;
+  /// Of captures: when it was captured, in nanoseconds since 1970, from where and to where.
+  std::optional<std::int64_t> timeNs;
+  Endpoint source;
+  Endpoint destination;
+};
+
+/// What a capture held.
+struct CaptureCounts {
+  std::uint64_t packets = 0;
+  std::uint64_t datagrams = 0;  ///< whole ones that the options let through
+  std::uint64_t foreign = 0;    ///< of them: those that begin with no encoding's code
+  std::uint64_t notSelected = 0;
+  std::uint64_t fragments = 0;
+  std::uint64_t cutShort = 0;  ///< of which the capture kept a part
+  std::uint64_t malformed = 0;
+  std::uint64_t tcp = 0;
+  std::uint64_t otherTransport = 0;
+  std::uint64_t notIp = 0;
+};
+
+class MessageSource {
+ public:
+  virtual ~MessageSource() = default;
+
+  /// Reads the next message and tells the reporter where it stands.
+  /// @return false at the end
+  /// @throws LineError when what stands there is no message; the next one can be read
+  /// @throws InputError when nothing more can be read
+  virtual bool next(InputMessage& message) = 0;
+
+  /// Reports what is to be said of the input as a whole, once it has been read.
+  virtual void reportWhole() {}
+
+  /// Null for inputs that are no capture.
+  virtual const CaptureCounts* counts() const { return nullptr; }
+};
+
+/// @param in   the input, from its first byte on; outlives the source
+/// @param out  written out before each wait for more input
+/// @throws UsageError when the options do not go with the input; InputError when it cannot be read at all
+std::unique_ptr<MessageSource> openMessages(InputBuffer& in, const SourceOptions& options, Output& out,
+                                            Reporter& reporter);
+
+/// Whether a message begins with the code of an encoding.
+bool hasEncodingCode(const InputMessage& message) noexcept;
+
+}  // namespace MD::tool
+
+#endif
