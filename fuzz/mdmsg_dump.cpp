@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "base/encodings.h"
 #include "fuzz_dictionary.h"
 #include "fuzz_target.h"
 #include "md/md_message.h"
@@ -21,7 +22,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const auto result = MD::tool::appendDump(bytes.get(), size, MD::MD_FieldMap::instance(), false, rows);
   MD_PROPERTY(size == 0 || !rows.empty(), "shows nothing");
   MD_PROPERTY(!result.isTruncated || result.flaws != 0, "is truncated without a flaw");
-  if (size == 0 || result.flaws != 0 || MD::tool::encodingOfCode(bytes[0]) == nullptr) {
+  if (size == 0 || result.flaws != 0 || MD::tool::encodingName(bytes[0]) == nullptr) {
     return 0;
   }
   const auto message = MD::MD_Message::createFromBytes(bytes.get(), static_cast<std::uint32_t>(size));

@@ -5,41 +5,17 @@
 #include <cstdint>
 
 #include <iosfwd>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
+#include "base/errors.h"
 #include "base/output.h"
 #include "base/progress.h"
+#include "base/quoted_text.h"
 
 namespace MD::tool {
 
 enum ExitStatus { kDone = 0, kBadData = 1, kBadUsage = 2 };
-
-/// Ends the program: the command line, or a file that it names, cannot be used.
-class UsageError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
-/// Why one message of an input is left out.
-class LineError : public std::runtime_error {
- public:
-  explicit LineError(const std::string& reason, std::string field = {})
-      : std::runtime_error(reason), m_field(std::move(field)) {}
-
-  /// The field it is about, empty when it is about the whole message.
-  const std::string& field() const noexcept { return m_field; }
-
- private:
-  std::string m_field;
-};
-
-/// Why an input cannot be read on; what came before it stands.
-class InputError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
 
 /// Where in an input the message at hand stands.
 struct Place {
@@ -55,11 +31,6 @@ struct Place {
   std::uint64_t number = 0;  ///< from 1
   std::uint64_t offset = 0;
 };
-
-/// `text` for a report: cut to a readable length, control characters and broken characters as \xNN.
-std::string printable(std::string_view text);
-/// The same in double quotes.
-std::string inQuotes(std::string_view text);
 
 /// Writes the reports and keeps the exit status that follows from them.
 class Reporter {

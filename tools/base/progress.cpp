@@ -2,7 +2,7 @@
 
 #include <ostream>
 
-#include "base/diagnostics.h"
+#include "base/quoted_text.h"
 
 namespace MD::tool {
 namespace {

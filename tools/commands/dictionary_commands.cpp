@@ -19,10 +19,6 @@
 namespace MD::tool {
 namespace {
 
-std::string counted(std::size_t number, const char* what) {
-  return std::to_string(number) + ' ' + what + (number == 1 ? "" : "s");
-}
-
 /// Loads a file as the library by itself does, which does not look over a byte-order mark before text.
 /// @return why it refuses, empty when it does not
 std::string refusalOf(const std::string& contents, const std::string& path) {

@@ -17,7 +17,6 @@
 #include "base/hex.h"
 #include "base/utf8.h"
 #include "md/md_datatypes.h"
-#include "messages/csv_message.h"
 #include "text/csv_reader.h"
 #include "text/line_reader.h"
 #include "text/time_text.h"

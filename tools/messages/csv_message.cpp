@@ -2,40 +2,16 @@
 
 #include <cstdint>
 
-#include <algorithm>
 #include <set>
 #include <string>
 #include <string_view>
 
 #include "base/diagnostics.h"
-#include "base/hex.h"
 #include "messages/message_builder.h"
-#include "text/time_text.h"
+#include "text/hex_reader.h"
 #include "text/value_text.h"
 
 namespace MD::tool {
-MD_DateTime parseDateTime(std::string_view text) {
-  if (std::count(text.begin(), text.end(), ' ') != 2) {
-    throw LineError(inQuotes(text) + " is not a date, a time and an offset with blanks between");
-  }
-  const std::size_t first = text.find(' ');
-  const std::size_t second = text.rfind(' ');
-  const auto date = parseWhole<std::int32_t>(text.substr(0, first), "the date");
-  const auto time = parseWhole<std::int32_t>(text.substr(first + 1, second - first - 1), "the time");
-  const auto offset = parseWhole<std::int16_t>(text.substr(second + 1), "the offset");
-  return makeDateTime(date, time, offset);
-}
-
-MD_EpochNS parseEpochNs(std::string_view text) {
-  if (const auto moment = parseIsoTime(text)) {
-    return MD_EpochNS(*moment);
-  }
-  if (text.find_first_not_of("-0123456789") != text.npos) {
-    throw LineError(inQuotes(text) + " is neither a whole number nor a moment such as 2024-06-03T09:30:00Z");
-  }
-  return MD_EpochNS(parseWhole<std::uint64_t>(text, "EPOCH_NSEC"));
-}
-
 namespace {
 
 void addCell(MD_Message& message, Field field, const std::string& text) {

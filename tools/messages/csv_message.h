@@ -15,11 +15,6 @@ namespace MD::tool {
 /// @throws LineError when one is unknown, carried by no message, or there twice
 std::vector<Field> readCsvHeader(const CsvReader& record, const FieldNames& names);
 
-/// The text of a date-time, "20240115 93000000 -300", and of a nanosecond time: a whole number, or a moment such as
-/// "2024-06-03T09:30:00Z". @throws LineError for any other text
-MD_DateTime parseDateTime(std::string_view text);
-MD_EpochNS parseEpochNs(std::string_view text);
-
 /// Fills an empty message from the record at hand. An empty cell is a field that is not sent; a pair of quotes is
 /// an empty string or buffer.
 /// @throws LineError when a value does not fit its field; the message is then half filled

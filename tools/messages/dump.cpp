@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "base/diagnostics.h"
+#include "base/encodings.h"
 #include "base/hex.h"
 #include "base/utf8.h"
 #include "md/md_datatypes.h"
@@ -16,10 +17,6 @@
 
 namespace MD::tool {
 namespace {
-
-constexpr std::uint8_t kIterMap = 1;
-constexpr std::uint8_t kMInt = 6;
-constexpr std::uint8_t kMsgT = 70;
 
 constexpr std::size_t kBytesPerRow = 8;
 constexpr std::size_t kLongestView = 65535;
@@ -63,20 +60,20 @@ class Dumper {
       return m_result;
     }
     switch (m_bytes[0]) {
-      case kMInt:
-        row(1, "code", {}, {}, "mInt");
+      case ENCODINGS::MINT:
+        codeRow();
         walk(&Dumper::mIntRecord);
         break;
-      case kIterMap:
-        row(1, "code", {}, {}, "IterMap");
+      case ENCODINGS::ITERMAP:
+        codeRow();
         walk(&Dumper::iterMapRecord);
         break;
-      case kMsgT:
+      case ENCODINGS::MSGT:
         msgTHeader();
         walk(&Dumper::msgTRecord);
         break;
       default:
-        row(1, "code", {}, {}, {}, "no encoding begins with this byte (01 IterMap, 06 mInt, 46 MsgT)");
+        row(1, "code", {}, {}, {}, "no encoding begins with this byte (" + encodingList() + ")");
         if (left() != 0) {
           row(left(), "rest");
         }
@@ -104,6 +101,8 @@ class Dumper {
     }
     return value;
   }
+
+  void codeRow() { row(1, "code", {}, {}, encodingName(m_bytes[m_at])); }
 
   void walk(void (Dumper::*record)()) {
     while (left() != 0) {
@@ -266,7 +265,7 @@ class Dumper {
   }
 
   void msgTHeader() {
-    row(1, "code", {}, {}, "MsgT");
+    codeRow();
     constexpr std::string_view kMark = "QR1";
     const std::size_t count = std::min(left(), kMark.size());
     if (count == 0) {
@@ -329,7 +328,7 @@ class Dumper {
       return {};
     }
     const std::size_t width = widthOf(shown.type);
-    const bool isShortInt = shown.type == DATATYPES::INT && m_bytes[0] == kMInt;
+    const bool isShortInt = shown.type == DATATYPES::INT && m_bytes[0] == ENCODINGS::MINT;
     if (isShortInt ? length != 1 && length != 2 && length != 4 : width != 0 && length != width) {
       return std::to_string(length) + (length == 1 ? " byte is" : " bytes are") + " no " + typeName(shown.type);
     }
@@ -435,19 +434,6 @@ class Dumper {
 };
 
 }  // namespace
-
-const char* encodingOfCode(std::uint8_t code) noexcept {
-  switch (code) {
-    case kIterMap:
-      return "IterMap";
-    case kMInt:
-      return "mInt";
-    case kMsgT:
-      return "MsgT";
-    default:
-      return nullptr;
-  }
-}
 
 DumpResult appendDump(const std::uint8_t* bytes, std::size_t sizeBytes, const MD_FieldMap& map, bool isColored,
                       std::string& out) {

@@ -18,9 +18,6 @@ struct DumpResult {
   bool isTruncated = false;  ///< whether the message ends inside a record
 };
 
-/// The encoding that a first byte names, null when it names none.
-const char* encodingOfCode(std::uint8_t code) noexcept;
-
 /// Appends a row a part of each record: offset, bytes, the part (id, type, length, value), field, type and value, and
 /// behind an exclamation mark what is wrong there. Walks the records by itself, as receivers do, so that it can show
 /// what they cut out. Reads nothing outside `bytes`, whatever they are; every byte appears once.

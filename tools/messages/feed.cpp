@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "base/diagnostics.h"
+#include "base/encodings.h"
 #include "md/md_fieldmap.h"
 #include "messages/message_builder.h"
 

@@ -10,8 +10,8 @@
 #include <nlohmann/json.hpp>
 
 #include "base/diagnostics.h"
-#include "base/hex.h"
 #include "messages/message_builder.h"
+#include "text/hex_reader.h"
 #include "text/time_text.h"
 #include "text/value_text.h"
 

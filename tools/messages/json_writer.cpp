@@ -17,7 +17,6 @@ namespace MD::tool {
 namespace {
 
 /// The one encoding that lets an update put a value of another type where one of the same length stands.
-constexpr std::uint8_t kMInt = 6;
 
 void appendMember(const char* name, const void* bytes, std::size_t sizeBytes, std::string& out) {
   out.append("{\"").append(name).append("\":\"");
@@ -166,7 +165,7 @@ bool JsonWriter::appendField(const MD_Message& message, std::uint16_t id, std::s
 /// @return false, and nothing done, when it is stored as an added one
 bool JsonWriter::appendOddInt(const MD_Message& message, std::uint16_t id, std::int32_t value, std::string& out) {
   const std::uint32_t bytes = storedBytes(message, id);
-  if (message.getPB() != kMInt || storedBytes(*m_copy, id) == bytes) {
+  if (message.getPB() != ENCODINGS::MINT || storedBytes(*m_copy, id) == bytes) {
     return false;
   }
   m_copy->eraseImpl(id);
@@ -182,7 +181,7 @@ bool JsonWriter::appendOddInt(const MD_Message& message, std::uint16_t id, std::
 /// The same for a string of `mInt` that such a change left without the NUL at its end.
 bool JsonWriter::appendOddString(const MD_Message& message, std::uint16_t id, MD_Message::String value,
                                  std::string& out) {
-  if (message.getPB() != kMInt) {
+  if (message.getPB() != ENCODINGS::MINT) {
     return false;
   }
   const StoredBytes there = valueBytes(message, id);

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "base/encodings.h"
 #include "text/value_text.h"
 
 namespace MD::tool {
@@ -13,47 +14,23 @@ constexpr std::size_t kLongestView = std::numeric_limits<std::uint16_t>::max();
 
 /// Puts other bytes where a value of the same length stands. Only `mInt` lets a value of another type do that.
 bool overwrite(MD_Message& message, std::uint16_t id, const std::uint8_t* bytes, std::size_t sizeBytes) {
-  constexpr std::uint8_t kMInt = 6;
-  return message.getPB() == kMInt && storedBytes(message, id) == sizeBytes &&
+  return message.getPB() == ENCODINGS::MINT && storedBytes(message, id) == sizeBytes &&
          message.update(id, MD_Message::Buffer(bytes, static_cast<std::uint16_t>(sizeBytes)));
 }
-
-constexpr struct {
-  const char* name;
-  std::uint8_t code;
-} kEncodings[] = {{"mInt", 6}, {"IterMap", 1}, {"MsgT", 70}};
 
 std::uint8_t typeOf(std::uint16_t id) { return MD_FieldMap::instance().packed(id).type; }
 
 }  // namespace
 
-const char* encodingName(const MD_Message& message) {
-  for (const auto& [name, code] : kEncodings) {
-    if (code == message.getPB()) {
-      return name;
-    }
-  }
-  return "?";
-}
-
-std::uint8_t encodingCode(std::string_view name) {
-  for (const auto& [known, code] : kEncodings) {
-    if (name == known) {
-      return code;
-    }
-  }
-  return 0;
-}
-
 LineError tooLong(const MD_Message& message, std::uint16_t id, std::size_t sizeBytes) {
   return LineError(std::to_string(sizeBytes) + " bytes are too long for a " + typeName(typeOf(id)) + " of " +
-                   encodingName(message));
+                   encodingName(message.getPB()));
 }
 
 template <class T>
 void addValue(MD_Message& message, std::uint16_t id, T value) {
   if (!message.add(id, value)) {
-    throw LineError(std::string(encodingName(message)) + " does not take this value");
+    throw LineError(std::string(encodingName(message.getPB())) + " does not take this value");
   }
 }
 
@@ -82,7 +59,8 @@ void addStringEndingIn(MD_Message& message, std::uint16_t id, std::string_view t
   std::vector<std::uint8_t> bytes(text.begin(), text.end());
   bytes.push_back(end);
   if (!overwrite(message, id, bytes.data(), bytes.size())) {
-    throw LineError(std::string(encodingName(message)) + " does not store a string that ends in another byte than NUL");
+    throw LineError(std::string(encodingName(message.getPB())) +
+                    " does not store a string that ends in another byte than NUL");
   }
 }
 
@@ -100,7 +78,7 @@ void addInt(MD_Message& message, std::uint16_t id, std::int32_t value, std::uint
   std::int32_t stored = 0;
   if (wantedBytes > sizeof bytes || !overwrite(message, id, bytes, static_cast<std::size_t>(wantedBytes)) ||
       !message.get(id, stored) || stored != value) {
-    throw LineError(std::string(encodingName(message)) + " does not store " + std::to_string(value) + " in " +
+    throw LineError(std::string(encodingName(message.getPB())) + " does not store " + std::to_string(value) + " in " +
                     std::to_string(wantedBytes) + " bytes");
   }
 }

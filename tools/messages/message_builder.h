@@ -12,11 +12,6 @@
 
 namespace MD::tool {
 
-/// The name of a message's encoding.
-const char* encodingName(const MD_Message& message);
-/// The code of the encoding of this name, 0 when there is none.
-std::uint8_t encodingCode(std::string_view name);
-
 /// Each adds a field that `message` does not have. @throws LineError when the message does not take it
 template <class T>
 void addValue(MD_Message& message, std::uint16_t id, T value);

@@ -4,6 +4,7 @@
 #include <limits>
 #include <string>
 
+#include "base/encodings.h"
 #include "base/hex.h"
 #include "text/value_text.h"
 
@@ -33,7 +34,7 @@ LineError notOurs(const InputMessage& input) {
   }
   std::string code;
   appendHex(input.data, 1, code);
-  return LineError("no encoding begins with byte " + code + " (01 IterMap, 06 mInt, 46 MsgT)");
+  return LineError("no encoding begins with byte " + code + " (" + encodingList() + ")");
 }
 
 bool listFields(const MD_Message& message, const FieldNames& names, Reporter& reporter,

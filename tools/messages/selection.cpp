@@ -4,8 +4,7 @@
 #include <functional>
 
 #include "base/diagnostics.h"
-#include "base/hex.h"
-#include "messages/csv_message.h"
+#include "text/hex_reader.h"
 #include "text/time_text.h"
 #include "text/value_text.h"
 

@@ -1,6 +1,7 @@
 #include "messages/statistics.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "md/md_fieldmap.h"
 #include "messages/dump.h"
@@ -9,7 +10,12 @@
 namespace MD::tool {
 namespace {
 
-std::size_t indexOf(std::uint8_t code) noexcept { return code == 6 ? 0 : code == 1 ? 1 : 2; }
+/// Where an encoding stands among all.
+std::size_t indexOf(std::uint8_t code) noexcept {
+  const auto* const found = std::find_if(std::begin(ENCODINGS::kAll), std::end(ENCODINGS::kAll),
+                                         [&](const auto& encoding) { return encoding.code == code; });
+  return static_cast<std::size_t>(found - std::begin(ENCODINGS::kAll));
+}
 
 /// Whether received bytes end inside a record.
 bool isTruncated(const InputMessage& input) {
@@ -18,8 +24,6 @@ bool isTruncated(const InputMessage& input) {
 }
 
 }  // namespace
-
-const std::array<const char*, 3> kEncodingNames = {"mInt", "IterMap", "MsgT"};
 
 void RateHistogram::add(std::int64_t timeNs) {
   if (m_counts.empty()) {

@@ -81,11 +81,11 @@ struct EncodingCount {
 
 /// What was seen.
 struct Statistics {
-  std::array<EncodingCount, 3> encodings;         ///< mInt, IterMap, MsgT
-  std::uint64_t messages = 0;                     ///< in one of the encodings, sound or not
-  std::uint64_t bytes = 0;                        ///< of them
-  std::uint64_t foreign = 0;                      ///< begin with no encoding's code
-  std::uint64_t truncated = 0;                    ///< end inside a record
+  std::array<EncodingCount, std::size(ENCODINGS::kAll)> encodings;  ///< in that order
+  std::uint64_t messages = 0;                                       ///< in one of the encodings, sound or not
+  std::uint64_t bytes = 0;                                          ///< of them
+  std::uint64_t foreign = 0;                                        ///< begin with no encoding's code
+  std::uint64_t truncated = 0;                                      ///< end inside a record
   std::uint64_t bad = 0;                          ///< hold, not being truncated, something that cannot be read
   std::uint64_t unusable = 0;                     ///< lines, packets and the like that are no message at all
   std::map<std::uint16_t, std::uint64_t> fields;  ///< by id: in how many messages it can be read
@@ -94,9 +94,6 @@ struct Statistics {
   CaptureCounts capture;
   bool hasCapture = false;
 };
-
-/// The names of Statistics::encodings.
-extern const std::array<const char*, 3> kEncodingNames;
 
 /// Counts a message as it came. @param timeNs  null when nothing tells when
 void count(Statistics& statistics, const InputMessage& input, const FieldNames& names, const std::int64_t* timeNs);

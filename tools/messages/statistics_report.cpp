@@ -153,7 +153,7 @@ class Report {
     for (std::size_t i = 0; i != all.encodings.size(); ++i) {
       const EncodingCount& encoding = all.encodings[i];
       if (encoding.messages != 0) {
-        counted(std::string("  ") + kEncodingNames[i], encoding.messages,
+        counted(std::string("  ") + ENCODINGS::kAll[i].name, encoding.messages,
                 rightAligned(percent(encoding.messages, all.messages), 10) + ", " + std::to_string(encoding.bytes) +
                     " bytes, " + ratio(encoding.bytes, encoding.messages, 1) + " each");
       }

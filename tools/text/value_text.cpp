@@ -1,5 +1,6 @@
 #include "text/value_text.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <iterator>
@@ -8,6 +9,7 @@
 
 #include "base/diagnostics.h"
 #include "md/md_value_types.h"
+#include "text/time_text.h"
 
 namespace MD::tool {
 namespace {
@@ -118,6 +120,28 @@ MD_DateTime makeDateTime(std::int32_t date, std::int32_t time, std::int16_t offs
     throw LineError(std::to_string(time) + " is not a time (0 to 268435455)");
   }
   return value;
+}
+
+MD_DateTime parseDateTime(std::string_view text) {
+  if (std::count(text.begin(), text.end(), ' ') != 2) {
+    throw LineError(inQuotes(text) + " is not a date, a time and an offset with blanks between");
+  }
+  const std::size_t first = text.find(' ');
+  const std::size_t second = text.rfind(' ');
+  const auto date = parseWhole<std::int32_t>(text.substr(0, first), "the date");
+  const auto time = parseWhole<std::int32_t>(text.substr(first + 1, second - first - 1), "the time");
+  const auto offset = parseWhole<std::int16_t>(text.substr(second + 1), "the offset");
+  return makeDateTime(date, time, offset);
+}
+
+MD_EpochNS parseEpochNs(std::string_view text) {
+  if (const auto moment = parseIsoTime(text)) {
+    return MD_EpochNS(*moment);
+  }
+  if (text.find_first_not_of("-0123456789") != text.npos) {
+    throw LineError(inQuotes(text) + " is neither a whole number nor a moment such as 2024-06-03T09:30:00Z");
+  }
+  return MD_EpochNS(parseWhole<std::uint64_t>(text, "EPOCH_NSEC"));
 }
 
 template <class T>

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "md/md_datetime.h"
+#include "md/md_epochns.h"
 
 namespace MD::tool {
 
@@ -42,6 +43,11 @@ bool parseRealName(std::string_view text, T& out) noexcept;
 
 /// @throws LineError when the packed word does not hold the three as they are
 MD_DateTime makeDateTime(std::int32_t date, std::int32_t time, std::int16_t offset);
+
+/// The text of a date-time, "20240115 93000000 -300", and of a nanosecond time: a whole number, or a moment such as
+/// "2024-06-03T09:30:00Z". @throws LineError for any other text
+MD_DateTime parseDateTime(std::string_view text);
+MD_EpochNS parseEpochNs(std::string_view text);
 
 template <class T>
 void appendWhole(T value, std::string& out);

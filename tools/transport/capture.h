@@ -9,6 +9,9 @@
 #include <string>
 #include <string_view>
 
+#include "base/diagnostics.h"
+#include "base/output.h"
+#include "transport/input_buffer.h"
 #include "transport/message_source.h"
 #include "transport/packet.h"
 

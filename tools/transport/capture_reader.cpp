@@ -55,10 +55,6 @@ class PacketNumbers {
   bool m_isCut = false;
 };
 
-std::string counted(std::uint64_t count, const char* one, const char* many) {
-  return std::to_string(count) + ' ' + (count == 1 ? one : many);
-}
-
 /// The input as a stream of the C library, which is what the capture library reads. No exception may pass through
 /// either: one of the input is kept until the read has come back.
 class StdioInput {

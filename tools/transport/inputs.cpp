@@ -1,4 +1,5 @@
 #include "transport/inputs.h"
+#include "transport/open_messages.h"
 
 #include <cerrno>
 #include <cstring>

@@ -5,13 +5,11 @@
 #include <cstddef>
 #include <cstdint>
 
-#include <memory>
 #include <optional>
 #include <string>
 
 #include "base/diagnostics.h"
 #include "base/output.h"
-#include "transport/input_buffer.h"
 #include "transport/packet.h"
 
 namespace MD::tool {
@@ -87,12 +85,6 @@ class MessageSource {
   /// Null for inputs that are no capture.
   virtual const CaptureCounts* counts() const { return nullptr; }
 };
-
-/// @param in   the input, from its first byte on; outlives the source
-/// @param out  written out before each wait for more input
-/// @throws UsageError when the options do not go with the input; InputError when it cannot be read at all
-std::unique_ptr<MessageSource> openMessages(InputBuffer& in, const SourceOptions& options, Output& out,
-                                            Reporter& reporter);
 
 /// Whether a message begins with the code of an encoding.
 bool hasEncodingCode(const InputMessage& message) noexcept;

@@ -1,4 +1,5 @@
 #include "base/hex.h"
+#include "text/hex_reader.h"
 
 #include <gtest/gtest.h>
 

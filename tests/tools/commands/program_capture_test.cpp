@@ -13,7 +13,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "base/hex.h"
+#include "text/hex_reader.h"
 #include "tools/gzip_support.h"
 #include "tools/program_support.h"
 #include "transport/capture.h"

@@ -7,6 +7,7 @@
 
 #include "base/hex.h"
 #include "md/md_message.h"
+#include "text/hex_reader.h"
 #include "tools/tool_support.h"
 
 namespace {

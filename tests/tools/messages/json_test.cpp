@@ -11,6 +11,7 @@
 #include "messages/json_reader.h"
 #include "messages/json_writer.h"
 #include "messages/received.h"
+#include "text/hex_reader.h"
 #include "tools/tool_support.h"
 
 namespace {

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "base/hex.h"
+#include "text/hex_reader.h"
 #include "tools/tool_support.h"
 
 namespace {

@@ -7,10 +7,12 @@
 
 #include "base/hex.h"
 #include "messages/message_sink.h"
+#include "text/hex_reader.h"
 #include "tools/gzip_support.h"
 #include "tools/tool_support.h"
 #include "transport/capture.h"
 #include "transport/message_source.h"
+#include "transport/open_messages.h"
 
 namespace {
 

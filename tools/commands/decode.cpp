@@ -1,0 +1,133 @@
+#include <cstdint>
+
+#include <algorithm>
+#include <ostream>
+#include <streambuf>
+#include <string>
+#include <vector>
+
+#include "commands/commands.h"
+#include "commands/taken_messages.h"
+#include "dictionary/field_names.h"
+#include "md/md_message.h"
+#include "md/md_price_output.h"
+#include "messages/csv_writer.h"
+#include "messages/json_writer.h"
+#include "messages/received.h"
+
+namespace MD::tool {
+namespace {
+
+/// The library's print-out stops before a field with this id.
+constexpr std::uint16_t kEndOfPrintOut = 65535;
+
+/// Appends what is written to it to a string.
+class StringAppender : public std::streambuf {
+ public:
+  explicit StringAppender(std::string& text) : m_text(text) {}
+
+ protected:
+  int_type overflow(int_type c) override {
+    if (!traits_type::eq_int_type(c, traits_type::eof())) {
+      m_text += traits_type::to_char_type(c);
+    }
+    return traits_type::not_eof(c);
+  }
+  std::streamsize xsputn(const char* text, std::streamsize count) override {
+    m_text.append(text, static_cast<std::size_t>(count));
+    return count;
+  }
+
+ private:
+  std::string& m_text;
+};
+
+/// Writes messages as print-outs of the library.
+class TextWriter {
+ public:
+  TextWriter(const FieldNames& names, const Selection& selection, bool isPrice, const Task& task)
+      : m_names(names),
+        m_selection(selection),
+        m_isPrice(isPrice),
+        m_task(task),
+        m_appender(task.out.text()),
+        m_printed(&m_appender) {}
+
+  void append(const MD_Message& message) {
+    listFields(message, m_names, m_task.reporter, m_ids);
+    m_selection.keepIncluded(m_ids);
+    for (const std::uint16_t id : m_ids) {
+      if (!isReadable(message, id, m_names.type(id))) {
+        noteUnreadable(message, id, m_names, m_task.reporter);
+      }
+    }
+    if (std::find(m_ids.begin(), m_ids.end(), kEndOfPrintOut) != m_ids.end()) {
+      m_task.reporter.note(m_names.label(kEndOfPrintOut), "ends the print-out; use --format json to see all fields");
+    }
+    if (!m_isFirst) {
+      m_task.out.text() += '\n';
+    }
+    m_isFirst = false;
+    if (m_selection.hasFields()) {
+      const auto part = message.clone();
+      m_selection.keepFields(*part);
+      print(*part);
+    } else {
+      print(message);
+    }
+  }
+
+ private:
+  void print(const MD_Message& message) {
+    if (m_isPrice) {
+      m_printed << PriceOutput(message);
+    } else {
+      m_printed << message;
+    }
+  }
+
+  const FieldNames& m_names;
+  const Selection& m_selection;
+  bool m_isPrice;
+  const Task& m_task;
+  StringAppender m_appender;
+  std::ostream m_printed;
+  std::vector<std::uint16_t> m_ids;
+  bool m_isFirst = true;
+};
+
+}  // namespace
+
+void decode(const Task& task, const DecodeOptions& options) {
+  const FieldNames names;
+  Selection selection(task.selection, names);
+  const TimeZone* const zone = options.isoTime ? &*options.isoTime : nullptr;
+  std::string& text = task.out.text();
+  switch (options.format) {
+    case Format::Text:
+    case Format::PriceText: {
+      TextWriter writer(names, selection, options.format == Format::PriceText, task);
+      return forEachTaken(task, selection,
+                          [&](const MD_Message& message, const InputMessage&) { writer.append(message); });
+    }
+    case Format::Json: {
+      JsonWriter writer(names, task.reporter, &selection, zone);
+      return forEachTaken(task, selection, [&](const MD_Message& message, const InputMessage&) {
+        writer.append(message, text);
+        text += '\n';
+      });
+    }
+    case Format::Csv: {
+      if (!selection.hasFields()) {
+        throw UsageError("--format csv needs --fields, which are its columns");
+      }
+      const CsvWriter writer(selection.fields(), names, zone, task.reporter);
+      writer.appendHeader(text);
+      task.out.lineDone();
+      return forEachTaken(task, selection,
+                          [&](const MD_Message& message, const InputMessage&) { writer.append(message, text); });
+    }
+  }
+}
+
+}  // namespace MD::tool

@@ -1,0 +1,50 @@
+#include <string>
+
+#include "base/encodings.h"
+#include "commands/commands.h"
+#include "commands/taken_messages.h"
+#include "dictionary/field_names.h"
+#include "messages/dump.h"
+
+namespace MD::tool {
+namespace {
+
+/// "# feed.pcap: packet 3 (byte 1084), 2024-06-03T09:30:00.173980747Z, 10.0.0.1:5 to 239.1.1.1:30001: mInt, 39 bytes"
+void appendDumpTitle(const InputMessage& input, const Reporter& reporter, std::string& out) {
+  out += "# " + printable(reporter.place());
+  if (input.timeNs && *input.timeNs >= 0) {
+    out += ", ";
+    appendIsoTime(static_cast<std::uint64_t>(*input.timeNs), TimeZone(), out);
+    out += ", " + textOf(input.source) + " to " + textOf(input.destination);
+  }
+  const char* const encoding = input.sizeBytes != 0 ? encodingName(input.data[0]) : nullptr;
+  out += std::string(": ") + (encoding != nullptr ? encoding : "no encoding") + ", " + std::to_string(input.sizeBytes) +
+         (input.sizeBytes == 1 ? " byte\n" : " bytes\n");
+}
+
+}  // namespace
+
+void dump(const Task& task, bool isColored) {
+  const FieldNames names;
+  Selection selection(task.selection, names);
+  if (selection.isDone()) {
+    return;
+  }
+  SourceOptions source = task.source;
+  source.takesForeign = true;
+  bool isFirst = true;
+  forEachMessage(task.inputs, source, task.out, task.reporter, [&](const InputMessage& input) {
+    if (takesBytes(selection, input)) {
+      std::string& out = task.out.text();
+      out += isFirst ? "" : "\n";
+      isFirst = false;
+      appendDumpTitle(input, task.reporter, out);
+      if (appendDump(input.data, input.sizeBytes, MD_FieldMap::instance(), isColored, out).flaws != 0) {
+        task.reporter.flawed();
+      }
+    }
+    return selection.isDone() ? Go::NoFurther : Go::On;
+  });
+}
+
+}  // namespace MD::tool

@@ -1,0 +1,68 @@
+#include <cstdint>
+
+#include <limits>
+#include <optional>
+
+#include "commands/commands.h"
+#include "commands/taken_messages.h"
+#include "dictionary/field_names.h"
+#include "md/md_message.h"
+#include "messages/statistics.h"
+
+namespace MD::tool {
+namespace {
+
+/// When a message was sent, or else captured.
+std::optional<std::int64_t> timeOf(const InputMessage& input, const std::optional<Field>& timeField) {
+  if (timeField) {
+    const auto message = MD_Message::createFromBytes(input.data, static_cast<std::uint32_t>(input.sizeBytes));
+    MD_EpochNS time;
+    constexpr auto kLatest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+    if (message != nullptr && message->get(timeField->id, time) && time.get() <= kLatest) {
+      return static_cast<std::int64_t>(time.get());
+    }
+  }
+  return input.timeNs;
+}
+
+}  // namespace
+
+void stats(const Task& task, const StatsOptions& options) {
+  const FieldNames names;
+  Selection selection(task.selection, names);
+  std::optional<Field> timeField;
+  if (!options.timeField.empty()) {
+    timeField = timeFieldOf(options.timeField, names);
+  }
+  Statistics statistics;
+  SourceOptions source = task.source;
+  source.takesForeign = true;
+  const auto countOne = [&](const InputMessage& input) {
+    if (takesBytes(selection, input)) {
+      const auto timeNs = timeOf(input, timeField);
+      count(statistics, input, names, timeNs ? &*timeNs : nullptr);
+    }
+    return selection.isDone() ? Go::NoFurther : Go::On;
+  };
+  const auto addCapture = [&](const MessageSource& read) {
+    if (const CaptureCounts* const counts = read.counts()) {
+      statistics.hasCapture = true;
+      add(statistics.capture, *counts);
+    }
+  };
+  if (!selection.isDone()) {
+    forEachMessage(task.inputs, source, task.out, task.reporter, countOne, addCapture);
+  }
+  if (statistics.bad + statistics.truncated + statistics.foreign != 0) {
+    task.reporter.flawed();
+  }
+  appendReport(statistics, names, options.zone, options.columns, task.out.text());
+  task.out.lineDone();
+  if (options.svg != nullptr) {
+    options.svg->text() += svgOf(statistics, options.zone);
+    options.svg->lineDone();
+    options.svg->flush();
+  }
+}
+
+}  // namespace MD::tool

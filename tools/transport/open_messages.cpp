@@ -1,0 +1,170 @@
+#include "transport/open_messages.h"
+
+#include <algorithm>
+#include <istream>
+#include <vector>
+
+#include "base/utf8.h"
+#include "text/hex_reader.h"
+#include "text/line_reader.h"
+#include "transport/capture.h"
+
+namespace MD::tool {
+namespace {
+
+/// Reads up to `wanted` bytes behind those in `bytes`; memory follows what is there, not what is wanted.
+void readBehind(InputBuffer& in, std::size_t wanted, Output& out, std::vector<std::uint8_t>& bytes) {
+  constexpr std::size_t kStep = std::size_t{1} << 20;
+  while (wanted != 0) {
+    const std::size_t step = std::min(wanted, kStep);
+    if (in.in_avail() < static_cast<std::streamsize>(step)) {
+      // There may be a wait for the rest.
+      out.flush();
+    }
+    const std::size_t start = bytes.size();
+    bytes.resize(start + step);
+    void* const to = bytes.data() + start;
+    const auto count = static_cast<std::size_t>(in.sgetn(static_cast<char*>(to), static_cast<std::streamsize>(step)));
+    bytes.resize(start + count);
+    if (count != step) {
+      return;
+    }
+    wanted -= step;
+  }
+}
+
+class HexLineSource : public MessageSource {
+ public:
+  HexLineSource(InputBuffer& in, Output& out, Reporter& reporter)
+      : m_stream(&in), m_lines(m_stream, out), m_reporter(reporter) {}
+
+  bool next(InputMessage& message) override {
+    std::string_view line;
+    do {
+      if (!m_lines.next(line)) {
+        return false;
+      }
+      line = withoutCarriageReturn(line);
+      if (m_lines.lineNumber() == 1) {
+        line = withoutByteOrderMark(line);
+      }
+    } while (isBlankLine(line));
+    m_reporter.setPlace({Place::Kind::Line, m_lines.lineNumber(), 0});
+    parseHex(line, Blanks::BetweenBytes, m_bytes);
+    message = {};
+    message.data = m_bytes.data();
+    message.sizeBytes = m_bytes.size();
+    return true;
+  }
+
+ private:
+  std::istream m_stream;
+  LineReader m_lines;
+  Reporter& m_reporter;
+  std::vector<std::uint8_t> m_bytes;
+};
+
+class RawSource : public MessageSource {
+ public:
+  RawSource(InputBuffer& in, Output& out, Reporter& reporter) : m_in(in), m_out(out), m_reporter(reporter) {}
+
+  bool next(InputMessage& message) override {
+    if (m_isRead) {
+      return false;
+    }
+    m_isRead = true;
+    m_reporter.setPlace({Place::Kind::Whole, 0, 0});
+    readBehind(m_in, static_cast<std::size_t>(-1), m_out, m_bytes);
+    if (m_bytes.empty()) {
+      throw LineError("there is no message in it: it is empty");
+    }
+    message = {};
+    message.data = m_bytes.data();
+    message.sizeBytes = m_bytes.size();
+    return true;
+  }
+
+ private:
+  InputBuffer& m_in;
+  Output& m_out;
+  Reporter& m_reporter;
+  std::vector<std::uint8_t> m_bytes;
+  bool m_isRead = false;
+};
+
+class FramedSource : public MessageSource {
+ public:
+  FramedSource(InputBuffer& in, Framing framing, Output& out, Reporter& reporter)
+      : m_in(in), m_framing(framing), m_out(out), m_reporter(reporter) {}
+
+  bool next(InputMessage& message) override {
+    ++m_number;
+    m_reporter.setPlace({Place::Kind::Message, m_number, m_in.position()});
+    m_bytes.clear();
+    readBehind(m_in, m_framing.sizeBytes, m_out, m_bytes);
+    if (m_bytes.empty()) {
+      return false;
+    }
+    if (m_bytes.size() != m_framing.sizeBytes) {
+      throw InputError("the input ends inside the length of message " + std::to_string(m_number));
+    }
+    const std::size_t sizeBytes = lengthOf(m_bytes);
+    m_bytes.clear();
+    readBehind(m_in, sizeBytes, m_out, m_bytes);
+    if (m_bytes.size() != sizeBytes) {
+      throw InputError("the input ends inside message " + std::to_string(m_number) + ", of which it has " +
+                       std::to_string(m_bytes.size()) + " of " + std::to_string(sizeBytes) + " bytes");
+    }
+    message = {};
+    message.data = m_bytes.data();
+    message.sizeBytes = m_bytes.size();
+    return true;
+  }
+
+ private:
+  std::size_t lengthOf(std::vector<std::uint8_t> bytes) const {
+    if (!m_framing.isBigEndian) {
+      std::reverse(bytes.begin(), bytes.end());
+    }
+    std::size_t length = 0;
+    for (const std::uint8_t byte : bytes) {
+      length = length << 8 | byte;
+    }
+    return length;
+  }
+
+  InputBuffer& m_in;
+  Framing m_framing;
+  Output& m_out;
+  Reporter& m_reporter;
+  std::vector<std::uint8_t> m_bytes;
+  std::uint64_t m_number = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<MessageSource> openMessages(InputBuffer& in, const SourceOptions& options, Output& out,
+                                            Reporter& reporter) {
+  InputForm form = options.form;
+  if (form == InputForm::Recognised) {
+    out.flush();
+    form = isCapture(in.peek(kCaptureMagicBytes)) ? InputForm::Capture : InputForm::HexLines;
+  }
+  if (form != InputForm::Capture && options.selectsDatagrams()) {
+    throw UsageError("--port, --group and --filter go with captures; " + reporter.input() + " is none");
+  }
+  switch (form) {
+    case InputForm::Raw:
+      return std::make_unique<RawSource>(in, out, reporter);
+    case InputForm::Framed:
+      return std::make_unique<FramedSource>(in, options.framing, out, reporter);
+    case InputForm::Capture:
+      return openCapture(in, options, out, reporter);
+    case InputForm::HexLines:
+    case InputForm::Recognised:
+      break;
+  }
+  return std::make_unique<HexLineSource>(in, out, reporter);
+}
+
+}  // namespace MD::tool
