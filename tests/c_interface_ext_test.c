@@ -7,25 +7,9 @@
 #include <string.h>
 
 #include "support/c_check.h"
+#include "support/c_fields.h"
 
-enum {
-  kChar = 10,
-  kInt = 300,
-  kInt64 = 20,
-  kDouble = 22,
-  kString = 60,
-  kBuffer = 70,
-  kDateTime = 80,
-  kEpochNS = 90,
-  kWhole = 100,
-  kNum = 101,
-  kDenom = 102,
-  kHigh = 40000,   /* the largest id */
-  kUnknown = 999,  /* below the largest id, in no row */
-  kBeyond = 50000, /* above the largest id */
-  kFieldCount = 22,
-  kMarked = 0xABCD /* what an untouched id or count still holds */
-};
+enum { kFieldCount = 22 /* of the dictionary */ };
 
 static const uint8_t kCodes[] = {MD_ENCODING_ITERMAP, MD_ENCODING_MINT, MD_ENCODING_MSGT};
 
@@ -33,13 +17,6 @@ static const char kUntouched[] = "untouched";
 
 /* A handle that holds no message. */
 static MD_MessageHandle emptyHandle(void) { return MD_Message_createFromBytes(NULL, 0); }
-
-static MD_String stringOf(const char* text) {
-  MD_String view;
-  view.data = text;
-  view.length = (uint16_t)strlen(text);
-  return view;
-}
 
 static bool addsString(MD_MessageHandle message, uint16_t id, const char* text) {
   const MD_String view = stringOf(text);

@@ -7,34 +7,7 @@
 #include <string.h>
 
 #include "support/c_check.h"
-
-enum {
-  kChar = 10,
-  kChar2 = 11,
-  kInt = 300,
-  kInt2 = 301,
-  kInt64 = 20,
-  kInt64b = 21,
-  kFloat = 40,
-  kFloat2 = 41,
-  kDouble = 22,
-  kDouble2 = 23,
-  kString = 60,
-  kString2 = 61,
-  kBuffer = 70,
-  kBuffer2 = 71,
-  kDateTime = 80,
-  kDateTime2 = 81,
-  kEpochNS = 90,
-  kEpochNS2 = 91,
-  kWhole = 100,
-  kNum = 101,
-  kDenom = 102,
-  kHigh = 40000,   /* the largest id */
-  kUnknown = 999,  /* below the largest id, in no row */
-  kBeyond = 50000, /* above the largest id */
-  kMarked = 0xABCD /* what an untouched id or count still holds */
-};
+#include "support/c_fields.h"
 
 /* An empty message of each encoding. */
 static const struct Encoding {
@@ -49,13 +22,6 @@ static const struct Encoding {
 
 static MD_MessageHandle emptyMessage(size_t encoding) {
   return MD_Message_createFromBytes(kEncodings[encoding].header, kEncodings[encoding].headerBytes);
-}
-
-static MD_String stringOf(const char* text) {
-  MD_String view;
-  view.data = text;
-  view.length = (uint16_t)strlen(text);
-  return view;
 }
 
 static MD_Buffer bufferOf(const uint8_t* bytes, uint16_t length) {

@@ -15,6 +15,7 @@
 #include "support/assertions.h"
 #include "support/captured_errors.h"
 #include "support/dictionary.h"
+#include "support/encodings.h"
 #include "support/fresh_process.h"
 #include "support/grouping_locale.h"
 #include "support/messages.h"
@@ -25,9 +26,9 @@ namespace {
 
 using namespace std::string_literals;
 
-constexpr std::uint8_t kMInt = 6;
-constexpr std::uint8_t kIterMap = 1;
-constexpr std::uint8_t kMsgT = 70;
+constexpr std::uint8_t kMInt = ENCODINGS::MINT;
+constexpr std::uint8_t kIterMap = ENCODINGS::ITERMAP;
+constexpr std::uint8_t kMsgT = ENCODINGS::MSGT;
 
 struct OperationCase {
   const char* name;
@@ -273,8 +274,8 @@ Bytes withBadFields(std::uint8_t code, int count) {
   auto message = MD_Message::createFromPB(code);
   message->add(id::kChar, 'A');
   Bytes bytes = bytesOf(*message);
+  const Bytes record = unknownRecord(code);
   for (int i = 0; i < count; ++i) {
-    const Bytes record = fromHex(code == kMsgT ? "03 E7 00 00 00 00 00 00" : code == kMInt ? "E7 03 00" : "E7 03");
     bytes.insert(bytes.end(), record.begin(), record.end());
   }
   return bytes;

@@ -30,7 +30,6 @@ namespace {
 
 const MD_FieldMap& map() { return MD_FieldMap::instance(); }
 
-constexpr std::uint8_t kCodes[] = {6, 1, 70};
 constexpr std::uint32_t kMostFields = 65'535;
 
 /// `count` fields of type INT, with the ids from `first` on.
@@ -116,8 +115,8 @@ class DictionaryAbuse : public testing::Test {
 TEST_F(DictionaryAbuse, MessagesHoldEveryFieldOfTheLargest) {
   loadDictionary(fields(0, kMostFields));
   expectConsistent();
-  for (const std::uint8_t code : kCodes) {
-    SCOPED_TRACE(int{code});
+  for (const auto& [code, name] : ENCODINGS::kAll) {
+    SCOPED_TRACE(name);
     useAllFields(code, kMostFields);
   }
 }
@@ -125,8 +124,8 @@ TEST_F(DictionaryAbuse, MessagesHoldEveryFieldOfTheLargest) {
 TEST_F(DictionaryAbuse, TheLargestIdHasAPlace) {
   loadDictionary(fields(1, kMostFields));
   expectConsistent();
-  for (const std::uint8_t code : kCodes) {
-    SCOPED_TRACE(int{code});
+  for (const auto& [code, name] : ENCODINGS::kAll) {
+    SCOPED_TRACE(name);
     const auto message = MD_Message::createFromPB(code);
     EXPECT_FALSE(message->existsImpl(0));
     EXPECT_TRUE(message->add(65535, 70000));
@@ -441,7 +440,7 @@ TEST_F(DictionaryAbuse, ReloadsOfAnySizeLeaveMessagesAndPoolsUsable) {
     for (auto& message : alive) {
       useAnyhow(*message, ids);
     }
-    for (const std::uint8_t code : kCodes) {
+    for (const auto& [code, name] : ENCODINGS::kAll) {
       const Bytes empty = bytesOf(*MD_Message::createFromPB(code));
       for (const auto& allocator : {pools, MD_Message::DEFAULT_ALLOCATOR}) {
         auto message = MD_Message::createFromBytes(empty.data(), static_cast<std::uint32_t>(empty.size()), allocator);
@@ -462,7 +461,7 @@ TEST_F(DictionaryAbuse, ReloadsOfAnySizeLeaveMessagesAndPoolsUsable) {
   alive.clear();
   std::cerr.rdbuf(previous);
   loadDictionary(fields(0, 10));
-  for (const std::uint8_t code : kCodes) {
+  for (const auto& [code, name] : ENCODINGS::kAll) {
     useAllFields(code, 10);
   }
 }
@@ -475,7 +474,7 @@ TEST(DictionaryAbuseDeathTest, AfterItsEndMessagesAreLikeThoseOfAnEmptyOne) {
     ConfigurationFolder::write("field_map.txt", fields(0, 100));
     const Ids ids = {0, 5, 99, 100, 65535};
     std::vector<std::unique_ptr<MD_Message>> alive;
-    for (const std::uint8_t code : kCodes) {
+    for (const auto& [code, name] : ENCODINGS::kAll) {
       alive.push_back(MD_Message::createFromPB(code));
       EXPECT_TRUE(alive.back()->add(5, 70000));
       EXPECT_TRUE(alive.back()->add(99, 70000));

@@ -11,82 +11,55 @@
 
 #include "md/md_message.h"
 
-// These definitions are a static check: an enumerator of the same name in MD itself would be a redefinition.
-namespace MD {
-#define MD_NOT_AN_ENUMERATOR(name) inline constexpr const char* name = #name;
-MD_NOT_AN_ENUMERATOR(RAW)
-MD_NOT_AN_ENUMERATOR(CHAR)
-MD_NOT_AN_ENUMERATOR(INT)
-MD_NOT_AN_ENUMERATOR(OPTI_PRICE)
-MD_NOT_AN_ENUMERATOR(SHORT)
-MD_NOT_AN_ENUMERATOR(FLOAT)
-MD_NOT_AN_ENUMERATOR(DOUBLE)
-MD_NOT_AN_ENUMERATOR(STRING)
-MD_NOT_AN_ENUMERATOR(VECTOR)
-MD_NOT_AN_ENUMERATOR(MSG_T)
-MD_NOT_AN_ENUMERATOR(DATE)
-MD_NOT_AN_ENUMERATOR(TIME)
-MD_NOT_AN_ENUMERATOR(FRACTION)
-MD_NOT_AN_ENUMERATOR(CHILD_MSG)
-MD_NOT_AN_ENUMERATOR(FOLDED_INT)
-MD_NOT_AN_ENUMERATOR(BUFFER)
-MD_NOT_AN_ENUMERATOR(UINT)
-MD_NOT_AN_ENUMERATOR(LONG_INT)
-MD_NOT_AN_ENUMERATOR(ULONG_INT)
-MD_NOT_AN_ENUMERATOR(INT64)
-MD_NOT_AN_ENUMERATOR(DATETIME)
-MD_NOT_AN_ENUMERATOR(EPOCH_NSEC)
-#undef MD_NOT_AN_ENUMERATOR
-}  // namespace MD
+#define MD_TYPE_CODES(X) \
+  X(RAW, 0)              \
+  X(CHAR, 1)             \
+  X(INT, 2)              \
+  X(OPTI_PRICE, 2)       \
+  X(SHORT, 3)            \
+  X(FLOAT, 4)            \
+  X(DOUBLE, 5)           \
+  X(STRING, 6)           \
+  X(VECTOR, 7)           \
+  X(MSG_T, 8)            \
+  X(DATE, 9)             \
+  X(TIME, 10)            \
+  X(FRACTION, 11)        \
+  X(CHILD_MSG, 12)       \
+  X(FOLDED_INT, 13)      \
+  X(BUFFER, 14)          \
+  X(UINT, 16)            \
+  X(LONG_INT, 17)        \
+  X(ULONG_INT, 18)       \
+  X(INT64, 19)           \
+  X(DATETIME, 20)        \
+  X(EPOCH_NSEC, 22)
+
+#define MD_ENCODING_CODES(X) \
+  X(ITERMAP, 1)              \
+  X(MINT, 6)                 \
+  X(MSGT, 70)
 
 namespace MD {
+
+// Enumerators of these names in MD itself would be redefinitions.
+#define MD_IS_NO_NAME_OF_MD(name, code) inline constexpr const char* name = #name;
+MD_TYPE_CODES(MD_IS_NO_NAME_OF_MD)
+MD_ENCODING_CODES(MD_IS_NO_NAME_OF_MD)
+#undef MD_IS_NO_NAME_OF_MD
+
 namespace {
 
-TEST(DataTypes, HaveTheirFixedCodes) {
-  struct Row {
-    const char* name;
-    std::uint8_t code;
-    std::uint8_t expected;
-  };
-  const Row kRows[] = {
-      {"RAW", DATATYPES::RAW, 0},
-      {"CHAR", DATATYPES::CHAR, 1},
-      {"INT", DATATYPES::INT, 2},
-      {"OPTI_PRICE", DATATYPES::OPTI_PRICE, 2},
-      {"SHORT", DATATYPES::SHORT, 3},
-      {"FLOAT", DATATYPES::FLOAT, 4},
-      {"DOUBLE", DATATYPES::DOUBLE, 5},
-      {"STRING", DATATYPES::STRING, 6},
-      {"VECTOR", DATATYPES::VECTOR, 7},
-      {"MSG_T", DATATYPES::MSG_T, 8},
-      {"DATE", DATATYPES::DATE, 9},
-      {"TIME", DATATYPES::TIME, 10},
-      {"FRACTION", DATATYPES::FRACTION, 11},
-      {"CHILD_MSG", DATATYPES::CHILD_MSG, 12},
-      {"FOLDED_INT", DATATYPES::FOLDED_INT, 13},
-      {"BUFFER", DATATYPES::BUFFER, 14},
-      {"UINT", DATATYPES::UINT, 16},
-      {"LONG_INT", DATATYPES::LONG_INT, 17},
-      {"ULONG_INT", DATATYPES::ULONG_INT, 18},
-      {"INT64", DATATYPES::INT64, 19},
-      {"DATETIME", DATATYPES::DATETIME, 20},
-      {"EPOCH_NSEC", DATATYPES::EPOCH_NSEC, 22},
-  };
-  for (const Row& row : kRows) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(row.code, row.expected);
-  }
-}
+constexpr bool areSame(std::uint8_t a, std::uint8_t b) { return a == b; }
 
-TEST(DataTypes, CompareWithAndConvertToOneByteWithoutACast) {
-  static_assert(sizeof(DATATYPES::INT64) == 1);
-  static_assert(std::is_convertible_v<decltype(DATATYPES::INT64), std::uint8_t>);
-  const std::uint8_t code = DATATYPES::INT64;
-  EXPECT_EQ(code, 19);
-  EXPECT_TRUE(code == DATATYPES::INT64);
-  EXPECT_TRUE(DATATYPES::INT64 == code);
-  EXPECT_TRUE(code != DATATYPES::INT);
-}
+// One byte, compared with and converted to one without a cast.
+#define MD_HAS_CODE(scope, name, code)                                                                         \
+  static_assert(scope::name == std::uint8_t{code} && areSame(scope::name, code) && sizeof(scope::name) == 1 && \
+                std::is_convertible_v<decltype(scope::name), std::uint8_t>);
+#define MD_HAS_TYPE_CODE(name, code) MD_HAS_CODE(DATATYPES, name, code)
+#define MD_HAS_ENCODING_CODE(name, code) MD_HAS_CODE(ENCODINGS, name, code)
+MD_TYPE_CODES(MD_HAS_TYPE_CODE)
+MD_ENCODING_CODES(MD_HAS_ENCODING_CODE)
 
 // What the table says is what messages say.
 TEST(Encodings, AreAllMadeByTheFactoryAndHaveTheirFixedCodesAndNames) {
@@ -99,15 +72,6 @@ TEST(Encodings, AreAllMadeByTheFactoryAndHaveTheirFixedCodesAndNames) {
     EXPECT_EQ(message->getPB(), code);
   }
   EXPECT_EQ(listed, expected);
-}
-
-static_assert(ENCODINGS::ITERMAP == 1 && ENCODINGS::MINT == 6 && ENCODINGS::MSGT == 70);
-static_assert(sizeof(ENCODINGS::MSGT) == 1 && std::is_convertible_v<ENCODINGS::Code, std::uint8_t>);
-
-TEST(DataTypes, StayInTheirOwnScope) {
-  EXPECT_STREQ(MD::INT, "INT");
-  EXPECT_STREQ(MD::OPTI_PRICE, "OPTI_PRICE");
-  EXPECT_TRUE(MD::DATATYPES::INT == MD::DATATYPES::OPTI_PRICE);
 }
 
 }  // namespace

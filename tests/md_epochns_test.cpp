@@ -98,13 +98,5 @@ TEST(EpochNS, ComparesAsUnsignedNumbers) {
   EXPECT_FALSE(low != same);
 }
 
-TEST(EpochNS, IsAssigned) {
-  const MD_EpochNS source(123);
-  MD_EpochNS target(456);
-  target = source;
-  EXPECT_EQ(target.get(), 123u);
-  EXPECT_EQ(source.get(), 123u);
-}
-
 }  // namespace
 }  // namespace MD

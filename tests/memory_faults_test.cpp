@@ -24,6 +24,7 @@
 #include "support/configuration.h"
 #include "support/dictionary.h"
 #include "support/emptied_pools.h"
+#include "support/encodings.h"
 #include "support/faults.h"
 #include "support/fresh_process.h"
 #include "support/messages.h"
@@ -166,16 +167,24 @@ std::string describe(const World& world) {
   return text + std::to_string(world.out.flags()) + world.out.fill() + std::to_string(world.out.width());
 }
 
+std::set<std::uint8_t> allCodes() {
+  std::set<std::uint8_t> codes;
+  for (const Encoding& encoding : ENCODINGS::kAll) {
+    codes.insert(encoding.code);
+  }
+  return codes;
+}
+
 struct Operation {
   std::string name;
   std::function<void(World&)> prepare;
   std::function<void(World&)> run;
-  std::set<int> codes = {6, 1, 70};  ///< the encodings in which it needs memory
-  bool isBufferGrowth = false;       ///< all of it by functions of C
-  bool needsFreshObjects = false;    ///< shows what a pool's objects held before
+  std::set<std::uint8_t> codes = allCodes();  ///< the encodings in which it needs memory
+  bool isBufferGrowth = false;                ///< all of it by functions of C
+  bool needsFreshObjects = false;             ///< shows what a pool's objects held before
 };
 
-const std::set<int> kAll = {6, 1, 70};
+const std::set<std::uint8_t> kAll = allCodes();
 
 void setBinary(MD_Message& message, const Bytes& bytes) {
   message.setBinaryImpl(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
@@ -306,14 +315,14 @@ std::vector<Operation> operationsOnFields() {
       {"UpdateOfAWrongType",
        nullptr,
        [](World& world) { world.result = !world.message->update(id::kDouble, 5); },
-       {1, 70}},
+       {ENCODINGS::ITERMAP, ENCODINGS::MSGT}},
       {"GetOfAWrongType",
        nullptr,
        [](World& world) {
          std::int32_t value = 0;
          world.result = !world.message->get(id::kDouble, value);
        },
-       {1, 70}},
+       {ENCODINGS::ITERMAP, ENCODINGS::MSGT}},
   };
 }
 
@@ -360,13 +369,13 @@ std::vector<Operation> operationsOnMessages() {
       {"ClearAfterAMove",
        [](World& world) { world.made = world.message->moveToNew(); },
        [](World& world) { world.message->clearImpl(); },
-       {6, 1},
+       {ENCODINGS::MINT, ENCODINGS::ITERMAP},
        true,
        true},
       {"SetBinary", received, [](World& world) { setBinary(*world.message, world.bytes); }, kAll, true},
       {"CopyFromMInt", source(6), copy},
       {"CopyFromIterMap", source(1), copy},
-      {"CopyFromMsgT", source(70), copy},
+      {"CopyFromMsgT", source(ENCODINGS::MSGT), copy},
       {"FieldIds", nullptr,
        [](World& world) {
          Ids ids;
@@ -440,10 +449,10 @@ class MemoryFaults : public testing::TestWithParam<Operation> {
   }
 
   static void failEachOfEveryEncoding(PoolKind kind) {
-    for (const int code : GetParam().codes) {
+    for (const std::uint8_t code : GetParam().codes) {
       for (const Failing failing : {Failing::Once, Failing::FromThenOn}) {
         SCOPED_TRACE("code " + std::to_string(code) + (failing == Failing::Once ? " once" : " from then on"));
-        failEach(static_cast<std::uint8_t>(code), kind, failing);
+        failEach(code, kind, failing);
       }
     }
   }
@@ -463,9 +472,9 @@ TEST_P(MemoryFaultsOfOwnPools, LeaveEverythingAsItWas) { failEachOfEveryEncoding
 TEST_P(MemoryFaultsOfOwnPools, LeaveEverythingAsItWasAfterASwap) { failEachOfEveryEncoding(PoolKind::Swapped); }
 
 TEST_P(MemoryFaultsOfOwnPools, LeakNothing) {
-  for (const int code : GetParam().codes) {
+  for (const std::uint8_t code : GetParam().codes) {
     SCOPED_TRACE("code " + std::to_string(code));
-    expectNoLeak([&] { failEach(static_cast<std::uint8_t>(code), PoolKind::Own, Failing::FromThenOn); });
+    expectNoLeak([&] { failEach(code, PoolKind::Own, Failing::FromThenOn); });
   }
 }
 
@@ -479,19 +488,19 @@ std::unique_ptr<World> withBadFieldReceived(std::uint8_t code) {
   const auto received = MD_Message::createFromPB(code);
   received->add(id::kChar, 'a');
   world->bytes = bytesOf(*received);
-  const Bytes unknown = fromHex(code == 70 ? "03 E7 00 00 00 00 00 00" : code == 6 ? "E7 03 00" : "E7 03");
+  const Bytes unknown = unknownRecord(code);
   world->bytes.insert(world->bytes.end(), unknown.begin(), unknown.end());
   return world;
 }
 
 void parseBadFields() {
   const SilencedErrors silence;
-  for (const int code : kAll) {
+  for (const std::uint8_t code : kAll) {
     for (const Failing failing : {Failing::Once, Failing::FromThenOn}) {
       const long failures = failEveryAllocation(
-          failing, [&] { return withBadFieldReceived(static_cast<std::uint8_t>(code)); },
+          failing, [&] { return withBadFieldReceived(code); },
           [](World& world) { setBinary(*world.message, world.bytes); });
-      EXPECT_GE(failures, 5) << "code " << code;
+      EXPECT_GE(failures, 5) << "code " << int{code};
     }
   }
 }

@@ -19,6 +19,7 @@
 #include "support/captured_errors.h"
 #include "support/configuration.h"
 #include "support/dictionary.h"
+#include "support/encodings.h"
 #include "support/fresh_process.h"
 #include "support/messages.h"
 #include "support/threads.h"
@@ -73,17 +74,16 @@ class Queue {
   std::deque<std::unique_ptr<MD_Message>> m_messages;
 };
 
-class MessageThreads : public testing::TestWithParam<std::uint8_t> {
+class MessageThreads : public testing::TestWithParam<Encoding> {
  protected:
   MessageThreads() { loadDictionary(kDictionary); }
 
-  static std::unique_ptr<MD_Message> make() { return MD_Message::createFromPB(GetParam()); }
+  static std::unique_ptr<MD_Message> make() { return MD_Message::createFromPB(GetParam().code); }
 
   std::atomic<int> m_wrong{0};
 };
 
-INSTANTIATE_TEST_SUITE_P(Each, MessageThreads, testing::Values(std::uint8_t{6}, std::uint8_t{1}, std::uint8_t{70}),
-                         [](const auto& row) { return "Code" + std::to_string(row.param); });
+INSTANTIATE_TEST_SUITE_P(Each, MessageThreads, eachEncoding(), nameOfEncoding);
 
 TEST_P(MessageThreads, CreateFillParseAndDestroy) {
   inThreads(kThreads, [&](int thread) {
@@ -91,7 +91,7 @@ TEST_P(MessageThreads, CreateFillParseAndDestroy) {
       const int value = thread * kRounds + round;
       const auto message = make();
       fill(*message, value);
-      const auto received = parse(GetParam(), bytesOf(*message));
+      const auto received = parse(GetParam().code, bytesOf(*message));
       message->clearImpl();
       fill(*message, value + 1);
       m_wrong += !holds(*received, value) + !holds(*message, value + 1);
@@ -179,9 +179,10 @@ TEST_P(MessageThreads, ReportWholeLines) {
       message->add(id::kUnknown, 'x');
     }
   });
-  const std::string line = GetParam() == 6   ? "mInt Error: Attempting to ADD a field with incorrect id!"
-                           : GetParam() == 1 ? "IterMap Error: Attempting to ADD a field with incorrect id or type"
-                                             : "MsgT Error: Attempting to ADD a field with incorrect id or type!";
+  const std::string line =
+      GetParam().code == ENCODINGS::MINT      ? "mInt Error: Attempting to ADD a field with incorrect id!"
+      : GetParam().code == ENCODINGS::ITERMAP ? "IterMap Error: Attempting to ADD a field with incorrect id or type"
+                                              : "MsgT Error: Attempting to ADD a field with incorrect id or type!";
   std::string expected;
   for (int i = 0; i < kThreads * 50; ++i) {
     expected += report(line, id::kUnknown, 1, 1);
@@ -225,7 +226,7 @@ Bytes withABadField(std::uint8_t code) {
   const auto message = MD_Message::createFromPB(code);
   message->add(id::kChar, 'A');
   Bytes bytes = bytesOf(*message);
-  const Bytes unknown = fromHex(code == 70 ? "03 E7 00 00 00 00 00 00" : code == 6 ? "E7 03 00" : "E7 03");
+  const Bytes unknown = unknownRecord(code);
   bytes.insert(bytes.end(), unknown.begin(), unknown.end());
   return bytes;
 }
@@ -252,7 +253,7 @@ class BadFieldThreadsDeathTest : public MessageThreads {
   static void countReportsOfOneEncoding() {
     loadDictionary(kDictionary);
     CapturedErrors errors;
-    parseOnEveryThread({GetParam()});
+    parseOnEveryThread({GetParam().code});
     EXPECT_EQ(countReports(errors.take()), 101);
   }
 };
@@ -265,7 +266,7 @@ TEST(BadFieldsOfAllEncodingsDeathTest, AreReportedInWholeLinesAndCountedApart) {
     loadDictionary(kDictionary);
     const ConfigurationFolder folder;
     ASSERT_NE(std::freopen("errors", "wb", stderr), nullptr);
-    parseOnEveryThread({6, 1, 70});
+    parseOnEveryThread({ENCODINGS::MINT, ENCODINGS::ITERMAP, ENCODINGS::MSGT});
     std::fflush(stderr);
     std::ostringstream text;
     text << std::ifstream("errors", std::ios::binary).rdbuf();
@@ -273,9 +274,7 @@ TEST(BadFieldsOfAllEncodingsDeathTest, AreReportedInWholeLinesAndCountedApart) {
   });
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, BadFieldThreadsDeathTest,
-                         testing::Values(std::uint8_t{6}, std::uint8_t{1}, std::uint8_t{70}),
-                         [](const auto& row) { return "Code" + std::to_string(row.param); });
+INSTANTIATE_TEST_SUITE_P(Each, BadFieldThreadsDeathTest, eachEncoding(), nameOfEncoding);
 
 }  // namespace
 }  // namespace MD::test

@@ -21,8 +21,6 @@
 namespace MD {
 namespace {
 
-constexpr std::uint8_t kEncodings[] = {6, 1, 70};
-
 std::string dataFile(const char* name) {
   const char* folder = std::getenv("MD_TEST_DATA");
   return folder != nullptr ? std::string(folder) + "/" + name : std::string();
@@ -140,8 +138,8 @@ TEST(RealData, WideMessagesSurviveEveryEncodingAndConversion) {
   std::size_t fieldCount = 0;
   for (const WideMessage& fields : messages) {
     fieldCount += fields.size();
-    for (const std::uint8_t code : kEncodings) {
-      SCOPED_TRACE(int{code});
+    for (const auto& [code, name] : ENCODINGS::kAll) {
+      SCOPED_TRACE(name);
       const auto sent = MD_Message::createFromPB(code);
       for (const WideField& field : fields) {
         ASSERT_TRUE(addWide(*sent, field)) << field.id << " " << field.value;
@@ -149,8 +147,8 @@ TEST(RealData, WideMessagesSurviveEveryEncodingAndConversion) {
       const auto received = MD_Message::createFromBytes(sent->getBinary(), sent->getSizeImpl());
       ASSERT_NE(received, nullptr);
       expectWide(*received, fields);
-      for (const std::uint8_t other : kEncodings) {
-        const auto converted = MD_Message::createFromPB(other);
+      for (const auto& other : ENCODINGS::kAll) {
+        const auto converted = MD_Message::createFromPB(other.code);
         converted->copyMsg(*received);
         expectWide(*converted, fields);
       }

@@ -2,10 +2,13 @@
 #ifndef MD_TESTS_SUPPORT_DICTIONARY_H
 #define MD_TESTS_SUPPORT_DICTIONARY_H
 
+#include <cstdint>
+
 #include <sstream>
 #include <string>
 
 #include "md/md_fieldmap.h"
+#include "support/field_ids.h"
 
 namespace MD::test {
 
@@ -15,34 +18,15 @@ inline void loadDictionary(const std::string& text) {
   MD_FieldMap::reload_text(stream, "test dictionary");
 }
 
-/// Ids of the fields in kDictionary: two of each value type, and some that no message can carry.
+/// Ids of the fields in kDictionary: those that all dictionaries of the tests share, and some that no message can
+/// carry.
 namespace id {
 enum : std::uint16_t {
-  kChar = 10,
-  kChar2 = 11,
-  kInt = 300,
-  kInt2 = 301,
-  kInt64 = 20,
-  kInt64b = 21,
-  kFloat = 40,
-  kFloat2 = 41,
-  kDouble = 22,
-  kDouble2 = 23,
-  kString = 60,
-  kString2 = 61,
-  kBuffer = 70,
-  kBuffer2 = 71,
-  kDateTime = 80,
-  kDateTime2 = 81,
-  kEpochNS = 90,
-  kEpochNS2 = 91,
   kOptiPrice = 100,
   kShort = 200,
   kRaw = 201,
   kFraction = 202,
-  kHigh = 40000,    // an INT
-  kUnknown = 999,   // below the largest id, in no row
-  kBeyond = 50000,  // above the largest id
+  MD_TEST_FIELD_IDS(MD_TEST_ENUMERATOR)
 };
 }  // namespace id
 

@@ -36,6 +36,11 @@ inline std::unique_ptr<MD_Message> received(const Bytes& bytes) {
   return MD_Message::createFromBytes(block.data(), block.size());
 }
 
+/// A record without a value, of the id 999 that is in no row of kDictionary.
+inline Bytes unknownRecord(std::uint8_t code) {
+  return fromHex(code == ENCODINGS::MSGT ? "03 E7 00 00 00 00 00 00" : code == ENCODINGS::MINT ? "E7 03 00" : "E7 03");
+}
+
 }  // namespace MD::test
 
 #endif
