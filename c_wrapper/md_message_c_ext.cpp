@@ -12,6 +12,7 @@
 #include <sstream>
 #include <streambuf>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -186,14 +187,24 @@ void tell(const char* why, char* error, std::size_t capacity) noexcept {
   }
 }
 
+/// What `load` reports; nothing for one that reports nothing.
+template <class Load>
+std::string reportOf(Load load) {
+  if constexpr (std::is_void_v<decltype(load())>) {
+    load();
+    return {};
+  } else {
+    return to_string(load());
+  }
+}
+
 /// Runs `load` and tells what comes out of it. A load that fails leaves no field, not even one that it came to.
 template <class Load>
 bool loads(Load load, char* error, std::size_t capacity) noexcept {
   tell("unknown error", error, capacity);
   const bool isLoaded = withoutExceptions([&] {
     try {
-      load();
-      tell("", error, capacity);
+      tell(reportOf(load).c_str(), error, capacity);
       return true;
     } catch (const std::bad_alloc&) {
       tell("out of memory", error, capacity);
@@ -318,6 +329,14 @@ size_t MD_FieldMap_size(void) {
   return withoutExceptions([] { return MD_FieldMap::instance().size(); });
 }
 
+const char* MD_FieldMap_source(void) {
+  return withoutExceptions([] { return MD_FieldMap::instance().source().c_str(); });
+}
+
+uint64_t MD_FieldMap_fingerprint(void) {
+  return withoutExceptions([] { return MD_FieldMap::instance().fingerprint(); });
+}
+
 bool MD_FieldMap_copyIds(uint16_t* ids, size_t capacity, size_t* count) {
   return count != nullptr && withoutExceptions([=] {
            const MD_FieldMap& map = MD_FieldMap::instance();
@@ -355,6 +374,20 @@ bool MD_FieldMap_reload_text_memory(const char* text, size_t length, char* error
     MD_FieldMap::reload_text(stream, "text in memory");
   };
   return loadsFrom(text, load, error, error_capacity);
+}
+
+bool MD_FieldMap_loadText(const char* text, size_t length, char* report, size_t report_capacity) {
+  return loadsFrom(
+      text,
+      [=] {
+        return MD_FieldMap::loadText({text, length});
+      },
+      report, report_capacity);
+}
+
+bool MD_FieldMap_loadTextFile(const char* path, char* report, size_t report_capacity) {
+  return loadsFrom(
+      path, [=] { return MD_FieldMap::loadTextFile(path); }, report, report_capacity);
 }
 
 MD_AssertionHandler MD_set_assertion_handler(MD_AssertionHandler handler) { return MD::set_assertion_handler(handler); }

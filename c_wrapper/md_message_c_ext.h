@@ -136,6 +136,15 @@ MD_C_API bool MD_FieldMap_nameToType(const char* name, uint8_t* type);
 /* The number of fields. */
 MD_C_API size_t MD_FieldMap_size(void);
 
+/* What the fields were loaded from, terminated by NUL: the path of a file, or a name for what was not a file. Empty
+ * when there is no dictionary file, and after a load that failed. A view, valid until a dictionary is loaded. */
+MD_C_API const char* MD_FieldMap_source(void);
+
+/* A hash of the ids, types and names of all fields, whatever the order and the format of the file and the machine; the
+ * algorithm is described at MD_FieldMap::fingerprint() in md/md_fieldmap.h. 0 when a dictionary is found on first use
+ * that cannot be loaded. */
+MD_C_API uint64_t MD_FieldMap_fingerprint(void);
+
 /* Writes the ids of all fields, lowest first, to ids[0] to ids[capacity - 1] and their number to `count` (convention
  * 4). Needs no memory once the dictionary is loaded. */
 MD_C_API bool MD_FieldMap_copyIds(uint16_t* ids, size_t capacity, size_t* count);
@@ -164,6 +173,15 @@ MD_C_API bool MD_FieldMap_reload_text(const char* path, char* error, size_t erro
 /* From `length` characters in memory, in the format of a text file. A null `text` changes nothing and gives false, also
  * when `length` is 0. */
 MD_C_API bool MD_FieldMap_reload_text_memory(const char* text, size_t length, char* error, size_t error_capacity);
+
+/* @{ */
+/* From `length` characters in memory, or from the text file `path`, and without a search for another file before.
+ * Writes one line to `report` for each entry that was skipped or looks like a mistake: source, line number, field and
+ * reason; after a failure only why it failed. A report that does not fit is cut off, and is terminated by NUL; a null
+ * `report`, or no room, only forgoes it. A null `text` or `path` changes nothing and gives false. */
+MD_C_API bool MD_FieldMap_loadText(const char* text, size_t length, char* report, size_t report_capacity);
+MD_C_API bool MD_FieldMap_loadTextFile(const char* path, char* report, size_t report_capacity);
+/* @} */
 
 /* ---- The process ---- */
 

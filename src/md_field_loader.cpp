@@ -19,6 +19,7 @@
 #include <tinyxml.h>
 
 #include "file_opening.h"
+#include "md/md_escape.h"
 #include "md_typemap.h"
 #include "xml_bounds.h"
 
@@ -28,10 +29,10 @@ FieldMapLoader::FieldMapLoader(MD_FieldMap& map, const std::string& source) : m_
   m_map.m_compact_count = 0;
 }
 
-void FieldMapLoader::accept(std::string name, std::uint16_t id, const std::string& typeName) {
+bool FieldMapLoader::accept(std::string name, std::uint16_t id, const std::string& typeName) {
   const detail::FieldType* const type = detail::findType(typeName);
   if (type == nullptr) {
-    return;
+    return false;
   }
   if (m_map.m_compact_count == std::numeric_limits<std::uint16_t>::max()) {
     makeRows();
@@ -39,6 +40,7 @@ void FieldMapLoader::accept(std::string name, std::uint16_t id, const std::strin
   }
   m_entries.push_back({id, m_map.m_compact_count, type->code, std::move(name)});
   ++m_map.m_compact_count;
+  return true;
 }
 
 // In order of their ids each row's place is the end, and the rows lie in memory as they are walked.
@@ -69,6 +71,9 @@ void FieldMapLoader::finish() {
     return a.first != b.first ? a.first < b.first : a.second->id < b.second->id;
   });
 
+  std::string source = m_source;
+
+  m_map.m_source.swap(source);
   m_map.m_id_index.swap(byId);
   m_map.m_compact_index.swap(byCompact);
   m_map.m_name_index.swap(names);
@@ -126,11 +131,33 @@ bool parseXml(TiXmlDocument& document, const std::string& text) {
   return !document.Error();
 }
 
+/// Characters of a text that is read once, and the number of the line they are in.
+class LineCounter : public std::streambuf {
+ public:
+  explicit LineCounter(std::streambuf& text) : m_text(text) {}
+
+  /// The number of the line that the next character is in, from 1.
+  std::size_t line() const noexcept { return m_line; }
+
+ private:
+  int_type underflow() override { return m_text.sgetc(); }
+  int_type uflow() override {
+    const int_type character = m_text.sbumpc();
+    m_line += traits_type::eq_int_type(character, '\n') ? 1U : 0U;
+    return character;
+  }
+
+  std::streambuf& m_text;
+  std::size_t m_line = 1;
+};
+
 /// Reads entries of a text file, as far as the stream can be read. A stream takes any exception for an unreadable text;
 /// of memory that runs out it must not: the file would seem to end there.
 class EntryReader {
  public:
-  explicit EntryReader(std::istream& text) : m_text(text), m_callersExceptions(text.exceptions()) {
+  /// @param lines  tells the line of each entry, when it is not null
+  explicit EntryReader(std::istream& text, const LineCounter* lines = nullptr)
+      : m_text(text), m_lines(lines), m_callersExceptions(text.exceptions()) {
     if (!text.bad()) {
       text.exceptions(m_callersExceptions | std::ios_base::badbit);
     }
@@ -145,10 +172,24 @@ class EntryReader {
   EntryReader(const EntryReader&) = delete;
   EntryReader& operator=(const EntryReader&) = delete;
 
+  /// The tokens of an entry; None before the first one was read.
+  enum class Token { None, Name, Id, TypeName };
+
   /// @return whether there was another entry
   bool read() {
+    m_last = Token::None;
     try {
-      return static_cast<bool>(m_text >> m_name >> m_id >> m_typeName);
+      if (m_text >> m_name) {
+        m_last = Token::Name;
+        m_line = m_lines != nullptr ? m_lines->line() : 0;
+        if (m_text >> m_id) {
+          m_last = Token::Id;
+          if (m_text >> m_typeName) {
+            m_last = Token::TypeName;
+          }
+        }
+      }
+      return m_last == Token::TypeName;
     } catch (const std::bad_alloc&) {
       throw;
     } catch (...) {
@@ -162,13 +203,75 @@ class EntryReader {
   const std::string& name() const noexcept { return m_name; }
   std::uint16_t id() const noexcept { return m_id; }
   const std::string& typeName() const noexcept { return m_typeName; }
+  /// The last token of the entry that could be read.
+  Token last() const noexcept { return m_last; }
+  /// Where the name is, from 1.
+  std::size_t line() const noexcept { return m_line; }
 
  private:
   std::istream& m_text;
+  const LineCounter* m_lines;
   const std::ios_base::iostate m_callersExceptions;
   std::string m_name;
   std::uint16_t m_id = 0;
   std::string m_typeName;
+  Token m_last = Token::None;
+  std::size_t m_line = 0;
+};
+
+/// Finds what is wrong with the entries of a text, each of which it is shown in turn.
+class EntryCheck {
+ public:
+  explicit EntryCheck(LoadReport& report) : m_report(report), m_lineOfId(65536) {}
+
+  /// @param hasType  whether there is a type of the entry's type name
+  void look(const EntryReader& entry, bool hasType) {
+    std::size_t& first = m_lineOfId[entry.id()];
+    if (!hasType) {
+      add(entry, '"' + escaped(entry.typeName()) + "\" is not a type");
+    } else if (first != 0) {
+      add(entry, "id " + std::to_string(entry.id()) + " is used in line " + std::to_string(first));
+    } else {
+      first = entry.line();
+      if (isLikeComment(entry)) {
+        list({entry.line(), entry.name(), kNoComment, false});
+      }
+    }
+  }
+
+  /// The entry that could not be read, at the end of which the reading ended.
+  void lookAtLast(const EntryReader& entry) {
+    if (entry.last() == EntryReader::Token::Name) {
+      add(entry, "the name is not followed by an id from 0 to 65535; nothing after it is read");
+    } else if (entry.last() == EntryReader::Token::Id) {
+      add(entry, "the text ends before the type");
+    }
+  }
+  /// The place in a file from which on the system does not read it.
+  void lookAtUnreadable(std::size_t line) { list({line, {}, "the file cannot be read any further", true}); }
+
+ private:
+  static constexpr std::size_t kMostListed = 1000;
+  static constexpr const char* kNoComment = "a line that begins with # is not a comment";
+
+  static bool isLikeComment(const EntryReader& entry) { return entry.name()[0] == '#'; }
+
+  void add(const EntryReader& entry, std::string reason) {
+    if (isLikeComment(entry)) {
+      reason.append(" (").append(kNoComment).append(")");
+    }
+    list({entry.line(), entry.name(), std::move(reason), true});
+  }
+
+  void list(LoadReport::Problem problem) {
+    ++m_report.problemCount;
+    if (m_report.problems.size() < kMostListed) {
+      m_report.problems.push_back(std::move(problem));
+    }
+  }
+
+  LoadReport& m_report;
+  std::vector<std::size_t> m_lineOfId;  // of the first entry with that id, 0 for none
 };
 
 /// The text of the first child element called `name`; null when there is none or it is empty.
@@ -204,6 +307,42 @@ void loadXml(MD_FieldMap& map, const std::string& path, std::string xml, bool is
   loader.finish();
 }
 
+/// @throws std::runtime_error  when it cannot be opened
+std::ifstream openText(const std::string& path, PathOrigin origin) {
+  std::ifstream file;
+  const auto open = [&] {
+    file.open(path, std::ios::in | std::ios::binary);
+    return file.is_open();
+  };
+  if (!mayBeOpened(path, origin) || !openFile(open)) {
+    throw std::runtime_error("Unable to open file: " + path);
+  }
+  // Ids are plain digits whatever the process's global locale does with numbers.
+  file.imbue(std::locale::classic());
+  return file;
+}
+
+LoadReport loadReporting(MD_FieldMap& map, std::streambuf& text, const std::string& name) {
+  LoadReport report;
+  report.source = name;
+  LineCounter lines(text);
+  std::istream stream(&lines);
+  stream.imbue(std::locale::classic());
+  FieldMapLoader loader(map, name);
+  EntryReader reader(stream, &lines);
+  EntryCheck check(report);
+  while (reader.read()) {
+    check.look(reader, loader.accept(reader.name(), reader.id(), reader.typeName()));
+  }
+  check.lookAtLast(reader);
+  if (stream.bad()) {
+    check.lookAtUnreadable(lines.line());
+  }
+  loader.finish();
+  report.fieldCount = map.size();
+  return report;
+}
+
 }  // namespace
 
 void loadTextStream(MD_FieldMap& map, std::istream& text, const std::string& name) {
@@ -216,17 +355,18 @@ void loadTextStream(MD_FieldMap& map, std::istream& text, const std::string& nam
 }
 
 void loadTextFile(MD_FieldMap& map, const std::string& path, PathOrigin origin) {
-  std::ifstream file;
-  const auto open = [&] {
-    file.open(path, std::ios::in | std::ios::binary);
-    return file.is_open();
-  };
-  if (!mayBeOpened(path, origin) || !openFile(open)) {
-    throw std::runtime_error("Unable to open file: " + path);
-  }
-  // Ids are plain digits whatever the process's global locale does with numbers.
-  file.imbue(std::locale::classic());
+  std::ifstream file = openText(path, origin);
   loadTextStream(map, file, path);
+}
+
+LoadReport loadTextFileReporting(MD_FieldMap& map, const std::string& path) {
+  std::ifstream file = openText(path, PathOrigin::Caller);
+  return loadReporting(map, *file.rdbuf(), path);
+}
+
+LoadReport loadTextReporting(MD_FieldMap& map, const std::string& text, const std::string& name) {
+  std::stringbuf buffer(text, std::ios::in);
+  return loadReporting(map, buffer, name);
 }
 
 void loadXmlFile(MD_FieldMap& map, const std::string& path, PathOrigin origin) {

@@ -23,8 +23,9 @@ class FieldMapLoader {
 
   /// Takes an entry over; one whose type has no such name is skipped and uses no compact number. The first entry of
   /// an id wins, a later one still uses a compact number.
+  /// @return whether there is a type of that name
   /// @throws std::runtime_error when the compact numbers are used up
-  void accept(std::string name, std::uint16_t id, const std::string& typeName);
+  bool accept(std::string name, std::uint16_t id, const std::string& typeName);
 
   /// Makes the rows of the entries and rebuilds all indexes.
   void finish();
@@ -42,6 +43,9 @@ namespace detail {
 /// @throws std::runtime_error "Unable to open file: " and the path
 void loadTextFile(MD_FieldMap& map, const std::string& path, PathOrigin origin);
 void loadTextStream(MD_FieldMap& map, std::istream& text, const std::string& name);
+/// The same, and the entries that were skipped.
+LoadReport loadTextFileReporting(MD_FieldMap& map, const std::string& path);
+LoadReport loadTextReporting(MD_FieldMap& map, const std::string& text, const std::string& name);
 /// Does nothing for an empty path. @throws std::runtime_error "Failed to load field def file: " and the path
 void loadXmlFile(MD_FieldMap& map, const std::string& path, PathOrigin origin);
 /// Reads the stream to its end. @throws std::runtime_error as loadXmlFile(), with the name for the path

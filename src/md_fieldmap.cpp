@@ -8,8 +8,10 @@
 #include <boost/thread/locks.hpp>
 #include <boost/thread/mutex.hpp>
 
+#include "md/md_escape.h"
 #include "md/md_file_search.h"
 #include "md_field_loader.h"
+#include "search_platform.h"
 
 namespace MD {
 namespace {
@@ -29,18 +31,34 @@ MD_FieldMap* g_instance = nullptr;    // the one that instance() keeps returning
 // What names the file of a reload may be the name of a row, which goes with the rows.
 std::string copyOf(const std::string& text) { return text; }
 
+constexpr const char* kTextFile = "field_map.txt";
+constexpr const char* kTextFileInFolder = "message/field_map.txt";
+constexpr const char* kXmlFile = "FieldDefinition.xml";
+
 std::string findConfiguration(const char* name) { return file_search(name, CONFIG_PATH, nullptr, "Korvane"); }
 
 void loadDefault(MD_FieldMap& map) {
-  std::string path = findConfiguration("field_map.txt");
+  std::string path = findConfiguration(kTextFile);
   if (path.empty()) {
-    path = findConfiguration("message/field_map.txt");
+    path = findConfiguration(kTextFileInFolder);
   }
   if (!path.empty()) {
     detail::loadTextFile(map, path, detail::PathOrigin::Search);
     return;
   }
-  detail::loadXmlFile(map, findConfiguration("FieldDefinition.xml"), detail::PathOrigin::Search);
+  detail::loadXmlFile(map, findConfiguration(kXmlFile), detail::PathOrigin::Search);
+}
+
+/// Which dictionary a field is not in, for a program's user.
+std::string describe(const MD_FieldMap& map) {
+  if (map.size() != 0) {
+    return " in the dictionary " + escaped(map.source()) + " (" + std::to_string(map.size()) + " fields)";
+  }
+  if (!map.source().empty()) {
+    return ": the dictionary " + escaped(map.source()) + " has no fields";
+  }
+  return std::string(": no dictionary is loaded; ") + kTextFile + ", " + kTextFileInFolder + " and " + kXmlFile +
+         " are searched in " + escaped(detail::searchedFolders(detail::searchPlatform(), CONFIG_PATH));
 }
 
 }  // namespace
@@ -88,6 +106,20 @@ MD_FieldMap& MD_FieldMap::emptied() {
   return *map;
 }
 
+// As load_file() does: a program that brings its own fields does not depend on what else is found.
+MD_FieldMap& MD_FieldMap::emptiedWithoutSearch() {
+  MD_FieldMap* map = nullptr;
+  {
+    const Lock lock(dictionaryMutex());
+    if (g_dictionary == nullptr) {
+      g_dictionary = new MD_FieldMap;
+    }
+    map = g_dictionary;
+  }
+  clear_data_structures(map);
+  return *map;
+}
+
 void MD_FieldMap::reload(const std::string& path) {
   const std::string ownPath = copyOf(path);
   MD_FieldMap& map = emptied();
@@ -118,6 +150,32 @@ void MD_FieldMap::reload_text(std::istream& text, const std::string& name) {
   detail::loadTextStream(emptied(), text, ownName);
 }
 
+LoadReport MD_FieldMap::loadText(std::string_view text, const std::string& name) {
+  const std::string ownText(text);
+  const std::string ownName = copyOf(name);
+  return detail::loadTextReporting(emptiedWithoutSearch(), ownText, ownName);
+}
+
+LoadReport MD_FieldMap::loadTextFile(const std::string& path) {
+  const std::string ownPath = copyOf(path);
+  return detail::loadTextFileReporting(emptiedWithoutSearch(), ownPath);
+}
+
+std::string to_string(const LoadReport& report) {
+  std::string text;
+  for (const LoadReport::Problem& problem : report.problems) {
+    appendEscaped(report.source, text);
+    text += ':' + std::to_string(problem.line) + ": field ";
+    appendEscaped(problem.entry, text);
+    text += ": " + problem.reason + (problem.isSkipped ? "; skipped\n" : "\n");
+  }
+  if (report.problemCount > report.problems.size()) {
+    appendEscaped(report.source, text);
+    text += ": " + std::to_string(report.problemCount - report.problems.size()) + " more problems\n";
+  }
+  return text;
+}
+
 void MD_FieldMap::destroy() {
   const Lock lock(dictionaryMutex());
   if (g_dictionary == nullptr) {
@@ -141,10 +199,11 @@ void MD_FieldMap::clear_data_structures(MD_FieldMap* map) {
   decltype(map->m_name_index)().swap(map->m_name_index);
   map->m_rows.clear();
   map->m_compact_count = 0;
+  std::string().swap(map->m_source);
 }
 
-MD_FieldMap::const_iterator MD_FieldMap::findByName(const std::string& name) const {
-  const auto hash = std::hash<std::string>()(name);
+MD_FieldMap::const_iterator MD_FieldMap::find(std::string_view name) const noexcept {
+  const auto hash = std::hash<std::string_view>()(name);
   const auto before = [](std::size_t value, const auto& entry) { return value < entry.first; };
   // Backwards: of two rows with one name the higher id wins.
   for (auto i = std::upper_bound(m_name_index.begin(), m_name_index.end(), hash, before);
@@ -155,6 +214,8 @@ MD_FieldMap::const_iterator MD_FieldMap::findByName(const std::string& name) con
   }
   return m_rows.end();
 }
+
+MD_FieldMap::const_iterator MD_FieldMap::findByName(const std::string& name) const { return find(name); }
 
 MD_FieldMap::const_iterator MD_FieldMap::require(const_iterator row, const char* operation) const {
   if (row == m_rows.end()) {
@@ -171,6 +232,39 @@ std::uint16_t MD_FieldMap::nameToId(const std::string& name) const { return requ
 
 std::uint8_t MD_FieldMap::nameToType(const std::string& name) const {
   return require(findByName(name), "nameToType")->type;
+}
+
+std::uint64_t MD_FieldMap::fingerprint() const noexcept {
+  std::uint64_t hash = 0xcbf29ce484222325;
+  const auto add = [&hash](std::uint64_t byte) { hash = (hash ^ byte) * 0x100000001b3; };
+  for (const FIELDS::field_rec& row : m_rows) {
+    add(row.id & 0xff);
+    add(row.id >> 8);
+    add(row.type);
+    for (unsigned shift = 0; shift != 32; shift += 8) {
+      add(std::uint64_t{row.name.size()} >> shift & 0xff);
+    }
+    for (const char c : row.name) {
+      add(static_cast<std::uint8_t>(c));
+    }
+  }
+  return hash;
+}
+
+std::optional<std::uint16_t> MD_FieldMap::lookUp(std::string_view name) const noexcept {
+  const auto row = find(name);
+  return row != m_rows.end() ? std::optional(row->id) : std::nullopt;
+}
+
+std::optional<std::uint16_t> lookUp(std::string_view name) { return MD_FieldMap::instance().lookUp(name); }
+
+std::uint16_t require(std::string_view name) {
+  const MD_FieldMap& map = MD_FieldMap::instance();
+  const auto id = map.lookUp(name);
+  if (!id.has_value()) {
+    throw std::domain_error("no field \"" + escaped(name) + '"' + describe(map));
+  }
+  return *id;
 }
 
 }  // namespace MD

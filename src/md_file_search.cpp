@@ -123,5 +123,15 @@ std::string fileSearch(const SearchPlatform& platform, const char* name, const F
   return {};
 }
 
+std::string searchedFolders(const SearchPlatform& platform, const FileSearchParameter& param) {
+  const std::string& variable = param.environment_variable();
+  const std::optional<std::string> configuredPath = platform.environmentVariable(variable);
+  if (configuredPath.has_value()) {
+    return *configuredPath + " (" + variable + ')';
+  }
+  const bool hasFallback = !platform.moduleFolder().empty();
+  return param.default_path() + (hasFallback ? " and the program's folder (" : " (") + variable + " is not set)";
+}
+
 }  // namespace detail
 }  // namespace MD

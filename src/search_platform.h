@@ -58,6 +58,9 @@ const SearchPlatform& searchPlatform();
 std::string fileSearch(const SearchPlatform& platform, const char* name, const FileSearchParameter& param,
                        const char* subfolder, const char* company);
 
+/// Where fileSearch() without a subfolder searches, for a program's user.
+std::string searchedFolders(const SearchPlatform& platform, const FileSearchParameter& param);
+
 }  // namespace detail
 }  // namespace MD
 

@@ -433,6 +433,21 @@ static void loading(void) {
   CHECK(MD_FieldMap_reload_text_memory(kText, 9, NULL, 0) && MD_FieldMap_size() == 1);
   CHECK(MD_FieldMap_reload_text_memory("", 0, error, sizeof error) && MD_FieldMap_size() == 0);
 
+  CHECK(MD_FieldMap_fingerprint() == UINT64_C(0xcbf29ce484222325));
+
+  CHECK(MD_FieldMap_loadText("BID 22 DOUBLE", 13, error, sizeof error) && error[0] == '\0');
+  CHECK(MD_FieldMap_size() == 1 && MD_FieldMap_fingerprint() == UINT64_C(0x971b738f62ef1d94));
+  CHECK(strcmp(MD_FieldMap_source(), "text in memory") == 0);
+  CHECK(MD_FieldMap_loadText("BID 22 DUOBLE", 13, error, sizeof error) && MD_FieldMap_size() == 0);
+  CHECK(strcmp(error, "text in memory:1: field BID: \"DUOBLE\" is not a type; skipped\n") == 0);
+  CHECK(MD_FieldMap_loadText("BID 22 DUOBLE", 13, NULL, 0) && MD_FieldMap_loadText("", 0, error, 5));
+  CHECK(MD_FieldMap_loadTextFile("c_interface/field_map.txt", error, sizeof error) && error[0] == '\0');
+  CHECK(MD_FieldMap_size() == kFieldCount && strcmp(MD_FieldMap_source(), "c_interface/field_map.txt") == 0);
+  CHECK(!MD_FieldMap_loadText(NULL, 0, error, sizeof error) && strcmp(error, "null pointer") == 0);
+  CHECK(!MD_FieldMap_loadTextFile(NULL, NULL, 0) && MD_FieldMap_size() == kFieldCount);
+  CHECK(!MD_FieldMap_loadTextFile("c_interface/none.txt", error, sizeof error) && MD_FieldMap_size() == 0);
+  CHECK(strcmp(error, "Unable to open file: c_interface/none.txt") == 0 && MD_FieldMap_source()[0] == '\0');
+
   CHECK(MD_FieldMap_reload_xml_memory(kXml, strlen(kXml), error, sizeof error) && error[0] == '\0');
   CHECK(MD_FieldMap_size() == 1 && isField(5, "FIVE", MD_TYPE_INT));
   CHECK(!MD_FieldMap_reload_xml_memory("<D>", 3, error, sizeof error) && MD_FieldMap_size() == 0);

@@ -10,8 +10,10 @@
 
 #include <array>
 #include <iosfwd>
+#include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -42,6 +44,28 @@ struct packed_rec {
 };
 
 }  // namespace FIELDS
+
+/// The result of loading a text dictionary: the entries that were not taken over, and those that look like a mistake.
+struct LoadReport {
+  /// One entry of the file.
+  struct Problem {
+    std::size_t line = 0;    ///< where the entry begins, from 1
+    std::string entry;       ///< the field's name as the file has it
+    std::string reason;      ///< what is wrong with the entry
+    bool isSkipped = false;  ///< whether the entry was not taken over
+  };
+
+  std::string source;             ///< the file, or what the text was called
+  std::size_t fieldCount = 0;     ///< the fields of the dictionary after the load
+  std::size_t problemCount = 0;   ///< all problems
+  std::vector<Problem> problems;  ///< the first 1000 of them, in the order of the file
+
+  /// Whether every entry was taken over and none looks like a mistake.
+  bool isClean() const noexcept { return problemCount == 0; }
+};
+
+/// One line per problem: source, line number, field and reason, with names in the form of escaped().
+MD_API std::string to_string(const LoadReport& report);
 
 /// Field ids to names, type codes and compact numbers, and names to ids.
 class MD_API MD_FieldMap {
@@ -76,6 +100,15 @@ class MD_API MD_FieldMap {
   /// @param name  stands for the path in error texts
   static void reload_text(std::istream& text, const std::string& name);
 
+  /// @{
+  /// Replaces the dictionary by the entries of a text in memory, or of a text file, in the format of reload_text(), and
+  /// reports the entries that were skipped. A file on the configuration search path is not looked for.
+  /// @param name  what source(), the report and error texts call the text
+  /// @throws std::runtime_error  as reload_text()
+  static LoadReport loadText(std::string_view text, const std::string& name = "text in memory");
+  static LoadReport loadTextFile(const std::string& path);
+  /// @}
+
   /// Frees the dictionary, for the end of the process: what instance() returned stays a valid, empty dictionary, and a
   /// dictionary created later is not seen by instance().
   static void destroy();
@@ -103,6 +136,21 @@ class MD_API MD_FieldMap {
   std::uint8_t nameToType(const std::string& name) const;
   /// @}
 
+  /// The id of the field called `name`, nothing for an unknown name.
+  [[nodiscard]] std::optional<std::uint16_t> lookUp(std::string_view name) const noexcept;
+
+  /// What the fields were loaded from: the path of a file, or the name that a text was given. Empty when there is no
+  /// dictionary file, and after a load that failed.
+  const std::string& source() const noexcept { return m_source; }
+
+  /// A hash of all fields: of their ids, types and names, whatever the order of the file, its format and the machine.
+  /// Two dictionaries with the same fingerprint understand each other's messages.
+  ///
+  /// The 64-bit FNV-1a hash (offset basis 0xcbf29ce484222325, prime 0x100000001b3) of these bytes of every field, in
+  /// the order of ids: the id as two bytes, low byte first; the type code as one byte; the length of the name in bytes
+  /// as four bytes, low byte first; the name. Takes time in proportion to the size of the dictionary.
+  std::uint64_t fingerprint() const noexcept;
+
   /// The hot look-up: slot and type of a field, slot 0 when the dictionary does not hold it.
   FIELDS::packed_rec packed(std::uint16_t id) const noexcept { return m_packed[id]; }
 
@@ -128,6 +176,8 @@ class MD_API MD_FieldMap {
   static MD_FieldMap* createForInstance();
   static MD_FieldMap& createLocked();
   static MD_FieldMap& emptied();
+  static MD_FieldMap& emptiedWithoutSearch();
+  const_iterator find(std::string_view name) const noexcept;
   const_iterator require(const_iterator row, const char* operation) const;
 
   std::set<FIELDS::field_rec> m_rows;
@@ -136,7 +186,18 @@ class MD_API MD_FieldMap {
   std::vector<std::pair<std::size_t, const_iterator>> m_name_index;  // by the names' hashes, then ids
   std::uint16_t m_compact_count = 0;
   alignas(4) std::array<FIELDS::packed_rec, 65536> m_packed{};  // aligned, so that none spans two cache lines
+  std::string m_source;
 };
+
+/// The id of the field called `name` in the process's dictionary, nothing for an unknown name. Of two fields with one
+/// name it is the higher id. Loads the dictionary on first use, and throws what MD_FieldMap::instance() throws.
+/// Thread-safe, as all look-ups are.
+[[nodiscard]] MD_API std::optional<std::uint16_t> lookUp(std::string_view name);
+
+/// The same for a field that a program cannot do without.
+/// @throws std::domain_error  for an unknown name; the text names the field and the dictionary file in use or, when
+///         there is none, the folders that were searched
+[[nodiscard]] MD_API std::uint16_t require(std::string_view name);
 
 }  // namespace MD
 
