@@ -9,6 +9,8 @@
 #include <new>
 #include <string>
 
+#include "md/md_file_search.h"
+
 namespace MD::detail {
 
 /// Opens a file with `open()`, which tells whether it could. That there is no memory to open it with must not look as
@@ -39,6 +41,9 @@ inline bool mayBeOpened(const std::string& path, PathOrigin origin) {
   const auto kind = status.st_mode & S_IFMT;
   return kind == S_IFREG || (origin == PathOrigin::Caller && kind != S_IFDIR);
 }
+
+/// The file of a name on the configuration search path; empty for none.
+inline std::string findConfiguration(const char* name) { return file_search(name, CONFIG_PATH, nullptr, "Korvane"); }
 
 }  // namespace MD::detail
 

@@ -8,8 +8,8 @@
 #include <boost/thread/locks.hpp>
 #include <boost/thread/mutex.hpp>
 
+#include "file_opening.h"
 #include "md/md_escape.h"
-#include "md/md_file_search.h"
 #include "md_field_loader.h"
 #include "search_platform.h"
 
@@ -35,18 +35,16 @@ constexpr const char* kTextFile = "field_map.txt";
 constexpr const char* kTextFileInFolder = "message/field_map.txt";
 constexpr const char* kXmlFile = "FieldDefinition.xml";
 
-std::string findConfiguration(const char* name) { return file_search(name, CONFIG_PATH, nullptr, "Korvane"); }
-
 void loadDefault(MD_FieldMap& map) {
-  std::string path = findConfiguration(kTextFile);
+  std::string path = detail::findConfiguration(kTextFile);
   if (path.empty()) {
-    path = findConfiguration(kTextFileInFolder);
+    path = detail::findConfiguration(kTextFileInFolder);
   }
   if (!path.empty()) {
     detail::loadTextFile(map, path, detail::PathOrigin::Search);
     return;
   }
-  detail::loadXmlFile(map, findConfiguration(kXmlFile), detail::PathOrigin::Search);
+  detail::loadXmlFile(map, detail::findConfiguration(kXmlFile), detail::PathOrigin::Search);
 }
 
 /// Which dictionary a field is not in, for a program's user.

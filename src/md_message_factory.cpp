@@ -6,7 +6,6 @@
 
 #include "file_opening.h"
 #include "md/md_datatypes.h"
-#include "md/md_file_search.h"
 #include "md/md_itermap.h"
 #include "md/md_message.h"
 #include "md/md_mint.h"
@@ -20,7 +19,7 @@ std::atomic<std::uint8_t> g_preferredCode{ENCODINGS::MSGT};
 
 /// Reads the preference file; what cannot be read or is out of range leaves the code as it is.
 std::uint8_t readPreferredCode() {
-  const std::string path = file_search("message/preferred.conf", CONFIG_PATH, nullptr, "Korvane");
+  const std::string path = detail::findConfiguration("message/preferred.conf");
   std::ifstream file;
   const auto open = [&] {
     file.open(path);

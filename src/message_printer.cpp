@@ -138,13 +138,12 @@ bool MessagePrinter::isShownInPrice(std::string_view name, std::uint16_t id) {
 
 /// The stems of the prices that this message prints. Several rows of the dictionary may have a whole part's name.
 std::set<std::string_view> MessagePrinter::printedStems() const {
-  constexpr std::uint16_t kEndOfIteration = 65535;
   const MD_FieldMap& map = m_message.fieldMap();
   std::vector<std::uint16_t> ids;
   m_message.getFieldIdsImpl(ids);
   std::set<std::string_view> stems;
   for (const std::uint16_t id : ids) {
-    if (id == kEndOfIteration) {
+    if (id == MD_Message::const_iterator::kEnd) {
       break;
     }
     std::int32_t ignored = 0;

@@ -5,8 +5,6 @@
 #include <cstdlib>
 
 #include <fstream>
-#include <iterator>
-#include <ostream>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -17,27 +15,9 @@
 
 #include "support/configuration.h"
 #include "support/dictionary.h"
+#include "tools/run_result.h"
 
 namespace MD::test {
-
-struct Result {
-  std::string out;
-  std::string err;
-  int status;
-};
-
-inline std::ostream& operator<<(std::ostream& out, const Result& result) {
-  return out << "status " << result.status << "\n--- out\n" << result.out << "--- err\n" << result.err;
-}
-
-inline bool operator==(const Result& a, const Result& b) {
-  return a.out == b.out && a.err == b.err && a.status == b.status;
-}
-
-inline std::string contentsOf(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
 
 /// Standard error is a text file: what ends a line there is the system's own.
 inline std::string linesOf(const char* path) {

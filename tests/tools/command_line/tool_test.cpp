@@ -9,26 +9,15 @@
 
 #include "md/md_assert.h"
 #include "support/configuration.h"
+#include "tools/run_support.h"
 #include "tools/tool_support.h"
 
 namespace {
 
 using MD::test::ConfigurationFolder;
+using MD::test::Result;
+using MD::test::runTool;
 using MD::tool::run;
-
-struct Result {
-  int status;
-  std::string out;
-  std::string err;
-};
-
-Result runWith(const std::vector<std::string>& arguments, const std::string& input) {
-  std::istringstream in(input);
-  std::ostringstream out;
-  std::ostringstream err;
-  const int status = run(arguments, {in, out, err});
-  return {status, out.str(), err.str()};
-}
 
 TEST(Tool, LeavesStandardErrorAndAssertionsAsItFoundThem) {
   ConfigurationFolder folder;
@@ -38,7 +27,7 @@ TEST(Tool, LeavesStandardErrorAndAssertionsAsItFoundThem) {
   const MD::AssertionHandler handler = [](const char*, const char*, unsigned) {};
   MD::set_assertion_handler(handler);
 
-  const Result result = runWith({"decode", "--dictionary", "fields.txt"}, "06e703000a\n");
+  const Result result = runTool({"decode", "--dictionary", "fields.txt"}, "06e703000a\n");
 
   EXPECT_EQ(std::cerr.rdbuf(cerrBuffer), cerrText.rdbuf());
   EXPECT_EQ(MD::set_assertion_handler(nullptr), handler);
@@ -57,7 +46,7 @@ TEST(Tool, EachRunLoadsItsOwnDictionary) {
   const auto decode = [&](const std::vector<std::string>& more) {
     std::vector<std::string> arguments{"decode", "--format", "json"};
     arguments.insert(arguments.end(), more.begin(), more.end());
-    return runWith(arguments, hex).out;
+    return runTool(arguments, hex).out;
   };
   EXPECT_EQ(decode({"--dictionary", "one.txt"}), "{\"A\":127}\n");
   EXPECT_EQ(decode({"--dictionary", "two.txt"}), "{\"B\":127}\n");
@@ -92,7 +81,7 @@ Result runInto(FullBuffer& buffer, const std::string& input) {
   std::ostream out(&buffer);
   std::ostringstream err;
   const int status = run({"decode", "--format", "json", "--dictionary", "fields.txt"}, {in, out, err});
-  return {status, buffer.str(), err.str()};
+  return {buffer.str(), err.str(), status};
 }
 
 TEST(Tool, EndsQuietlyWhenItsReaderHasGone) {

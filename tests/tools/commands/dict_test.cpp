@@ -16,7 +16,8 @@ namespace {
 
 using namespace MD::tool;
 using MD::MD_FieldMap;
-using MD::test::RunResult;
+using MD::test::contentsOf;
+using MD::test::Result;
 using MD::test::xmlDefinitions;
 using MD::test::xmlEntry;
 
@@ -144,28 +145,28 @@ TEST_F(Dict, CheckTellsEveryFindingInText) {
         "TAIL 9\n");
   EXPECT_EQ(
       mdmsg("dict check bad.txt"),
-      (RunResult{"bad.txt:2:1: field ODD: \"NOSUCH\" is no type; the library leaves the entry out\n"
-                 "bad.txt:3:1: field low: \"double\" is no type, DOUBLE is one; the library leaves the entry out\n"
-                 "bad.txt:4:1: field AGAIN: id 300 is that of QTY (line 1); the library keeps that one and leaves this "
-                 "one out\n"
-                 "bad.txt:6:1: note: field BID: the entry goes on on line 7\n"
-                 "bad.txt:7:8: field BID: the name of id 23 is that of id 22 too (line 6); the library finds id 23 by "
-                 "it\n"
-                 "bad.txt:8:1: note: field LAST: id 65535 ends every listing of a message's fields\n"
-                 "bad.txt:9:1: note: field 77: a name of digits alone is taken for an id\n"
-                 "bad.txt:10:1: note: field NEG: id 65535 ends every listing of a message's fields\n"
-                 "bad.txt:10:1: field NEG: id 65535 is that of LAST (line 8); the library keeps that one and leaves "
-                 "this one out\n"
-                 "bad.txt:10:5: field NEG: \"-1\" is no id from 0 to 65535; the library reads it as 65535\n"
-                 "bad.txt:11:7: field GLUED: \"50INT\" is no id from 0 to 65535; the library reads it as 50\n"
-                 "bad.txt:12:6: field HIGH: \"65536\" is no id from 0 to 65535; the library stops reading here, 3 "
-                 "entries too early\n"
-                 "bad.txt:14:1: field X: id 5 is that of LOST (line 13)\n"
-                 "bad.txt:15:3: field Y: \"z\" is no id from 0 to 65535\n"
-                 "bad.txt:16:1: note: field \\x80: the name is not plain text\n"
-                 "bad.txt:17:1: field TAIL: the file ends before its type\n"
-                 "bad.txt: text, 6 fields, 11 problems, 5 notes\n",
-                 "", 1}));
+      (Result{"bad.txt:2:1: field ODD: \"NOSUCH\" is no type; the library leaves the entry out\n"
+              "bad.txt:3:1: field low: \"double\" is no type, DOUBLE is one; the library leaves the entry out\n"
+              "bad.txt:4:1: field AGAIN: id 300 is that of QTY (line 1); the library keeps that one and leaves this "
+              "one out\n"
+              "bad.txt:6:1: note: field BID: the entry goes on on line 7\n"
+              "bad.txt:7:8: field BID: the name of id 23 is that of id 22 too (line 6); the library finds id 23 by "
+              "it\n"
+              "bad.txt:8:1: note: field LAST: id 65535 ends every listing of a message's fields\n"
+              "bad.txt:9:1: note: field 77: a name of digits alone is taken for an id\n"
+              "bad.txt:10:1: note: field NEG: id 65535 ends every listing of a message's fields\n"
+              "bad.txt:10:1: field NEG: id 65535 is that of LAST (line 8); the library keeps that one and leaves "
+              "this one out\n"
+              "bad.txt:10:5: field NEG: \"-1\" is no id from 0 to 65535; the library reads it as 65535\n"
+              "bad.txt:11:7: field GLUED: \"50INT\" is no id from 0 to 65535; the library reads it as 50\n"
+              "bad.txt:12:6: field HIGH: \"65536\" is no id from 0 to 65535; the library stops reading here, 3 "
+              "entries too early\n"
+              "bad.txt:14:1: field X: id 5 is that of LOST (line 13)\n"
+              "bad.txt:15:3: field Y: \"z\" is no id from 0 to 65535\n"
+              "bad.txt:16:1: note: field \\x80: the name is not plain text\n"
+              "bad.txt:17:1: field TAIL: the file ends before its type\n"
+              "bad.txt: text, 6 fields, 11 problems, 5 notes\n",
+              "", 1}));
 }
 
 TEST_F(Dict, CheckTellsEveryFindingInXml) {
@@ -184,20 +185,20 @@ TEST_F(Dict, CheckTellsEveryFindingInXml) {
         "</D>\n");
   EXPECT_EQ(
       mdmsg("dict check bad.xml"),
-      (RunResult{"bad.xml:4:32: field A b: \"70000\" is no id from 0 to 65535; the library reads it as 4464\n"
-                 "bad.xml:5:3: field B: \"double\" is no type, DOUBLE is one; the library leaves the entry out\n"
-                 "bad.xml:5:30: field B: \"12abc\" is no id from 0 to 65535; the library reads it as 12\n"
-                 "bad.xml:6:2: an Entry without a Code; the library leaves it out\n"
-                 "bad.xml:7:1: the library does not read \"<Field>\" here, only <Entry>\n"
-                 "bad.xml:8:23: an Entry with an empty Code; the library leaves it out\n"
-                 "bad.xml:9:1: field D: id 4464 is that of A b (line 4); the library keeps that one and leaves this "
-                 "one out\n"
-                 "bad.xml:9:22: a second Name in one Entry; the library reads the first\n"
-                 "bad.xml:10:1: field A b: the name of id 7 is that of id 4464 too (line 4); the library finds id 4464 "
-                 "by it\n"
-                 "bad.xml:11:2: a second <FieldDefinition>; the library reads the first\n"
-                 "bad.xml: XML, 2 fields, 10 problems, 0 notes\n",
-                 "", 1}));
+      (Result{"bad.xml:4:32: field A b: \"70000\" is no id from 0 to 65535; the library reads it as 4464\n"
+              "bad.xml:5:3: field B: \"double\" is no type, DOUBLE is one; the library leaves the entry out\n"
+              "bad.xml:5:30: field B: \"12abc\" is no id from 0 to 65535; the library reads it as 12\n"
+              "bad.xml:6:2: an Entry without a Code; the library leaves it out\n"
+              "bad.xml:7:1: the library does not read \"<Field>\" here, only <Entry>\n"
+              "bad.xml:8:23: an Entry with an empty Code; the library leaves it out\n"
+              "bad.xml:9:1: field D: id 4464 is that of A b (line 4); the library keeps that one and leaves this "
+              "one out\n"
+              "bad.xml:9:22: a second Name in one Entry; the library reads the first\n"
+              "bad.xml:10:1: field A b: the name of id 7 is that of id 4464 too (line 4); the library finds id 4464 "
+              "by it\n"
+              "bad.xml:11:2: a second <FieldDefinition>; the library reads the first\n"
+              "bad.xml: XML, 2 fields, 10 problems, 0 notes\n",
+              "", 1}));
 }
 
 TEST_F(Dict, CheckTellsWhyTheLibraryRefusesAFile) {
@@ -242,7 +243,7 @@ TEST_F(Dict, CheckTellsWhyTheLibraryRefusesAFile) {
   for (const auto& row : cases) {
     SCOPED_TRACE(row.name);
     write("f", row.text);
-    const RunResult result = mdmsg("dict check f");
+    const Result result = mdmsg("dict check f");
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err, "");
     const std::string last = row.last;
@@ -254,32 +255,32 @@ TEST_F(Dict, CheckTellsWhyTheLibraryRefusesAFile) {
 TEST_F(Dict, CheckGoesOnBehindAFileThatCannotBeRead) {
   write("good.txt", "QTY 300 INT PRICE 1 OPTI_PRICE\n");
   write("folder/x", "");
-  EXPECT_EQ(mdmsg("dict check good.txt"), (RunResult{"good.txt: text, 2 fields, 0 problems, 0 notes\n", "", 0}));
+  EXPECT_EQ(mdmsg("dict check good.txt"), (Result{"good.txt: text, 2 fields, 0 problems, 0 notes\n", "", 0}));
   EXPECT_EQ(mdmsg("dict check missing.txt folder good.txt"),
-            (RunResult{"good.txt: text, 2 fields, 0 problems, 0 notes\n",
-                       "mdmsg: cannot open dictionary missing.txt: No such file or directory\n"
-                       "mdmsg: cannot read dictionary folder: it is a directory\n",
-                       2}));
+            (Result{"good.txt: text, 2 fields, 0 problems, 0 notes\n",
+                    "mdmsg: cannot open dictionary missing.txt: No such file or directory\n"
+                    "mdmsg: cannot read dictionary folder: it is a directory\n",
+                    2}));
 }
 
 TEST_F(Dict, ConvertWritesColumnsAndElements) {
   write("f.txt", "QTY 300 INT\nA&<B> 1 OPTI_PRICE LONG_NAME_THAT_NEEDS_ROOM 65535 EPOCH_NSEC\n");
-  const RunResult xml = mdmsg("dict convert f.txt");
-  EXPECT_EQ(xml, (RunResult{"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                            "<Dictionary>\n"
-                            "  <FieldDefinition>\n"
-                            "    <Entry><Name>QTY</Name><Code>300</Code><Type>INT</Type></Entry>\n"
-                            "    <Entry><Name>A&amp;&lt;B&gt;</Name><Code>1</Code><Type>OPTI_PRICE</Type></Entry>\n"
-                            "    <Entry><Name>LONG_NAME_THAT_NEEDS_ROOM</Name><Code>65535</Code>"
-                            "<Type>EPOCH_NSEC</Type></Entry>\n"
-                            "  </FieldDefinition>\n"
-                            "</Dictionary>\n",
-                            "", 0}));
+  const Result xml = mdmsg("dict convert f.txt");
+  EXPECT_EQ(xml, (Result{"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                         "<Dictionary>\n"
+                         "  <FieldDefinition>\n"
+                         "    <Entry><Name>QTY</Name><Code>300</Code><Type>INT</Type></Entry>\n"
+                         "    <Entry><Name>A&amp;&lt;B&gt;</Name><Code>1</Code><Type>OPTI_PRICE</Type></Entry>\n"
+                         "    <Entry><Name>LONG_NAME_THAT_NEEDS_ROOM</Name><Code>65535</Code>"
+                         "<Type>EPOCH_NSEC</Type></Entry>\n"
+                         "  </FieldDefinition>\n"
+                         "</Dictionary>\n",
+                         "", 0}));
   write("f.xml", xml.out);
-  EXPECT_EQ(mdmsg("dict convert f.xml"), (RunResult{"QTY                     300  INT\n"
-                                                    "A&<B>                     1  OPTI_PRICE\n"
-                                                    "LONG_NAME_THAT_NEEDS_ROOM 65535  EPOCH_NSEC\n",
-                                                    "", 0}));
+  EXPECT_EQ(mdmsg("dict convert f.xml"), (Result{"QTY                     300  INT\n"
+                                                 "A&<B>                     1  OPTI_PRICE\n"
+                                                 "LONG_NAME_THAT_NEEDS_ROOM 65535  EPOCH_NSEC\n",
+                                                 "", 0}));
   EXPECT_EQ(mdmsg("dict convert --to xml f.xml").out, xml.out);
 }
 
@@ -289,12 +290,12 @@ TEST_F(Dict, ConvertKeepsWhatTheLibraryMakesOfAFile) {
   MD::test::loadDictionary(contentsOf("f.txt"));
   const auto expected = loadedRows();
   ASSERT_EQ(expected.size(), 5U);
-  const RunResult xml = mdmsg("dict convert f.txt");
+  const Result xml = mdmsg("dict convert f.txt");
   EXPECT_EQ(xml.status, 0);
   write("f.xml", xml.out);
   MD_FieldMap::reload_xml("f.xml");
   EXPECT_EQ(loadedRows(), expected);
-  const RunResult text = mdmsg("dict convert f.xml");
+  const Result text = mdmsg("dict convert f.xml");
   EXPECT_EQ(text.status, 0);
   MD::test::loadDictionary(text.out);
   EXPECT_EQ(loadedRows(), expected);
@@ -306,85 +307,84 @@ TEST_F(Dict, ConvertTellsWhatIsNotCarried) {
   write("f.xml", "<!-- old --><D><FieldDefinition>\n" + xmlEntry("TWO WORDS", "1", "INT") + "<!-- note -->" +
                      xmlEntry("Q", "70000", "INT") + "</FieldDefinition></D>");
   EXPECT_EQ(mdmsg("dict convert f.xml"),
-            (RunResult{"Q                      4464  INT\n",
-                       "mdmsg: f.xml:3:41: note: field Q: \"70000\" is no id from 0 to 65535; the library reads it as "
-                       "4464\n"
-                       "mdmsg: f.xml: note: 2 comments left out\n"
-                       "mdmsg: f.xml:2:1: field TWO WORDS: text cannot carry a name with a blank; left out\n",
-                       1}));
+            (Result{"Q                      4464  INT\n",
+                    "mdmsg: f.xml:3:41: note: field Q: \"70000\" is no id from 0 to 65535; the library reads it as "
+                    "4464\n"
+                    "mdmsg: f.xml: note: 2 comments left out\n"
+                    "mdmsg: f.xml:2:1: field TWO WORDS: text cannot carry a name with a blank; left out\n",
+                    1}));
   write("f.txt",
         "\x80 1 INT\nB\x01 2 INT\n\xef\xbb\xbf"
         "C 3 INT\nD 4 INT\nE x INT\nF 6 INT\n");
   EXPECT_EQ(
       mdmsg("dict convert f.txt"),
-      (RunResult{std::string(kXmlStart) + "    <Entry><Name>D</Name><Code>4</Code><Type>INT</Type></Entry>\n" + kXmlEnd,
-                 "mdmsg: f.txt:5:3: note: field E: \"x\" is no id from 0 to 65535; the library stops reading "
-                 "here, 1 entry too early\n"
-                 "mdmsg: f.txt:1:1: field \\x80: XML cannot carry a name that is not UTF-8; left out\n"
-                 "mdmsg: f.txt:2:1: field B\\x01: XML cannot carry a name with a control character; left out\n"
-                 "mdmsg: f.txt:3:1: field \xef\xbb\xbf"
-                 "C: XML cannot carry a name with a byte-order mark; left "
-                 "out\n"
-                 "mdmsg: f.txt:6:1: field F: the library does not read it; left out\n",
-                 1}));
+      (Result{std::string(kXmlStart) + "    <Entry><Name>D</Name><Code>4</Code><Type>INT</Type></Entry>\n" + kXmlEnd,
+              "mdmsg: f.txt:5:3: note: field E: \"x\" is no id from 0 to 65535; the library stops reading "
+              "here, 1 entry too early\n"
+              "mdmsg: f.txt:1:1: field \\x80: XML cannot carry a name that is not UTF-8; left out\n"
+              "mdmsg: f.txt:2:1: field B\\x01: XML cannot carry a name with a control character; left out\n"
+              "mdmsg: f.txt:3:1: field \xef\xbb\xbf"
+              "C: XML cannot carry a name with a byte-order mark; left "
+              "out\n"
+              "mdmsg: f.txt:6:1: field F: the library does not read it; left out\n",
+              1}));
   write("broken.xml", "<D>");
   EXPECT_EQ(mdmsg("dict convert broken.xml"),
-            (RunResult{"", "mdmsg: cannot load the dictionary: Failed to load field def file: broken.xml\n", 2}));
+            (Result{"", "mdmsg: cannot load the dictionary: Failed to load field def file: broken.xml\n", 2}));
   EXPECT_EQ(mdmsg("dict convert missing.txt"),
-            (RunResult{"", "mdmsg: cannot open dictionary missing.txt: No such file or directory\n", 2}));
+            (Result{"", "mdmsg: cannot open dictionary missing.txt: No such file or directory\n", 2}));
 }
 
 TEST_F(Dict, DiffTellsEachKindOfDifference) {
   write("old.txt", "A 1 INT B 2 INT C 3 INT D 4 INT E 5 INT F 6 INT SAME 9 DOUBLE");
   write("new.txt", "A 1 DOUBLE BB 2 INT CC 3 CHAR E 50 INT F 60 INT64 NEW 70 STRING SAME 9 DOUBLE");
-  EXPECT_EQ(mdmsg("dict diff old.txt new.txt"), (RunResult{"retyped        1  A INT -> DOUBLE\n"
-                                                           "renamed        2  B -> BB\n"
-                                                           "renamed        3  C -> CC\n"
-                                                           "retyped        3  CC INT -> CHAR\n"
-                                                           "removed        4  D INT\n"
-                                                           "renumbered     5  E -> 50\n"
-                                                           "renumbered     6  F -> 60\n"
-                                                           "retyped       60  F INT -> INT64\n"
-                                                           "added         70  NEW STRING\n",
-                                                           "", 1}));
-  EXPECT_EQ(mdmsg("dict diff new.txt new.txt"), (RunResult{"", "", 0}));
+  EXPECT_EQ(mdmsg("dict diff old.txt new.txt"), (Result{"retyped        1  A INT -> DOUBLE\n"
+                                                        "renamed        2  B -> BB\n"
+                                                        "renamed        3  C -> CC\n"
+                                                        "retyped        3  CC INT -> CHAR\n"
+                                                        "removed        4  D INT\n"
+                                                        "renumbered     5  E -> 50\n"
+                                                        "renumbered     6  F -> 60\n"
+                                                        "retyped       60  F INT -> INT64\n"
+                                                        "added         70  NEW STRING\n",
+                                                        "", 1}));
+  EXPECT_EQ(mdmsg("dict diff new.txt new.txt"), (Result{"", "", 0}));
 }
 
 TEST_F(Dict, DiffComparesWhatTheLibraryMakesOfTheFiles) {
   write("old.txt", "PX 1 OPTI_PRICE\nB 2 INT\n");
   write("new.xml", xmlDefinitions(xmlEntry("B", "2", "INT") + xmlEntry("PX", "1", "INT")));
-  EXPECT_EQ(mdmsg("dict diff old.txt new.xml"), (RunResult{"", "", 0}));
+  EXPECT_EQ(mdmsg("dict diff old.txt new.xml"), (Result{"", "", 0}));
   // A name that is there twice belongs to no one id.
   write("new.txt", "PX 1 INT\nB 7 INT\nB 8 INT\n");
   EXPECT_EQ(mdmsg("dict diff old.txt new.txt"),
-            (RunResult{"removed        2  B INT\n"
-                       "added          7  B INT\n"
-                       "added          8  B INT\n",
-                       "mdmsg: new.txt:3:1: note: field B: the name of id 8 is that of id 7 too (line 2); the library "
-                       "finds id 8 by it\n",
-                       1}));
+            (Result{"removed        2  B INT\n"
+                    "added          7  B INT\n"
+                    "added          8  B INT\n",
+                    "mdmsg: new.txt:3:1: note: field B: the name of id 8 is that of id 7 too (line 2); the library "
+                    "finds id 8 by it\n",
+                    1}));
   EXPECT_EQ(mdmsg("dict diff old.txt missing.txt"),
-            (RunResult{"", "mdmsg: cannot open dictionary missing.txt: No such file or directory\n", 2}));
+            (Result{"", "mdmsg: cannot open dictionary missing.txt: No such file or directory\n", 2}));
 }
 
 TEST_F(Dict, ShowDescribesFields) {
   write("field_map.txt", MD::test::kDictionary);
-  EXPECT_EQ(mdmsg("dict show BID 300 RAWLY"),
-            (RunResult{"name   BID\n"
-                       "id     22, on the wire 1600 in mInt and IterMap, 0016 in MsgT\n"
-                       "type   DOUBLE, code 5\n"
-                       "value  8 bytes\n"
-                       "\n"
-                       "name   QTY\n"
-                       "id     300, on the wire 2c01 in mInt and IterMap, 012c in MsgT\n"
-                       "type   INT, code 2\n"
-                       "value  4 bytes; in mInt 1 from 0 to 127 and 2 to 32767\n"
-                       "\n"
-                       "name   RAWLY\n"
-                       "id     201, on the wire c900 in mInt and IterMap, 00c9 in MsgT\n"
-                       "type   RAW, code 0\n"
-                       "value  carried by no message\n",
-                       "", 0}));
+  EXPECT_EQ(mdmsg("dict show BID 300 RAWLY"), (Result{"name   BID\n"
+                                                      "id     22, on the wire 1600 in mInt and IterMap, 0016 in MsgT\n"
+                                                      "type   DOUBLE, code 5\n"
+                                                      "value  8 bytes\n"
+                                                      "\n"
+                                                      "name   QTY\n"
+                                                      "id     300, on the wire 2c01 in mInt and IterMap, 012c in MsgT\n"
+                                                      "type   INT, code 2\n"
+                                                      "value  4 bytes; in mInt 1 from 0 to 127 and 2 to 32767\n"
+                                                      "\n"
+                                                      "name   RAWLY\n"
+                                                      "id     201, on the wire c900 in mInt and IterMap, 00c9 in MsgT\n"
+                                                      "type   RAW, code 0\n"
+                                                      "value  carried by no message\n",
+                                                      "", 0}));
   EXPECT_EQ(mdmsg("dict show NOPE 999 65558 CH").err,
             "mdmsg: field NOPE: the dictionary does not have it\n"
             "mdmsg: field 999: the dictionary does not have it\n"
@@ -410,15 +410,15 @@ TEST_F(Dict, ShowListsFieldsThatSuitASearch) {
   const auto show = [](const std::string& arguments) {
     return mdmsg("dict show --dictionary fields.txt " + arguments);
   };
-  EXPECT_EQ(show("--search qty"), (RunResult{"QTY                     300  INT\n"
-                                             "QTY2                    301  INT\n",
-                                             "", 0}));
+  EXPECT_EQ(show("--search qty"), (Result{"QTY                     300  INT\n"
+                                          "QTY2                    301  INT\n",
+                                          "", 0}));
   EXPECT_EQ(show("--type DATETIME --search 2").out, "WHEN2                    81  DATETIME\n");
   const std::string all = show("").out;
   write("again.txt", all);
-  EXPECT_EQ(mdmsg("dict diff fields.txt again.txt"), (RunResult{"", "", 0}));
-  EXPECT_EQ(show("--search nope"), (RunResult{"", "mdmsg: dictionary: no field is like that\n", 1}));
-  EXPECT_EQ(show("--type REAL"), (RunResult{"", "mdmsg: there is no type \"REAL\"\n", 2}));
+  EXPECT_EQ(mdmsg("dict diff fields.txt again.txt"), (Result{"", "", 0}));
+  EXPECT_EQ(show("--search nope"), (Result{"", "mdmsg: dictionary: no field is like that\n", 1}));
+  EXPECT_EQ(show("--type REAL"), (Result{"", "mdmsg: there is no type \"REAL\"\n", 2}));
 }
 
 TEST_F(Dict, DeriveTakesTheFirstTypeThatSuitsAllCellsOfAColumn) {
@@ -454,16 +454,16 @@ TEST_F(Dict, DeriveTakesTheFirstTypeThatSuitsAllCellsOfAColumn) {
     for (std::string cell; cells >> cell;) {
       csv += (cell == "_" ? "" : cell) + ",\n";
     }
-    const RunResult result = mdmsg("dict derive", csv);
+    const Result result = mdmsg("dict derive", csv);
     EXPECT_EQ(result.out,
               std::string("F                         1  ") + row.type + "\nX                         2  STRING\n");
     EXPECT_EQ(result.status, 0);
   }
   EXPECT_EQ(mdmsg("dict derive", "W\n20240115 93000000 -300\n").out, "W                         1  DATETIME\n");
-  EXPECT_EQ(mdmsg("dict derive", "W\n\n"), (RunResult{"W                         1  STRING\n",
-                                                      "mdmsg: samples: note: field \"W\": no value seen; taken for a "
-                                                      "STRING\n",
-                                                      0}));
+  EXPECT_EQ(mdmsg("dict derive", "W\n\n"), (Result{"W                         1  STRING\n",
+                                                   "mdmsg: samples: note: field \"W\": no value seen; taken for a "
+                                                   "STRING\n",
+                                                   0}));
 }
 
 TEST_F(Dict, DeriveTakesTheFirstTypeThatSuitsAllValuesOfAJsonKey) {
@@ -497,7 +497,7 @@ TEST_F(Dict, DeriveTakesTheFirstTypeThatSuitsAllValuesOfAJsonKey) {
       json += std::string("{\"F\":") + value + "}\n";
     }
     EXPECT_EQ(mdmsg("dict derive", json),
-              (RunResult{std::string("F                         1  ") + row.type + '\n', "", 0}));
+              (Result{std::string("F                         1  ") + row.type + '\n', "", 0}));
   }
 }
 
@@ -508,7 +508,7 @@ TEST_F(Dict, DeriveTakesALineOfAsManyKeysAsThereAreIds) {
   for (int i = 1; i <= kKeys; ++i) {
     json += (i == 1 ? "{\"K" : ",\"K") + std::to_string(i) + "\":{\"hex\":\"00\"}";
   }
-  const RunResult result = mdmsg("dict derive", json + "}\n");
+  const Result result = mdmsg("dict derive", json + "}\n");
   EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), kKeys);
   EXPECT_EQ(result.out.substr(result.out.rfind("K65534")), "K65534                65534  BUFFER\n");
   EXPECT_EQ(result.status, 0);
@@ -519,69 +519,67 @@ TEST_F(Dict, DeriveTellsWhatIsNoField) {
                   "{\"A\":1}\n{\"A\":\"x\",\"B\":true,\"C\":[1],\"D\":{\"no\":1}}\n[1]\nx\n{\"A\":[],\"E\":2}\n"
                   "{\"A\":1}" +
                       std::string(1, '\0') + "{\"F\":1}\n"),
-            (RunResult{"A                         1  INT\n"
-                       "B                         2  STRING\n"
-                       "C                         3  STRING\n"
-                       "D                         4  STRING\n"
-                       "E                         5  INT\n",
-                       "mdmsg: standard input:2: note: field A: no type takes this value and those before\n"
-                       "mdmsg: standard input:2: note: field B: no type takes this value\n"
-                       "mdmsg: standard input:2: note: field C: no type takes this value\n"
-                       "mdmsg: standard input:2: note: field D: no type takes this value\n"
-                       "mdmsg: standard input:3: a message is one JSON object\n"
-                       "mdmsg: standard input:4: a message is one JSON object\n"
-                       "mdmsg: standard input:6: a message is one JSON object\n"
-                       "mdmsg: samples: note: field \"B\": no value seen; taken for a STRING\n"
-                       "mdmsg: samples: note: field \"C\": no value seen; taken for a STRING\n"
-                       "mdmsg: samples: note: field \"D\": no value seen; taken for a STRING\n",
-                       1}));
-  EXPECT_EQ(
-      mdmsg("dict derive --from csv --first-id 65534", "A B,60,C,D\n1,2,3,4\n1,2\n"),
-      (RunResult{"C                     65534  INT\n",
-                 "mdmsg: standard input:3: the number of cells is 2, that of the header 4\n"
-                 "mdmsg: samples: field \"A B\": a name with a blank cannot be in a dictionary in text; left out\n"
-                 "mdmsg: samples: field \"60\": a name of digits, which is taken for an id, cannot be in a "
-                 "dictionary in text; left out\n"
-                 "mdmsg: samples: field \"D\": no id is left for it (the last one is 65534); left out\n",
-                 1}));
+            (Result{"A                         1  INT\n"
+                    "B                         2  STRING\n"
+                    "C                         3  STRING\n"
+                    "D                         4  STRING\n"
+                    "E                         5  INT\n",
+                    "mdmsg: standard input:2: note: field A: no type takes this value and those before\n"
+                    "mdmsg: standard input:2: note: field B: no type takes this value\n"
+                    "mdmsg: standard input:2: note: field C: no type takes this value\n"
+                    "mdmsg: standard input:2: note: field D: no type takes this value\n"
+                    "mdmsg: standard input:3: a message is one JSON object\n"
+                    "mdmsg: standard input:4: a message is one JSON object\n"
+                    "mdmsg: standard input:6: a message is one JSON object\n"
+                    "mdmsg: samples: note: field \"B\": no value seen; taken for a STRING\n"
+                    "mdmsg: samples: note: field \"C\": no value seen; taken for a STRING\n"
+                    "mdmsg: samples: note: field \"D\": no value seen; taken for a STRING\n",
+                    1}));
+  EXPECT_EQ(mdmsg("dict derive --from csv --first-id 65534", "A B,60,C,D\n1,2,3,4\n1,2\n"),
+            (Result{"C                     65534  INT\n",
+                    "mdmsg: standard input:3: the number of cells is 2, that of the header 4\n"
+                    "mdmsg: samples: field \"A B\": a name with a blank cannot be in a dictionary in text; left out\n"
+                    "mdmsg: samples: field \"60\": a name of digits, which is taken for an id, cannot be in a "
+                    "dictionary in text; left out\n"
+                    "mdmsg: samples: field \"D\": no id is left for it (the last one is 65534); left out\n",
+                    1}));
   EXPECT_EQ(mdmsg("dict derive --to xml", "A B\n1\n").out,
             std::string(kXmlStart) + "    <Entry><Name>A B</Name><Code>1</Code><Type>INT</Type></Entry>\n" + kXmlEnd);
   for (const std::string name : {" A", "A ", "A  B"}) {
     EXPECT_EQ(mdmsg("dict derive --to xml", name + "\n1\n"),
-              (RunResult{std::string(kXmlStart) + kXmlEnd,
-                         "mdmsg: samples: field \"" + name +
-                             "\": a name with a blank at an end, or two in a row, cannot be in a dictionary in XML; "
-                             "left out\n",
-                         1}));
+              (Result{std::string(kXmlStart) + kXmlEnd,
+                      "mdmsg: samples: field \"" + name +
+                          "\": a name with a blank at an end, or two in a row, cannot be in a dictionary in XML; "
+                          "left out\n",
+                      1}));
   }
-  EXPECT_EQ(
-      mdmsg("dict derive", "{\"A\":1,\"B\":2,\"A\":\"x\"}\n{\"A\":{\"date\":1,\"time\":2,\"offset\":3}}\n"),
-      (RunResult{"A                         1  DATETIME\n", "mdmsg: standard input:1: a key is given twice\n", 1}));
+  EXPECT_EQ(mdmsg("dict derive", "{\"A\":1,\"B\":2,\"A\":\"x\"}\n{\"A\":{\"date\":1,\"time\":2,\"offset\":3}}\n"),
+            (Result{"A                         1  DATETIME\n", "mdmsg: standard input:1: a key is given twice\n", 1}));
   EXPECT_EQ(mdmsg("dict derive", "A,A\n1,2\n"),
-            (RunResult{"A                         1  STRING\n",
-                       "mdmsg: standard input:1: field A: is given twice\n"
-                       "mdmsg: samples: note: field \"A\": no value seen; taken for a STRING\n",
-                       1}));
+            (Result{"A                         1  STRING\n",
+                    "mdmsg: standard input:1: field A: is given twice\n"
+                    "mdmsg: samples: note: field \"A\": no value seen; taken for a STRING\n",
+                    1}));
   EXPECT_EQ(mdmsg("dict derive missing.csv"),
-            (RunResult{"", "mdmsg: cannot open missing.csv: No such file or directory\n", 2}));
+            (Result{"", "mdmsg: cannot open missing.csv: No such file or directory\n", 2}));
 }
 
 TEST_F(Dict, ADerivedDictionaryEncodesItsSample) {
   const std::string sample = contentsOf(QUOTES_SAMPLE);
   ASSERT_NE(sample, "");
-  const RunResult derived = mdmsg("dict derive", sample);
+  const Result derived = mdmsg("dict derive", sample);
   EXPECT_EQ(derived.status, 0);
   write("derived.txt", derived.out);
   for (const char* const encoding : {"mInt", "IterMap", "MsgT"}) {
     SCOPED_TRACE(encoding);
-    const RunResult hex = mdmsg(std::string("encode --csv --dictionary derived.txt --encoding ") + encoding, sample);
+    const Result hex = mdmsg(std::string("encode --csv --dictionary derived.txt --encoding ") + encoding, sample);
     EXPECT_EQ(hex.err, "");
     EXPECT_EQ(hex.status, 0);
-    const RunResult json = mdmsg("decode --format json --dictionary derived.txt", hex.out);
+    const Result json = mdmsg("decode --format json --dictionary derived.txt", hex.out);
     EXPECT_EQ(json.status, 0);
     EXPECT_EQ(std::count(json.out.begin(), json.out.end(), '\n'), 30);
     write("again.txt", mdmsg("dict derive", json.out).out);
-    const RunResult difference = mdmsg("dict diff derived.txt again.txt");
+    const Result difference = mdmsg("dict diff derived.txt again.txt");
     EXPECT_EQ(difference.out, "");
   }
 }
@@ -603,7 +601,7 @@ TEST_F(Dict, RefusesACommandLineThatItCannotUse) {
   };
   for (const auto& [arguments, error] : cases) {
     SCOPED_TRACE(arguments);
-    EXPECT_EQ(mdmsg(arguments), (RunResult{"", std::string("mdmsg: ") + error + "\nTry \"mdmsg --help\".\n", 2}));
+    EXPECT_EQ(mdmsg(arguments), (Result{"", std::string("mdmsg: ") + error + "\nTry \"mdmsg --help\".\n", 2}));
   }
 }
 

@@ -18,8 +18,9 @@
 namespace {
 
 using namespace MD::tool;
+using MD::test::contentsOf;
 using MD::test::Reports;
-using MD::test::RunResult;
+using MD::test::Result;
 
 class FeedBytes : public testing::Test {
  protected:
@@ -132,34 +133,33 @@ class FeedCommand : public MD::test::ToolRun {
 };
 
 TEST_F(FeedCommand, GeneratesTheSameBytesEverywhere) {
-  const RunResult feed = mdmsg("generate --count 3 --encodings mInt,MsgT --trades 40");
-  EXPECT_EQ(feed, (RunResult{
-                      "060b000801000000000000000100084f52492f55534400030005584e4542000a00015428000852b81e85ebe974402900"
-                      "089a999999993955402a0001532c000354310042000851030000000000000f000800f0c4399174d517\n"
-                      "46515231000b001300000008000000000000000200010006000000084f52492f555344000003000600000005584e4542"
-                      "00000a0001000000015400280005000000084074ea147ae147ae00290005000000084054d9999999999a002a00010000"
-                      "000142002c00060000000354320000420013000000080000000000000693000f001600000008dcbbd2399174d517\n"
-                      "46515231000b001300000008000000000000000300010006000000084e45422f555344000003000600000005584e4542"
-                      "00000a000100000001510016000500000008405f528f5c28f5c30017000500000008405f533333333333001800050000"
-                      "0008408ed666666666660019000500000008407f6ccccccccccd001c00020000000400000127001d0002000000040000"
-                      "0028000f001600000008ef99e4399174d517\n",
-                      "mdmsg: 3 messages, 2 of them trades\n", 0}));
-  EXPECT_EQ(
-      mdmsg("decode --format json", feed.out),
-      (RunResult{"{\"SEQ\":1,\"SYMBOL\":\"ORI/"
-                 "USD\",\"VENUE\":\"XNEB\",\"MSG_KIND\":\"T\",\"LAST\":334.62,\"LAST_SIZE\":84.9,\"SIDE\":"
-                 "\"S\",\"TRADE_ID\":\"T1\",\"VOLUME\":849,\"SEND_TIME\":1717407000000000000}\n"
-                 "{\"SEQ\":2,\"SYMBOL\":\"ORI/"
-                 "USD\",\"VENUE\":\"XNEB\",\"MSG_KIND\":\"T\",\"LAST\":334.63,\"LAST_SIZE\":83.4,\"SIDE\":"
-                 "\"B\",\"TRADE_ID\":\"T2\",\"VOLUME\":1683,\"SEND_TIME\":1717407000000904156}\n"
-                 "{\"SEQ\":3,\"SYMBOL\":\"NEB/"
-                 "USD\",\"VENUE\":\"XNEB\",\"MSG_KIND\":\"Q\",\"BID\":125.29,\"ASK\":125.3,\"BID_SIZE\":98"
-                 "6.8,\"ASK_SIZE\":502.8,\"BID_ORDERS\":295,\"ASK_ORDERS\":40,\"SEND_TIME\":1717407000002075119}\n",
-                 "", 0}));
+  const Result feed = mdmsg("generate --count 3 --encodings mInt,MsgT --trades 40");
+  EXPECT_EQ(feed,
+            (Result{"060b000801000000000000000100084f52492f55534400030005584e4542000a00015428000852b81e85ebe974402900"
+                    "089a999999993955402a0001532c000354310042000851030000000000000f000800f0c4399174d517\n"
+                    "46515231000b001300000008000000000000000200010006000000084f52492f555344000003000600000005584e4542"
+                    "00000a0001000000015400280005000000084074ea147ae147ae00290005000000084054d9999999999a002a00010000"
+                    "000142002c00060000000354320000420013000000080000000000000693000f001600000008dcbbd2399174d517\n"
+                    "46515231000b001300000008000000000000000300010006000000084e45422f555344000003000600000005584e4542"
+                    "00000a000100000001510016000500000008405f528f5c28f5c30017000500000008405f533333333333001800050000"
+                    "0008408ed666666666660019000500000008407f6ccccccccccd001c00020000000400000127001d0002000000040000"
+                    "0028000f001600000008ef99e4399174d517\n",
+                    "mdmsg: 3 messages, 2 of them trades\n", 0}));
+  EXPECT_EQ(mdmsg("decode --format json", feed.out),
+            (Result{"{\"SEQ\":1,\"SYMBOL\":\"ORI/"
+                    "USD\",\"VENUE\":\"XNEB\",\"MSG_KIND\":\"T\",\"LAST\":334.62,\"LAST_SIZE\":84.9,\"SIDE\":"
+                    "\"S\",\"TRADE_ID\":\"T1\",\"VOLUME\":849,\"SEND_TIME\":1717407000000000000}\n"
+                    "{\"SEQ\":2,\"SYMBOL\":\"ORI/"
+                    "USD\",\"VENUE\":\"XNEB\",\"MSG_KIND\":\"T\",\"LAST\":334.63,\"LAST_SIZE\":83.4,\"SIDE\":"
+                    "\"B\",\"TRADE_ID\":\"T2\",\"VOLUME\":1683,\"SEND_TIME\":1717407000000904156}\n"
+                    "{\"SEQ\":3,\"SYMBOL\":\"NEB/"
+                    "USD\",\"VENUE\":\"XNEB\",\"MSG_KIND\":\"Q\",\"BID\":125.29,\"ASK\":125.3,\"BID_SIZE\":98"
+                    "6.8,\"ASK_SIZE\":502.8,\"BID_ORDERS\":295,\"ASK_ORDERS\":40,\"SEND_TIME\":1717407000002075119}\n",
+                    "", 0}));
 }
 
 TEST_F(FeedCommand, IgnoresTheDictionaryOnTheSearchPath) {
-  const RunResult feed = mdmsg("generate --count 20");
+  const Result feed = mdmsg("generate --count 20");
   write("field_map.txt", "SYMBOL 7 INT\n");
   EXPECT_EQ(mdmsg("generate --count 20"), feed);
 }
@@ -168,7 +168,7 @@ TEST_F(FeedCommand, StatisticsOfItCountWhatWasDamaged) {
   for (const char* const options : {"--damaged 5 --seed 1", "--damaged 5 --seed 2 --encodings IterMap",
                                     "--damaged 60 --seed 3 --encodings mInt", "--damaged 100 --seed 4"}) {
     SCOPED_TRACE(options);
-    const RunResult feed = mdmsg(std::string("generate --count 2000 ") + options);
+    const Result feed = mdmsg(std::string("generate --count 2000 ") + options);
     EXPECT_EQ(feed.status, 0);
     unsigned long long all = 0;
     unsigned long long truncated = 0;
@@ -183,7 +183,7 @@ TEST_F(FeedCommand, StatisticsOfItCountWhatWasDamaged) {
               5)
         << feed.err;
     EXPECT_EQ(all, truncated + unknown + repeated + foreign);
-    const RunResult stats = mdmsg("stats", feed.out);
+    const Result stats = mdmsg("stats", feed.out);
     EXPECT_EQ(stats.status, 1);
     EXPECT_EQ(numberIn(stats.out, "messages "), 2000 - foreign);
     EXPECT_EQ(numberIn(stats.out, "bad "), unknown + repeated);
@@ -194,10 +194,10 @@ TEST_F(FeedCommand, StatisticsOfItCountWhatWasDamaged) {
 
 TEST_F(FeedCommand, AnUndamagedFeedIsSound) {
   for (const char* const encoding : {"mInt", "IterMap", "MsgT"}) {
-    const RunResult feed = mdmsg(std::string("generate --count 300 --encodings ") + encoding);
+    const Result feed = mdmsg(std::string("generate --count 300 --encodings ") + encoding);
     EXPECT_EQ(feed.err.rfind("mdmsg: 300 messages, ", 0), 0U) << feed.err;
     EXPECT_EQ(feed.err.find("damaged"), std::string::npos);
-    const RunResult json = mdmsg("decode --format json", feed.out);
+    const Result json = mdmsg("decode --format json", feed.out);
     EXPECT_EQ(json.status, 0) << json.err;
     EXPECT_EQ(mdmsg(std::string("encode --encoding ") + encoding, json.out).out, feed.out);
   }
@@ -205,10 +205,10 @@ TEST_F(FeedCommand, AnUndamagedFeedIsSound) {
 
 TEST_F(FeedCommand, ACaptureHoldsTheSameMessagesWithTheirTimes) {
   const std::string options = "generate --count 50 --start 2024-01-02T03:04:05.5Z --rate 10 ";
-  const RunResult hex = mdmsg(options);
+  const Result hex = mdmsg(options);
   EXPECT_EQ(mdmsg(options + "--to pcap --output feed.pcap").status, 0);
   EXPECT_EQ(mdmsg(options + "--to pcap --output feed.pcap"),
-            (RunResult{"", "mdmsg: feed.pcap exists; --force writes over it\n", 2}));
+            (Result{"", "mdmsg: feed.pcap exists; --force writes over it\n", 2}));
   EXPECT_EQ(mdmsg(options + "--to pcap --output feed.pcap --force").status, 0);
 #if defined(MDMSG_HAS_PCAP)
   EXPECT_EQ(mdmsg("decode feed.pcap").out, mdmsg("decode", hex.out).out);
@@ -258,14 +258,14 @@ TEST_F(FeedCommand, RefusesACommandLineThatItCannotUse) {
   };
   for (const auto& [arguments, error] : cases) {
     SCOPED_TRACE(arguments);
-    const RunResult result = mdmsg(arguments);
+    const Result result = mdmsg(arguments);
     EXPECT_EQ(result.err, std::string("mdmsg: ") + error + '\n');
     EXPECT_EQ(result.status, 2);
   }
 }
 
 TEST_F(FeedCommand, EndsWhenNothingComes) {
-  const RunResult result = mdmsg("listen 127.0.0.1:0 --count 3 --timeout 0.05");
+  const Result result = mdmsg("listen 127.0.0.1:0 --count 3 --timeout 0.05");
   EXPECT_EQ(result.out, "");
   EXPECT_EQ(result.status, 1);
   const std::string name = result.err.substr(std::string("mdmsg: listening on ").size(),
@@ -281,7 +281,7 @@ TEST_F(FeedCommand, EndsWhenNothingComes) {
 TEST_F(FeedCommand, ReplayTellsWhatItSent) {
   const auto sent = [](const std::string& arguments, const std::string& input) {
     // To the port of discarded datagrams.
-    const RunResult result = mdmsg("replay --to 127.0.0.1:9 --speed max " + arguments, input);
+    const Result result = mdmsg("replay --to 127.0.0.1:9 --speed max " + arguments, input);
     EXPECT_EQ(result.status, 0);
     return result.err.substr(0, result.err.rfind(", in "));
   };
@@ -294,7 +294,7 @@ TEST_F(FeedCommand, ReplayTellsWhatItSent) {
 TEST_F(FeedCommand, ReplayKeepsNoPauseWhenTheLongestIsZero) {
   const std::string anHourApart = "{\"RECV_TIME\":1717407000000000000}\n{\"RECV_TIME\":1717410600000000000}\n";
   ASSERT_EQ(mdmsg("encode --encoding mInt --to pcap --time-field RECV_TIME --output two.pcap", anHourApart).status, 0);
-  const RunResult result = mdmsg("replay --to 127.0.0.1:9 --max-gap 0 two.pcap");
+  const Result result = mdmsg("replay --to 127.0.0.1:9 --max-gap 0 two.pcap");
   EXPECT_EQ(result.err.substr(0, result.err.rfind(", in ")), "mdmsg: sent 2 datagrams, 24 bytes");
   EXPECT_EQ(result.status, 0);
 }
@@ -318,7 +318,7 @@ TEST_F(FeedCommand, TimesOfACaptureReachAsFarAsItsSeconds) {
 TEST_F(FeedCommand, ReplayKeepsThePaceOfACaptureThatBeginsEarlier) {
   const std::string apart = "{\"RECV_TIME\":1717407000000000000}\n{\"RECV_TIME\":1717407000200000000}\n";
   ASSERT_EQ(mdmsg("encode --encoding mInt --to pcap --time-field RECV_TIME --output apart.pcap", apart).status, 0);
-  const RunResult result = mdmsg("replay --to 127.0.0.1:9 apart.pcap apart.pcap");
+  const Result result = mdmsg("replay --to 127.0.0.1:9 apart.pcap apart.pcap");
   const std::string sent = "mdmsg: sent 4 datagrams, 48 bytes, in ";
   ASSERT_EQ(result.err.substr(0, sent.size()), sent);
   // Two pauses of 200 ms, which may only be longer.
