@@ -99,7 +99,7 @@ foreach(signature IN LISTS signatures)
     continue()
   endif()
   # A free operator belongs to the class that it takes: the last listed one among its arguments.
-  if(symbol MATCHES "^MD::operator(<<|==).*[ (]MD::([A-Za-z_]+) const&\\)$")
+  if(symbol MATCHES "^MD::operator(<<|==).*[ (]MD::([A-Za-z_0-9]+)( const&)?\\)$")
     set(symbol "MD::${CMAKE_MATCH_2}")
   endif()
   set(owner "")

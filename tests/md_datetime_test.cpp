@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include <iomanip>
+#include <optional>
 #include <sstream>
 #include <string>
 
@@ -214,6 +215,50 @@ TEST(DateTime, NumbersFollowTheStreamWithAndWithoutAWidth) {
   EXPECT_EQ(out.str(),
             "      +20.240.115 +10 (+1.000)|+20.240.115 +10 (+1.000)|"
             "       0x1.34d.6f3 0xa (0x3e8)|0x1.34d.6f3 0xa (0x3e8)");
+}
+
+struct DateCase {
+  const char* name;
+  int year;
+  int month;
+  int day;
+  bool isDate;
+};
+
+TEST(DateTimeFromDate, TakesDatesOfTheCalendarOnly) {
+  const DateCase kCases[] = {
+      {"Ordinary", 2024, 6, 3, true},        {"First", 1900, 1, 1, true},
+      {"Last", 2155, 12, 31, true},          {"YearBefore", 1899, 12, 31, false},
+      {"YearAfter", 2156, 1, 1, false},      {"MonthZero", 2024, 0, 3, false},
+      {"MonthThirteen", 2024, 13, 3, false}, {"DayZero", 2024, 6, 0, false},
+      {"NegativeDay", 2024, 6, -1, false},   {"LeapDay", 2024, 2, 29, true},
+      {"NoLeapDay", 2023, 2, 29, false},     {"NoLeapDayOfACentury", 2100, 2, 29, false},
+      {"LeapDayOf2000", 2000, 2, 29, true},  {"NoLeapDayOf1900", 1900, 2, 29, false},
+      {"LastOfFebruary", 2100, 2, 28, true}, {"YyyymmddForTheYear", 20240603, 6, 3, false},
+  };
+  for (const DateCase& row : kCases) {
+    const auto value = MD_DateTime::fromDate(row.year, row.month, row.day);
+    EXPECT_EQ(value.has_value(), row.isDate) << row.name;
+    if (value) {
+      EXPECT_TRUE(*value == MD_DateTime(row.year * 10000 + row.month * 100 + row.day, 0, 0)) << row.name;
+      EXPECT_EQ(value->year(), row.year) << row.name;
+      EXPECT_EQ(value->month(), row.month) << row.name;
+      EXPECT_EQ(value->day(), row.day) << row.name;
+    }
+  }
+  constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  for (int month = 1; month <= 12; ++month) {
+    EXPECT_TRUE(MD_DateTime::fromDate(2023, month, kDays[month - 1]).has_value()) << month;
+    EXPECT_FALSE(MD_DateTime::fromDate(2023, month, kDays[month - 1] + 1).has_value()) << month;
+  }
+}
+
+TEST(DateTimeFromDate, TakesTimesThatFit) {
+  constexpr auto kValue = MD_DateTime::fromDate(2024, 6, 3, 93'000'000, -300);
+  static_assert(kValue.has_value() && *kValue == MD_DateTime(20240603, 93'000'000, -300));
+  EXPECT_EQ(MD_DateTime::fromDate(2024, 6, 3, (1 << 28) - 1)->time(), (1 << 28) - 1);
+  EXPECT_EQ(MD_DateTime::fromDate(2024, 6, 3, 1 << 28), std::nullopt);
+  EXPECT_EQ(MD_DateTime::fromDate(2024, 6, 3, -1), std::nullopt);
 }
 
 }  // namespace

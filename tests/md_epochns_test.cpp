@@ -2,6 +2,11 @@
 
 #include <cstdint>
 
+#include <chrono>
+#include <iomanip>
+#include <optional>
+#include <ratio>
+#include <sstream>
 #include <type_traits>
 
 #include <gtest/gtest.h>
@@ -96,6 +101,51 @@ TEST(EpochNS, ComparesAsUnsignedNumbers) {
 
   EXPECT_TRUE(low != high);
   EXPECT_FALSE(low != same);
+}
+
+using std::chrono::system_clock;
+using std::chrono::time_point;
+
+template <class Duration>
+std::optional<MD_EpochNS> fromCount(typename Duration::rep count) {
+  return MD_EpochNS::fromTimePoint(time_point<system_clock, Duration>(Duration(count)));
+}
+
+TEST(EpochNSTimePoints, AreTakenInEveryUnitThatIsAMultipleOfANanosecond) {
+  using namespace std::chrono;
+  EXPECT_EQ(fromCount<nanoseconds>(1'717'407'000'173'980'747), MD_EpochNS(1'717'407'000'173'980'747));
+  EXPECT_EQ(fromCount<microseconds>(5), MD_EpochNS(5'000));
+  EXPECT_EQ(fromCount<milliseconds>(5), MD_EpochNS(5'000'000));
+  EXPECT_EQ(fromCount<seconds>(5), MD_EpochNS(5'000'000'000));
+  EXPECT_EQ(fromCount<hours>(1), MD_EpochNS(3'600'000'000'000));
+  EXPECT_EQ((fromCount<duration<int, std::ratio<1, 250>>>(3)), MD_EpochNS(12'000'000));
+  EXPECT_EQ((fromCount<duration<std::uint8_t>>(255)), MD_EpochNS(255'000'000'000));
+  EXPECT_EQ((fromCount<duration<std::uint64_t, std::nano>>(kMax)), MD_EpochNS(kMax));
+}
+
+TEST(EpochNSTimePoints, OutOfRangeAreNone) {
+  using namespace std::chrono;
+  EXPECT_EQ(fromCount<nanoseconds>(0), MD_EpochNS(0));
+  EXPECT_EQ(fromCount<nanoseconds>(-1), std::nullopt);
+  EXPECT_EQ(fromCount<seconds>(18'446'744'073), MD_EpochNS(18'446'744'073'000'000'000u));
+  EXPECT_EQ(fromCount<seconds>(18'446'744'074), std::nullopt);
+  EXPECT_EQ(fromCount<seconds>(-1), std::nullopt);
+  EXPECT_EQ((fromCount<duration<std::uint64_t, std::ratio<86400>>>(kMax)), std::nullopt);
+}
+
+TEST(EpochNSTimePoints, AreGivenBackWhereTheyFit) {
+  constexpr std::uint64_t kLast = 9'223'372'036'854'775'807;
+  EXPECT_EQ(MD_EpochNS(0).toTimePoint(), MD_EpochNS::TimePoint());
+  EXPECT_EQ(MD_EpochNS(kLast).toTimePoint(), MD_EpochNS::TimePoint::max());
+  EXPECT_EQ(MD_EpochNS(kLast + 1).toTimePoint(), std::nullopt);
+  constexpr MD_EpochNS kTime(1'717'407'000'173'980'747);
+  static_assert(MD_EpochNS::fromTimePoint(*kTime.toTimePoint()) == kTime);
+}
+
+TEST(EpochNS, PrintsItsNanoseconds) {
+  std::ostringstream out;
+  out << MD_EpochNS(kMax) << '|' << std::setw(4) << MD_EpochNS(5) << '|';
+  EXPECT_EQ(out.str(), "18446744073709551615|   5|");
 }
 
 }  // namespace

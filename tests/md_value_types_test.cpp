@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include <iomanip>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -74,6 +76,43 @@ TEST(BufferView, IsLaidOutAsPointerAndLength) {
   const Buffer buffer(bytes, 3);
   EXPECT_EQ(buffer.data, bytes);
   EXPECT_EQ(buffer.length, 3);
+}
+
+TEST(StringView, ComparesWithEveryTextOfTheStandardLibrary) {
+  const String text("abcd", 3);
+  const std::string same = "abc";
+  EXPECT_TRUE(text == String("abcx", 3));
+  EXPECT_TRUE(text != String("abd", 3));
+  EXPECT_TRUE(text != String("abc", 2));
+  EXPECT_TRUE(text == "abc" && "abc" == text && text != "abcd" && "ab" != text);
+  EXPECT_TRUE(text == same && same == text && text != std::string("b") && std::string("b") != text);
+  EXPECT_TRUE(text == std::string_view(same) && std::string_view(same) == text && text != std::string_view());
+  EXPECT_TRUE(String() == "" && String() == String("x", 0));
+  EXPECT_TRUE(String("a\0b", 3) != "a");
+  // A text that is longer than a view can be is not equal to what its length is cut to.
+  EXPECT_FALSE(String("", 0) == std::string(65'536, 'x'));
+}
+
+TEST(StringView, PrintsItsCharacters) {
+  std::ostringstream out;
+  out << String("abcd", 3) << '|' << std::setw(5) << String("ab", 2) << '|' << String() << '|';
+  EXPECT_EQ(out.str(), "abc|   ab||");
+}
+
+TEST(BufferView, ComparesItsBytes) {
+  const std::uint8_t bytes[] = {1, 2, 3, 1, 2, 4};
+  EXPECT_TRUE(Buffer(bytes, 2) == Buffer(bytes + 3, 2));
+  EXPECT_FALSE(Buffer(bytes, 2) != Buffer(bytes + 3, 2));
+  EXPECT_TRUE(Buffer(bytes, 3) != Buffer(bytes + 3, 3));
+  EXPECT_TRUE(Buffer(bytes, 3) != Buffer(bytes, 2));
+  EXPECT_TRUE(Buffer() == Buffer(bytes, 0));
+}
+
+TEST(BufferView, PrintsHexDigits) {
+  const std::uint8_t bytes[] = {0, 0x1b, 0xff};
+  std::ostringstream out;
+  out << Buffer(bytes, 3) << '|' << std::setw(4) << Buffer(bytes, 1) << '|' << Buffer() << '|';
+  EXPECT_EQ(out.str(), "001bff|  00||");
 }
 
 TEST(DefaultAllocator, NamesNoPoolOfItsOwn) {

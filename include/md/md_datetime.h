@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include <iosfwd>
+#include <optional>
 
 #include "md/md_api.h"
 
@@ -24,14 +25,31 @@ class MD_DateTime {
   /// @param exch_gmt_offset  the exchange's offset from GMT, in a unit of the caller's own
   constexpr MD_DateTime(int date, int time, short exch_gmt_offset) noexcept
       : m_packed(cut(time, kTimeBits) | cut(date % 100, kDayBits) << kDayShift |
-                 cut(date / 100 % 100, kMonthBits) << kMonthShift | cut(date / 10000 - 1900, kYearBits) << kYearShift |
+                 cut(date / 100 % 100, kMonthBits) << kMonthShift |
+                 cut(date / 10000 - kFirstYear, kYearBits) << kYearShift |
                  static_cast<std::uint64_t>(std::int64_t{exch_gmt_offset}) << kOffsetShift) {}
 
-  /// The decimal number yyyymmdd.
-  constexpr int date() const noexcept {
-    return ((part(kYearShift, kYearBits) + 1900) * 100 + part(kMonthShift, kMonthBits)) * 100 +
-           part(kDayShift, kDayBits);
+  /// A date-time whose parts all come back as they are given. Nothing for a date that the calendar does not have, for a
+  /// year outside 1900 to 2155 and for a time outside 0 to 2^28 - 1.
+  /// @param time             time of day, in a unit of the caller's own
+  /// @param exch_gmt_offset  the exchange's offset from GMT, in a unit of the caller's own
+  static constexpr std::optional<MD_DateTime> fromDate(int year, int month, int day, int time = 0,
+                                                       short exch_gmt_offset = 0) noexcept {
+    if (year < kFirstYear || year >= kFirstYear + (1 << kYearBits) || month < 1 || month > 12 || day < 1 ||
+        day > daysOf(year, month) || time < 0 || time >= 1 << kTimeBits) {
+      return std::nullopt;
+    }
+    return MD_DateTime((year * 100 + month) * 100 + day, time, exch_gmt_offset);
   }
+
+  /// The decimal number yyyymmdd.
+  constexpr int date() const noexcept { return (year() * 100 + month()) * 100 + day(); }
+  /// @{
+  /// The parts of the date.
+  constexpr int year() const noexcept { return part(kYearShift, kYearBits) + kFirstYear; }
+  constexpr int month() const noexcept { return part(kMonthShift, kMonthBits); }
+  constexpr int day() const noexcept { return part(kDayShift, kDayBits); }
+  /// @}
   /// The time of day, as it was given.
   constexpr int time() const noexcept { return part(0, kTimeBits); }
   /// The exchange's offset from GMT, as it was given.
@@ -55,6 +73,7 @@ class MD_DateTime {
   /// @}
 
  private:
+  static constexpr int kFirstYear = 1900;
   static constexpr unsigned kTimeBits = 28;
   static constexpr unsigned kDayBits = 5;
   static constexpr unsigned kMonthBits = 4;
@@ -64,6 +83,10 @@ class MD_DateTime {
   static constexpr unsigned kYearShift = kMonthShift + kMonthBits;
   static constexpr unsigned kOffsetShift = kYearShift + kYearBits;
 
+  static constexpr int daysOf(int year, int month) noexcept {
+    const bool isLeapYear = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+    return month == 2 ? 28 + int{isLeapYear} : 30 + (month + month / 8) % 2;
+  }
   static constexpr std::uint64_t cut(int value, unsigned bits) noexcept {
     return static_cast<std::uint64_t>(std::int64_t{value}) & ((std::uint64_t{1} << bits) - 1);
   }

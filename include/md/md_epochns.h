@@ -5,6 +5,13 @@
 
 #include <cstdint>
 
+#include <chrono>
+#include <iosfwd>
+#include <limits>
+#include <optional>
+#include <ratio>
+#include <type_traits>
+
 #include "md/md_api.h"
 
 namespace MD {
@@ -12,6 +19,9 @@ namespace MD {
 /// Nanoseconds since 1970-01-01 00:00 UTC, unsigned 64 bits. Arithmetic wraps modulo 2^64; nothing is range-tested.
 class MD_EpochNS {
  public:
+  /// A point in time of the standard library, which reaches from 1677 to 2262.
+  using TimePoint = std::chrono::time_point<std::chrono::system_clock, std::chrono::nanoseconds>;
+
   /// The moment 0.
   constexpr MD_EpochNS() noexcept = default;
   /// A number of nanoseconds.
@@ -34,6 +44,31 @@ class MD_EpochNS {
   constexpr std::uint64_t get_us() const noexcept { return m_nanoseconds / kPerMicrosecond; }
   /// @}
 
+  /// The same point in time; nothing for one before 1970. `Duration` counts whole nanoseconds or whole multiples of
+  /// them, such as microseconds or seconds.
+  template <class Duration>
+  static constexpr std::optional<MD_EpochNS> fromTimePoint(
+      std::chrono::time_point<std::chrono::system_clock, Duration> time) noexcept {
+    using Count = typename Duration::rep;
+    using Unit = std::ratio_divide<typename Duration::period, std::nano>;
+    static_assert(Unit::den == 1 && std::is_integral_v<Count>,
+                  "MD_EpochNS: a time point must count whole nanoseconds, or whole multiples of nanoseconds; use "
+                  "std::chrono::time_point_cast<std::chrono::nanoseconds>");
+    constexpr auto kMostUnits = std::numeric_limits<std::uint64_t>::max() / static_cast<std::uint64_t>(Unit::num);
+    const Count count = time.time_since_epoch().count();
+    if (count < Count{0} || static_cast<std::uint64_t>(count) > kMostUnits) {
+      return std::nullopt;
+    }
+    return MD_EpochNS(static_cast<std::uint64_t>(count) * static_cast<std::uint64_t>(Unit::num));
+  }
+  /// The same point in time; nothing for one from 2262-04-11 23:47:16.854775808 on, which `TimePoint` cannot hold.
+  constexpr std::optional<TimePoint> toTimePoint() const noexcept {
+    if (m_nanoseconds > static_cast<std::uint64_t>(std::numeric_limits<std::chrono::nanoseconds::rep>::max())) {
+      return std::nullopt;
+    }
+    return TimePoint(std::chrono::nanoseconds(static_cast<std::chrono::nanoseconds::rep>(m_nanoseconds)));
+  }
+
   /// @{
   /// Earlier is less.
   friend constexpr bool operator<(MD_EpochNS a, MD_EpochNS b) noexcept { return a.m_nanoseconds < b.m_nanoseconds; }
@@ -43,6 +78,9 @@ class MD_EpochNS {
   friend constexpr bool operator==(MD_EpochNS a, MD_EpochNS b) noexcept { return a.m_nanoseconds == b.m_nanoseconds; }
   friend constexpr bool operator!=(MD_EpochNS a, MD_EpochNS b) noexcept { return !(a == b); }
   /// @}
+
+  /// Writes the number of nanoseconds.
+  friend MD_API std::ostream& operator<<(std::ostream& out, MD_EpochNS time);
 
  private:
   static constexpr std::uint64_t kPerMicrosecond = 1'000;

@@ -4,9 +4,12 @@
 #define MD_VALUE_TYPES_H
 
 #include <cstdint>
+#include <cstring>
 
+#include <iosfwd>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "md/md_api.h"
 #include "md/md_datatypes.h"
@@ -14,6 +17,14 @@
 #include "md/md_epochns.h"
 
 namespace MD {
+
+struct StringView16;
+
+namespace detail {
+template <class Text>
+using IfOtherText =
+    std::enable_if_t<std::is_convertible_v<const Text&, std::string_view> && !std::is_same_v<Text, StringView16>, int>;
+}  // namespace detail
 
 /// Characters that somebody else owns: a message, for a view obtained from one, until that message changes. The length
 /// does not count a terminating NUL. Callers know it as `MD_Message::String`.
@@ -31,6 +42,31 @@ struct StringView16 {
   /// The same characters.
   operator std::string_view() const noexcept { return {data, length}; }
 
+  /// @{
+  /// Equal when the characters are. A `Text` is any text of the standard library, a literal among them.
+  friend bool operator==(StringView16 a, StringView16 b) noexcept { return std::string_view(a) == std::string_view(b); }
+  friend bool operator!=(StringView16 a, StringView16 b) noexcept { return !(a == b); }
+  template <class Text, detail::IfOtherText<Text> = 0>
+  friend bool operator==(StringView16 a, const Text& b) noexcept {
+    return std::string_view(a) == std::string_view(b);
+  }
+  template <class Text, detail::IfOtherText<Text> = 0>
+  friend bool operator==(const Text& a, StringView16 b) noexcept {
+    return b == a;
+  }
+  template <class Text, detail::IfOtherText<Text> = 0>
+  friend bool operator!=(StringView16 a, const Text& b) noexcept {
+    return !(a == b);
+  }
+  template <class Text, detail::IfOtherText<Text> = 0>
+  friend bool operator!=(const Text& a, StringView16 b) noexcept {
+    return !(b == a);
+  }
+  /// @}
+
+  /// Writes the characters as they are. Show those of untrusted parties in the form of escaped() (md/md_escape.h).
+  friend MD_API std::ostream& operator<<(std::ostream& out, StringView16 text);
+
   const char* data = nullptr;  ///< the first character
   std::uint16_t length = 0;    ///< how many there are
 };
@@ -41,6 +77,17 @@ struct BufferView16 {
   BufferView16() noexcept = default;
   /// `count` bytes from `first` on.
   BufferView16(const std::uint8_t* first, std::uint16_t count) noexcept : data(first), length(count) {}
+
+  /// @{
+  /// Equal when the bytes are.
+  friend bool operator==(BufferView16 a, BufferView16 b) noexcept {
+    return a.length == b.length && (a.length == 0 || std::memcmp(a.data, b.data, a.length) == 0);
+  }
+  friend bool operator!=(BufferView16 a, BufferView16 b) noexcept { return !(a == b); }
+  /// @}
+
+  /// Writes two lower-case hex digits for each byte.
+  friend MD_API std::ostream& operator<<(std::ostream& out, BufferView16 bytes);
 
   const std::uint8_t* data = nullptr;  ///< the first byte
   std::uint16_t length = 0;            ///< how many there are
