@@ -165,11 +165,6 @@ TEST(MessageFactory, NoBytesAreNoMessageAndNothingIsRead) {
   EXPECT_EQ(MD_Message::createFromBytes(block.data(), 0), nullptr);
 }
 
-TEST(MessageFactory, TheDefaultAllocatorHasNoPools) {
-  EXPECT_EQ(MD_Message::DEFAULT_ALLOCATOR.first, nullptr);
-  EXPECT_EQ(MD_Message::DEFAULT_ALLOCATOR.second, nullptr);
-}
-
 // Pools ------------------------------------------------------------------------------------------------------------
 
 using Buffers = ReusableContainer<MsgData>;
