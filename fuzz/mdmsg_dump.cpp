@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include "base/encodings.h"
@@ -18,8 +19,11 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size != 0) {
     std::memcpy(bytes.get(), data, size);
   }
-  std::string rows;
-  const auto result = MD::tool::appendDump(bytes.get(), size, MD::MD_FieldMap::instance(), false, rows);
+  std::ostringstream written;
+  MD::tool::Output out(written);
+  const auto result = MD::tool::writeDump(bytes.get(), size, MD::MD_FieldMap::instance(), false, out);
+  out.finish();
+  const std::string rows = written.str();
   MD_PROPERTY(size == 0 || !rows.empty(), "shows nothing");
   MD_PROPERTY(!result.isTruncated || result.flaws != 0, "is truncated without a flaw");
   if (size == 0 || result.flaws != 0 || MD::tool::encodingName(bytes[0]) == nullptr) {

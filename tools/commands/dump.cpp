@@ -39,7 +39,7 @@ void dump(const Task& task, bool isColored) {
       out += isFirst ? "" : "\n";
       isFirst = false;
       appendDumpTitle(input, task.reporter, out);
-      if (appendDump(input.data, input.sizeBytes, MD_FieldMap::instance(), isColored, out).flaws != 0) {
+      if (writeDump(input.data, input.sizeBytes, MD_FieldMap::instance(), isColored, task.out).flaws != 0) {
         task.reporter.flawed();
       }
     }

@@ -34,13 +34,13 @@ void stats(const Task& task, const StatsOptions& options) {
   if (!options.timeField.empty()) {
     timeField = timeFieldOf(options.timeField, names);
   }
+  MessageCounter counter(MD_FieldMap::instance());
   Statistics statistics;
   SourceOptions source = task.source;
   source.takesForeign = true;
   const auto countOne = [&](const InputMessage& input) {
     if (takesBytes(selection, input)) {
-      const auto timeNs = timeOf(input, timeField);
-      count(statistics, input, names, timeNs ? &*timeNs : nullptr);
+      counter.count(input, timeOf(input, timeField), statistics);
     }
     return selection.isDone() ? Go::NoFurther : Go::On;
   };

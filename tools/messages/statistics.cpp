@@ -3,10 +3,6 @@
 #include <algorithm>
 #include <iterator>
 
-#include "md/md_fieldmap.h"
-#include "messages/dump.h"
-#include "messages/received.h"
-
 namespace MD::tool {
 namespace {
 
@@ -15,12 +11,6 @@ std::size_t indexOf(std::uint8_t code) noexcept {
   const auto* const found = std::find_if(std::begin(ENCODINGS::kAll), std::end(ENCODINGS::kAll),
                                          [&](const auto& encoding) { return encoding.code == code; });
   return static_cast<std::size_t>(found - std::begin(ENCODINGS::kAll));
-}
-
-/// Whether received bytes end inside a record.
-bool isTruncated(const InputMessage& input) {
-  std::string text;
-  return appendDump(input.data, input.sizeBytes, MD_FieldMap::instance(), false, text).isTruncated;
 }
 
 }  // namespace
@@ -109,36 +99,48 @@ std::vector<SizeHistogram::Bar> SizeHistogram::bars(std::size_t most) const {
   return bars;
 }
 
-void count(Statistics& statistics, const InputMessage& input, const FieldNames& names, const std::int64_t* timeNs) {
-  const auto message = MD_Message::createFromBytes(input.data, static_cast<std::uint32_t>(input.sizeBytes));
-  if (message == nullptr) {
+void MessageCounter::count(const InputMessage& input, std::optional<std::int64_t> timeNs, Statistics& statistics) {
+  if (!hasEncodingCode(input)) {
     ++statistics.foreign;
     return;
   }
   ++statistics.messages;
   statistics.bytes += input.sizeBytes;
-  EncodingCount& encoding = statistics.encodings[indexOf(message->getPB())];
+  EncodingCount& encoding = statistics.encodings[indexOf(input.data[0])];
   ++encoding.messages;
   encoding.bytes += input.sizeBytes;
   statistics.sizes.add(input.sizeBytes);
-  if (timeNs != nullptr) {
+  if (timeNs) {
     statistics.times.add(*timeNs);
   }
+  countRecords(input, statistics);
+}
 
-  std::vector<std::uint16_t> ids;
-  message->get_field_ids(ids);
-  bool isSound = message->getSizeImpl() == input.sizeBytes && ids.size() == message->fieldCount();
-  std::sort(ids.begin(), ids.end());
-  ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
-  for (const std::uint16_t id : ids) {
-    if (isReadable(*message, id, names.type(id))) {
-      ++statistics.fields[id];
-    } else {
-      isSound = false;
+void MessageCounter::countRecords(const InputMessage& input, Statistics& statistics) {
+  bool isSound = true;
+  bool isTruncated = false;
+  for (m_walk.begin(input.data, input.sizeBytes); m_walk.next(m_record);) {
+    if (m_record.isHeader) {
+      continue;
+    }
+    isTruncated = m_record.isTruncated;
+    isSound = isSound && m_record.isReadable && m_record.parts[0].flaw != Flaw::Repeated;
+    if (m_record.isKnown && m_record.type == m_record.dictionaryType) {
+      // Of a repeated field the last record counts.
+      State& state = m_states[m_record.id];
+      if (state == State::Absent) {
+        m_ids.push_back(m_record.id);
+      }
+      state = m_record.isReadable ? State::Readable : State::Unreadable;
     }
   }
+  for (const std::uint16_t id : m_ids) {
+    statistics.fields[id] += m_states[id] == State::Readable ? 1U : 0U;
+    m_states[id] = State::Absent;
+  }
+  m_ids.clear();
   if (!isSound) {
-    ++(isTruncated(input) ? statistics.truncated : statistics.bad);
+    ++(isTruncated ? statistics.truncated : statistics.bad);
   }
 }
 

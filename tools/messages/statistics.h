@@ -7,11 +7,13 @@
 
 #include <array>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "dictionary/field_names.h"
 #include "md/md_message.h"
+#include "messages/record_walk.h"
 #include "text/time_text.h"
 #include "transport/message_source.h"
 
@@ -86,17 +88,35 @@ struct Statistics {
   std::uint64_t bytes = 0;                                          ///< of them
   std::uint64_t foreign = 0;                                        ///< begin with no encoding's code
   std::uint64_t truncated = 0;                                      ///< end inside a record
-  std::uint64_t bad = 0;                          ///< hold, not being truncated, something that cannot be read
-  std::uint64_t unusable = 0;                     ///< lines, packets and the like that are no message at all
-  std::map<std::uint16_t, std::uint64_t> fields;  ///< by id: in how many messages it can be read
+  std::uint64_t bad = 0;       ///< hold, not being truncated, something that cannot be read
+  std::uint64_t unusable = 0;  ///< lines, packets and the like that are no message at all
+  std::vector<std::uint64_t> fields =
+      std::vector<std::uint64_t>(65536);  ///< by id: in how many messages it can be read
   SizeHistogram sizes;
   RateHistogram times;
   CaptureCounts capture;
   bool hasCapture = false;
 };
 
-/// Counts a message as it came. @param timeNs  null when nothing tells when
-void count(Statistics& statistics, const InputMessage& input, const FieldNames& names, const std::int64_t* timeNs);
+/// Counts messages as they came.
+class MessageCounter {
+ public:
+  explicit MessageCounter(const MD_FieldMap& map) : m_walk(map), m_states(65536) {}
+
+  /// @param timeNs  empty when nothing tells when
+  void count(const InputMessage& input, std::optional<std::int64_t> timeNs, Statistics& statistics);
+
+ private:
+  enum class State : std::uint8_t { Absent, Unreadable, Readable };
+
+  void countRecords(const InputMessage& input, Statistics& statistics);
+
+  RecordWalk m_walk;
+  Record m_record;
+  std::vector<State> m_states;       // of the fields of the message at hand, by id
+  std::vector<std::uint16_t> m_ids;  // of those that are there
+};
+
 void add(CaptureCounts& sum, const CaptureCounts& counts);
 
 /// Appends a report for people, bars included.

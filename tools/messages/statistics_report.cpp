@@ -109,9 +109,7 @@ class Report {
     if (!m_statistics.sizes.isEmpty()) {
       sizes();
     }
-    if (!m_statistics.fields.empty()) {
-      fields();
-    }
+    fields();
   }
 
  private:
@@ -218,7 +216,15 @@ class Report {
   }
 
   void fields() {
-    std::vector<std::pair<std::uint16_t, std::uint64_t>> rows(m_statistics.fields.begin(), m_statistics.fields.end());
+    std::vector<std::pair<std::uint16_t, std::uint64_t>> rows;
+    for (std::size_t id = 0; id != m_statistics.fields.size(); ++id) {
+      if (m_statistics.fields[id] != 0) {
+        rows.emplace_back(static_cast<std::uint16_t>(id), m_statistics.fields[id]);
+      }
+    }
+    if (rows.empty()) {
+      return;
+    }
     std::stable_sort(rows.begin(), rows.end(), [](const auto& a, const auto& b) { return a.second > b.second; });
     title("messages by field");
     for (const auto& [id, count] : rows) {

@@ -201,6 +201,42 @@ TEST_F(Program, ReportsHostileBytesHoweverManyThereAre) {
   EXPECT_EQ(withFields("decode --format json", hex), (Result{json, reports, 1}));
 }
 
+// The sanitizers' own memory is more than the limit.
+#if defined(__linux__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST_F(Program, DumpAndStatsNeedNoMoreThanThreeTimesTheMessage) {
+  constexpr std::size_t kMessageBytes = std::size_t{8} << 20;
+  constexpr std::size_t kProgramBytes = std::size_t{40} << 20;
+  const std::string limit = "ulimit -v " + std::to_string((kProgramBytes + 3 * kMessageBytes) / 1024) + "; ";
+  const struct {
+    const char* name;
+    std::string head;
+    std::string record;
+  } cases[] = {
+      {"TinyRecords", "\x06", std::string("\x2c\x01\0", 3)},
+      {"UnknownFields", "\x01", "\xff\xff"},
+      {"OneString", std::string("\x46QR1\0\x3c\0\x06\0\x7f\xff\xf4", 12), "x"},
+  };
+  for (const auto& row : cases) {
+    SCOPED_TRACE(row.name);
+    std::string bytes("\0\x80\0\0", 4);
+    for (bytes += row.head; bytes.size() + row.record.size() <= 4 + kMessageBytes;) {
+      bytes += row.record;
+    }
+    bytes.resize(4 + kMessageBytes, '\0');
+    write("message", bytes);
+    for (const char* const command : {"dump", "stats"}) {
+      SCOPED_TRACE(command);
+      const int status = std::system((limit + "exec " MDMSG_PROGRAM " " + command +
+                                      " --framing u32be --dictionary fields.txt message >/dev/null 2>stderr")
+                                         .c_str());
+      EXPECT_TRUE(WIFEXITED(status));
+      EXPECT_EQ(WEXITSTATUS(status), 1) << "the message has flaws, and nothing else is wrong";
+      EXPECT_EQ(contentsOf("stderr"), "");
+    }
+  }
+}
+#endif
+
 TEST_F(Program, TellsWhereAPrintOutEnds) {
   write("fields.txt", "LAST 65535 INT\nQTY 300 INT\n");
   EXPECT_EQ(withFields("decode", "06 2c010105 ffff0106 \n"),

@@ -29,12 +29,14 @@ class Dump : public testing::Test {
                             bool isColored = false) {
     const auto block = std::make_unique<std::uint8_t[]>(bytes.size());
     std::copy(bytes.begin(), bytes.end(), block.get());
-    std::string text;
-    const DumpResult found = appendDump(block.get(), bytes.size(), MD::MD_FieldMap::instance(), isColored, text);
+    std::ostringstream text;
+    Output out(text);
+    const DumpResult found = writeDump(block.get(), bytes.size(), MD::MD_FieldMap::instance(), isColored, out);
+    out.finish();
     if (result != nullptr) {
       *result = found;
     }
-    return text;
+    return text.str();
   }
   static std::string dumped(const std::string& hex) { return dumped(bytesOfHex(hex)); }
 

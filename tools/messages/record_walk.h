@@ -1,0 +1,105 @@
+// The records of a message as they lie in its bytes, sound or not.
+#ifndef MDMSG_RECORD_WALK_H
+#define MDMSG_RECORD_WALK_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include <vector>
+
+#include <boost/container/static_vector.hpp>
+
+#include "md/md_fieldmap.h"
+
+namespace MD::tool {
+
+/// What is wrong with a part of a message.
+enum class Flaw : std::uint8_t {
+  None,
+  NoEncoding,       ///< the first byte is no encoding's code
+  OtherMark,        ///< the header of a `MsgT` message is not "QR1", which receivers ignore
+  HalfId,           ///< the message ends inside a field id
+  UnknownField,     ///< the dictionary has no field of this id
+  NotCarried,       ///< the field has a type of which messages carry no values
+  Repeated,         ///< an earlier record has the same field; receivers take the last one
+  OtherType,        ///< the record's type is not that of the dictionary
+  TypeOutOfRange,   ///< the high byte of a `MsgT` type is not 0, which receivers ignore
+  EndsInRecord,     ///< the message ends inside the part, or before it
+  EndsInValue,      ///< the message ends inside the value
+  WrongSize,        ///< no value of the type has this size
+  NoTerminator,     ///< a string without even its NUL
+  OtherTerminator,  ///< a string that does not end in NUL
+  TooLong,          ///< longer than a read can return
+};
+
+/// Bytes with one meaning.
+struct Part {
+  enum class Kind : std::uint8_t { Code, Mark, Rest, Id, Type, Length, Value };
+
+  Kind kind;
+  Flaw flaw = Flaw::None;
+  std::size_t offset = 0;
+  std::size_t sizeBytes = 0;  ///< those that are there
+  std::uint64_t number = 0;   ///< what a Type or a Length says; of a Value, the size that it should have
+};
+
+/// A record, or the header in front of all records.
+struct Record {
+  bool isHeader = false;
+  std::uint16_t id = 0;
+  bool isKnown = false;  ///< the dictionary has the field
+  std::uint8_t dictionaryType = 0;
+  bool hasType = false;      ///< by the record itself or by the dictionary
+  std::uint8_t type = 0;     ///< of the value: the record's own where it has one, else the dictionary's
+  bool isReadable = false;   ///< receivers read a value of the field from it
+  bool isTruncated = false;  ///< the message ends inside it
+  std::size_t earlier = 0;   ///< of a Repeated one: where the record before it with the same field begins
+  boost::container::static_vector<Part, 4> parts;
+};
+
+/// Walks over received bytes in the way of receivers, but keeps what they cut out. Reads nothing outside the bytes,
+/// whatever they are; each byte belongs to one part. Memory follows the dictionary, not the message, and is kept from
+/// one message to the next.
+class RecordWalk {
+ public:
+  /// @param map  outlives the walk
+  explicit RecordWalk(const MD_FieldMap& map) : m_map(map), m_lastRecords(std::size_t{map.compactCount()} + 1) {}
+
+  /// Begins a message, which stays where it is for as long as it is walked over.
+  void begin(const std::uint8_t* bytes, std::size_t sizeBytes);
+
+  /// Sets `record` to the header, which is the first, then to each record. @return false at the end
+  bool next(Record& record);
+
+ private:
+  std::size_t left() const noexcept { return m_sizeBytes - m_at; }
+  std::uint64_t number(std::size_t sizeBytes, bool isBigEndian) const noexcept;
+  Part& add(Record& record, Part::Kind kind, std::size_t sizeBytes, Flaw flaw = Flaw::None);
+  void cut(Record& record, Part::Kind kind, Flaw flaw);
+
+  void readHeader(Record& record);
+  void readMInt(Record& record);
+  void readIterMap(Record& record);
+  void readMsgT(Record& record);
+  bool readId(Record& record, bool isBigEndian, const std::uint8_t* typeBehind = nullptr);
+  void readLengthAndValue(Record& record, std::size_t wordBytes, bool isBigEndian);
+  void readValue(Record& record, std::uint64_t sizeBytes);
+  Flaw flawOfValue(const Record& record, std::size_t sizeBytes) const noexcept;
+
+  const MD_FieldMap& m_map;
+  const std::uint8_t* m_bytes = nullptr;
+  std::size_t m_sizeBytes = 0;
+  std::size_t m_at = 0;
+  std::vector<std::size_t> m_lastRecords;  // by slot: where the field's last record begins, 0 before there is one
+  std::vector<std::uint16_t> m_slots;      // of fields that have one
+};
+
+/// The number of bytes that a value of this type has, 0 when it varies or messages carry no values of it.
+std::size_t fixedSizeOf(std::uint8_t type) noexcept;
+
+/// The number that `sizeBytes` bytes hold, at most 8.
+std::uint64_t numberIn(const std::uint8_t* bytes, std::size_t sizeBytes, bool isBigEndian) noexcept;
+
+}  // namespace MD::tool
+
+#endif
