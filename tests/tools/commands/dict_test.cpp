@@ -1,126 +1,21 @@
 // Definition files: read with places, checked, converted, compared and shown.
 #include <algorithm>
-#include <random>
-#include <set>
 
 #include <gtest/gtest.h>
 
-#include "dictionary/definition_file.h"
 #include "dictionary/dictionary.h"
-#include "md/md_fieldmap.h"
-#include "text/value_text.h"
+#include "tools/dictionary_support.h"
 #include "tools/run_support.h"
 #include "tools/tool_support.h"
 
 namespace {
 
 using namespace MD::tool;
-using MD::MD_FieldMap;
 using MD::test::contentsOf;
+using MD::test::loadedRows;
 using MD::test::Result;
 using MD::test::xmlDefinitions;
 using MD::test::xmlEntry;
-
-TEST(TypeCode, KnowsTheTypeNamesThatTheLibraryKnows) {
-  constexpr const char* kNames[] = {"RAW",       "CHAR",       "INT",      "SHORT",      "FLOAT", "DOUBLE",
-                                    "STRING",    "VECTOR",     "MSG_T",    "DATE",       "TIME",  "FRACTION",
-                                    "CHILD_MSG", "FOLDED_INT", "BUFFER",   "OPTI_PRICE", "UINT",  "LONG_INT",
-                                    "ULONG_INT", "INT64",      "DATETIME", "EPOCH_NSEC", "15",    "21",
-                                    "int",       "Double",     "NOSUCH",   "?"};
-  for (const char* const name : kNames) {
-    SCOPED_TRACE(name);
-    MD::test::loadDictionary(std::string("F 1 ") + name);
-    const MD::FIELDS::packed_rec row = MD_FieldMap::instance().packed(1);
-    const auto code = typeCode(name);
-    EXPECT_EQ(code.has_value(), row.isKnown());
-    EXPECT_EQ(code.value_or(0), row.type);
-  }
-}
-
-/// What the library makes of entries, by the rules: rows as "compact id name type".
-std::set<std::string> rowsOf(const std::vector<Definition>& entries) {
-  std::set<std::string> rows;
-  std::set<std::uint16_t> ids;
-  int compact = 0;
-  for (const Definition& entry : entries) {
-    const auto type = typeCode(entry.typeName);
-    if (!entry.isRead || !type) {
-      continue;
-    }
-    if (ids.insert(entry.id).second) {
-      rows.insert(std::to_string(compact) + ' ' + std::to_string(entry.id) + ' ' + entry.name + ' ' +
-                  std::to_string(*type));
-    }
-    ++compact;
-  }
-  return rows;
-}
-
-std::set<std::string> loadedRows() {
-  std::set<std::string> rows;
-  for (const auto& row : MD_FieldMap::instance()) {
-    rows.insert(std::to_string(row.compact) + ' ' + std::to_string(row.id) + ' ' + row.name + ' ' +
-                std::to_string(row.type));
-  }
-  return rows;
-}
-
-std::string mutated(const std::string& text, const std::string& alphabet, std::mt19937& random) {
-  std::string changed = text;
-  for (unsigned i = random() % 4 + 1; i != 0; --i) {
-    const std::size_t at = random() % changed.size();
-    const char c = alphabet[random() % alphabet.size()];
-    switch (random() % 3) {
-      case 0:
-        changed[at] = c;
-        break;
-      case 1:
-        changed.insert(at, 1, c);
-        break;
-      default:
-        changed.erase(at, random() % 3 + 1);
-    }
-  }
-  return changed;
-}
-
-TEST(DefinitionFile, ReadsOfTextWhatTheLibraryReads) {
-  const std::string text = "SYMBOL 1 STRING\nBID  22 DOUBLE\r\nASK\t23 DOUBLE\nSEQ 65535 INT64\nBID 40 INT\nX 1 INT\n";
-  std::mt19937 random(1);
-  for (int i = 0; i != 5000; ++i) {
-    const std::string changed = mutated(text, " \n\t0123456789-+xABINTDOUBLE\x80", random);
-    SCOPED_TRACE(changed);
-    MD::test::loadDictionary(changed);
-    const auto expected = loadedRows();
-    ASSERT_EQ(rowsOf(readTextDefinitions(changed).entries), expected);
-  }
-}
-
-TEST(DefinitionFile, ReadsOfXmlWhatTheLibraryReads) {
-  const MD::test::ConfigurationFolder folder;
-  const std::string text = xmlDefinitions(xmlEntry("A", "1", "INT") + xmlEntry("B &amp; C", " 70000", "DOUBLE") +
-                                          "<!-- x --><Entry><Code>9</Code><Name>D</Name><Type>STRING</Type></Entry>" +
-                                          xmlEntry("A", "1", "CHAR"));
-  std::mt19937 random(1);
-  int read = 0;
-  int refused = 0;
-  for (int i = 0; i != 600; ++i) {
-    const std::string changed = mutated(text, "<>/& 19AEINT\"\n", random);
-    SCOPED_TRACE(changed);
-    MD::test::ConfigurationFolder::write("f.xml", changed);
-    try {
-      MD_FieldMap::reload_xml("f.xml");
-    } catch (const std::runtime_error&) {
-      ++refused;
-      EXPECT_FALSE(readXmlDefinitions("f.xml").findings.empty());
-      continue;
-    }
-    ++read;
-    ASSERT_EQ(rowsOf(readXmlDefinitions("f.xml").entries), loadedRows());
-  }
-  EXPECT_GT(read, 40);
-  EXPECT_GT(refused, 40);
-}
 
 class Dict : public MD::test::ToolRun {};
 
@@ -293,7 +188,7 @@ TEST_F(Dict, ConvertKeepsWhatTheLibraryMakesOfAFile) {
   const Result xml = mdmsg("dict convert f.txt");
   EXPECT_EQ(xml.status, 0);
   write("f.xml", xml.out);
-  MD_FieldMap::reload_xml("f.xml");
+  MD::MD_FieldMap::reload_xml("f.xml");
   EXPECT_EQ(loadedRows(), expected);
   const Result text = mdmsg("dict convert f.xml");
   EXPECT_EQ(text.status, 0);

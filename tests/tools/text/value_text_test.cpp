@@ -1,4 +1,4 @@
-// Single values, names and reports as text.
+// Single values as text.
 #include <cmath>
 #include <cstring>
 
@@ -6,10 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include "base/utf8.h"
-#include "dictionary/field_names.h"
-#include "md/md_datatypes.h"
-#include "text/json_text.h"
+#include "md/md_fieldmap.h"
 #include "text/value_text.h"
 #include "tools/tool_support.h"
 
@@ -140,85 +137,20 @@ TEST(DateTime, RefusesPartsThatThePackedWordCuts) {
   EXPECT_EQ(lineErrorOf([] { makeDateTime(20240115, -1, 0); }), "-1 is not a time (0 to 268435455)");
 }
 
-TEST(Utf8, TellsTextFromBytes) {
-  const struct {
-    const char* name;
-    std::string text;
-    bool isText;
-  } cases[] = {
-      {"Empty", "", true},
-      {"Ascii", "AB", true},
-      {"TwoBytes", "\xc2\x80\xdf\xbf", true},
-      {"ThreeBytes", "\xe0\xa0\x80\xed\x9f\xbf\xee\x80\x80\xef\xbf\xbf", true},
-      {"FourBytes", "\xf0\x90\x80\x80\xf4\x8f\xbf\xbf", true},
-      {"LoneContinuation", "\x80", false},
-      {"OverlongTwo", "\xc0\x80", false},
-      {"OverlongTwoHigh", "\xc1\xbf", false},
-      {"OverlongThree", "\xe0\x9f\xbf", false},
-      {"OverlongFour", "\xf0\x8f\xbf\xbf", false},
-      {"Surrogate", "\xed\xa0\x80", false},
-      {"TooHigh", "\xf4\x90\x80\x80", false},
-      {"NoSuchLead", "\xf5\x80\x80\x80", false},
-      {"CutShort", "\xe2\x82", false},
-      {"LeadAtTheEnd", "A\xe2", false},
-      {"WrongThird", "\xe2\x82G", false},
-  };
-  for (const auto& row : cases) {
-    SCOPED_TRACE(row.name);
-    EXPECT_EQ(isUtf8(row.text), row.isText);
+TEST(TypeCode, KnowsTheTypeNamesThatTheLibraryKnows) {
+  constexpr const char* kNames[] = {"RAW",       "CHAR",       "INT",      "SHORT",      "FLOAT", "DOUBLE",
+                                    "STRING",    "VECTOR",     "MSG_T",    "DATE",       "TIME",  "FRACTION",
+                                    "CHILD_MSG", "FOLDED_INT", "BUFFER",   "OPTI_PRICE", "UINT",  "LONG_INT",
+                                    "ULONG_INT", "INT64",      "DATETIME", "EPOCH_NSEC", "15",    "21",
+                                    "int",       "Double",     "NOSUCH",   "?"};
+  for (const char* const name : kNames) {
+    SCOPED_TRACE(name);
+    MD::test::loadDictionary(std::string("F 1 ") + name);
+    const MD::FIELDS::packed_rec row = MD::MD_FieldMap::instance().packed(1);
+    const auto code = typeCode(name);
+    EXPECT_EQ(code.has_value(), row.isKnown());
+    EXPECT_EQ(code.value_or(0), row.type);
   }
-}
-
-TEST(JsonText, EscapesWhatMustBe) {
-  std::string text;
-  EXPECT_TRUE(appendJsonString(std::string("a\"b\\c\n\r\t\x01\x1f\x7f\0z", 13), text));
-  EXPECT_EQ(text, "\"a\\\"b\\\\c\\n\\r\\t\\u0001\\u001f\x7f\\u0000z\"");
-  text.clear();
-  EXPECT_TRUE(appendJsonString("\xe2\x82\xac", text));
-  EXPECT_EQ(text, "\"\xe2\x82\xac\"");
-  text = "kept";
-  EXPECT_FALSE(appendJsonString("\xff", text));
-  EXPECT_EQ(text, "kept");
-}
-
-TEST(Printable, KeepsAReportOnOneReadableLine) {
-  EXPECT_EQ(printable("a\nb\x1b[31m\x7f"), "a\\x0ab\\x1b[31m\\x7f");
-  EXPECT_EQ(printable("\xe2\x82\xac"), "\xe2\x82\xac");
-  EXPECT_EQ(printable("\xe2\x82"), "\\xe2\\x82");
-  EXPECT_EQ(printable(std::string(200, 'x')), std::string(200, 'x'));
-  EXPECT_EQ(printable(std::string(201, 'x')), std::string(200, 'x') + "...");
-  EXPECT_EQ(printable(std::string(199, 'x') + "\xe2\x82\xac"), std::string(199, 'x') + "...");
-}
-
-TEST(FieldNames, LeadToTheFieldAndBack) {
-  MD::test::loadDictionary(
-      "BID 22 DOUBLE\n"
-      "TWICE 30 INT\n"
-      "TWICE 31 INT\n"
-      "77 32 INT\n"
-      "CAF\xe9 33 INT\n"
-      "A\"B 34 INT\n"
-      "RAWLY 35 RAW\n");
-  const FieldNames names;
-  EXPECT_EQ(names.jsonKey(22), "\"BID\":");
-  EXPECT_EQ(names.jsonKey(30), "\"30\":");
-  EXPECT_EQ(names.jsonKey(31), "\"TWICE\":");
-  EXPECT_EQ(names.jsonKey(32), "\"32\":");
-  EXPECT_EQ(names.jsonKey(33), "\"33\":");
-  EXPECT_EQ(names.jsonKey(34), "\"A\\\"B\":");
-  EXPECT_EQ(names.label(22), "BID");
-  EXPECT_EQ(names.label(30), "30");
-  EXPECT_EQ(names.label(999), "999");
-
-  EXPECT_EQ(names.find("BID").id, 22);
-  EXPECT_EQ(names.find("22").type, MD::DATATYPES::DOUBLE);
-  EXPECT_EQ(names.find("TWICE").id, 31);
-  EXPECT_EQ(names.find("32").id, 32);
-  EXPECT_EQ(lineErrorOf([&] { names.find("77"); }), "77: the dictionary has no field of this id");
-  EXPECT_EQ(lineErrorOf([&] { names.find("65558"); }), "65558: the dictionary has no field of this id");
-  EXPECT_EQ(lineErrorOf([&] { names.find("bid"); }), "bid: the dictionary has no field of this name");
-  EXPECT_EQ(lineErrorOf([&] { names.find(""); }), "\"\": the dictionary has no field of this name");
-  EXPECT_EQ(lineErrorOf([&] { names.find("RAWLY"); }), "RAWLY: values of type RAW are carried by no message");
 }
 
 }  // namespace

@@ -1,210 +1,24 @@
-// Inputs: compressed or not, and the messages in them.
-#include "transport/input_buffer.h"
+// Captures read and written.
+#include "transport/capture.h"
 
 #include <sstream>
 
 #include <gtest/gtest.h>
 
-#include "base/hex.h"
-#include "messages/message_sink.h"
 #include "text/hex_reader.h"
 #include "tools/gzip_support.h"
+#include "tools/source_support.h"
 #include "tools/tool_support.h"
-#include "transport/capture.h"
-#include "transport/message_source.h"
-#include "transport/open_messages.h"
 
 namespace {
 
 using namespace MD::tool;
+using MD::test::formed;
+using MD::test::messagesOf;
+using MD::test::Reports;
 #if defined(MDMSG_HAS_ZLIB)
 using MD::test::gzipped;
 #endif
-using MD::test::Pieces;
-using MD::test::Reports;
-
-/// Reads to the end, or to where the input breaks off; then what it says stands behind a "|".
-std::string readAll(const std::string& bytes) {
-  std::stringbuf source(bytes);
-  InputBuffer in(source);
-  std::string read;
-  try {
-    for (int c = in.sbumpc(); c != std::char_traits<char>::eof(); c = in.sbumpc()) {
-      read += static_cast<char>(c);
-    }
-  } catch (const InputError& error) {
-    return read + '|' + error.what();
-  }
-  return read;
-}
-
-std::string manyLines(std::size_t bytes) {
-  std::string text;
-  for (unsigned i = 0; text.size() < bytes; ++i) {
-    text += std::to_string(i * 2654435761U) + '\n';
-  }
-  return text;
-}
-
-TEST(InputBuffer, PassesOtherDataUnchanged) {
-  for (const std::string& text :
-       {std::string(), std::string("\x1f"), std::string("\x1f\x8c"), std::string("a"), manyLines(200'000)}) {
-    EXPECT_EQ(readAll(text), text);
-  }
-}
-
-TEST(InputBuffer, PeeksWithoutReading) {
-  std::stringbuf source("abcdef");
-  InputBuffer in(source);
-  EXPECT_EQ(in.peek(4), "abcd");
-  EXPECT_EQ(in.position(), 0U);
-  EXPECT_EQ(in.sbumpc(), 'a');
-  EXPECT_EQ(in.peek(64), "bcdef");
-  EXPECT_EQ(in.position(), 1U);
-}
-
-#if defined(MDMSG_HAS_ZLIB)
-
-TEST(InputBuffer, GunzipsWhatIsCompressed) {
-  for (const std::string& text : {std::string(), std::string("a"), manyLines(300'000)}) {
-    EXPECT_EQ(readAll(gzipped(text)), text);
-  }
-  EXPECT_EQ(readAll(gzipped("one\n") + gzipped("") + gzipped("two\n")), "one\ntwo\n");
-}
-
-TEST(InputBuffer, GivesEverythingBeforeACut) {
-  const std::string text = manyLines(2000);
-  const std::string whole = gzipped(text);
-  for (std::size_t size = 2; size != whole.size(); ++size) {
-    const std::string read = readAll(whole.substr(0, size));
-    const std::size_t end = read.rfind('|');
-    ASSERT_NE(end, read.npos) << size;
-    ASSERT_EQ(read.substr(end), "|the compressed data is cut off") << size;
-    ASSERT_EQ(text.compare(0, end, read, 0, end), 0) << size;
-  }
-  // All of the text is there before the checksum is.
-  EXPECT_EQ(readAll(whole.substr(0, whole.size() - 8)), text + "|the compressed data is cut off");
-}
-
-TEST(InputBuffer, SaysWhatIsWrongWithTheData) {
-  std::string damaged = gzipped("text\n");
-  damaged[damaged.size() - 8] ^= 1;
-  EXPECT_EQ(readAll(damaged), "text\n|the compressed data is damaged (incorrect data check)");
-  damaged = gzipped("text\n");
-  damaged[2] = 7;
-  EXPECT_EQ(readAll(damaged), "|the compressed data is damaged (unknown compression method)");
-  EXPECT_EQ(readAll(gzipped("text\n") + "more"), "text\n|bytes that are no gzip data stand behind the compressed data");
-}
-
-#endif
-
-/// The messages of an input as hex, a line each, and behind them the reports.
-std::string messagesOf(const std::string& bytes, const SourceOptions& options) {
-  Reports reports;
-  reports.reporter.setInput("f");
-  std::stringbuf source(bytes);
-  InputBuffer in(source);
-  std::string text;
-  InputMessage message;
-  try {
-    const auto messages = openMessages(in, options, reports.out, reports.reporter);
-    for (bool isThere = true; isThere;) {
-      try {
-        isThere = messages->next(message);
-        if (isThere) {
-          appendHex(message.data, message.sizeBytes, text);
-          text += '\n';
-        }
-      } catch (const LineError& error) {
-        reports.reporter.error(error);
-      }
-    }
-    messages->reportWhole();
-  } catch (const InputError& error) {
-    reports.reporter.wholeInput(error.what());
-  } catch (const UsageError& error) {
-    reports.reporter.unusable(error.what());
-  }
-  return text + reports.text();
-}
-
-SourceOptions formed(InputForm form, Framing framing = {}) {
-  SourceOptions options;
-  options.form = form;
-  options.framing = framing;
-  return options;
-}
-
-TEST(MessageSource, ReadsHexLines) {
-  EXPECT_EQ(messagesOf("0601\n\n zz\n07", formed(InputForm::Recognised)),
-            "0601\n07\nmdmsg: f:3: column 2: \"z\" is not a hex digit\n");
-  EXPECT_EQ(messagesOf("", formed(InputForm::Recognised)), "");
-}
-
-TEST(MessageSource, ReadsOneRawMessage) {
-  EXPECT_EQ(messagesOf(std::string("\x06\n\0z", 4), formed(InputForm::Raw)), "060a007a\n");
-  EXPECT_EQ(messagesOf("", formed(InputForm::Raw)), "mdmsg: f: there is no message in it: it is empty\n");
-}
-
-struct FramingCase {
-  const char* name;
-  Framing framing;
-  const char* length;  // of 3 bytes
-};
-
-constexpr FramingCase kFramings[] = {
-    {"u16le", {2, false}, "\x03\x00"},
-    {"u16be", {2, true}, "\x00\x03"},
-    {"u32le", {4, false}, "\x03\x00\x00\x00"},
-    {"u32be", {4, true}, "\x00\x00\x00\x03"},
-};
-
-TEST(MessageSource, ReadsLengthsOfEveryKind) {
-  for (const FramingCase& row : kFramings) {
-    SCOPED_TRACE(row.name);
-    const Framing framing = parseFraming(row.name);
-    EXPECT_EQ(framing.sizeBytes, row.framing.sizeBytes);
-    EXPECT_EQ(framing.isBigEndian, row.framing.isBigEndian);
-    const std::string prefix(row.length, framing.sizeBytes);
-    const std::string none(framing.sizeBytes, '\0');
-    const SourceOptions options = formed(InputForm::Framed, framing);
-    EXPECT_EQ(messagesOf("", options), "");
-    EXPECT_EQ(messagesOf(prefix + "abc" + none + prefix + "def", options), "616263\n\n646566\n");
-    EXPECT_EQ(messagesOf(prefix + "abc" + prefix + "de", options),
-              "616263\nmdmsg: f: the input ends inside message 2, of which it has 2 of 3 bytes\n");
-    EXPECT_EQ(messagesOf(prefix + "abc" + prefix.substr(1), options),
-              "616263\nmdmsg: f: the input ends inside the length of message 2\n");
-  }
-  EXPECT_THROW(parseFraming("u8"), UsageError);
-}
-
-TEST(MessageSource, WritesWhatIsDoneBeforeItWaitsForTheRestOfAFrame) {
-  Reports reports;
-  Pieces pieces({std::string("\x01\x00\x61\x02\x00\x62", 6), "\x63\x01", std::string("\x00\x64", 2)}, reports.outText);
-  InputBuffer in(pieces);
-  const auto source = openMessages(in, formed(InputForm::Framed, {2, false}), reports.out, reports.reporter);
-  for (InputMessage message; source->next(message);) {
-    reports.out.text() += std::to_string(message.sizeBytes);
-    reports.out.lineDone();
-  }
-  ASSERT_GE(pieces.writtenBefore.size(), 4U);
-  EXPECT_EQ(pieces.writtenBefore[1], "1");
-  EXPECT_EQ(pieces.writtenBefore[2], "12");
-  EXPECT_EQ(pieces.writtenBefore[3], "121");
-}
-
-TEST(MessageSource, AFrameThatClaimsMuchTakesNoMemoryForIt) {
-  EXPECT_EQ(messagesOf("\xff\xff\xff\xff"
-                       "abc",
-                       formed(InputForm::Framed, {4, false})),
-            "mdmsg: f: the input ends inside message 1, of which it has 3 of 4294967295 bytes\n");
-}
-
-TEST(MessageSource, DatagramOptionsGoWithCaptures) {
-  SourceOptions options;
-  options.port = std::uint16_t{5};
-  EXPECT_EQ(messagesOf("06\n", options), "mdmsg: --port, --group and --filter go with captures; f is none\n");
-}
 
 std::string captureOf(const std::vector<std::string>& payloads, const char* destination = "239.1.1.1:30001") {
   CaptureWriter writer(*parseEndpoint("10.0.0.1:5"), *parseEndpoint(destination));
@@ -406,54 +220,5 @@ TEST(Capture, ReadsPcapng) {
 }
 
 #endif
-
-struct SinkCase {
-  const char* name;
-  OutputForm form;
-  Framing framing;
-  std::string bytes;
-};
-
-TEST(MessageSink, WritesEveryForm) {
-  MD::test::loadDictionary(MD::test::kDictionary);
-  const FieldNames names;
-  const auto message = MD::MD_Message::createFromPB(6);
-  const SinkCase cases[] = {
-      {"Hex", OutputForm::HexLines, {}, "06\n"},
-      {"Raw", OutputForm::Raw, {}, "\x06"},
-      {"u16le", OutputForm::Framed, {2, false}, std::string("\x01\x00\x06", 3)},
-      {"u16be", OutputForm::Framed, {2, true}, std::string("\x00\x01\x06", 3)},
-      {"u32le", OutputForm::Framed, {4, false}, std::string("\x01\x00\x00\x00\x06", 5)},
-      {"u32be", OutputForm::Framed, {4, true}, std::string("\x00\x00\x00\x01\x06", 5)},
-  };
-  for (const SinkCase& row : cases) {
-    SCOPED_TRACE(row.name);
-    Reports reports;
-    SinkOptions options;
-    options.form = row.form;
-    options.framing = row.framing;
-    MessageSink sink(options, names, reports.out);
-    sink.append(*message, std::nullopt);
-    EXPECT_EQ(reports.out.text(), row.bytes);
-  }
-}
-
-TEST(MessageSink, SaysWhatTheOutputCannotHold) {
-  MD::test::loadDictionary(MD::test::kDictionary);
-  const FieldNames names;
-  Reports reports;
-  const auto message = MD::MD_Message::createFromPB(70);
-  SinkOptions options;
-  options.form = OutputForm::Raw;
-  MessageSink raw(options, names, reports.out);
-  raw.append(*message, std::nullopt);
-  EXPECT_EQ(MD::test::lineErrorOf([&] { raw.append(*message, std::nullopt); }),
-            "a raw output holds one message; u16le, u16be, u32le and u32be keep several apart");
-  message->addString(MD::test::id::kString, std::string(65535, 'x'));
-  options.form = OutputForm::Framed;
-  options.framing = {2, false};
-  EXPECT_EQ(MD::test::lineErrorOf([&] { MessageSink(options, names, reports.out).append(*message, std::nullopt); }),
-            "65548 bytes are too long for a length of 2 bytes");
-}
 
 }  // namespace

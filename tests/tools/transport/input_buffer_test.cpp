@@ -1,0 +1,93 @@
+// Inputs as they are, or decompressed.
+#include "transport/input_buffer.h"
+
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "base/errors.h"
+#include "tools/gzip_support.h"
+
+namespace {
+
+using namespace MD::tool;
+#if defined(MDMSG_HAS_ZLIB)
+using MD::test::gzipped;
+#endif
+
+/// Reads to the end, or to where the input breaks off; then what it says stands behind a "|".
+std::string readAll(const std::string& bytes) {
+  std::stringbuf source(bytes);
+  InputBuffer in(source);
+  std::string read;
+  try {
+    for (int c = in.sbumpc(); c != std::char_traits<char>::eof(); c = in.sbumpc()) {
+      read += static_cast<char>(c);
+    }
+  } catch (const InputError& error) {
+    return read + '|' + error.what();
+  }
+  return read;
+}
+
+std::string manyLines(std::size_t bytes) {
+  std::string text;
+  for (unsigned i = 0; text.size() < bytes; ++i) {
+    text += std::to_string(i * 2654435761U) + '\n';
+  }
+  return text;
+}
+
+TEST(InputBuffer, PassesOtherDataUnchanged) {
+  for (const std::string& text :
+       {std::string(), std::string("\x1f"), std::string("\x1f\x8c"), std::string("a"), manyLines(200'000)}) {
+    EXPECT_EQ(readAll(text), text);
+  }
+}
+
+TEST(InputBuffer, PeeksWithoutReading) {
+  std::stringbuf source("abcdef");
+  InputBuffer in(source);
+  EXPECT_EQ(in.peek(4), "abcd");
+  EXPECT_EQ(in.position(), 0U);
+  EXPECT_EQ(in.sbumpc(), 'a');
+  EXPECT_EQ(in.peek(64), "bcdef");
+  EXPECT_EQ(in.position(), 1U);
+}
+
+#if defined(MDMSG_HAS_ZLIB)
+
+TEST(InputBuffer, GunzipsWhatIsCompressed) {
+  for (const std::string& text : {std::string(), std::string("a"), manyLines(300'000)}) {
+    EXPECT_EQ(readAll(gzipped(text)), text);
+  }
+  EXPECT_EQ(readAll(gzipped("one\n") + gzipped("") + gzipped("two\n")), "one\ntwo\n");
+}
+
+TEST(InputBuffer, GivesEverythingBeforeACut) {
+  const std::string text = manyLines(2000);
+  const std::string whole = gzipped(text);
+  for (std::size_t size = 2; size != whole.size(); ++size) {
+    const std::string read = readAll(whole.substr(0, size));
+    const std::size_t end = read.rfind('|');
+    ASSERT_NE(end, read.npos) << size;
+    ASSERT_EQ(read.substr(end), "|the compressed data is cut off") << size;
+    ASSERT_EQ(text.compare(0, end, read, 0, end), 0) << size;
+  }
+  // All of the text is there before the checksum is.
+  EXPECT_EQ(readAll(whole.substr(0, whole.size() - 8)), text + "|the compressed data is cut off");
+}
+
+TEST(InputBuffer, SaysWhatIsWrongWithTheData) {
+  std::string damaged = gzipped("text\n");
+  damaged[damaged.size() - 8] ^= 1;
+  EXPECT_EQ(readAll(damaged), "text\n|the compressed data is damaged (incorrect data check)");
+  damaged = gzipped("text\n");
+  damaged[2] = 7;
+  EXPECT_EQ(readAll(damaged), "|the compressed data is damaged (unknown compression method)");
+  EXPECT_EQ(readAll(gzipped("text\n") + "more"), "text\n|bytes that are no gzip data stand behind the compressed data");
+}
+
+#endif
+
+}  // namespace
