@@ -41,8 +41,8 @@ bool load(const std::string& xml) {
     refusal = error.what();
   }
   const std::string unreadable = "Failed to load field def file: " + file.path();
-  for (const char* const bound :
-       {"elements nested deeper than 100", "an element of more than 100 attributes", "more than 1000000 tags"}) {
+  for (const char* const bound : {"elements nested deeper than 100", "an element of more than 100 attributes",
+                                  "more than 1000000 tags", "an XML declaration that ends inside a quoted value"}) {
     if (refusal == unreadable + ": " + bound) {
       return false;
     }
