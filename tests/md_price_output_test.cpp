@@ -43,7 +43,7 @@ class PricePrintOut : public testing::TestWithParam<Encoding> {
         "PX_WHOLE_WHOLE 28 INT PX_WHOLE_NUM 29 INT "
         "PAIR_WHOLE 30 INT PAIR_WHOLE 31 INT PAIR_NUM 32 INT PAIR_DENOM 33 INT "
         "CH 40 CHAR QTY 41 INT SEQ 42 INT64 VOLA 43 FLOAT BID 44 DOUBLE SYMBOL 45 STRING BLOB 46 BUFFER "
-        "WHEN 47 DATETIME RECV 48 EPOCH_NSEC THE_NAME_IS_22_LETTERS 49 INT HIGH 50000 INT");
+        "WHEN 47 DATETIME RECV 48 EPOCH_NSEC THE_NAME_IS_22_LETTERS 49 INT HIGH 50000 INT END 65535 INT");
   }
 
   static std::string priceOf(const MD_Message& message) {
@@ -156,6 +156,11 @@ TEST_P(PricePrintOut, PricesStandInOneLine) {
     EXPECT_EQ(errors.take(), "");
     EXPECT_EQ(RecordedAssertions::entries(), Report{});
   }
+}
+
+// Id 65535 ends the print-out: a price behind it is not printed, so its companions are.
+TEST_P(PricePrintOut, APriceBehindTheEndOfIterationIsNotPrinted) {
+  EXPECT_EQ(priceOf(*messageOf({{2, 34}, {65535, 7}, {1, 12}, {3, 100}})), "PX_NUM                 = 34\n");
 }
 
 TEST_P(PricePrintOut, AnEmptyMessagePrintsNothing) { EXPECT_EQ(priceOf(*emptyOf(GetParam())), ""); }
