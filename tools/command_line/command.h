@@ -1,36 +1,39 @@
-// Commands: their part of the command line, and what they do.
+// A command as it stands on the command line.
 #ifndef MDMSG_COMMAND_H
 #define MDMSG_COMMAND_H
 
 #include <functional>
-#include <optional>
-#include <string>
+#include <memory>
 #include <vector>
 
-#include "commands/commands.h"
-
-namespace CLI {
-class App;
-class Option;
-}  // namespace CLI
+#include "base/diagnostics.h"
+#include "base/output.h"
+#include "command_line/options.h"
+#include "command_line/output_files.h"
+#include "command_line/streams.h"
 
 namespace MD::tool {
+
+/// What a command runs with.
+struct Session {
+  const Streams& streams;
+  Files& files;
+  Output& out;
+  Reporter& reporter;
+};
 
 /// A command: its part of the command line, and what it does once that has been read.
 struct Command {
   CLI::App* app;
-  std::function<void(const Task&)> run;
+  std::shared_ptr<const CommonOptions> options;  ///< the command's own options begin with them
+  std::function<void(const Session&)> run;
   bool usesDictionary = true;  ///< the one that is named, or found, is loaded before it runs
+  bool isSilent = false;       ///< writes nothing before its end, so that its progress can be shown
 };
 
-/// What an option takes, a field, a file and so on, as the help shows it.
-CLI::Option* named(CLI::Option* option, const char* name);
-
-/// Adds --dictionary, which names a definition file.
-void addDictionaryOption(CLI::App& command, std::optional<std::string>& path);
-
-/// Adds "dict" with its own commands.
-void addDictCommands(CLI::App& app, std::vector<Command>& commands);
+/// What a command reads and writes.
+Task taskOf(const Session& session, const CommonOptions& options, const SourceOptions& source = {},
+            const SelectionOptions& selection = {});
 
 }  // namespace MD::tool
 

@@ -7,7 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
-#include "command_line/command.h"
+#include "command_line/dict_command_line.h"
 #include "commands/dictionary_commands.h"
 #include "dictionary/derive.h"
 #include "dictionary/dictionary.h"
@@ -90,14 +90,16 @@ CLI::App* addDictCommand(CLI::App& dict, const char* name, const char* descripti
 /// @param run  gives the exit status, where no report asks for a higher one
 template <class Run>
 void add(CLI::App* command, std::vector<Command>& commands, Run run) {
-  commands.push_back({command, [run](const Task& task) { task.reporter.raise(run(task)); }, false});
+  commands.push_back({command, std::make_shared<CommonOptions>(),
+                      [run](const Session& session) { session.reporter.raise(run(session)); }, false});
 }
 
 void addCheck(CLI::App& dict, std::vector<Command>& commands) {
   const auto files = std::make_shared<std::vector<std::string>>();
   CLI::App* const command = addDictCommand(dict, "check", "Tell what is wrong with definition files", kCheckHelp);
   command->add_option("FILE", *files, "Definition files, XML or text")->type_name("FILE")->option_text("")->required();
-  add(command, commands, [files](const Task& task) { return checkDictionaries(*files, task.out, task.reporter); });
+  add(command, commands,
+      [files](const Session& session) { return checkDictionaries(*files, session.out, session.reporter); });
 }
 
 void addConvert(CLI::App& dict, std::vector<Command>& commands) {
@@ -108,12 +110,12 @@ void addConvert(CLI::App& dict, std::vector<Command>& commands) {
             ->check(CLI::IsMember({"text", "xml"})),
         "FORMAT");
   command->add_option("FILE", *file, "Definition file, XML or text")->type_name("FILE")->option_text("")->required();
-  add(command, commands, [file, format](const Task& task) {
+  add(command, commands, [file, format](const Session& session) {
     std::optional<DefinitionFormat> to;
     if (!format->empty()) {
       to = *format == "xml" ? DefinitionFormat::Xml : DefinitionFormat::Text;
     }
-    convertDictionary(*file, to, task.out, task.reporter);
+    convertDictionary(*file, to, session.out, session.reporter);
     return kDone;
   });
 }
@@ -124,14 +126,15 @@ void addDiff(CLI::App& dict, std::vector<Command>& commands) {
   CLI::App* const command = addDictCommand(dict, "diff", "Tell how two dictionaries differ", kDiffHelp);
   command->add_option("OLD", *before, "Definition file")->type_name("FILE")->option_text("")->required();
   command->add_option("NEW", *after, "Definition file")->type_name("FILE")->option_text("")->required();
-  add(command, commands,
-      [before, after](const Task& task) { return diffDictionaries(*before, *after, task.out, task.reporter); });
+  add(command, commands, [before, after](const Session& session) {
+    return diffDictionaries(*before, *after, session.out, session.reporter);
+  });
 }
 
 struct ShowOptions {
   std::vector<std::string> keys;
   FieldSearch search;
-  std::optional<std::string> dictionary;
+  CommonOptions common;  // its dictionary
 };
 
 void addShow(CLI::App& dict, std::vector<Command>& commands) {
@@ -142,18 +145,18 @@ void addShow(CLI::App& dict, std::vector<Command>& commands) {
       "TEXT");
   CLI::Option* const type =
       named(command->add_option("--type", options->search.type, "List fields of this type"), "TYPE");
-  addDictionaryOption(*command, options->dictionary);
+  options->common.addDictionary(*command);
   command->add_option("FIELD", options->keys, "Ids or names of fields")
       ->type_name("FIELD")
       ->option_text("")
       ->excludes(search)
       ->excludes(type);
-  add(command, commands, [options](const Task& task) {
-    loadNamedDictionary(options->dictionary, task.reporter);
+  add(command, commands, [options](const Session& session) {
+    loadNamedDictionary(options->common.dictionary, session.reporter);
     if (options->keys.empty()) {
-      return listFields(options->search, task.out, task.reporter);
+      return listFields(options->search, session.out, session.reporter);
     }
-    showFields(options->keys, task.out, task.reporter);
+    showFields(options->keys, session.out, session.reporter);
     return kDone;
   });
 }
@@ -176,14 +179,14 @@ void addDerive(CLI::App& dict, std::vector<Command>& commands) {
         "FORMAT");
   named(command->add_option("--first-id", line->firstId, "Id of the first field, default 1"), "ID");
   command->add_option("FILE", line->files, "Samples, \"-\" for standard input")->type_name("FILE")->option_text("");
-  add(command, commands, [line](const Task& task) {
+  add(command, commands, [line](const Session& session) {
     DeriveOptions options;
     options.firstId = line->firstId;
     options.format = line->to == "xml" ? DefinitionFormat::Xml : DefinitionFormat::Text;
     if (line->from != "auto") {
       options.form = line->from == "csv" ? SampleForm::Csv : SampleForm::Json;
     }
-    deriveDictionary({line->files, task.inputs.standardInput}, options, task.out, task.reporter);
+    deriveDictionary({line->files, session.streams.in}, options, session.out, session.reporter);
     return kDone;
   });
 }

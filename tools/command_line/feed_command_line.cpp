@@ -2,11 +2,14 @@
 
 #include <chrono>
 #include <limits>
+#include <memory>
 #include <optional>
+#include <string>
 
 #include <CLI/CLI.hpp>
 
 #include "command_line/feed_command_line.h"
+#include "commands/feed_commands.h"
 #include "text/time_text.h"
 #include "text/value_text.h"
 
@@ -61,11 +64,36 @@ std::optional<std::chrono::nanoseconds> durationOf(const char* option, std::opti
   return std::chrono::nanoseconds(static_cast<std::int64_t>(*seconds * 1e9));
 }
 
+struct GenerateLine : CommonOptions {
+  FeedOptions feed;
+  std::string start;
+  SinkLine sink;
+};
+
+struct ReplayLine : CommonOptions {
+  ReplayOptions replay;
+  std::string speed;
+  std::optional<double> longestGapS;
+  MulticastLine multicast;
+  SourceLine source;
+  SelectionOptions selection;
+};
+
+struct ListenLine : CommonOptions {
+  ListenOptions listen;
+  MulticastLine multicast;
+  std::optional<double> timeoutS;
+  std::optional<double> idleS;
+  DecodeLine decode;
+  SelectionOptions selection;
+};
+
 }  // namespace
 
-Command addGenerate(CLI::App& app, Options& options) {
+Command addGenerate(CLI::App& app) {
   CLI::App* const command = app.add_subcommand("generate", "Make up a feed: quotes, trades, damaged datagrams");
-  FeedOptions& feed = options.feed;
+  const auto line = std::make_shared<GenerateLine>();
+  FeedOptions& feed = line->feed;
   named(command->add_option("--seed", feed.seed, "Another number gives another feed, default 1")
             ->check(&complaintAboutNumber),
         "N");
@@ -74,7 +102,7 @@ Command addGenerate(CLI::App& app, Options& options) {
   named(command->add_option("--rate", feed.perSecond, "Messages a second on average, default 1000")
             ->check(&complaintAboutNumber),
         "N");
-  named(command->add_option("--start", options.start, "When it begins, default 2024-06-03T09:30:00Z"), "TIME");
+  named(command->add_option("--start", line->start, "When it begins, default 2024-06-03T09:30:00Z"), "TIME");
   named(command
             ->add_option("--encodings", feed.encodings,
                          "Encodings, with commas; one is drawn for each message: mInt, "
@@ -87,107 +115,106 @@ Command addGenerate(CLI::App& app, Options& options) {
   named(command->add_option("--trades", feed.tradesPercent, "Share of trades in percent, default 20"), "PERCENT");
   named(command->add_option("--damaged", feed.damagedPercent, "Share of damaged datagrams in percent, default 0"),
         "PERCENT");
-  addFormOption(*command, options, "--to");
-  addEndpointOptions(*command, options);
-  addOutputOptions(*command, options);
+  line->sink.addForm(*command, "--to");
+  line->sink.addEndpoints(*command);
+  line->addOutput(*command);
   command->footer(kGenerateHelp);
-  return {command,
-          [&options](const Task& task) {
-            if (!options.start.empty()) {
-              const auto start = parseIsoTime(options.start);
+  return {command, line,
+          [line](const Session& session) {
+            if (!line->start.empty()) {
+              const auto start = parseIsoTime(line->start);
               if (!start || *start > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
-                throw UsageError("--start: " + inQuotes(options.start) +
+                throw UsageError("--start: " + inQuotes(line->start) +
                                  " is no moment, such as 2024-06-03T09:30:00Z, or too late");
               }
-              options.feed.startNs = static_cast<std::int64_t>(*start);
+              line->feed.startNs = static_cast<std::int64_t>(*start);
             }
-            generate(options.feed, sinkOf(options), task);
+            generate(line->feed, line->sink.options(), taskOf(session, *line));
           },
           false};
 }
 
-Command addReplay(CLI::App& app, Options& options) {
+Command addReplay(CLI::App& app) {
   CLI::App* const command = app.add_subcommand("replay", "Send a capture's datagrams by UDP");
-  named(command->add_option("--to", options.replay.to, "Where to send them")->required(), "HOST:PORT");
+  const auto line = std::make_shared<ReplayLine>();
+  named(command->add_option("--to", line->replay.to, "Where to send them")->required(), "HOST:PORT");
   CLI::Option* const speed = named(
-      command->add_option("--speed", options.speed, "Times the capture's own pace (default 1), or max for no pauses"),
+      command->add_option("--speed", line->speed, "Times the capture's own pace (default 1), or max for no pauses"),
       "X");
-  named(command->add_option("--rate", options.replay.perSecond, "Datagrams a second, whatever the capture's pace")
+  named(command->add_option("--rate", line->replay.perSecond, "Datagrams a second, whatever the capture's pace")
             ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1'000'000'000}))
             ->excludes(speed),
         "N");
-  named(command->add_option("--max-gap", options.longestGapS, "The longest pause of the capture to keep"), "SECONDS");
-  addInterfaceOption(*command, options);
-  named(command->add_option("--hops", options.replay.multicast.hops, "Of a group: how many routers to pass, default 1")
+  named(command->add_option("--max-gap", line->longestGapS, "The longest pause of the capture to keep"), "SECONDS");
+  line->multicast.add(*command);
+  named(command->add_option("--hops", line->replay.multicast.hops, "Of a group: how many routers to pass, default 1")
             ->check(CLI::Range(0U, 255U)),
         "N");
-  addSourceOptions(*command, options);
-  named(command->add_option("--skip", options.selection.skip, "Leave the first N datagrams out")
+  line->source.add(*command);
+  named(command->add_option("--skip", line->selection.skip, "Leave the first N datagrams out")
             ->check(&complaintAboutNumber),
         "N");
-  named(command->add_option("--limit", options.selection.limit, "Stop after N datagrams")->check(&complaintAboutNumber),
+  named(command->add_option("--limit", line->selection.limit, "Stop after N datagrams")->check(&complaintAboutNumber),
         "N");
-  command->add_option("FILE", options.files, "Input files, \"-\" for standard input")
-      ->type_name("FILE")
-      ->option_text("");
+  line->addFiles(*command);
   command->footer(kReplayHelp);
-  return {command,
-          [&options](const Task& task) {
-            ReplayOptions replayOptions = options.replay;
-            if (options.speed == "max") {
+  return {command, line,
+          [line](const Session& session) {
+            ReplayOptions replayOptions = line->replay;
+            if (line->speed == "max") {
               replayOptions.speed.reset();
-            } else if (!options.speed.empty()) {
+            } else if (!line->speed.empty()) {
               double factor = 0;
               try {
-                factor = parseReal<double>(options.speed);
+                factor = parseReal<double>(line->speed);
               } catch (const LineError&) {
               }
               if (!(factor > 0)) {
-                throw UsageError("--speed: " + inQuotes(options.speed) + " is no number above 0, nor max");
+                throw UsageError("--speed: " + inQuotes(line->speed) + " is no number above 0, nor max");
               }
               replayOptions.speed = factor;
             }
-            replayOptions.longestGap = durationOf("--max-gap", options.longestGapS);
-            replayOptions.multicast = multicastOf(options, options.replay.multicast.hops);
-            replay(replayOptions, task);
+            replayOptions.longestGap = durationOf("--max-gap", line->longestGapS);
+            replayOptions.multicast = line->multicast.options(line->replay.multicast.hops);
+            replay(replayOptions, taskOf(session, *line, line->source.options(), line->selection));
           },
           false};
 }
 
-Command addListen(CLI::App& app, Options& options) {
+Command addListen(CLI::App& app) {
   CLI::App* const command = app.add_subcommand("listen", "Show UDP datagrams as they arrive");
-  named(command->add_option("HOST:PORT", options.listen.at, "This machine's address, or a group's")->required(),
+  const auto line = std::make_shared<ListenLine>();
+  named(command->add_option("HOST:PORT", line->listen.at, "This machine's address, or a group's")->required(),
         "HOST:PORT");
-  addInterfaceOption(*command, options);
-  named(command->add_option("--count", options.listen.limits.datagrams, "End after N datagrams")
+  line->multicast.add(*command);
+  named(command->add_option("--count", line->listen.limits.datagrams, "End after N datagrams")
             ->check(&complaintAboutNumber),
         "N");
-  named(command->add_option("--timeout", options.timeoutS, "End after so many seconds"), "SECONDS");
-  named(command->add_option("--idle", options.idleS, "End when nothing has come for so many seconds"), "SECONDS");
-  named(command->add_option("--format", options.format, "What to write: text (default), json, csv, hex lines, pcap")
-            ->check(CLI::IsMember({"text", "json", "csv", "hex", "pcap"})),
-        "FORMAT");
-  command->add_flag("--price", options.isPrice, "Print prices kept as whole, numerator and denominator as one");
-  command->add_flag("--iso-time", options.isIsoTime, "Of json and csv: nanosecond times as 2024-06-03T09:30:00...");
-  addTimeZoneOption(*command, options);
-  addSelectionOptions(*command, options, true);
-  addOutputOptions(*command, options);
-  addDictionaryOption(*command, options.dictionary);
+  named(command->add_option("--timeout", line->timeoutS, "End after so many seconds"), "SECONDS");
+  named(command->add_option("--idle", line->idleS, "End when nothing has come for so many seconds"), "SECONDS");
+  named(
+      command->add_option("--format", line->decode.format, "What to write: text (default), json, csv, hex lines, pcap")
+          ->check(CLI::IsMember({"text", "json", "csv", "hex", "pcap"})),
+      "FORMAT");
+  line->decode.add(*command);
+  addSelectionOptions(*command, line->selection, true);
+  line->addOutput(*command);
+  line->addDictionary(*command);
   command->footer(kListenHelp);
-  return {command, [&options](const Task& task) {
-            ListenOptions listenOptions = options.listen;
-            listenOptions.multicast = multicastOf(options, MulticastOptions().hops);
-            listenOptions.limits.timeout = durationOf("--timeout", options.timeoutS);
-            listenOptions.limits.idle = durationOf("--idle", options.idleS);
-            if (options.format == "hex" || options.format == "pcap") {
-              if (isSelecting(options.selection) || options.isIsoTime) {
-                throw UsageError("--format " + options.format + " writes datagrams as they come, all of them");
+  return {command, line, [line](const Session& session) {
+            ListenOptions listenOptions = line->listen;
+            listenOptions.multicast = line->multicast.options(MulticastOptions().hops);
+            listenOptions.limits.timeout = durationOf("--timeout", line->timeoutS);
+            listenOptions.limits.idle = durationOf("--idle", line->idleS);
+            if (line->decode.format == "hex" || line->decode.format == "pcap") {
+              if (isSelecting(line->selection) || line->decode.isIsoTime) {
+                throw UsageError("--format " + line->decode.format + " writes datagrams as they come, all of them");
               }
               listenOptions.form =
-                  options.format == "hex" ? ListenOptions::Form::HexLines : ListenOptions::Form::Capture;
+                  line->decode.format == "hex" ? ListenOptions::Form::HexLines : ListenOptions::Form::Capture;
             }
-            listenOptions.decode = decodeOptionsOf(options);
-            listen(listenOptions, task);
+            listenOptions.decode = line->decode.options();
+            listen(listenOptions, taskOf(session, *line, {}, line->selection));
           }};
 }
 

@@ -3,13 +3,12 @@
 #define MDMSG_FEED_COMMAND_LINE_H
 
 #include "command_line/command.h"
-#include "command_line/options.h"
 
 namespace MD::tool {
 
-Command addGenerate(CLI::App& app, Options& options);
-Command addReplay(CLI::App& app, Options& options);
-Command addListen(CLI::App& app, Options& options);
+Command addGenerate(CLI::App& app);
+Command addReplay(CLI::App& app);
+Command addListen(CLI::App& app);
 
 }  // namespace MD::tool
 

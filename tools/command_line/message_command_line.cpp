@@ -1,5 +1,9 @@
 #include <cstdlib>
 
+#include <memory>
+#include <optional>
+#include <string>
+
 #include <CLI/CLI.hpp>
 
 #include "base/platform.h"
@@ -61,95 +65,145 @@ constexpr const char* kStatsHelp =
     "  mdmsg stats --svg feed.svg --time-zone America/New_York feed.pcap\n"
     "  mdmsg stats --time-field RECV_TIME quotes.hex";
 
+struct EncodeLine : CommonOptions {
+  std::string encoding;
+  bool isCsv = false;
+  SelectionOptions selection;
+  SinkLine sink;
+};
+
+struct DecodeCommandLine : CommonOptions {
+  DecodeLine decode;
+  SourceLine source;
+  SelectionOptions selection;
+};
+
+struct ConvertLine : CommonOptions {
+  std::string encoding;
+  SinkLine sink;
+  SourceLine source;
+  SelectionOptions selection;
+};
+
+struct DumpLine : CommonOptions {
+  std::string color = "auto";
+  SourceLine source;
+  SelectionOptions selection;
+
+  bool isColored(bool isOutTerminal) const {
+    const char* const noColor = std::getenv("NO_COLOR");
+    const bool isWanted = isOutTerminal && !outputFile && (noColor == nullptr || *noColor == '\0');
+    return color == "always" || (color == "auto" && isWanted);
+  }
+};
+
+struct StatsLine : CommonOptions {
+  std::optional<std::string> svgFile;
+  std::string timeField;
+  TimeZoneLine zone;
+  SourceLine source;
+  SelectionOptions selection;
+};
+
 }  // namespace
 
-Command addEncode(CLI::App& app, Options& options) {
+Command addEncode(CLI::App& app) {
   CLI::App* const command = app.add_subcommand("encode", "JSON lines, or CSV, to messages");
-  addEncodingOption(*command, "--encoding", options);
-  command->add_flag("--csv", options.isCsv, "Read CSV with a header line of field names");
-  addSelectionOptions(*command, options, true);
-  addSinkOptions(*command, options, "--to,--framing");
-  addOutputOptions(*command, options);
-  addCommonOptions(*command, options);
+  const auto line = std::make_shared<EncodeLine>();
+  addEncodingOption(*command, "--encoding", line->encoding);
+  command->add_flag("--csv", line->isCsv, "Read CSV with a header line of field names");
+  addSelectionOptions(*command, line->selection, true);
+  line->sink.add(*command, "--to,--framing");
+  line->addOutput(*command);
+  line->add(*command);
   command->footer(kEncodeHelp);
-  return {command, [&options](const Task& task) { encode(task, {options.encoding, options.isCsv, sinkOf(options)}); }};
+  return {command, line, [line](const Session& session) {
+            encode(taskOf(session, *line, {}, line->selection), {line->encoding, line->isCsv, line->sink.options()});
+          }};
 }
 
-Command addDecode(CLI::App& app, Options& options) {
+Command addDecode(CLI::App& app) {
   CLI::App* const command = app.add_subcommand("decode", "Messages to print-outs, JSON lines or CSV");
-  named(command->add_option("--format", options.format, "What to write: text (default), json or csv")
+  const auto line = std::make_shared<DecodeCommandLine>();
+  named(command->add_option("--format", line->decode.format, "What to write: text (default), json or csv")
             ->check(CLI::IsMember({"text", "json", "csv"})),
         "FORMAT");
-  command->add_flag("--price", options.isPrice, "Print prices kept as whole, numerator and denominator as one");
-  command->add_flag("--iso-time", options.isIsoTime, "Of json and csv: nanosecond times as 2024-06-03T09:30:00...");
-  addTimeZoneOption(*command, options);
-  addSourceOptions(*command, options);
-  addSelectionOptions(*command, options, true);
-  addOutputOptions(*command, options);
-  addCommonOptions(*command, options);
+  line->decode.add(*command);
+  line->source.add(*command);
+  addSelectionOptions(*command, line->selection, true);
+  line->addOutput(*command);
+  line->add(*command);
   command->footer(kDecodeHelp);
-  return {command, [&options](const Task& task) { decode(task, decodeOptionsOf(options)); }};
+  return {command, line, [line](const Session& session) {
+            decode(taskOf(session, *line, line->source.options(), line->selection), line->decode.options());
+          }};
 }
 
-Command addConvert(CLI::App& app, Options& options) {
+Command addConvert(CLI::App& app) {
   CLI::App* const command = app.add_subcommand("convert", "Messages to messages of another encoding");
-  addEncodingOption(*command, "--to", options);
-  addSinkOptions(*command, options, "--as");
-  addSourceOptions(*command, options);
-  addSelectionOptions(*command, options, true);
-  addOutputOptions(*command, options);
-  addCommonOptions(*command, options);
+  const auto line = std::make_shared<ConvertLine>();
+  addEncodingOption(*command, "--to", line->encoding);
+  line->sink.add(*command, "--as");
+  line->source.add(*command);
+  addSelectionOptions(*command, line->selection, true);
+  line->addOutput(*command);
+  line->add(*command);
   command->footer(kConvertHelp);
-  return {command, [&options](const Task& task) { convert(task, {options.encoding, sinkOf(options)}); }};
+  return {command, line, [line](const Session& session) {
+            convert(taskOf(session, *line, line->source.options(), line->selection),
+                    {line->encoding, line->sink.options()});
+          }};
 }
 
-Command addDump(CLI::App& app, Options& options, bool isOutTerminal) {
+Command addDump(CLI::App& app) {
   CLI::App* const command = app.add_subcommand("dump", "Messages taken apart: every byte, and what it means");
+  const auto line = std::make_shared<DumpLine>();
   named(command
-            ->add_option("--color", options.color,
+            ->add_option("--color", line->color,
                          "auto (default; on a terminal, unless NO_COLOR is set), always "
                          "or never")
             ->check(CLI::IsMember({"auto", "always", "never"})),
         "WHEN");
-  addSourceOptions(*command, options);
-  addSelectionOptions(*command, options, false);
-  addOutputOptions(*command, options);
-  addCommonOptions(*command, options);
+  line->source.add(*command);
+  addSelectionOptions(*command, line->selection, false);
+  line->addOutput(*command);
+  line->add(*command);
   command->footer(kDumpHelp);
-  return {command, [&options, isOutTerminal](const Task& task) {
-            const char* const noColor = std::getenv("NO_COLOR");
-            const bool isWanted = isOutTerminal && !options.outputFile && (noColor == nullptr || *noColor == '\0');
-            dump(task, options.color == "always" || (options.color == "auto" && isWanted));
+  return {command, line, [line](const Session& session) {
+            dump(taskOf(session, *line, line->source.options(), line->selection),
+                 line->isColored(session.streams.isOutTerminal));
           }};
 }
 
-Command addStats(CLI::App& app, Options& options, Files& files, bool isOutTerminal) {
+Command addStats(CLI::App& app) {
   CLI::App* const command = app.add_subcommand("stats", "What messages there are: encodings, rates, sizes, fields");
-  named(command->add_option("--svg", options.svgFile, "Draw rate over time and sizes into FILE, which must not exist"),
+  const auto line = std::make_shared<StatsLine>();
+  named(command->add_option("--svg", line->svgFile, "Draw rate over time and sizes into FILE, which must not exist"),
         "FILE");
-  named(command->add_option("--time-field", options.sink.timeField, "The EPOCH_NSEC field that tells when"), "FIELD");
-  addTimeZoneOption(*command, options);
-  addSourceOptions(*command, options);
-  addSelectionOptions(*command, options, false);
-  addOutputOptions(*command, options);
-  addCommonOptions(*command, options);
+  named(command->add_option("--time-field", line->timeField, "The EPOCH_NSEC field that tells when"), "FIELD");
+  line->zone.add(*command);
+  line->source.add(*command);
+  addSelectionOptions(*command, line->selection, false);
+  line->addOutput(*command);
+  line->add(*command);
   command->footer(kStatsHelp);
-  return {command, [&options, &files, isOutTerminal](const Task& task) {
-            StatsOptions statsOptions;
-            statsOptions.zone = timeZoneOf(options);
-            statsOptions.timeField = options.sink.timeField;
-            statsOptions.columns = isOutTerminal ? terminalColumns() : 80;
-            Output picture(files.svg);
-            if (options.svgFile) {
-              if (options.outputFile && isSameFile(*options.svgFile, *options.outputFile)) {
-                throw UsageError(*options.svgFile + " is the output, too");
-              }
-              openFile(*options.svgFile, options, files.svg, files);
-              picture.redirect(files.svg, *options.svgFile);
-              statsOptions.svg = &picture;
-            }
-            stats(task, statsOptions);
-          }};
+  const auto run = [line](const Session& session) {
+    StatsOptions options;
+    options.zone = line->zone.timeZone();
+    options.timeField = line->timeField;
+    options.columns = session.streams.isOutTerminal ? terminalColumns() : 80;
+    Output picture(session.files.svg);
+    if (line->svgFile) {
+      if (line->outputFile && isSameFile(*line->svgFile, *line->outputFile)) {
+        throw UsageError(*line->svgFile + " is the output, too");
+      }
+      openFile(*line->svgFile, *line, session.files.svg, session.files);
+      picture.redirect(session.files.svg, *line->svgFile);
+      options.svg = &picture;
+    }
+    stats(taskOf(session, *line, line->source.options(), line->selection), options);
+  };
+  return {command, line, run, true, true};
 }
 
 }  // namespace MD::tool

@@ -8,7 +8,14 @@
 
 #include <CLI/CLI.hpp>
 
+#include "base/errors.h"
+#include "base/quoted_text.h"
+#include "transport/packet.h"
+
 namespace MD::tool {
+
+CLI::Option* named(CLI::Option* option, const char* name) { return option->type_name(name)->option_text(name); }
+
 std::string complaintAboutNumber(const std::string& text) {
   if (text.empty() || text.find_first_not_of("0123456789") != text.npos) {
     return inQuotes(text) + " is not a whole number";
@@ -19,187 +26,177 @@ std::string complaintAboutNumber(const std::string& text) {
               : printable(text) + " is more than " + std::to_string(std::numeric_limits<std::uint64_t>::max());
 }
 
-void addCommonOptions(CLI::App& command, Options& options) {
-  addDictionaryOption(command, options.dictionary);
-  command.add_flag("--no-progress", options.isQuiet, "Show no progress on a terminal");
-  command.add_option("FILE", options.files, "Input files, \"-\" for standard input")
-      ->type_name("FILE")
-      ->option_text("");
+void CommonOptions::add(CLI::App& command) {
+  addDictionary(command);
+  command.add_flag("--no-progress", isQuiet, "Show no progress on a terminal");
+  addFiles(command);
 }
 
-void addSelectionOptions(CLI::App& command, Options& options, bool hasFields) {
+void CommonOptions::addFiles(CLI::App& command) {
+  command.add_option("FILE", files, "Input files, \"-\" for standard input")->type_name("FILE")->option_text("");
+}
+
+void CommonOptions::addDictionary(CLI::App& command) {
+  named(command.add_option("--dictionary", dictionary,
+                           "Field dictionary, XML or text (default: the one on the search path, else a built-in one)"),
+        "FILE");
+}
+
+void CommonOptions::addOutput(CLI::App& command) {
+  named(command.add_option("--output", outputFile, "Write FILE, which must not exist, not standard output"), "FILE");
+  command.add_flag("--force", isForced, "Write over a file that exists");
+}
+
+void addSelectionOptions(CLI::App& command, SelectionOptions& selection, bool hasFields) {
   named(command
-            .add_option("--where", options.selection.where,
+            .add_option("--where", selection.where,
                         "Take messages whose FIELD meets it: 'FIELD op VALUE', op one of = != < <= > >= ~; "
                         "may be repeated")
             ->take_all()
             ->allow_extra_args(false),
         "CONDITION");
-  named(command.add_option("--skip", options.selection.skip, "Leave the first N of them out")
-            ->check(&complaintAboutNumber),
+  named(command.add_option("--skip", selection.skip, "Leave the first N of them out")->check(&complaintAboutNumber),
         "N");
-  named(command.add_option("--limit", options.selection.limit, "Stop after N of them")->check(&complaintAboutNumber),
-        "N");
+  named(command.add_option("--limit", selection.limit, "Stop after N of them")->check(&complaintAboutNumber), "N");
   if (hasFields) {
-    named(command.add_option("--fields", options.selection.fields, "Take these fields, by name or id, with commas")
+    named(command.add_option("--fields", selection.fields, "Take these fields, by name or id, with commas")
               ->delimiter(',')
               ->allow_extra_args(false),
           "FIELDS");
   }
 }
 
-void addSourceOptions(CLI::App& command, Options& options) {
+void SourceLine::add(CLI::App& command) {
   named(command
-            .add_option("--from", options.from,
+            .add_option("--from", from,
                         "What the input is: auto (default; a capture by its first bytes, else hex lines), hex, raw "
                         "(one message) or pcap (pcap or pcapng, a UDP datagram a message)")
             ->check(CLI::IsMember({"auto", "hex", "raw", "pcap"})),
         "FORM");
-  named(command.add_option("--framing", options.framing,
+  named(command.add_option("--framing", framing,
                            "Read a stream with a length in front of each message: u16le, u16be, u32le or u32be"),
         "FRAMING");
-  named(command.add_option("--port", options.source.port, "Of captures: datagrams to this UDP port")
+  named(command.add_option("--port", source.port, "Of captures: datagrams to this UDP port")
             ->check(&complaintAboutNumber),
         "PORT");
-  named(command.add_option("--group", options.group, "Of captures: datagrams to this address"), "ADDRESS");
-  named(command.add_option("--filter", options.source.filter, "Of captures: a filter expression as of tcpdump"),
-        "EXPRESSION");
+  named(command.add_option("--group", group, "Of captures: datagrams to this address"), "ADDRESS");
+  named(command.add_option("--filter", source.filter, "Of captures: a filter expression as of tcpdump"), "EXPRESSION");
 }
 
-void addFormOption(CLI::App& command, Options& options, const char* name) {
+SourceOptions SourceLine::options() const {
+  SourceOptions options = source;
+  if (!framing.empty()) {
+    if (from != "auto") {
+      throw UsageError("--framing is a form of its own; leave --from out");
+    }
+    options.form = InputForm::Framed;
+    options.framing = parseFraming(framing);
+  } else if (from == "hex") {
+    options.form = InputForm::HexLines;
+  } else if (from == "raw") {
+    options.form = InputForm::Raw;
+  } else if (from == "pcap") {
+    options.form = InputForm::Capture;
+  }
+  if (!group.empty()) {
+    options.group = parseAddress(group);
+    if (!options.group) {
+      throw UsageError("--group: " + inQuotes(group) + " is not an address");
+    }
+  }
+  return options;
+}
+
+void SinkLine::add(CLI::App& command, const char* name) {
+  addForm(command, name);
+  named(command.add_option("--time-field", sink.timeField, "Of pcap: the EPOCH_NSEC field with the times"), "FIELD");
+  addEndpoints(command);
+}
+
+void SinkLine::addForm(CLI::App& command, const char* name) {
   named(command
-            .add_option(name, options.to,
+            .add_option(name, form,
                         "What to write: hex lines (default), raw (one message), u16le, u16be, u32le or u32be (a "
                         "length in front of each message), pcap (UDP datagrams)")
             ->check(CLI::IsMember({"hex", "raw", "u16le", "u16be", "u32le", "u32be", "pcap"})),
         "FORM");
 }
 
-void addEndpointOptions(CLI::App& command, Options& options) {
-  named(command.add_option("--source", options.sink.source, "Of pcap: from where, default 192.0.2.1:30000"),
+void SinkLine::addEndpoints(CLI::App& command) {
+  named(command.add_option("--source", sink.source, "Of pcap: from where, default 192.0.2.1:30000"), "ADDRESS:PORT");
+  named(command.add_option("--destination", sink.destination, "Of pcap: to where, default 239.192.0.1:30001"),
         "ADDRESS:PORT");
-  named(command.add_option("--destination", options.sink.destination, "Of pcap: to where, default 239.192.0.1:30001"),
-        "ADDRESS:PORT");
 }
 
-void addSinkOptions(CLI::App& command, Options& options, const char* name) {
-  addFormOption(command, options, name);
-  named(command.add_option("--time-field", options.sink.timeField, "Of pcap: the EPOCH_NSEC field with the times"),
-        "FIELD");
-  addEndpointOptions(command, options);
+SinkOptions SinkLine::options() const {
+  SinkOptions options = sink;
+  if (form == "pcap") {
+    options.form = OutputForm::Capture;
+  } else if (form == "raw") {
+    options.form = OutputForm::Raw;
+  } else if (form != "hex") {
+    options.form = OutputForm::Framed;
+    options.framing = parseFraming(form);
+  }
+  return options;
 }
 
-void addOutputOptions(CLI::App& command, Options& options) {
-  named(command.add_option("--output", options.outputFile, "Write FILE, which must not exist, not standard output"),
-        "FILE");
-  command.add_flag("--force", options.isForced, "Write over a file that exists");
-}
-
-void addEncodingOption(CLI::App& command, const char* name, Options& options) {
-  named(command.add_option(name, options.encoding, "Encoding to write: mInt, IterMap, MsgT or preferred")
+void addEncodingOption(CLI::App& command, const char* name, std::string& encoding) {
+  named(command.add_option(name, encoding, "Encoding to write: mInt, IterMap, MsgT or preferred")
             ->required()
             ->check(CLI::IsMember({"mInt", "IterMap", "MsgT", "preferred"})),
         "ENCODING");
 }
 
-void addTimeZoneOption(CLI::App& command, Options& options) {
-  named(command.add_option("--time-zone", options.timeZone,
+void TimeZoneLine::add(CLI::App& command) {
+  named(command.add_option("--time-zone", zone,
                            "Of moments: UTC (default), local, +05:30, or a name such as Europe/Vienna"),
         "ZONE");
 }
 
-TimeZone timeZoneOf(const Options& options) {
-  return options.timeZone ? TimeZone::parse(*options.timeZone) : TimeZone();
+TimeZone TimeZoneLine::timeZone() const { return zone ? TimeZone::parse(*zone) : TimeZone(); }
+
+void DecodeLine::add(CLI::App& command) {
+  command.add_flag("--price", isPrice, "Print prices kept as whole, numerator and denominator as one");
+  command.add_flag("--iso-time", isIsoTime, "Of json and csv: nanosecond times as 2024-06-03T09:30:00...");
+  zone.add(command);
 }
 
-SinkOptions sinkOf(const Options& options) {
-  SinkOptions sink = options.sink;
-  if (options.to == "pcap") {
-    sink.form = OutputForm::Capture;
-  } else if (options.to == "raw") {
-    sink.form = OutputForm::Raw;
-  } else if (options.to != "hex") {
-    sink.form = OutputForm::Framed;
-    sink.framing = parseFraming(options.to);
-  }
-  return sink;
-}
-
-SourceOptions sourceOf(const Options& options) {
-  SourceOptions source = options.source;
-  if (!options.framing.empty()) {
-    if (options.from != "auto") {
-      throw UsageError("--framing is a form of its own; leave --from out");
-    }
-    source.form = InputForm::Framed;
-    source.framing = parseFraming(options.framing);
-  } else if (options.from == "hex") {
-    source.form = InputForm::HexLines;
-  } else if (options.from == "raw") {
-    source.form = InputForm::Raw;
-  } else if (options.from == "pcap") {
-    source.form = InputForm::Capture;
-  }
-  if (!options.group.empty()) {
-    source.group = parseAddress(options.group);
-    if (!source.group) {
-      throw UsageError("--group: " + inQuotes(options.group) + " is not an address");
-    }
-  }
-  return source;
-}
-
-Format formatOf(const Options& options) {
-  if (options.isPrice && options.format != "text") {
+DecodeOptions DecodeLine::options() const {
+  if (isPrice && format != "text") {
     throw UsageError("--price goes with --format text");
   }
-  if (options.isIsoTime && options.format == "text") {
+  if (isIsoTime && format == "text") {
     throw UsageError("--iso-time goes with --format json or csv");
   }
-  if (options.format == "json") {
-    return Format::Json;
-  }
-  if (options.format == "csv") {
-    return Format::Csv;
-  }
-  return options.isPrice ? Format::PriceText : Format::Text;
-}
-
-DecodeOptions decodeOptionsOf(const Options& options) {
-  DecodeOptions decodeOptions{formatOf(options), {}};
-  if (options.timeZone && !options.isIsoTime) {
+  if (zone.zone && !isIsoTime) {
     throw UsageError("--time-zone goes with --iso-time");
   }
-  if (options.isIsoTime) {
-    decodeOptions.isoTime = timeZoneOf(options);
+  DecodeOptions options;
+  options.format = format == "json"  ? Format::Json
+                   : format == "csv" ? Format::Csv
+                   : isPrice         ? Format::PriceText
+                                     : Format::Text;
+  if (isIsoTime) {
+    options.isoTime = zone.timeZone();
   }
-  return decodeOptions;
+  return options;
 }
 
-MulticastOptions multicastOf(const Options& options, unsigned hops) {
+void MulticastLine::add(CLI::App& command) {
+  named(command.add_option("--interface", address, "Of a group: this machine's address to reach it by"), "ADDRESS");
+}
+
+MulticastOptions MulticastLine::options(unsigned hops) const {
   MulticastOptions multicast;
   multicast.hops = hops;
-  if (!options.interfaceAddress.empty()) {
-    multicast.interfaceAddress = parseAddress(options.interfaceAddress);
+  if (!address.empty()) {
+    multicast.interfaceAddress = parseAddress(address);
     if (!multicast.interfaceAddress) {
-      throw UsageError("--interface: " + inQuotes(options.interfaceAddress) + " is not an address");
+      throw UsageError("--interface: " + inQuotes(address) + " is not an address");
     }
   }
   return multicast;
-}
-
-void addInterfaceOption(CLI::App& command, Options& options) {
-  named(
-      command.add_option("--interface", options.interfaceAddress, "Of a group: this machine's address to reach it by"),
-      "ADDRESS");
-}
-
-CLI::Option* named(CLI::Option* option, const char* name) { return option->type_name(name)->option_text(name); }
-
-void addDictionaryOption(CLI::App& command, std::optional<std::string>& path) {
-  named(command.add_option("--dictionary", path,
-                           "Field dictionary, XML or text (default: the one on the search path, else a built-in one)"),
-        "FILE");
 }
 
 }  // namespace MD::tool

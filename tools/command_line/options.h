@@ -1,4 +1,4 @@
-// Options that several commands share.
+// Options that several commands share, in groups; a command's own options are a struct that holds the groups it needs.
 #ifndef MDMSG_OPTIONS_H
 #define MDMSG_OPTIONS_H
 
@@ -6,71 +6,103 @@
 #include <string>
 #include <vector>
 
-#include "command_line/command.h"
 #include "commands/commands.h"
-#include "commands/feed_commands.h"
+#include "messages/message_sink.h"
+#include "messages/selection.h"
+#include "text/time_text.h"
+#include "transport/message_source.h"
+#include "transport/udp.h"
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
 
 namespace MD::tool {
 
-/// What the command line says; each command uses a part of it.
-struct Options {
-  // What is read.
-  std::vector<std::string> files;
-  std::string from = "auto";
-  std::string framing;
-  SourceOptions source;
-  std::string group;
-  SelectionOptions selection;
-  std::optional<std::string> dictionary;
-  // What is written.
-  std::string encoding;
-  std::string to = "hex";
-  SinkOptions sink;
-  std::optional<std::string> outputFile;
-  bool isForced = false;
-  bool isQuiet = false;  ///< no progress
-  // Of one command.
-  bool isCsv = false;
-  std::string format = "text";
-  bool isPrice = false;
-  bool isIsoTime = false;
-  std::optional<std::string> timeZone;
-  std::string color = "auto";
-  FeedOptions feed;
-  std::string start;
-  ReplayOptions replay;
-  std::string speed;
-  std::optional<double> longestGapS;
-  ListenOptions listen;
-  std::optional<double> timeoutS;
-  std::optional<double> idleS;
-  std::string interfaceAddress;
-  std::optional<std::string> svgFile;
-};
+/// What an option takes, a field, a file and so on, as the help shows it.
+CLI::Option* named(CLI::Option* option, const char* name);
 
 /// Options that take a number must not take a minus for one, nor the largest for a larger one.
 std::string complaintAboutNumber(const std::string& text);
-/// The options of every command.
-void addCommonOptions(CLI::App& command, Options& options);
+
+/// What the program itself needs to know of a command line, before the command runs. A command without one of these
+/// options leaves it at its default.
+struct CommonOptions {
+  std::vector<std::string> files;  ///< what is read
+  std::optional<std::string> dictionary;
+  bool isQuiet = false;  ///< no progress
+  std::optional<std::string> outputFile;
+  bool isForced = false;
+
+  /// Adds --dictionary, --no-progress and the files.
+  void add(CLI::App& command);
+  void addFiles(CLI::App& command);
+  void addDictionary(CLI::App& command);
+  /// Adds --output and --force.
+  void addOutput(CLI::App& command);
+};
+
 /// Which messages.
-void addSelectionOptions(CLI::App& command, Options& options, bool hasFields);
+void addSelectionOptions(CLI::App& command, SelectionOptions& selection, bool hasFields);
+
 /// How messages are read.
-void addSourceOptions(CLI::App& command, Options& options);
-/// In which form messages are written. @param name  of the option that says so
-void addFormOption(CLI::App& command, Options& options, const char* name);
-void addEndpointOptions(CLI::App& command, Options& options);
-/// How messages are written. @param name  of the option that says in which form
-void addSinkOptions(CLI::App& command, Options& options, const char* name);
-void addOutputOptions(CLI::App& command, Options& options);
-void addEncodingOption(CLI::App& command, const char* name, Options& options);
-void addTimeZoneOption(CLI::App& command, Options& options);
-TimeZone timeZoneOf(const Options& options);
-SinkOptions sinkOf(const Options& options);
-SourceOptions sourceOf(const Options& options);
-Format formatOf(const Options& options);
-DecodeOptions decodeOptionsOf(const Options& options);
-MulticastOptions multicastOf(const Options& options, unsigned hops);
-void addInterfaceOption(CLI::App& command, Options& options);
+struct SourceLine {
+  std::string from = "auto";
+  std::string framing;
+  std::string group;
+  SourceOptions source;
+
+  void add(CLI::App& command);
+  /// @throws UsageError
+  SourceOptions options() const;
+};
+
+/// How messages are written.
+struct SinkLine {
+  std::string form = "hex";
+  SinkOptions sink;
+
+  /// @param name  of the option that says in which form
+  void add(CLI::App& command, const char* name);
+  void addForm(CLI::App& command, const char* name);
+  void addEndpoints(CLI::App& command);
+  /// @throws UsageError
+  SinkOptions options() const;
+};
+
+/// In which encoding. @param name  of the option
+void addEncodingOption(CLI::App& command, const char* name, std::string& encoding);
+
+/// In which time zone moments are shown.
+struct TimeZoneLine {
+  std::optional<std::string> zone;
+
+  void add(CLI::App& command);
+  /// @throws UsageError for a zone that there is not
+  TimeZone timeZone() const;
+};
+
+/// How messages are shown. The command adds --format itself, since its formats are its own.
+struct DecodeLine {
+  std::string format = "text";
+  bool isPrice = false;
+  bool isIsoTime = false;
+  TimeZoneLine zone;
+
+  void add(CLI::App& command);
+  /// @throws UsageError for options that do not go together
+  DecodeOptions options() const;
+};
+
+/// By which of the machine's addresses groups are reached.
+struct MulticastLine {
+  std::string address;
+
+  void add(CLI::App& command);
+  /// @throws UsageError
+  MulticastOptions options(unsigned hops) const;
+};
 
 }  // namespace MD::tool
 

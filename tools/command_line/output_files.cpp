@@ -16,7 +16,7 @@ bool isSameFile(const std::string& path, const std::string& other) {
   return std::filesystem::equivalent(path, other, error);
 }
 
-void refuseInputs(const std::string& path, const Options& options) {
+void refuseInputs(const std::string& path, const CommonOptions& options) {
   const auto isRead = [&](const std::string& input) {
     return input == "-" ? isStandardInput(path) : isSameFile(input, path);
   };
@@ -28,7 +28,7 @@ void refuseInputs(const std::string& path, const Options& options) {
   }
 }
 
-void openFile(const std::string& path, const Options& options, std::ofstream& file, Files& files) {
+void openFile(const std::string& path, const CommonOptions& options, std::ofstream& file, Files& files) {
   std::error_code error;
   const bool isThere = std::filesystem::exists(path, error);
   if (isThere) {

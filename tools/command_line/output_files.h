@@ -19,9 +19,9 @@ struct Files {
 
 bool isSameFile(const std::string& path, const std::string& other);
 /// @throws UsageError when a file that exists is also read
-void refuseInputs(const std::string& path, const Options& options);
+void refuseInputs(const std::string& path, const CommonOptions& options);
 /// Opens a file to write, which must not exist, or not be an input, as the options have it.
-void openFile(const std::string& path, const Options& options, std::ofstream& file, Files& files);
+void openFile(const std::string& path, const CommonOptions& options, std::ofstream& file, Files& files);
 /// Removes files that were made and got nothing: they would be in the way of the next try.
 void removeEmpty(Files& files);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <memory>
 #include <ostream>
 #include <sstream>
 
@@ -12,9 +13,9 @@
 #include "base/progress.h"
 #include "command_line/command.h"
 #include "command_line/command_table.h"
+#include "command_line/dict_command_line.h"
 #include "command_line/feed_command_line.h"
 #include "command_line/message_command_line.h"
-#include "command_line/options.h"
 #include "command_line/output_files.h"
 #include "dictionary/dictionary.h"
 
@@ -30,28 +31,32 @@ constexpr const char* kDescription =
     "did not go out as it came; 2 when the command line or a file that it names cannot\n"
     "be used.";
 
+struct DescribeLine : CommonOptions {
+  std::string form;
+};
+
 /// The hidden command that writes manual page and completions, from the very table that the parser works by.
-Command addDescribe(CLI::App& app, Options& options) {
+Command addDescribe(CLI::App& app) {
   CLI::App* const command = app.add_subcommand("describe", "The manual page, or completion for a shell");
+  const auto line = std::make_shared<DescribeLine>();
   command->group("");
-  command->add_option("FORM", options.format, "man, bash, zsh or fish")
+  command->add_option("FORM", line->form, "man, bash, zsh or fish")
       ->required()
       ->check(CLI::IsMember({"man", "bash", "zsh", "fish"}));
-  addOutputOptions(*command, options);
-  return {command,
-          [&app, &options](const Task& task) {
-            const CommandEntry table = tableOf(app);
-            task.out.text() += options.format == "man"    ? manualPage(table, "mdmsg " MDMSG_VERSION)
-                               : options.format == "bash" ? bashCompletion(table)
-                               : options.format == "zsh"  ? zshCompletion(table)
-                                                          : fishCompletion(table);
-            task.out.lineDone();
-          },
-          false};
+  line->addOutput(*command);
+  const auto run = [&app, line](const Session& session) {
+    const CommandEntry table = tableOf(app);
+    session.out.text() += line->form == "man"    ? manualPage(table, "mdmsg " MDMSG_VERSION)
+                          : line->form == "bash" ? bashCompletion(table)
+                          : line->form == "zsh"  ? zshCompletion(table)
+                                                 : fishCompletion(table);
+    session.out.lineDone();
+  };
+  return {command, line, run, false};
 }
 
 /// All commands, in the order in which the help lists them.
-std::vector<Command> addCommands(CLI::App& app, Options& options, Files& files, bool isOutTerminal) {
+std::vector<Command> addCommands(CLI::App& app) {
   app.set_version_flag("--version", "mdmsg " MDMSG_VERSION, "Print the version and exit");
   app.require_subcommand(1);
   app.footer(
@@ -61,15 +66,8 @@ std::vector<Command> addCommands(CLI::App& app, Options& options, Files& files, 
       "  mdmsg convert --to MsgT quotes.hex > other.hex\n"
       "\n"
       "\"mdmsg COMMAND --help\" tells more.");
-  std::vector<Command> commands{addEncode(app, options),
-                                addDecode(app, options),
-                                addConvert(app, options),
-                                addDump(app, options, isOutTerminal),
-                                addStats(app, options, files, isOutTerminal),
-                                addGenerate(app, options),
-                                addReplay(app, options),
-                                addListen(app, options),
-                                addDescribe(app, options)};
+  std::vector<Command> commands{addEncode(app),   addDecode(app), addConvert(app), addDump(app),    addStats(app),
+                                addGenerate(app), addReplay(app), addListen(app),  addDescribe(app)};
   addDictCommands(app, commands);
   return commands;
 }
@@ -90,9 +88,8 @@ std::string complaintOf(const CLI::App& app, const CLI::ParseError& error) {
 /// @param files  the files that are written; they outlive what is written to them, and so does `progress`
 int runCommand(std::vector<std::string> arguments, const Streams& streams, Files& files, Progress& progress,
                Output& out, Reporter& reporter) {
-  Options options;
   CLI::App app(kDescription, "mdmsg");
-  const std::vector<Command> commands = addCommands(app, options, files, streams.isOutTerminal);
+  const std::vector<Command> commands = addCommands(app);
   try {
     std::reverse(arguments.begin(), arguments.end());
     app.parse(std::move(arguments));
@@ -111,21 +108,18 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, Files
   const QuietLibrary quiet;
   const auto isGiven = [&](const Command& command) { return command.app->parsed(); };
   const Command& command = *std::find_if(commands.begin(), commands.end(), isGiven);
+  const CommonOptions& options = *command.options;
   if (command.usesDictionary) {
     loadNamedDictionary(options.dictionary, reporter);
   }
-  // Not written inside the task: g++ 12 destroys parts of a nested aggregate twice when what stands behind it throws.
-  const Inputs inputs{options.files, streams.in};
-  const Task task{inputs, sourceOf(options), options.selection, out, reporter};
   if (options.outputFile) {
     openFile(*options.outputFile, options, files.output, files);
     out.redirect(files.output, *options.outputFile);
   }
-  if (streams.isErrTerminal && !options.isQuiet &&
-      (!streams.isOutTerminal || options.outputFile || app.got_subcommand("stats"))) {
+  if (streams.isErrTerminal && !options.isQuiet && (!streams.isOutTerminal || options.outputFile || command.isSilent)) {
     reporter.setProgress(&progress);
   }
-  command.run(task);
+  command.run({streams, files, out, reporter});
   out.finish();
   return reporter.status();
 }

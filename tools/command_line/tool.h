@@ -2,19 +2,12 @@
 #ifndef MDMSG_TOOL_H
 #define MDMSG_TOOL_H
 
-#include <iosfwd>
 #include <string>
 #include <vector>
 
-namespace MD::tool {
+#include "command_line/streams.h"
 
-struct Streams {
-  std::istream& in;
-  std::ostream& out;
-  std::ostream& err;  ///< not std::cerr itself, which the library writes to
-  bool isOutTerminal = false;
-  bool isErrTerminal = false;
-};
+namespace MD::tool {
 
 /// Runs one command.
 /// @param arguments  of the command line, without the program's name
