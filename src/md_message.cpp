@@ -1,51 +1,22 @@
 #include "md/md_message.h"
 
 #include <ostream>
+#include <typeinfo>
 #include <utility>
 
 #include "assertion.h"
+#include "field_copy.h"
+#include "md/md_itermap.h"
+#include "md/md_mint.h"
+#include "md/md_msgt.h"
 #include "message_printer.h"
 #include "report.h"
 
 namespace MD {
 namespace {
 
-constexpr const char* kFile = "md_message/src/md_message";
-
-/// Calls `use` with a value-initialised object of the value type that `type` stands for. Any other type fails the
-/// assertion "0" of `assertionLine` (none when that is 0).
-/// @return what `use` returned, or false
-template <class Use>
-bool withValueOfType(std::uint8_t type, unsigned assertionLine, Use use) {
-  switch (type) {
-#define MD_CASE(T, name, code) \
-  case code:                   \
-    return use(T{});
-    MD_VALUE_TYPES(MD_CASE)
-#undef MD_CASE
-    default:
-      if (assertionLine != 0) {
-        detail::assertionFailed("0", kFile, assertionLine);
-      }
-      return false;
-  }
-}
-
-/// The line under which a failed copy of a value type is filed: those of one type lie ten behind those of the one
-/// before.
-constexpr unsigned copyAssertionLine(DATATYPES::Code type) noexcept {
-#define MD_CODE(T, name, code) code,
-  constexpr DATATYPES::Code kSlotOrder[] = {MD_VALUE_TYPES(MD_CODE)};
-#undef MD_CODE
-  unsigned line = 300;
-  for (const DATATYPES::Code code : kSlotOrder) {
-    if (code == type) {
-      break;
-    }
-    line += 10;
-  }
-  return line;
-}
+using detail::kMessageFile;
+using detail::withValueOfType;
 
 }  // namespace
 
@@ -107,15 +78,21 @@ void MD_Message::copyMsg(const MD_Message& source) {
   std::vector<std::uint16_t> ids;
   source.getFieldIdsImpl(ids);
   // Without a field nothing changes: views into this message stay good.
-  if (!ids.empty()) {
-    reserveForCopy(source, ids.size());
+  if (ids.empty()) {
+    return;
   }
-  for (const std::uint16_t id : ids) {
-    withValueOfType(m_map->packed(id).type, 389, [&](auto value) {
-      constexpr unsigned kLine = copyAssertionLine(detail::kTypeCode<decltype(value)>);
-      return detail::check(source.getImpl(id, value), "b == true", kFile, kLine) &&
-             detail::check(addImpl(id, value) || updateImpl(id, value), "b == true", kFile, kLine + 3);
-    });
+  reserveForCopy(source, ids.size());
+  // A message that is its own source erases at once: its reads would see records that are only marked.
+  const std::type_info& type = &source != this ? typeid(*this) : typeid(MD_Message);
+  if (type == typeid(mInt)) {
+    static_cast<mInt&>(*this).takeFields(source, ids);
+  } else if (type == typeid(IterMap)) {
+    static_cast<IterMap&>(*this).takeFields(source, ids);
+  } else if (type == typeid(MsgT)) {
+    static_cast<MsgT&>(*this).takeFields(source, ids);
+  } else {
+    detail::copyFields(source, *m_map, ids,
+                       [this](std::uint16_t id, auto value) { return addImpl(id, value) || updateImpl(id, value); });
   }
 }
 
@@ -173,7 +150,7 @@ void MD_Message::const_iterator::load() {
   }
   const bool b = m_message->readVariant(m_field.id, m_field.value, m_unreadable);
   if (m_unreadable == Unreadable::IsAssertedAgainst) {
-    detail::check(b, "b == true", kFile, __LINE__);
+    detail::check(b, "b == true", kMessageFile, __LINE__);
   }
 }
 

@@ -3,7 +3,9 @@
 #ifndef MD_SRC_RECORD_MESSAGE_H
 #define MD_SRC_RECORD_MESSAGE_H
 
+#include "field_copy.h"
 #include "md/md_record_message.h"
+#include "record_replacement.h"
 #include "record_store.h"
 
 namespace MD {
@@ -98,6 +100,13 @@ bool RecordMessage<Encoding>::setBinaryImpl(const std::uint8_t* received, std::u
   }
   Records(*this).parse(received, sizeBytes);
   return true;
+}
+
+template <class Encoding>
+void RecordMessage<Encoding>::takeFields(const MD_Message& source, const std::vector<std::uint16_t>& ids) {
+  detail::RecordReplacement<typename Encoding::Rules> fields(Records(*this), ids.size());
+  detail::copyFields(source, fieldMap(), ids,
+                     [&fields](std::uint16_t id, auto value) { return fields.put(id, value); });
 }
 
 template <class Encoding>

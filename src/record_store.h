@@ -230,6 +230,9 @@ class RecordStore {
   }
 
  private:
+  template <class>
+  friend class RecordReplacement;
+
   using Plain = PlainRecords<Rules>;
 
   MsgData& data() const noexcept { return m_message->bytes(); }

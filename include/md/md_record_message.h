@@ -79,6 +79,11 @@ class MD_API RecordMessage : public MD_Message {
 #undef MD_SLOT
 
  private:
+  friend class MD_Message;
+
+  /// copyMsg() of these fields of another message.
+  MD_LOCAL void takeFields(const MD_Message& source, const std::vector<std::uint16_t>& ids);
+
   struct MD_LOCAL Records;
   friend struct Records;
 };
