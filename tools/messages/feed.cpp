@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include <algorithm>
 #include <limits>
 
 #include "base/diagnostics.h"
@@ -163,10 +164,12 @@ void Feed::damage(const MD_Message& message) {
     case Damage::UnknownField: {
       constexpr std::uint8_t kLow = kUnknownField & 0xff;
       constexpr std::uint8_t kHigh = kUnknownField >> 8;
-      const std::vector<std::uint8_t> records[] = {{kLow, kHigh, 1, 0},                     // mInt
-                                                   {kLow, kHigh},                           // IterMap
-                                                   {kHigh, kLow, 0, 1, 0, 0, 0, 1, 0x58}};  // MsgT, a CHAR
-      const auto& record = records[message.getPB() == 6 ? 0 : message.getPB() == 1 ? 1 : 2];
+      const std::uint8_t encoding = message.getPB();
+      const std::vector<std::uint8_t> record =
+          encoding == ENCODINGS::MINT ? std::vector<std::uint8_t>{kLow, kHigh, 1, 0}
+          : encoding == ENCODINGS::ITERMAP
+              ? std::vector<std::uint8_t>{kLow, kHigh}
+              : std::vector<std::uint8_t>{kHigh, kLow, 0, DATATYPES::CHAR, 0, 0, 0, 1, 'X'};
       m_bytes.insert(m_bytes.end(), record.begin(), record.end());
       return;
     }
@@ -176,7 +179,7 @@ void Feed::damage(const MD_Message& message) {
       std::uint32_t sizeBytes = 0;
       const std::uint8_t* const first = message.getBinary();
       const std::uint8_t* const end = message.fieldData(kSeq, type, sizeBytes) + sizeBytes;
-      const std::size_t header = message.getPB() == 70 ? 4 : 1;
+      const std::size_t header = message.getPB() == ENCODINGS::MSGT ? 4 : 1;
       m_bytes.insert(m_bytes.end(), first + header, end);
       return;
     }

@@ -7,6 +7,7 @@
 
 #include "base/encodings.h"
 #include "md/md_datatypes.h"
+#include "src/md_typemap.h"
 #include "text/value_text.h"
 
 namespace MD::tool {
@@ -14,30 +15,14 @@ namespace {
 
 constexpr std::size_t kLongestView = 65535;
 
-/// The number of bytes that `IterMap` sets aside for a type without a length word.
-std::size_t iterMapWidthOf(std::uint8_t type) noexcept {
-  constexpr std::uint8_t kWidths[] = {0, 1, 4, 2, 4, 8, 0, 0, 0, 4, 4, 12, 0, 0, 0, 4, 4, 4, 4, 8, 8, 0, 8, 0};
-  return type < sizeof kWidths ? kWidths[type] : 0;
+/// The number of bytes of a type without a length word: those that `IterMap` sets aside.
+std::size_t widthOf(std::uint8_t type) noexcept {
+  return type < detail::kIterMapWidths.size() ? detail::kIterMapWidths[type] : 0;
 }
 
 }  // namespace
 
-std::size_t fixedSizeOf(std::uint8_t type) noexcept {
-  switch (type) {
-    case DATATYPES::CHAR:
-      return 1;
-    case DATATYPES::INT:
-    case DATATYPES::FLOAT:
-      return 4;
-    case DATATYPES::DOUBLE:
-    case DATATYPES::INT64:
-    case DATATYPES::DATETIME:
-    case DATATYPES::EPOCH_NSEC:
-      return 8;
-    default:
-      return 0;
-  }
-}
+std::size_t fixedSizeOf(std::uint8_t type) noexcept { return isCarried(type) ? widthOf(type) : 0; }
 
 std::uint64_t numberIn(const std::uint8_t* bytes, std::size_t sizeBytes, bool isBigEndian) noexcept {
   std::uint64_t value = 0;
@@ -125,7 +110,7 @@ void RecordWalk::readIterMap(Record& record) {
     readLengthAndValue(record, 2, false);
   } else if (record.type == DATATYPES::BUFFER) {
     readLengthAndValue(record, 4, false);
-  } else if (const std::size_t width = iterMapWidthOf(record.type); width != 0) {
+  } else if (const std::size_t width = widthOf(record.type); width != 0) {
     readValue(record, width);
   }
 }

@@ -3,25 +3,16 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <iterator>
 #include <limits>
 #include <system_error>
 
 #include "base/diagnostics.h"
 #include "md/md_value_types.h"
+#include "src/md_typemap.h"
 #include "text/time_text.h"
 
 namespace MD::tool {
 namespace {
-
-constexpr const char* kTypeNames[] = {"RAW",       "CHAR",       "INT",      "SHORT", "FLOAT",     "DOUBLE",
-                                      "STRING",    "VECTOR",     "MSG_T",    "DATE",  "TIME",      "FRACTION",
-                                      "CHILD_MSG", "FOLDED_INT", "BUFFER",   "15",    "UINT",      "LONG_INT",
-                                      "ULONG_INT", "INT64",      "DATETIME", "21",    "EPOCH_NSEC"};
-
-/// Codes that no type has.
-constexpr std::size_t kNoType1 = 15;
-constexpr std::size_t kNoType2 = 21;
 
 template <class T>
 constexpr const char* kRealName = sizeof(T) == sizeof(float) ? "FLOAT" : "DOUBLE";
@@ -33,18 +24,18 @@ bool startsNumber(std::string_view text) noexcept {
 
 }  // namespace
 
-const char* typeName(std::uint8_t type) noexcept { return type < std::size(kTypeNames) ? kTypeNames[type] : "?"; }
-
-std::optional<std::uint8_t> typeCode(std::string_view name) noexcept {
-  if (name == "OPTI_PRICE") {
-    return DATATYPES::OPTI_PRICE;
-  }
-  for (std::size_t code = 0; code != std::size(kTypeNames); ++code) {
-    if (name == kTypeNames[code] && code != kNoType1 && code != kNoType2) {
-      return static_cast<std::uint8_t>(code);
+const char* typeName(std::uint8_t type) noexcept {
+  for (const auto& [name, code, widthBytes] : detail::kFieldTypes) {
+    if (code == type) {
+      return name.data();  // a literal, so that a NUL ends it
     }
   }
-  return std::nullopt;
+  return "?";
+}
+
+std::optional<std::uint8_t> typeCode(std::string_view name) noexcept {
+  const detail::FieldType* const type = detail::findType(name);
+  return type != nullptr ? std::optional(type->code) : std::nullopt;
 }
 
 bool isCarried(std::uint8_t type) noexcept {

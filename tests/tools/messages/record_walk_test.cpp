@@ -3,6 +3,7 @@
 
 #include <ostream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -123,5 +124,27 @@ TEST_F(RecordWalkTest, ALengthBeyondWhatAReadReturnsIsAFlaw) {
 }
 
 TEST_F(RecordWalkTest, NothingHasNoRecords) { EXPECT_EQ(walked(""), ""); }
+
+TEST(FixedSize, IsThatOfValuesThatMessagesCarry) {
+  const std::pair<std::uint8_t, std::size_t> sizes[] = {
+      {MD::DATATYPES::CHAR, 1},
+      {MD::DATATYPES::INT, 4},
+      {MD::DATATYPES::INT64, 8},
+      {MD::DATATYPES::FLOAT, 4},
+      {MD::DATATYPES::DOUBLE, 8},
+      {MD::DATATYPES::DATETIME, 8},
+      {MD::DATATYPES::EPOCH_NSEC, 8},
+      {MD::DATATYPES::STRING, 0},
+      {MD::DATATYPES::BUFFER, 0},
+      {MD::DATATYPES::DATE, 0},
+      {MD::DATATYPES::FRACTION, 0},
+      {15, 0},
+      {23, 0},
+      {255, 0},
+  };
+  for (const auto& [type, sizeBytes] : sizes) {
+    EXPECT_EQ(fixedSizeOf(type), sizeBytes) << int{type};
+  }
+}
 
 }  // namespace

@@ -153,4 +153,13 @@ TEST(TypeCode, KnowsTheTypeNamesThatTheLibraryKnows) {
   }
 }
 
+TEST(TypeName, IsTheDictionarysOwn) {
+  EXPECT_STREQ(typeName(MD::DATATYPES::RAW), "RAW");
+  EXPECT_STREQ(typeName(MD::DATATYPES::OPTI_PRICE), "INT");
+  EXPECT_STREQ(typeName(MD::DATATYPES::EPOCH_NSEC), "EPOCH_NSEC");
+  for (const std::uint8_t code : {15, 21, 23, 255}) {
+    EXPECT_STREQ(typeName(code), "?") << int{code};
+  }
+}
+
 }  // namespace
