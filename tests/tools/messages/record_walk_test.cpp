@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "md/md_datatypes.h"
 #include "text/hex_reader.h"
 #include "tools/tool_support.h"
 
@@ -126,7 +127,7 @@ TEST_F(RecordWalkTest, ALengthBeyondWhatAReadReturnsIsAFlaw) {
 TEST_F(RecordWalkTest, NothingHasNoRecords) { EXPECT_EQ(walked(""), ""); }
 
 TEST(FixedSize, IsThatOfValuesThatMessagesCarry) {
-  const std::pair<std::uint8_t, std::size_t> sizes[] = {
+  const std::pair<int, std::size_t> sizes[] = {
       {MD::DATATYPES::CHAR, 1},
       {MD::DATATYPES::INT, 4},
       {MD::DATATYPES::INT64, 8},
@@ -143,7 +144,7 @@ TEST(FixedSize, IsThatOfValuesThatMessagesCarry) {
       {255, 0},
   };
   for (const auto& [type, sizeBytes] : sizes) {
-    EXPECT_EQ(fixedSizeOf(type), sizeBytes) << int{type};
+    EXPECT_EQ(fixedSizeOf(static_cast<std::uint8_t>(type)), sizeBytes) << type;
   }
 }
 

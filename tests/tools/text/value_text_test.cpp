@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "md/md_datatypes.h"
 #include "md/md_fieldmap.h"
 #include "text/value_text.h"
 #include "tools/tool_support.h"
@@ -157,8 +158,8 @@ TEST(TypeName, IsTheDictionarysOwn) {
   EXPECT_STREQ(typeName(MD::DATATYPES::RAW), "RAW");
   EXPECT_STREQ(typeName(MD::DATATYPES::OPTI_PRICE), "INT");
   EXPECT_STREQ(typeName(MD::DATATYPES::EPOCH_NSEC), "EPOCH_NSEC");
-  for (const std::uint8_t code : {15, 21, 23, 255}) {
-    EXPECT_STREQ(typeName(code), "?") << int{code};
+  for (const int code : {15, 21, 23, 255}) {
+    EXPECT_STREQ(typeName(static_cast<std::uint8_t>(code)), "?") << code;
   }
 }
 
