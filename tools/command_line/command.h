@@ -4,13 +4,15 @@
 
 #include <functional>
 #include <memory>
-#include <vector>
+#include <utility>
 
 #include "base/diagnostics.h"
 #include "base/output.h"
 #include "command_line/options.h"
 #include "command_line/output_files.h"
 #include "command_line/streams.h"
+#include "transport/inputs.h"
+#include "transport/message_inputs.h"
 
 namespace MD::tool {
 
@@ -31,9 +33,22 @@ struct Command {
   bool isSilent = false;       ///< writes nothing before its end, so that its progress can be shown
 };
 
-/// What a command reads and writes.
-Task taskOf(const Session& session, const CommonOptions& options, const SourceOptions& source = {},
-            const SelectionOptions& selection = {});
+/// The messages of a command's inputs, and what it needs besides.
+class InputTask {
+ public:
+  InputTask(const Session& session, const CommonOptions& options, SourceOptions source,
+            const SelectionOptions& selection)
+      : m_inputs(options.files, session.streams.in, session.reporter),
+        m_messages(m_inputs, std::move(source), session.out, session.reporter),
+        m_task{m_messages, selection, session.out, session.reporter} {}
+
+  const Task& task() const noexcept { return m_task; }
+
+ private:
+  Inputs m_inputs;
+  MessageInputs m_messages;
+  Task m_task;
+};
 
 }  // namespace MD::tool
 

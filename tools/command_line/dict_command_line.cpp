@@ -186,7 +186,8 @@ void addDerive(CLI::App& dict, std::vector<Command>& commands) {
     if (line->from != "auto") {
       options.form = line->from == "csv" ? SampleForm::Csv : SampleForm::Json;
     }
-    deriveDictionary({line->files, session.streams.in}, options, session.out, session.reporter);
+    Inputs inputs(line->files, session.streams.in, session.reporter);
+    deriveDictionary(inputs, options, session.out, session.reporter);
     return kDone;
   });
 }

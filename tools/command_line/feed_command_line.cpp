@@ -129,7 +129,7 @@ Command addGenerate(CLI::App& app) {
               }
               line->feed.startNs = static_cast<std::int64_t>(*start);
             }
-            generate(line->feed, line->sink.options(), taskOf(session, *line));
+            generate(line->feed, line->sink.options(), session.out, session.reporter);
           },
           false};
 }
@@ -176,7 +176,7 @@ Command addReplay(CLI::App& app) {
             }
             replayOptions.longestGap = durationOf("--max-gap", line->longestGapS);
             replayOptions.multicast = line->multicast.options(line->replay.multicast.hops);
-            replay(replayOptions, taskOf(session, *line, line->source.options(), line->selection));
+            replay(replayOptions, InputTask(session, *line, line->source.optionsWithForeign(), line->selection).task());
           },
           false};
 }
@@ -214,7 +214,7 @@ Command addListen(CLI::App& app) {
                   line->decode.format == "hex" ? ListenOptions::Form::HexLines : ListenOptions::Form::Capture;
             }
             listenOptions.decode = line->decode.options();
-            listen(listenOptions, taskOf(session, *line, {}, line->selection));
+            listen(listenOptions, line->selection, session.out, session.reporter);
           }};
 }
 

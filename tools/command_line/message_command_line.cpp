@@ -118,7 +118,9 @@ Command addEncode(CLI::App& app) {
   line->add(*command);
   command->footer(kEncodeHelp);
   return {command, line, [line](const Session& session) {
-            encode(taskOf(session, *line, {}, line->selection), {line->encoding, line->isCsv, line->sink.options()});
+            Inputs inputs(line->files, session.streams.in, session.reporter);
+            encode(inputs, line->selection, {line->encoding, line->isCsv, line->sink.options()}, session.out,
+                   session.reporter);
           }};
 }
 
@@ -135,7 +137,7 @@ Command addDecode(CLI::App& app) {
   line->add(*command);
   command->footer(kDecodeHelp);
   return {command, line, [line](const Session& session) {
-            decode(taskOf(session, *line, line->source.options(), line->selection), line->decode.options());
+            decode(InputTask(session, *line, line->source.options(), line->selection).task(), line->decode.options());
           }};
 }
 
@@ -150,7 +152,7 @@ Command addConvert(CLI::App& app) {
   line->add(*command);
   command->footer(kConvertHelp);
   return {command, line, [line](const Session& session) {
-            convert(taskOf(session, *line, line->source.options(), line->selection),
+            convert(InputTask(session, *line, line->source.options(), line->selection).task(),
                     {line->encoding, line->sink.options()});
           }};
 }
@@ -170,7 +172,7 @@ Command addDump(CLI::App& app) {
   line->add(*command);
   command->footer(kDumpHelp);
   return {command, line, [line](const Session& session) {
-            dump(taskOf(session, *line, line->source.options(), line->selection),
+            dump(InputTask(session, *line, line->source.optionsWithForeign(), line->selection).task(),
                  line->isColored(session.streams.isOutTerminal));
           }};
 }
@@ -201,7 +203,7 @@ Command addStats(CLI::App& app) {
       picture.redirect(session.files.svg, *line->svgFile);
       options.svg = &picture;
     }
-    stats(taskOf(session, *line, line->source.options(), line->selection), options);
+    stats(InputTask(session, *line, line->source.optionsWithForeign(), line->selection).task(), options);
   };
   return {command, line, run, true, true};
 }

@@ -10,6 +10,7 @@
 
 #include "base/errors.h"
 #include "base/quoted_text.h"
+#include "text/value_text.h"
 #include "transport/packet.h"
 
 namespace MD::tool {
@@ -17,7 +18,7 @@ namespace MD::tool {
 CLI::Option* named(CLI::Option* option, const char* name) { return option->type_name(name)->option_text(name); }
 
 std::string complaintAboutNumber(const std::string& text) {
-  if (text.empty() || text.find_first_not_of("0123456789") != text.npos) {
+  if (!isOfDigits(text)) {
     return inQuotes(text) + " is not a whole number";
   }
   std::uint64_t number = 0;
@@ -105,6 +106,12 @@ SourceOptions SourceLine::options() const {
     }
   }
   return options;
+}
+
+SourceOptions SourceLine::optionsWithForeign() const {
+  SourceOptions all = options();
+  all.takesForeign = true;
+  return all;
 }
 
 void SinkLine::add(CLI::App& command, const char* name) {

@@ -56,6 +56,8 @@ struct SourceLine {
   void add(CLI::App& command);
   /// @throws UsageError
   SourceOptions options() const;
+  /// The same for a command that takes bytes of any kind.
+  SourceOptions optionsWithForeign() const;
 };
 
 /// How messages are written.

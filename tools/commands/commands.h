@@ -17,11 +17,10 @@
 
 namespace MD::tool {
 
-/// What is the same for all commands: what they read, where they write, what they say.
+/// What is the same for all commands that read messages: what they read, where they write, what they say.
 struct Task {
-  Inputs inputs;
-  SourceOptions source;
-  SelectionOptions selection;
+  MessageSource& messages;
+  const SelectionOptions& selection;
   Output& out;
   Reporter& reporter;
 };
@@ -34,7 +33,8 @@ struct EncodeOptions {
 
 /// JSON lines, or CSV, to messages.
 /// @throws UsageError for an encoding that there is not
-void encode(const Task& task, const EncodeOptions& options);
+void encode(Inputs& inputs, const SelectionOptions& selection, const EncodeOptions& options, Output& out,
+            Reporter& reporter);
 
 enum class Format { Text, PriceText, Json, Csv };
 

@@ -1,5 +1,7 @@
 #include <cstdint>
 
+#include <memory>
+#include <string>
 #include <vector>
 
 #include "commands/commands.h"
@@ -10,28 +12,57 @@
 #include "messages/received.h"
 
 namespace MD::tool {
+namespace {
+
+/// Copies fields to a message of another encoding.
+class Converter {
+ public:
+  Converter(const std::string& encoding, const FieldNames& names, const Selection& selection, Reporter& reporter)
+      : m_names(names), m_selection(selection), m_reporter(reporter), m_converted(createMessage(encoding)) {}
+
+  /// @return valid until the next call
+  /// @throws LineError when the encoding cannot hold a value
+  const MD_Message& convert(const MD_Message& received) {
+    listFields(received, m_names, m_reporter, m_ids);
+    m_selection.keepIncluded(m_ids);
+    m_converted->clearImpl();
+    m_converted->copyMsg(received);
+    for (const std::uint16_t id : m_ids) {
+      if (!isReadable(received, id, m_names.type(id))) {
+        noteUnreadable(received, id, m_names, m_reporter);
+      } else if (!m_converted->existsImpl(id) || !isStoredWhole(*m_converted, id)) {
+        const std::size_t terminator = m_names.type(id) == DATATYPES::STRING ? 1 : 0;
+        throw LineError(tooLong(*m_converted, id, valueBytes(received, id).sizeBytes - terminator).what(),
+                        m_names.label(id));
+      }
+    }
+    m_selection.keepFields(*m_converted);
+    return *m_converted;
+  }
+
+ private:
+  const FieldNames& m_names;
+  const Selection& m_selection;
+  Reporter& m_reporter;
+  std::unique_ptr<MD_Message> m_converted;
+  std::vector<std::uint16_t> m_ids;
+};
+
+}  // namespace
+
 void convert(const Task& task, const ConvertOptions& options) {
   const FieldNames names;
   Selection selection(task.selection, names);
-  const auto message = createMessage(options.encoding);
+  Converter converter(options.encoding, names, selection, task.reporter);
   MessageSink sink(options.sink, names, task.out);
-  std::vector<std::uint16_t> ids;
-  forEachTaken(task, selection, [&](const MD_Message& received, const InputMessage& input) {
-    listFields(received, names, task.reporter, ids);
-    selection.keepIncluded(ids);
-    message->clearImpl();
-    message->copyMsg(received);
-    for (const std::uint16_t id : ids) {
-      if (!isReadable(received, id, names.type(id))) {
-        noteUnreadable(received, id, names, task.reporter);
-      } else if (!message->existsImpl(id) || !isStoredWhole(*message, id)) {
-        const std::size_t terminator = names.type(id) == DATATYPES::STRING ? 1 : 0;
-        throw LineError(tooLong(*message, id, valueBytes(received, id).sizeBytes - terminator).what(), names.label(id));
-      }
+  TakenMessages messages(task, selection);
+  while (const MD_Message* const message = messages.next()) {
+    try {
+      sink.append(converter.convert(*message), messages.input().timeNs);
+    } catch (const LineError& error) {
+      leaveOut(task, error);
     }
-    selection.keepFields(*message);
-    sink.append(*message, input.timeNs);
-  });
+  }
 }
 
 }  // namespace MD::tool

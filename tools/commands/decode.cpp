@@ -1,6 +1,7 @@
 #include <cstdint>
 
 #include <algorithm>
+#include <memory>
 #include <ostream>
 #include <streambuf>
 #include <string>
@@ -42,8 +43,16 @@ class StringAppender : public std::streambuf {
   std::string& m_text;
 };
 
+/// Writes messages in one of the formats.
+class MessageWriter {
+ public:
+  virtual ~MessageWriter() = default;
+  /// @throws LineError when the message cannot be written
+  virtual void append(const MD_Message& message) = 0;
+};
+
 /// Writes messages as print-outs of the library.
-class TextWriter {
+class TextWriter : public MessageWriter {
  public:
   TextWriter(const FieldNames& names, const Selection& selection, bool isPrice, const Task& task)
       : m_names(names),
@@ -53,7 +62,7 @@ class TextWriter {
         m_appender(task.out.text()),
         m_printed(&m_appender) {}
 
-  void append(const MD_Message& message) {
+  void append(const MD_Message& message) override {
     listFields(message, m_names, m_task.reporter, m_ids);
     m_selection.keepIncluded(m_ids);
     for (const std::uint16_t id : m_ids) {
@@ -96,36 +105,66 @@ class TextWriter {
   bool m_isFirst = true;
 };
 
+class JsonLineWriter : public MessageWriter {
+ public:
+  JsonLineWriter(const FieldNames& names, const Selection& selection, const TimeZone* zone, const Task& task)
+      : m_writer(names, task.reporter, &selection, zone), m_out(task.out) {}
+
+  void append(const MD_Message& message) override {
+    m_writer.append(message, m_out.text());
+    m_out.text() += '\n';
+  }
+
+ private:
+  JsonWriter m_writer;
+  Output& m_out;
+};
+
+class CsvRecordWriter : public MessageWriter {
+ public:
+  CsvRecordWriter(const FieldNames& names, const Selection& selection, const TimeZone* zone, const Task& task)
+      : m_writer(selection.fields(), names, zone, task.reporter), m_out(task.out) {
+    m_writer.appendHeader(m_out.text());
+    m_out.lineDone();
+  }
+
+  void append(const MD_Message& message) override { m_writer.append(message, m_out.text()); }
+
+ private:
+  const CsvWriter m_writer;
+  Output& m_out;
+};
+
+std::unique_ptr<MessageWriter> makeWriter(const DecodeOptions& options, const FieldNames& names,
+                                          const Selection& selection, const Task& task) {
+  const TimeZone* const zone = options.isoTime ? &*options.isoTime : nullptr;
+  switch (options.format) {
+    case Format::Json:
+      return std::make_unique<JsonLineWriter>(names, selection, zone, task);
+    case Format::Csv:
+      if (!selection.hasFields()) {
+        throw UsageError("--format csv needs --fields, which are its columns");
+      }
+      return std::make_unique<CsvRecordWriter>(names, selection, zone, task);
+    case Format::Text:
+    case Format::PriceText:
+      break;
+  }
+  return std::make_unique<TextWriter>(names, selection, options.format == Format::PriceText, task);
+}
+
 }  // namespace
 
 void decode(const Task& task, const DecodeOptions& options) {
   const FieldNames names;
   Selection selection(task.selection, names);
-  const TimeZone* const zone = options.isoTime ? &*options.isoTime : nullptr;
-  std::string& text = task.out.text();
-  switch (options.format) {
-    case Format::Text:
-    case Format::PriceText: {
-      TextWriter writer(names, selection, options.format == Format::PriceText, task);
-      return forEachTaken(task, selection,
-                          [&](const MD_Message& message, const InputMessage&) { writer.append(message); });
-    }
-    case Format::Json: {
-      JsonWriter writer(names, task.reporter, &selection, zone);
-      return forEachTaken(task, selection, [&](const MD_Message& message, const InputMessage&) {
-        writer.append(message, text);
-        text += '\n';
-      });
-    }
-    case Format::Csv: {
-      if (!selection.hasFields()) {
-        throw UsageError("--format csv needs --fields, which are its columns");
-      }
-      const CsvWriter writer(selection.fields(), names, zone, task.reporter);
-      writer.appendHeader(text);
-      task.out.lineDone();
-      return forEachTaken(task, selection,
-                          [&](const MD_Message& message, const InputMessage&) { writer.append(message, text); });
+  const auto writer = makeWriter(options, names, selection, task);
+  TakenMessages messages(task, selection);
+  while (const MD_Message* const message = messages.next()) {
+    try {
+      writer->append(*message);
+    } catch (const LineError& error) {
+      leaveOut(task, error);
     }
   }
 }

@@ -138,7 +138,7 @@ std::string retyped(const Row& before, const Row& after) {
 /// The row that a key, an id or a name, leads to.
 MD_FieldMap::const_iterator findField(const std::string& key) {
   const MD_FieldMap& map = MD_FieldMap::instance();
-  if (!key.empty() && key.find_first_not_of("0123456789") == key.npos) {
+  if (isOfDigits(key)) {
     std::uint16_t id = 0;
     const auto [rest, code] = std::from_chars(key.data(), key.data() + key.size(), id);
     return code == std::errc() ? map.findById(id) : map.end();

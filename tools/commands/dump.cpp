@@ -27,24 +27,16 @@ void appendDumpTitle(const InputMessage& input, const Reporter& reporter, std::s
 void dump(const Task& task, bool isColored) {
   const FieldNames names;
   Selection selection(task.selection, names);
-  if (selection.isDone()) {
-    return;
-  }
-  SourceOptions source = task.source;
-  source.takesForeign = true;
   bool isFirst = true;
-  forEachMessage(task.inputs, source, task.out, task.reporter, [&](const InputMessage& input) {
-    if (takesBytes(selection, input)) {
-      std::string& out = task.out.text();
-      out += isFirst ? "" : "\n";
-      isFirst = false;
-      appendDumpTitle(input, task.reporter, out);
-      if (writeDump(input.data, input.sizeBytes, MD_FieldMap::instance(), isColored, task.out).flaws != 0) {
-        task.reporter.flawed();
-      }
+  for (InputMessage input; readTaken(task, selection, input);) {
+    std::string& out = task.out.text();
+    out += isFirst ? "" : "\n";
+    isFirst = false;
+    appendDumpTitle(input, task.reporter, out);
+    if (writeDump(input.data, input.sizeBytes, MD_FieldMap::instance(), isColored, task.out).flaws != 0) {
+      task.reporter.flawed();
     }
-    return selection.isDone() ? Go::NoFurther : Go::On;
-  });
+  }
 }
 
 }  // namespace MD::tool

@@ -1,9 +1,9 @@
-#include <istream>
 #include <memory>
+#include <optional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
-#include "base/utf8.h"
 #include "commands/commands.h"
 #include "commands/taken_messages.h"
 #include "dictionary/field_names.h"
@@ -15,118 +15,115 @@
 namespace MD::tool {
 namespace {
 
-/// Reads the messages that one input describes, a line or a record each.
-class Encoder {
+/// The messages that one input describes.
+class MessageTexts {
  public:
-  Encoder(const Task& task, const EncodeOptions& options)
-      : m_task(task),
-        m_selection(task.selection, m_names),
-        m_message(createMessage(options.encoding)),
-        m_sink(options.sink, m_names, task.out) {}
+  virtual ~MessageTexts() = default;
 
-  bool isDone() const { return m_selection.isDone(); }
+  /// Fills `message`, which is empty, and tells the reporter where its text stands.
+  /// @return false at the end
+  /// @throws LineError when the text describes none; the next one can be read
+  virtual bool next(MD_Message& message) = 0;
+};
 
-  Go readJsonLines(InputBuffer& in) {
-    return readRecords(in, [&](LineReader& lines) {
-      std::string_view line;
-      do {
-        if (!lines.next(line)) {
-          return false;
-        }
-        line = withoutCarriageReturn(line);
-        if (lines.lineNumber() == 1) {
-          line = withoutByteOrderMark(line);
-        }
-      } while (isBlankLine(line));
-      m_task.reporter.setLine(lines.lineNumber());
-      readJson(line, m_names, *m_message);
-      return true;
-    });
-  }
+/// A message in each line.
+class JsonLines : public MessageTexts {
+ public:
+  JsonLines(InputBuffer& in, const FieldNames& names, Output& out, Reporter& reporter)
+      : m_lines(in, out), m_names(names), m_reporter(reporter) {}
 
-  Go readCsv(InputBuffer& in) {
-    std::istream stream(&in);
-    LineReader lines(stream, m_task.out);
-    CsvReader record(lines);
-    std::vector<Field> columns;
-    try {
-      if (!record.next()) {
-        return Go::On;
-      }
-      m_task.reporter.setLine(record.line());
-      columns = readCsvHeader(record, m_names);
-    } catch (const LineError& error) {
-      m_task.reporter.setLine(record.line());
-      m_task.reporter.error(error);
-      return Go::On;
+  bool next(MD_Message& message) override {
+    std::string_view line;
+    if (!m_lines.nextFilled(line)) {
+      return false;
     }
-    return readAll(in, [&] {
-      const bool isThere = nextCsvRecord(record);
-      if (isThere) {
-        readCsvRecord(record, columns, m_names, *m_message);
-      }
-      return isThere;
-    });
+    m_reporter.setLine(m_lines.lineNumber());
+    readJson(line, m_names, message);
+    return true;
   }
 
  private:
-  bool nextCsvRecord(CsvReader& record) {
+  LineReader m_lines;
+  const FieldNames& m_names;
+  Reporter& m_reporter;
+};
+
+/// A message in each record behind the header. With a header that cannot be used there is none.
+class CsvRecords : public MessageTexts {
+ public:
+  CsvRecords(InputBuffer& in, const FieldNames& names, Output& out, Reporter& reporter)
+      : m_lines(in, out), m_record(m_lines), m_names(names), m_reporter(reporter) {}
+
+  bool next(MD_Message& message) override {
+    if (!m_columns) {
+      m_columns.emplace();
+      if (nextRecord()) {
+        m_columns = readCsvHeader(m_record, m_names);
+      }
+    }
+    if (m_columns->empty() || !nextRecord()) {
+      return false;
+    }
+    readCsvRecord(m_record, *m_columns, m_names, message);
+    return true;
+  }
+
+ private:
+  bool nextRecord() {
     try {
-      const bool isThere = record.next();
-      m_task.reporter.setLine(record.line());
+      const bool isThere = m_record.next();
+      m_reporter.setLine(m_record.line());
       return isThere;
     } catch (const LineError&) {
-      m_task.reporter.setLine(record.line());
+      m_reporter.setLine(m_record.line());
       throw;
     }
   }
 
-  template <class Next>
-  Go readRecords(InputBuffer& in, Next next) {
-    std::istream stream(&in);
-    LineReader lines(stream, m_task.out);
-    return readAll(in, [&] { return next(lines); });
-  }
-
-  /// @param next  fills the message; @return false at the end
-  template <class Next>
-  Go readAll(const InputBuffer& in, Next next) {
-    for (;;) {
-      try {
-        m_message->clearImpl();
-        if (!next()) {
-          return Go::On;
-        }
-        m_task.reporter.advance(in.sourceBytes());
-        if (m_selection.takes(*m_message)) {
-          m_selection.keepFields(*m_message);
-          m_sink.append(*m_message, std::nullopt);
-          m_task.out.lineDone();
-          if (m_selection.isDone()) {
-            return Go::NoFurther;
-          }
-        }
-      } catch (const LineError& error) {
-        m_task.out.dropLine();
-        m_task.reporter.error(error);
-      }
-    }
-  }
-
-  const Task& m_task;
-  FieldNames m_names;
-  Selection m_selection;
-  std::unique_ptr<MD_Message> m_message;
-  MessageSink m_sink;
+  LineReader m_lines;
+  CsvReader m_record;
+  const FieldNames& m_names;
+  Reporter& m_reporter;
+  std::optional<std::vector<Field>> m_columns;
 };
 
 }  // namespace
 
-void encode(const Task& task, const EncodeOptions& options) {
-  Encoder encoder(task, options);
-  if (!encoder.isDone()) {
-    forEachInput(task.inputs, task.reporter,
-                 [&](InputBuffer& in) { return options.isCsv ? encoder.readCsv(in) : encoder.readJsonLines(in); });
+void encode(Inputs& inputs, const SelectionOptions& selectionOptions, const EncodeOptions& options, Output& out,
+            Reporter& reporter) {
+  const FieldNames names;
+  Selection selection(selectionOptions, names);
+  const auto message = createMessage(options.encoding);
+  MessageSink sink(options.sink, names, out);
+  const auto encodeNext = [&](MessageTexts& texts) {
+    try {
+      message->clearImpl();
+      if (!texts.next(*message)) {
+        return false;
+      }
+      if (selection.takes(*message)) {
+        selection.keepFields(*message);
+        sink.append(*message, std::nullopt);
+        out.lineDone();
+      }
+    } catch (const LineError& error) {
+      out.dropLine();
+      reporter.error(error);
+    }
+    return true;
+  };
+  while (InputBuffer* const in = selection.isDone() ? nullptr : inputs.next()) {
+    std::unique_ptr<MessageTexts> texts;
+    if (options.isCsv) {
+      texts = std::make_unique<CsvRecords>(*in, names, out, reporter);
+    } else {
+      texts = std::make_unique<JsonLines>(*in, names, out, reporter);
+    }
+    inputs.attempt([&] {
+      while (!selection.isDone() && encodeNext(*texts)) {
+        reporter.advance(in->sourceBytes());
+      }
+    });
   }
 }
 

@@ -16,7 +16,7 @@
 namespace MD::tool {
 
 /// Writes a made-up feed, and tells at the end what it holds.
-void generate(const FeedOptions& feed, const SinkOptions& sink, const Task& task);
+void generate(const FeedOptions& feed, const SinkOptions& sink, Output& out, Reporter& reporter);
 
 struct ReplayOptions {
   std::string to;                                      ///< "HOST:PORT"
@@ -39,7 +39,7 @@ struct ListenOptions {
 };
 
 /// Writes the datagrams that arrive.
-void listen(const ListenOptions& options, const Task& task);
+void listen(const ListenOptions& options, const SelectionOptions& selection, Output& out, Reporter& reporter);
 
 }  // namespace MD::tool
 

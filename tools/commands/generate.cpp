@@ -3,23 +3,23 @@
 #include "dictionary/field_names.h"
 
 namespace MD::tool {
-void generate(const FeedOptions& feedOptions, const SinkOptions& sinkOptions, const Task& task) {
+void generate(const FeedOptions& feedOptions, const SinkOptions& sinkOptions, Output& out, Reporter& reporter) {
   loadBuiltInDictionary();
   const FieldNames names;
   Feed feed(feedOptions);
-  MessageSink sink(sinkOptions, names, task.out);
+  MessageSink sink(sinkOptions, names, out);
   while (feed.next()) {
     sink.append(feed.bytes().data(), static_cast<std::uint32_t>(feed.bytes().size()), feed.timeNs());
-    task.out.lineDone();
+    out.lineDone();
   }
   const FeedCounts& counts = feed.counts();
   const auto damaged = [&](Damage kind) { return std::to_string(counts.damages[static_cast<std::size_t>(kind)]); };
-  task.reporter.tell(counted(counts.messages, "message") + ", " + std::to_string(counts.trades) + " of them " +
-                     (counts.trades == 1 ? "a trade" : "trades"));
+  reporter.tell(counted(counts.messages, "message") + ", " + std::to_string(counts.trades) + " of them " +
+                (counts.trades == 1 ? "a trade" : "trades"));
   if (const std::uint64_t all = counts.messages - counts.damages[0]; all != 0) {
-    task.reporter.tell(std::to_string(all) + " damaged: " + damaged(Damage::CutShort) + " truncated, " +
-                       damaged(Damage::UnknownField) + " bad by an unknown field, " + damaged(Damage::RepeatedField) +
-                       " bad by a repeated field, " + damaged(Damage::FirstByte) + " not ours");
+    reporter.tell(std::to_string(all) + " damaged: " + damaged(Damage::CutShort) + " truncated, " +
+                  damaged(Damage::UnknownField) + " bad by an unknown field, " + damaged(Damage::RepeatedField) +
+                  " bad by a repeated field, " + damaged(Damage::FirstByte) + " not ours");
   }
 }
 

@@ -3,6 +3,7 @@
 
 #include "base/hex.h"
 #include "commands/feed_commands.h"
+#include "commands/taken_messages.h"
 #include "transport/capture.h"
 
 namespace MD::tool {
@@ -40,29 +41,31 @@ class DatagramWriter {
 
 }  // namespace
 
-void listen(const ListenOptions& options, const Task& task) {
+void listen(const ListenOptions& options, const SelectionOptions& selection, Output& out, Reporter& reporter) {
   const Endpoint at = resolveEndpoint(options.at);
   if (options.form == ListenOptions::Form::Capture && at.address.sizeBytes != 4) {
     throw UsageError("--format pcap writes IPv4 datagrams; " + textOf(at) + " is IPv6");
   }
-  UdpSource source(at, options.multicast, options.limits, task.out, task.reporter);
+  UdpSource source(at, options.multicast, options.limits, out, reporter);
   const std::string name = textOf(source.endpoint());
-  task.reporter.tell("listening on " + name);
-  Task live = task;
-  live.inputs.live = &source;
-  task.reporter.setInput(name);
+  reporter.tell("listening on " + name);
+  reporter.setInput(name);
+  const Task task{source, selection, out, reporter};
   if (options.form == ListenOptions::Form::Decoded) {
-    decode(live, options.decode);
+    decode(task, options.decode);
   } else {
-    DatagramWriter writer(options.form, task.out);
-    forEachMessage(live.inputs, task.source, task.out, task.reporter, [&](const InputMessage& datagram) {
-      writer.append(datagram);
-      return Go::On;
-    });
+    DatagramWriter writer(options.form, out);
+    for (InputMessage datagram; readNext(task, datagram);) {
+      try {
+        writer.append(datagram);
+      } catch (const LineError& error) {
+        leaveOut(task, error);
+      }
+    }
   }
   const std::uint64_t wanted = options.limits.datagrams;
   if (wanted != ListenLimits().datagrams && source.hasEndedEarly()) {
-    task.reporter.wholeInput(std::to_string(source.datagrams()) + " of " + counted(wanted, "datagram") + " came");
+    reporter.wholeInput(std::to_string(source.datagrams()) + " of " + counted(wanted, "datagram") + " came");
   }
 }
 

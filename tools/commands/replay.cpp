@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "commands/feed_commands.h"
+#include "commands/taken_messages.h"
 
 namespace MD::tool {
 namespace {
@@ -15,8 +16,8 @@ class Pace {
  public:
   explicit Pace(const ReplayOptions& options) : m_options(options) {}
 
-  /// @param timeNs  when it was captured
-  void wait(std::optional<std::int64_t> timeNs) {
+  void wait(const InputMessage& message) {
+    const std::optional<std::int64_t> timeNs = message.timeNs;
     if (m_options.perSecond || (!timeNs && m_options.speed)) {
       // What has no times of its own comes at a rate that receivers can follow.
       constexpr std::uint64_t kDefaultRate = 1000;
@@ -26,16 +27,13 @@ class Pace {
               : nanoseconds(std::nano::den / static_cast<std::int64_t>(m_options.perSecond.value_or(kDefaultRate)));
     } else if (m_options.speed) {
       m_due += m_isFirst ? nanoseconds(0) : scaled(*timeNs);
-      // Packets may lie in a capture in another order than that of their times.
-      m_lastNs = m_isFirst || m_isNewInput ? *timeNs : std::max(m_lastNs, *timeNs);
+      // Packets may lie in a capture in another order than that of their times; another input may begin earlier.
+      m_lastNs = m_isFirst || message.input != m_input ? *timeNs : std::max(m_lastNs, *timeNs);
     }
     m_isFirst = false;
-    m_isNewInput = false;
+    m_input = message.input;
     std::this_thread::sleep_until(m_start + m_due);
   }
-
-  /// What comes next may have been captured before.
-  void beginInput() { m_isNewInput = true; }
 
  private:
   nanoseconds scaled(std::int64_t timeNs) const {
@@ -53,32 +51,32 @@ class Pace {
   nanoseconds m_due{0};
   std::int64_t m_lastNs = 0;
   bool m_isFirst = true;
-  bool m_isNewInput = false;
+  std::uint64_t m_input = 0;
 };
 
 }  // namespace
 
 void replay(const ReplayOptions& options, const Task& task) {
   UdpSender sender(resolveEndpoint(options.to), options.multicast);
-  SourceOptions source = task.source;
-  source.takesForeign = true;
   std::uint64_t seen = 0;
   std::uint64_t sent = 0;
   std::uint64_t bytes = 0;
   const Clock::time_point start = Clock::now();
   Pace pace(options);
-  if (task.selection.limit != 0) {
-    const auto sendOne = [&](const InputMessage& message) {
-      if (seen++ < task.selection.skip) {
-        return Go::On;
-      }
-      pace.wait(message.timeNs);
+  InputMessage message;
+  while (sent != task.selection.limit && readNext(task, message)) {
+    if (seen++ < task.selection.skip) {
+      continue;
+    }
+    pace.wait(message);
+    try {
       sender.send(message.data, message.sizeBytes);
-      bytes += message.sizeBytes;
-      return ++sent == task.selection.limit ? Go::NoFurther : Go::On;
-    };
-    forEachMessage(task.inputs, source, task.out, task.reporter, sendOne,
-                   [&](const MessageSource&) { pace.beginInput(); });
+    } catch (const LineError& error) {
+      leaveOut(task, error);
+      continue;
+    }
+    bytes += message.sizeBytes;
+    ++sent;
   }
   const auto tookMs = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
   task.reporter.tell("sent " + counted(sent, "datagram") + ", " + counted(bytes, "byte") + ", in " +

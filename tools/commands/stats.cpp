@@ -36,22 +36,11 @@ void stats(const Task& task, const StatsOptions& options) {
   }
   MessageCounter counter(MD_FieldMap::instance());
   Statistics statistics;
-  SourceOptions source = task.source;
-  source.takesForeign = true;
-  const auto countOne = [&](const InputMessage& input) {
-    if (takesBytes(selection, input)) {
-      counter.count(input, timeOf(input, timeField), statistics);
-    }
-    return selection.isDone() ? Go::NoFurther : Go::On;
-  };
-  const auto addCapture = [&](const MessageSource& read) {
-    if (const CaptureCounts* const counts = read.counts()) {
-      statistics.hasCapture = true;
-      add(statistics.capture, *counts);
-    }
-  };
-  if (!selection.isDone()) {
-    forEachMessage(task.inputs, source, task.out, task.reporter, countOne, addCapture);
+  for (InputMessage input; readTaken(task, selection, input);) {
+    counter.count(input, timeOf(input, timeField), statistics);
+  }
+  if (const CaptureCounts* const counts = task.messages.counts()) {
+    statistics.capture = *counts;
   }
   if (statistics.bad + statistics.truncated + statistics.foreign != 0) {
     task.reporter.flawed();

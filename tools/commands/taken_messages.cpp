@@ -3,8 +3,22 @@
 #include <cstdint>
 
 #include "base/encodings.h"
+#include "messages/received.h"
 
 namespace MD::tool {
+namespace {
+
+/// Whether a message is selected whose bytes may be anything.
+bool takesBytes(Selection& selection, const InputMessage& input) {
+  if (!selection.hasConditions()) {
+    return selection.takesUnreadable();
+  }
+  const auto message = MD_Message::createFromBytes(input.data, static_cast<std::uint32_t>(input.sizeBytes));
+  return message != nullptr && selection.takes(*message);
+}
+
+}  // namespace
+
 std::unique_ptr<MD_Message> createMessage(const std::string& encoding) {
   auto message =
       encoding == "preferred" ? MD_Message::createPreferred(true) : MD_Message::createFromPB(encodingCode(encoding));
@@ -14,12 +28,46 @@ std::unique_ptr<MD_Message> createMessage(const std::string& encoding) {
   return message;
 }
 
-bool takesBytes(Selection& selection, const InputMessage& input) {
-  if (!selection.hasConditions()) {
-    return selection.takesUnreadable();
+bool readNext(const Task& task, InputMessage& message) {
+  task.out.lineDone();
+  for (;;) {
+    try {
+      return task.messages.next(message);
+    } catch (const LineError& error) {
+      leaveOut(task, error);
+    }
   }
-  const auto message = MD_Message::createFromBytes(input.data, static_cast<std::uint32_t>(input.sizeBytes));
-  return message != nullptr && selection.takes(*message);
+}
+
+bool readTaken(const Task& task, Selection& selection, InputMessage& message) {
+  while (!selection.isDone() && readNext(task, message)) {
+    if (takesBytes(selection, message)) {
+      return true;
+    }
+  }
+  task.out.lineDone();
+  return false;
+}
+
+void leaveOut(const Task& task, const LineError& error) {
+  task.out.dropLine();
+  task.reporter.error(error);
+}
+
+const MD_Message* TakenMessages::next() {
+  while (!m_selection.isDone() && readNext(m_task, m_input)) {
+    try {
+      m_message = receive(m_input);
+      if (m_selection.takes(*m_message)) {
+        noteLeftOut(*m_message, m_input, m_task.reporter);
+        return m_message.get();
+      }
+    } catch (const LineError& error) {
+      leaveOut(m_task, error);
+    }
+  }
+  m_task.out.lineDone();
+  return nullptr;
 }
 
 }  // namespace MD::tool

@@ -1,15 +1,15 @@
-// The messages that a command works on: those of its inputs that its selection takes.
+// The messages that a command works on: those of its source that its selection takes.
 #ifndef MDMSG_TAKEN_MESSAGES_H
 #define MDMSG_TAKEN_MESSAGES_H
 
 #include <memory>
 #include <string>
 
+#include "base/errors.h"
 #include "commands/commands.h"
 #include "md/md_message.h"
-#include "messages/received.h"
 #include "messages/selection.h"
-#include "transport/inputs.h"
+#include "transport/message_source.h"
 
 namespace MD::tool {
 
@@ -17,24 +17,36 @@ namespace MD::tool {
 /// @throws UsageError for an encoding that there is not
 std::unique_ptr<MD_Message> createMessage(const std::string& encoding);
 
-/// Whether a message is selected whose bytes may be anything.
-bool takesBytes(Selection& selection, const InputMessage& input);
+/// Reads the next message as it came; what stands there and is none is reported. What has been put out so far is
+/// complete. @return false at the end
+bool readNext(const Task& task, InputMessage& message);
 
-/// Calls `use` with each message that is taken and what it was read from.
-template <class Use>
-void forEachTaken(const Task& task, Selection& selection, Use use) {
-  if (selection.isDone()) {
-    return;
-  }
-  forEachMessage(task.inputs, task.source, task.out, task.reporter, [&](const InputMessage& input) {
-    const auto message = receive(input);
-    if (selection.takes(*message)) {
-      noteLeftOut(*message, input, task.reporter);
-      use(*message, input);
-    }
-    return selection.isDone() ? Go::NoFurther : Go::On;
-  });
-}
+/// The next message that the selection takes, whose bytes may be anything.
+/// @return false when there is none, or the selection wants no more
+bool readTaken(const Task& task, Selection& selection, InputMessage& message);
+
+/// Reports why the message at hand cannot go out, and takes back what has been put out of it.
+void leaveOut(const Task& task, const LineError& error);
+
+/// The messages that a selection takes, one after the other.
+class TakenMessages {
+ public:
+  TakenMessages(const Task& task, Selection& selection) : m_task(task), m_selection(selection) {}
+
+  /// The next one, valid until the next call. What has been put out of the one before is complete. What is no message
+  /// is reported, and so are bytes that receivers cut out.
+  /// @return null when there is none, or the selection wants no more
+  const MD_Message* next();
+
+  /// What the message at hand was read from.
+  const InputMessage& input() const noexcept { return m_input; }
+
+ private:
+  const Task& m_task;
+  Selection& m_selection;
+  InputMessage m_input;
+  std::unique_ptr<MD_Message> m_message;
+};
 
 }  // namespace MD::tool
 

@@ -32,10 +32,6 @@ constexpr std::string_view kBlanks = " \t\n\v\f\r";
 
 bool isBlank(char c) noexcept { return kBlanks.find(c) != kBlanks.npos; }
 
-bool isOfDigits(std::string_view text) noexcept {
-  return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
-}
-
 bool hasControlCharacter(std::string_view text) noexcept {
   return std::any_of(text.begin(), text.end(), [](char c) { return (c >= 0 && c < 0x20) || c == 0x7f; });
 }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <deque>
-#include <istream>
 #include <iterator>
 #include <limits>
 #include <map>
@@ -72,8 +71,6 @@ bool hasFormOfText(std::string_view text) {
   const std::string_view digits = !text.empty() && text[0] == '-' ? text.substr(1) : text;
   return (digits.size() > 1 && digits[0] == '0' && digits[1] >= '0' && digits[1] <= '9') || text == "-0";
 }
-
-bool isOfDigits(std::string_view text) { return !text.empty() && text.find_first_not_of("0123456789") == text.npos; }
 
 /// Whether a CSV cell may be of a type. A cell is any text, so that STRING takes what nothing else does.
 bool suitsCell(const std::string& text, std::uint8_t type) {
@@ -247,15 +244,14 @@ class Deriver {
  public:
   explicit Deriver(Reporter& reporter) : m_reporter(reporter) {}
 
-  Go readCsv(InputBuffer& in, Output& out) {
-    std::istream stream(&in);
-    LineReader lines(stream, out);
+  void readCsv(InputBuffer& in, Output& out) {
+    LineReader lines(in, out);
     CsvReader record(lines);
     std::vector<Column*> columns;
     for (;;) {
       try {
         if (!record.next()) {
-          return Go::On;
+          return;
         }
         m_reporter.setLine(record.line());
         if (columns.empty()) {
@@ -268,21 +264,15 @@ class Deriver {
         m_reporter.setLine(record.line());
         m_reporter.error(error);
         if (columns.empty()) {
-          return Go::On;
+          return;
         }
       }
     }
   }
 
-  Go readJsonLines(InputBuffer& in, Output& out) {
-    std::istream stream(&in);
-    LineReader lines(stream, out);
-    std::string_view line;
-    while (lines.next(line)) {
-      line = lines.lineNumber() == 1 ? withoutByteOrderMark(line) : line;
-      if (isBlankLine(withoutCarriageReturn(line))) {
-        continue;
-      }
+  void readJsonLines(InputBuffer& in, Output& out) {
+    LineReader lines(in, out);
+    for (std::string_view line; lines.nextFilled(line);) {
       m_reporter.setLine(lines.lineNumber());
       JsonSample sample;
       // The parser takes a NUL byte for the end of the line.
@@ -299,7 +289,6 @@ class Deriver {
       }
       m_reporter.advance(in.sourceBytes());
     }
-    return Go::On;
   }
 
   const std::deque<Column>& columns() const noexcept { return m_columns; }
@@ -366,13 +355,15 @@ bool looksLikeJson(InputBuffer& in) {
 
 }  // namespace
 
-void deriveDictionary(const Inputs& inputs, const DeriveOptions& options, Output& out, Reporter& reporter) {
+void deriveDictionary(Inputs& inputs, const DeriveOptions& options, Output& out, Reporter& reporter) {
   Deriver deriver(reporter);
-  forEachInput(inputs, reporter, [&](InputBuffer& in) {
-    const bool isJson =
-        options.form == SampleForm::Json || (options.form == SampleForm::Recognised && looksLikeJson(in));
-    return isJson ? deriver.readJsonLines(in, out) : deriver.readCsv(in, out);
-  });
+  while (InputBuffer* const in = inputs.next()) {
+    inputs.attempt([&] {
+      const bool isJson =
+          options.form == SampleForm::Json || (options.form == SampleForm::Recognised && looksLikeJson(*in));
+      isJson ? deriver.readJsonLines(*in, out) : deriver.readCsv(*in, out);
+    });
+  }
   reporter.setInput("samples");
   std::uint32_t id = options.firstId;
   const bool isXml = options.format == DefinitionFormat::Xml;

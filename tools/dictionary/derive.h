@@ -26,7 +26,7 @@ struct DeriveOptions {
 /// Writes a dictionary with a field for each column, or key, of the samples, in the order in which they appear. Each
 /// gets the first of these types that takes all its values as `encode` reads them: INT, EPOCH_NSEC, INT64, DOUBLE,
 /// FLOAT, DATETIME, BUFFER, CHAR, STRING. What cannot be a field or a value is reported.
-void deriveDictionary(const Inputs& inputs, const DeriveOptions& options, Output& out, Reporter& reporter);
+void deriveDictionary(Inputs& inputs, const DeriveOptions& options, Output& out, Reporter& reporter);
 
 }  // namespace MD::tool
 

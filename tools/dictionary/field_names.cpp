@@ -9,13 +9,7 @@
 #include "text/value_text.h"
 
 namespace MD::tool {
-namespace {
-
-bool isOfDigits(std::string_view text) noexcept {
-  return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
-}
-
-}  // namespace
+namespace {}  // namespace
 
 FieldNames::FieldNames() : m_map(MD_FieldMap::instance()), m_jsonKeys(std::size_t{m_map.compactCount()} + 1) {
   for (const FIELDS::field_rec& row : m_map) {

@@ -144,17 +144,4 @@ void MessageCounter::countRecords(const InputMessage& input, Statistics& statist
   }
 }
 
-void add(CaptureCounts& sum, const CaptureCounts& counts) {
-  sum.packets += counts.packets;
-  sum.datagrams += counts.datagrams;
-  sum.foreign += counts.foreign;
-  sum.notSelected += counts.notSelected;
-  sum.fragments += counts.fragments;
-  sum.cutShort += counts.cutShort;
-  sum.malformed += counts.malformed;
-  sum.tcp += counts.tcp;
-  sum.otherTransport += counts.otherTransport;
-  sum.notIp += counts.notIp;
-}
-
 }  // namespace MD::tool

@@ -94,8 +94,7 @@ struct Statistics {
       std::vector<std::uint64_t>(65536);  ///< by id: in how many messages it can be read
   SizeHistogram sizes;
   RateHistogram times;
-  CaptureCounts capture;
-  bool hasCapture = false;
+  std::optional<CaptureCounts> capture;
 };
 
 /// Counts messages as they came.
@@ -116,8 +115,6 @@ class MessageCounter {
   std::vector<State> m_states;       // of the fields of the message at hand, by id
   std::vector<std::uint16_t> m_ids;  // of those that are there
 };
-
-void add(CaptureCounts& sum, const CaptureCounts& counts);
 
 /// Appends a report for people, bars included.
 /// @param columns  the longest line

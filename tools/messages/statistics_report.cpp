@@ -99,7 +99,7 @@ class Report {
       : m_statistics(statistics), m_names(names), m_zone(zone), m_columns(columns), m_out(out) {}
 
   void write() {
-    if (m_statistics.hasCapture) {
+    if (m_statistics.capture) {
       packets();
     }
     messages();
@@ -133,7 +133,7 @@ class Report {
   }
 
   void packets() {
-    const CaptureCounts& capture = m_statistics.capture;
+    const CaptureCounts& capture = *m_statistics.capture;
     counted("packets", capture.packets);
     counted("  UDP datagrams", capture.datagrams);
     countedIfAny("  not let through", capture.notSelected);

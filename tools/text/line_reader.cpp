@@ -3,9 +3,16 @@
 #include <cstring>
 
 #include <algorithm>
-#include <istream>
+
+#include "base/utf8.h"
 
 namespace MD::tool {
+namespace {
+
+/// Whether there is nothing but blanks and tabs.
+bool isBlankLine(std::string_view line) noexcept { return line.find_first_not_of(" \t") == line.npos; }
+
+}  // namespace
 
 bool LineReader::next(std::string_view& line) {
   std::size_t searched = 0;
@@ -32,6 +39,19 @@ bool LineReader::next(std::string_view& line) {
   }
 }
 
+bool LineReader::nextFilled(std::string_view& line) {
+  do {
+    if (!next(line)) {
+      return false;
+    }
+    line = withoutCarriageReturn(line);
+    if (m_lineNumber == 1) {
+      line = withoutByteOrderMark(line);
+    }
+  } while (isBlankLine(line));
+  return true;
+}
+
 /// Reads what the input has ready, at least a byte. @return false at the end
 bool LineReader::fill() {
   if (m_begin != 0) {
@@ -43,16 +63,15 @@ bool LineReader::fill() {
     m_buffer.resize(2 * m_buffer.size());
   }
   // A read for a whole buffer would wait until a slow writer has filled it; the stream buffer's own reads do not.
-  std::streambuf& source = *m_in.rdbuf();
-  if (source.in_avail() <= 0) {
+  if (m_in.in_avail() <= 0) {
     m_out.flush();
   }
-  if (source.sgetc() == std::streambuf::traits_type::eof()) {
+  if (m_in.sgetc() == std::streambuf::traits_type::eof()) {
     return false;
   }
-  const std::streamsize ready = std::max<std::streamsize>(source.in_avail(), 1);
+  const std::streamsize ready = std::max<std::streamsize>(m_in.in_avail(), 1);
   const auto room = static_cast<std::streamsize>(m_buffer.size() - m_end);
-  m_end += static_cast<std::size_t>(source.sgetn(m_buffer.data() + m_end, std::min(ready, room)));
+  m_end += static_cast<std::size_t>(m_in.sgetn(m_buffer.data() + m_end, std::min(ready, room)));
   return true;
 }
 

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include <iosfwd>
+#include <streambuf>
 #include <string_view>
 #include <vector>
 
@@ -17,20 +17,24 @@ class LineReader {
  public:
   /// @param out  written out before each wait for more input, so that a line that arrives through a pipe is answered
   ///             before the next one comes
-  LineReader(std::istream& in, Output& out) : m_in(in), m_out(out), m_buffer(std::size_t{1} << 16) {}
+  LineReader(std::streambuf& in, Output& out) : m_in(in), m_out(out), m_buffer(std::size_t{1} << 16) {}
 
   /// Sets `line`, valid until the next call, to the next line without its line feed; a carriage return stays.
   /// @return false at the end of the input
   /// @throws std::ios_base::failure when the input cannot be read
   bool next(std::string_view& line);
 
-  /// The number of the line that next() gave, from 1.
+  /// The same with the next line that is not blank, without the byte-order mark of the first line and without a
+  /// carriage return at the end.
+  bool nextFilled(std::string_view& line);
+
+  /// The number of the line that was given last, from 1.
   std::uint64_t lineNumber() const noexcept { return m_lineNumber; }
 
  private:
   bool fill();
 
-  std::istream& m_in;
+  std::streambuf& m_in;
   Output& m_out;
   std::vector<char> m_buffer;
   std::size_t m_begin = 0;
@@ -42,9 +46,6 @@ class LineReader {
 inline std::string_view withoutCarriageReturn(std::string_view line) noexcept {
   return !line.empty() && line.back() == '\r' ? line.substr(0, line.size() - 1) : line;
 }
-
-/// Whether there is nothing but blanks and tabs.
-inline bool isBlankLine(std::string_view line) noexcept { return line.find_first_not_of(" \t") == line.npos; }
 
 }  // namespace MD::tool
 

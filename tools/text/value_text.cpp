@@ -38,6 +38,10 @@ std::optional<std::uint8_t> typeCode(std::string_view name) noexcept {
   return type != nullptr ? std::optional(type->code) : std::nullopt;
 }
 
+bool isOfDigits(std::string_view text) noexcept {
+  return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
+}
+
 bool isCarried(std::uint8_t type) noexcept {
   switch (type) {
 #define MD_CASE(T, name, code) case code:
@@ -59,7 +63,7 @@ T parseWhole(std::string_view text, std::string_view what) {
   }
   // A minus before an unsigned number is out of its range rather than no number.
   const std::string_view digits = !text.empty() && text[0] == '-' ? text.substr(1) : text;
-  if (!digits.empty() && digits.find_first_not_of("0123456789") == digits.npos) {
+  if (isOfDigits(digits)) {
     throw LineError(printable(text) + " does not fit " + std::string(what) + " (" +
                     std::to_string(std::numeric_limits<T>::min()) + " to " +
                     std::to_string(std::numeric_limits<T>::max()) + ')');

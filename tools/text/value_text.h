@@ -22,6 +22,9 @@ std::optional<std::uint8_t> typeCode(std::string_view name) noexcept;
 /// Whether messages carry values of this type.
 bool isCarried(std::uint8_t type) noexcept;
 
+/// Whether there is nothing but decimal digits in `text`, at least one.
+bool isOfDigits(std::string_view text) noexcept;
+
 /// The whole of `text` as a whole number.
 /// @param what  names the number in the error
 /// @throws LineError when there is anything else in `text`, or a number out of the range of `T`

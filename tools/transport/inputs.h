@@ -2,37 +2,57 @@
 #ifndef MDMSG_INPUTS_H
 #define MDMSG_INPUTS_H
 
-#include <functional>
-#include <iosfwd>
+#include <cstddef>
+
+#include <fstream>
+#include <istream>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "base/diagnostics.h"
-#include "base/output.h"
 #include "transport/input_buffer.h"
-#include "transport/message_source.h"
 
 namespace MD::tool {
 
-struct Inputs {
-  std::vector<std::string> files;  ///< "-" is standard input, and so is an empty list
-  std::istream& standardInput;
-  /// Where there is one, messages come from it and from nothing else; the reporter knows its name already.
-  MessageSource* live = nullptr;
+class Inputs {
+ public:
+  /// @param files  "-" is standard input, and so is an empty list
+  /// @param standardInput  outlives the inputs
+  Inputs(std::vector<std::string> files, std::istream& standardInput, Reporter& reporter);
+
+  /// The next input that can be opened, from its first byte on, or null; valid until the next call. The reporter gets
+  /// its name. One that cannot be opened is reported.
+  InputBuffer* next();
+
+  /// Calls `read`, which reads from the input at hand. When that breaks off or fails, it is reported.
+  /// @return whether it went well
+  template <class Read>
+  bool attempt(Read read) {
+    try {
+      read();
+      return true;
+    } catch (const InputError& error) {
+      // Part of it was used.
+      m_reporter.wholeInput(std::string(error.what()) + "; what comes before was read");
+    } catch (const std::ios_base::failure&) {
+      m_reporter.unusable("cannot read " + m_reporter.input());
+    }
+    return false;
+  }
+
+ private:
+  bool openFile(const std::string& path);
+  void begin(std::streambuf& source, const std::string& name, std::uint64_t sizeBytes);
+
+  std::vector<std::string> m_files;
+  std::istream& m_standardInput;
+  Reporter& m_reporter;
+  std::size_t m_next = 0;
+  std::vector<char> m_fileBuffer;
+  std::filebuf m_file;
+  std::optional<InputBuffer> m_input;
 };
-
-enum class Go { On, NoFurther };
-
-/// Calls `use` with each input until it wants no more. One that cannot be opened or read on is reported, and the rest
-/// goes on.
-void forEachInput(const Inputs& inputs, Reporter& reporter, const std::function<Go(InputBuffer&)>& use);
-
-/// Calls `use` with each message of all inputs until it wants no more. A LineError, of the input or out of `use`, is
-/// reported, and what had been put out so far for that message is taken back.
-/// @param whenRead  called with the source of each input when it has been read as far as it goes
-void forEachMessage(const Inputs& inputs, const SourceOptions& options, Output& out, Reporter& reporter,
-                    const std::function<Go(const InputMessage&)>& use,
-                    const std::function<void(const MessageSource&)>& whenRead = {});
 
 }  // namespace MD::tool
 

@@ -17,6 +17,20 @@ Framing parseFraming(const std::string& text) {
   throw UsageError("there is no framing " + inQuotes(text) + " (u16le, u16be, u32le, u32be)");
 }
 
+CaptureCounts operator+(CaptureCounts sum, const CaptureCounts& counts) noexcept {
+  sum.packets += counts.packets;
+  sum.datagrams += counts.datagrams;
+  sum.foreign += counts.foreign;
+  sum.notSelected += counts.notSelected;
+  sum.fragments += counts.fragments;
+  sum.cutShort += counts.cutShort;
+  sum.malformed += counts.malformed;
+  sum.tcp += counts.tcp;
+  sum.otherTransport += counts.otherTransport;
+  sum.notIp += counts.notIp;
+  return sum;
+}
+
 bool hasEncodingCode(const InputMessage& message) noexcept {
   return message.sizeBytes != 0 && encodingName(message.data[0]) != nullptr;
 }

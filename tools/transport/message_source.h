@@ -53,6 +53,7 @@ struct InputMessage {
   std::optional<std::int64_t> timeNs;
   Endpoint source;
   Endpoint destination;
+  std::uint64_t input = 0;  ///< the number of the input that it is from
 };
 
 /// What a capture held.
@@ -68,6 +69,8 @@ struct CaptureCounts {
   std::uint64_t otherTransport = 0;
   std::uint64_t notIp = 0;
 };
+
+CaptureCounts operator+(CaptureCounts sum, const CaptureCounts& counts) noexcept;
 
 class MessageSource {
  public:

@@ -1,10 +1,8 @@
 #include "transport/open_messages.h"
 
 #include <algorithm>
-#include <istream>
 #include <vector>
 
-#include "base/utf8.h"
 #include "text/hex_reader.h"
 #include "text/line_reader.h"
 #include "transport/capture.h"
@@ -35,20 +33,13 @@ void readBehind(InputBuffer& in, std::size_t wanted, Output& out, std::vector<st
 
 class HexLineSource : public MessageSource {
  public:
-  HexLineSource(InputBuffer& in, Output& out, Reporter& reporter)
-      : m_stream(&in), m_lines(m_stream, out), m_reporter(reporter) {}
+  HexLineSource(InputBuffer& in, Output& out, Reporter& reporter) : m_lines(in, out), m_reporter(reporter) {}
 
   bool next(InputMessage& message) override {
     std::string_view line;
-    do {
-      if (!m_lines.next(line)) {
-        return false;
-      }
-      line = withoutCarriageReturn(line);
-      if (m_lines.lineNumber() == 1) {
-        line = withoutByteOrderMark(line);
-      }
-    } while (isBlankLine(line));
+    if (!m_lines.nextFilled(line)) {
+      return false;
+    }
     m_reporter.setPlace({Place::Kind::Line, m_lines.lineNumber(), 0});
     parseHex(line, Blanks::BetweenBytes, m_bytes);
     message = {};
@@ -58,7 +49,6 @@ class HexLineSource : public MessageSource {
   }
 
  private:
-  std::istream m_stream;
   LineReader m_lines;
   Reporter& m_reporter;
   std::vector<std::uint8_t> m_bytes;

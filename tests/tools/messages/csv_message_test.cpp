@@ -20,7 +20,7 @@ class CsvMessage : public testing::Test {
   static std::string encoded(const std::string& text) {
     const QuietLibrary quiet;
     Reports reports;
-    std::istringstream in(text);
+    std::stringbuf in(text);
     LineReader lines(in, reports.out);
     CsvReader record(lines);
     const FieldNames names;

@@ -16,7 +16,7 @@ using MD::test::Reports;
 /// The records of a text, each as its line, a colon and its cells in brackets, or the error in its place.
 std::vector<std::string> recordsOf(const std::string& text) {
   Reports reports;
-  std::istringstream in(text);
+  std::stringbuf in(text);
   LineReader lines(in, reports.out);
   CsvReader record(lines);
   std::vector<std::string> records;

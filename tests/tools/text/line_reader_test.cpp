@@ -14,7 +14,7 @@ using MD::tool::LineReader;
 
 std::vector<std::string> linesOf(const std::string& text) {
   Reports reports;
-  std::istringstream in(text);
+  std::stringbuf in(text);
   LineReader reader(in, reports.out);
   std::vector<std::string> lines;
   std::string_view line;
@@ -35,6 +35,23 @@ TEST(LineReader, GivesLinesWithoutTheirLineFeeds) {
   EXPECT_EQ(linesOf(std::string("a\0b\n", 4)), Lines({std::string("a\0b", 3)}));
 }
 
+TEST(LineReader, GivesLinesThatAreNotBlankWithoutMarkAndCarriageReturn) {
+  Reports reports;
+  std::stringbuf in(
+      "\xef\xbb\xbf \r\n\t\n\xef\xbb\xbf"
+      "b \r\r\n\n c");
+  LineReader reader(in, reports.out);
+  std::vector<std::pair<std::uint64_t, std::string>> lines;
+  for (std::string_view line; reader.nextFilled(line);) {
+    lines.emplace_back(reader.lineNumber(), line);
+  }
+  // A mark further on is text, and so is a second carriage return.
+  EXPECT_EQ(lines, (decltype(lines){{3,
+                                     "\xef\xbb\xbf"
+                                     "b \r"},
+                                    {5, " c"}}));
+}
+
 TEST(LineReader, TakesLinesOfAnyLength) {
   const std::string longLine(300'000, 'x');
   EXPECT_EQ(linesOf("a\n" + longLine + "\nb\n" + longLine), Lines({"a", longLine, "b", longLine}));
@@ -43,8 +60,7 @@ TEST(LineReader, TakesLinesOfAnyLength) {
 TEST(LineReader, JoinsWhatArrivesInPieces) {
   Reports reports;
   Pieces pieces({"a", "b\nc", "\n", "d"}, reports.outText);
-  std::istream in(&pieces);
-  LineReader reader(in, reports.out);
+  LineReader reader(pieces, reports.out);
   std::string_view line;
   Lines lines;
   while (reader.next(line)) {
@@ -56,8 +72,7 @@ TEST(LineReader, JoinsWhatArrivesInPieces) {
 TEST(LineReader, WritesWhatIsDoneBeforeItWaits) {
   Reports reports;
   Pieces pieces({"a\n", "b\n"}, reports.outText);
-  std::istream in(&pieces);
-  LineReader reader(in, reports.out);
+  LineReader reader(pieces, reports.out);
   std::string_view line;
   while (reader.next(line)) {
     reports.out.text().append(line).append("!\n");
