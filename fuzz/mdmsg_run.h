@@ -3,7 +3,6 @@
 #define MD_FUZZ_MDMSG_RUN_H
 
 #include <algorithm>
-#include <functional>
 #include <sstream>
 #include <string>
 
@@ -11,6 +10,8 @@
 #include "base/output.h"
 #include "commands/commands.h"
 #include "fuzz_dictionary.h"
+#include "transport/inputs.h"
+#include "transport/message_inputs.h"
 
 namespace MD::fuzz {
 
@@ -23,32 +24,55 @@ struct Run {
   bool isClean() const { return status == tool::kDone; }
 };
 
-/// Runs a command over hex lines or text.
-inline Run runCommand(const std::string& text, const std::function<void(const tool::Task&)>& command) {
-  useDictionary();
-  const tool::QuietLibrary quiet;
-  std::istringstream in(text);
-  std::ostringstream out;
-  std::ostringstream err;
-  tool::Output output(out);
-  tool::Reporter reporter(err, output);
-  tool::SourceOptions lines;
-  lines.form = tool::InputForm::HexLines;
-  command({{{}, in}, lines, {}, output, reporter});
-  output.flush();
-  return {out.str(), err.str(), reporter.status()};
-}
+/// The streams of a run over hex lines or text.
+class RunStreams {
+ public:
+  explicit RunStreams(const std::string& text) : m_in(text) { useDictionary(); }
+
+  tool::Inputs& inputs() noexcept { return m_inputs; }
+  tool::Output& out() noexcept { return m_output; }
+  tool::Reporter& reporter() noexcept { return m_reporter; }
+  tool::Task task() noexcept { return {m_messages, m_selection, m_output, m_reporter}; }
+
+  Run result() {
+    m_output.flush();
+    return {m_out.str(), m_err.str(), m_reporter.status()};
+  }
+
+ private:
+  static tool::SourceOptions hexLines() {
+    tool::SourceOptions options;
+    options.form = tool::InputForm::HexLines;
+    return options;
+  }
+
+  const tool::QuietLibrary m_quiet;
+  std::istringstream m_in;
+  std::ostringstream m_out;
+  std::ostringstream m_err;
+  tool::Output m_output{m_out};
+  tool::Reporter m_reporter{m_err, m_output};
+  tool::Inputs m_inputs{{}, m_in, m_reporter};
+  tool::MessageInputs m_messages{m_inputs, hexLines(), m_output, m_reporter};
+  const tool::SelectionOptions m_selection;
+};
 
 inline Run decode(const std::string& text, tool::Format format) {
-  return runCommand(text, [&](const tool::Task& task) { tool::decode(task, {format, {}}); });
+  RunStreams run(text);
+  tool::decode(run.task(), {format, {}});
+  return run.result();
 }
 
 inline Run encode(const std::string& text, const std::string& encoding, bool isCsv = false) {
-  return runCommand(text, [&](const tool::Task& task) { tool::encode(task, {encoding, isCsv, {}}); });
+  RunStreams run(text);
+  tool::encode(run.inputs(), {}, {encoding, isCsv, {}}, run.out(), run.reporter());
+  return run.result();
 }
 
 inline Run convert(const std::string& text, const std::string& encoding) {
-  return runCommand(text, [&](const tool::Task& task) { tool::convert(task, {encoding, {}}); });
+  RunStreams run(text);
+  tool::convert(run.task(), {encoding, {}});
+  return run.result();
 }
 
 constexpr const char* kEncodingNames[] = {"mInt", "IterMap", "MsgT"};
