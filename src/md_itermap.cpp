@@ -1,8 +1,6 @@
 #include "md/md_itermap.h"
 
-#include <cstring>
-
-#include <limits>
+#include <cstddef>
 
 #include "assertion.h"
 #include "md_typemap.h"
@@ -13,82 +11,35 @@ namespace {
 
 constexpr const char* kFile = "md_message/include/md/md_itermap";
 
-// By type code. The widths of strings and buffers are in their records.
-constexpr const auto& kWidths = detail::kIterMapWidths;
+constexpr bool widthsAreThoseOfTheTypes() {
+  using Layout = detail::IterMapLayout;
+  for (std::size_t code = 0; code != detail::kIterMapWidths.size(); ++code) {
+    if (Layout::kWidths[code] != detail::kIterMapWidths[code]) {
+      return false;
+    }
+  }
+  return std::size(Layout::kWidths) == detail::kIterMapWidths.size();
+}
+static_assert(widthsAreThoseOfTheTypes());
 
-constexpr std::uint32_t lengthWordBytes(std::uint8_t type) noexcept {
-  return type == DATATYPES::STRING ? sizeof(std::uint16_t) : type == DATATYPES::BUFFER ? sizeof(std::uint32_t) : 0;
+detail::WholeBytes bytesFrom(const char* first) noexcept {
+  return detail::WholeBytes(reinterpret_cast<const std::uint8_t*>(first));
 }
 
 }  // namespace
 
-struct IterMap::Rules : IterMap::Layout {
-  using Values::decode;
-
-  static constexpr std::uint8_t kHeader[] = {ENCODINGS::ITERMAP};
+struct IterMap::Rules {
   static constexpr const char* kAddRefused = "IterMap Error: Attempting to ADD a field with incorrect id or type";
+  static constexpr const char* kMessageFull =
+      "IterMap Error: Attempting to ADD a field to a message that would exceed 4294967295 bytes";
+  static constexpr const char* kGetRefused =
+      "IterMap Error: Attempting to GET a field of incorrect type OR overflow error";
+  static constexpr bool kGetReportsStoredId = false;
+  static constexpr bool kFieldDataTypeOfRequestedId = false;
   static constexpr const char* kUpdateRefused = "IterMap Error: Attempting to UPDATE a field with incorrect type";
+  static constexpr detail::UpdateTest kUpdateTest = detail::UpdateTest::LengthThenType;
   static constexpr bool kEmptyMessageBeforeEmptyList = false;
   static constexpr bool kMoveLeavesEmptyMessage = false;
-  static constexpr std::uint64_t kMaxHeadBytes = headBytes<BufferView16>();
-
-  template <class View>
-  static std::uint16_t id(const View& view, std::uint64_t position) noexcept {
-    return view.template load<std::uint16_t>(position);
-  }
-
-  template <class View>
-  static Head head(const View& view, std::uint64_t position, std::uint8_t dictionaryType) noexcept {
-    switch (dictionaryType) {
-      case DATATYPES::STRING:
-        return headOf<StringView16>(view, position);
-      case DATATYPES::BUFFER:
-        return headOf<BufferView16>(view, position);
-      default:
-        return {position, dictionaryType < std::size(kWidths) ? kWidths[dictionaryType] : std::uint64_t{0}, kIdBytes,
-                dictionaryType};
-    }
-  }
-
-  // A table of widths would wait for the dictionary's answer before every record.
-  static bool step(const detail::WholeBytes& bytes, std::uint64_t position, std::uint8_t type,
-                   std::uint64_t& next) noexcept {
-    constexpr std::uint64_t kFourByteTypes = detail::typeBit(DATATYPES::INT) | detail::typeBit(DATATYPES::FLOAT);
-    const std::uint64_t bit = detail::typeBit(type);
-    if ((bit & detail::kEightByteTypes) != 0) {
-      next = detail::byJump(position + kIdBytes + 8);
-    } else if ((bit & kFourByteTypes) != 0) {
-      next = detail::byJump(position + kIdBytes + 4);
-    } else {
-      next = position + head(bytes, position, type).bytes();
-    }
-    return true;
-  }
-
-  static void refuseLength(std::uint64_t) noexcept {}
-
-  // A word of 0 stands for 65,535 characters where so many lie in the message.
-  static bool decode(const detail::ByteView& view, const Head& head, StringView16& out) noexcept {
-    constexpr std::uint16_t kLongest = std::numeric_limits<std::uint16_t>::max();
-    if (head.valueBytes == 0 && view.fits(head.valuePosition(), std::uint64_t{kLongest} + 1)) {
-      out = {reinterpret_cast<const char*>(view.at(head.valuePosition())), kLongest};
-      return true;
-    }
-    return Values::decode(view, head, out);
-  }
-
-  static void refuseGet(std::uint16_t id, const Head& head) {
-    detail::reportField("IterMap Error: Attempting to GET a field of incorrect type OR overflow error", id, head.type,
-                        static_cast<std::size_t>(head.valueBytes));
-  }
-
-  // The width is tested before the type, so that a value of another width and type costs the field.
-  static detail::UpdateStep updateStep(const Head& stored, std::uint8_t type, std::uint64_t lengthBytes) noexcept {
-    if (stored.valueBytes != lengthBytes) {
-      return detail::UpdateStep::EraseAndAppend;
-    }
-    return stored.type == type ? detail::UpdateStep::Overwrite : detail::UpdateStep::Refuse;
-  }
 };
 
 IterMap::IterMap() : RecordMessage(DEFAULT_ALLOCATOR) { startEmpty(); }
@@ -99,21 +50,10 @@ IterMap::~IterMap() = default;
 
 template class RecordMessage<IterMap>;
 
-namespace {
-
-template <class T>
-T loadFrom(const char* bytes) noexcept {
-  T value{};
-  std::memcpy(static_cast<void*>(&value), bytes, sizeof value);
-  return value;
-}
-
-}  // namespace
-
 #define MD_CHECK_VALID() detail::check(isValid(), "isValid()", kFile, __LINE__)
 
 std::uint16_t IterMap::Field::id() const {
-  return MD_CHECK_VALID() ? loadFrom<std::uint16_t>(m_record) : std::uint16_t{0};
+  return MD_CHECK_VALID() ? Layout::id(bytesFrom(m_record), 0) : std::uint16_t{0};
 }
 
 std::uint8_t IterMap::Field::type() const {
@@ -121,29 +61,17 @@ std::uint8_t IterMap::Field::type() const {
 }
 
 std::uint32_t IterMap::Field::size() const {
-  if (!MD_CHECK_VALID()) {
-    return 0;
-  }
-  const std::uint8_t code = type();
-  const char* afterId = m_record + sizeof(std::uint16_t);
-  switch (code) {
-    case DATATYPES::STRING:
-      return loadFrom<std::uint16_t>(afterId);
-    case DATATYPES::BUFFER:
-      return loadFrom<std::uint32_t>(afterId);
-    default:
-      return code < std::size(kWidths) ? kWidths[code] : 0;
-  }
+  return MD_CHECK_VALID() ? static_cast<std::uint32_t>(Layout::head(bytesFrom(m_record), 0, type()).valueBytes) : 0;
 }
 
 const char* IterMap::Field::data_ptr() const {
-  return MD_CHECK_VALID() ? m_record + sizeof(std::uint16_t) + lengthWordBytes(type()) : nullptr;
+  return MD_CHECK_VALID() ? m_record + Layout::headBytes(type()) : nullptr;
 }
 
 template <class T>
 T IterMap::Field::value(bool isOfType, const char* expression, unsigned line) const {
   detail::check(isOfType, expression, kFile, line);
-  return isValid() ? loadFrom<T>(data_ptr()) : T{};
+  return isValid() ? bytesFrom(data_ptr()).load<T>(0) : T{};
 }
 
 // Validity is asserted by the first call of type().

@@ -1,5 +1,7 @@
 #include "md/md_message.h"
 
+#include <algorithm>
+#include <limits>
 #include <ostream>
 #include <typeinfo>
 #include <utility>
@@ -70,7 +72,8 @@ bool MD_Message::update(std::uint16_t id, const MD_Variant& value) {
 // a head, and what a short value grows by. (Strings whose length an `IterMap` stores as 0 are not counted in.)
 void MD_Message::reserveForCopy(const MD_Message& source, std::size_t fieldCount) {
   constexpr std::uint64_t kMostAdded = 8 + sizeof(std::uint64_t) + 1;
-  m_data->reserve(m_data->size() + source.m_data->size() + kMostAdded * fieldCount);
+  const std::uint64_t bytes = m_data->size() + source.m_data->size() + kMostAdded * fieldCount;
+  m_data->reserve(std::min<std::uint64_t>(bytes, std::numeric_limits<std::uint32_t>::max()));
   m_optimizer->fitDictionary();
 }
 

@@ -1,40 +1,157 @@
-// The slots of RecordMessage over a RecordStore. An encoding's source defines `Encoding::Rules`, includes this and
-// instantiates `RecordMessage<Encoding>`.
+// The algorithms of RecordMessage. An encoding's source defines `Encoding::Rules` (see record_rules.h), includes this
+// header and instantiates `RecordMessage<Encoding>`.
 #ifndef MD_SRC_RECORD_MESSAGE_H
 #define MD_SRC_RECORD_MESSAGE_H
 
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include <algorithm>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <boost/container/small_vector.hpp>
+
 #include "field_copy.h"
+#include "md/detail/record_layout.h"
+#include "md/detail/record_walk.h"
+#include "md/detail/value_codec.h"
+#include "md/detail/wire_bytes.h"
+#include "md/md_fieldmap.h"
+#include "md/md_msgdata.h"
+#include "md/md_optimizer.h"
 #include "md/md_record_message.h"
+#include "md/md_value_types.h"
+#include "message_printer.h"
 #include "record_replacement.h"
-#include "record_store.h"
+#include "record_rules.h"
+#include "report.h"
 
 namespace MD {
 
 template <class Encoding>
-struct RecordMessage<Encoding>::Records : detail::RecordStore<typename Encoding::Rules> {
-  using detail::RecordStore<typename Encoding::Rules>::RecordStore;
-};
-
-template <class Encoding>
-RecordMessage<Encoding>::RecordMessage(const Allocator& allocator) : MD_Message(allocator) {}
+RecordMessage<Encoding>::RecordMessage(const Allocator& allocator) : MD_Message(allocator) {
+  static_assert(detail::checkLayout<typename Encoding::Layout>());
+}
 
 template <class Encoding>
 RecordMessage<Encoding>::~RecordMessage() = default;
 
 template <class Encoding>
-void RecordMessage<Encoding>::startEmpty() {
-  Records(*this).startEmpty();
-}
-
-template <class Encoding>
 std::uint8_t RecordMessage<Encoding>::getPB() const {
-  return Encoding::Rules::kHeader[0];
+  return Encoding::Layout::kHeader[0];
+}
+
+// The message as a whole ----------------------------------------------------------------------------------------------
+
+template <class Encoding>
+bool RecordMessage<Encoding>::emptyImpl() const {
+  return bytes().size() <= detail::kHeaderBytes<typename Encoding::Layout>;
+}
+
+/// Writes the header, from its byte `first` on, into the buffer's memory, whatever of that is in use.
+template <class Encoding>
+void RecordMessage<Encoding>::writeHeader(std::uint64_t first) noexcept {
+  constexpr const auto& kHeader = Encoding::Layout::kHeader;
+  if (first < sizeof kHeader && bytes().capacity() != 0) {
+    std::memcpy(bytes().data() + first, kHeader + first, sizeof kHeader - static_cast<std::size_t>(first));
+  }
 }
 
 template <class Encoding>
-const std::uint8_t* RecordMessage<Encoding>::fieldData(std::uint16_t id, std::uint8_t& type,
-                                                       std::uint32_t& sizeBytes) const {
-  return Records(*this).locate(id, type, sizeBytes);
+void RecordMessage<Encoding>::startEmpty() {
+  bytes().reserve(detail::kHeaderBytes<typename Encoding::Layout>);
+  writeHeader(0);
+  clearImpl();
+}
+
+template <class Encoding>
+void RecordMessage<Encoding>::clearImpl() {
+  constexpr std::uint64_t kHeaderBytes = detail::kHeaderBytes<typename Encoding::Layout>;
+  if (bytes().capacity() == 0) {
+    bytes().reserve(kHeaderBytes);
+    writeHeader(0);
+  }
+  bytes().setSize(kHeaderBytes);
+  positions().clear();
+}
+
+/// Takes over a copy of `source`, which may be the buffer's own, and makes every field absent.
+template <class Encoding>
+void RecordMessage<Encoding>::assign(const std::uint8_t* source, std::uint64_t sizeBytes) {
+  MsgData& data = bytes();
+  const std::uint64_t neededBytes = std::max(sizeBytes, detail::kHeaderBytes<typename Encoding::Layout>);
+  if (neededBytes > data.capacity()) {
+    source = detail::growUnder(data, neededBytes, source);
+  }
+  positions().fitDictionary();
+  if (sizeBytes != 0) {
+    std::memmove(data.data(), source, static_cast<std::size_t>(sizeBytes));
+  }
+  // A header that is truncated is completed behind the end, where an add or a clear brings it into use.
+  writeHeader(sizeBytes);
+  data.setSize(sizeBytes);
+  positions().clear();
+}
+
+template <class Encoding>
+bool RecordMessage<Encoding>::setBinaryImpl(const std::uint8_t* received, std::uint32_t sizeBytes) {
+  if (received == nullptr) {
+    return false;
+  }
+  assign(received, sizeBytes);
+  index(detail::kHeaderBytes<typename Encoding::Layout>);
+  return true;
+}
+
+/// Registers the records from `position` to the end. There must be room for every field of the dictionary.
+template <class Encoding>
+void RecordMessage<Encoding>::index(std::uint64_t position) {
+  detail::RecordWalk<typename Encoding::Layout> walk(detail::viewOf(bytes()), fieldMap(), position);
+  {
+    Optimizer::Filling table(positions());
+    walk.passWholeFields(
+        [&table](FIELDS::packed_rec field, std::uint16_t, std::uint64_t at) { table.place(field, at); });
+  }
+  if (!walk.isAtEnd()) {
+    indexChecked(walk.position());
+  }
+}
+
+/// Any records: those that are no fields are reported and stripped, and the rest closes up, each byte moved once.
+template <class Encoding>
+void RecordMessage<Encoding>::indexChecked(std::uint64_t position) {
+  MsgData& data = bytes();
+  std::uint64_t kept = position;
+  detail::RecordWalk<typename Encoding::Layout> walk(detail::viewOf(data), fieldMap(), position);
+  for (detail::WalkedRecord record; walk.next(record);) {
+    if (record.kind == detail::WalkedRecord::Kind::Field) {
+      positions().place(record.field, kept);
+      detail::keep(data, record.head.position, record.end, kept);
+    } else {
+      detail::reportBadField<Encoding>(record.id, record.head.type, record.head.valueBytes);
+    }
+  }
+  if (kept != data.size()) {
+    data.setSize(kept);
+    if (detail::g_badFieldReports<Encoding>.isBelowLimit()) {
+      detail::reportRemainder(*this);
+    }
+  }
+}
+
+template <class Encoding>
+void RecordMessage<Encoding>::getFieldIdsImpl(std::vector<std::uint16_t>& out) const {
+  detail::RecordWalk<typename Encoding::Layout> walk(detail::viewOf(bytes()), fieldMap());
+  for (detail::WalkedRecord record; walk.next(record);) {
+    if (record.kind != detail::WalkedRecord::Kind::LoneByte) {
+      const std::uint16_t id = record.id;  // the record itself stays in registers
+      out.push_back(id);
+    }
+  }
 }
 
 template <class Encoding>
@@ -45,87 +162,299 @@ std::unique_ptr<MD_Message> RecordMessage<Encoding>::createEmpty() const {
 template <class Encoding>
 std::unique_ptr<MD_Message> RecordMessage<Encoding>::clone() const {
   std::unique_ptr<Encoding> copy(new Encoding(DEFAULT_ALLOCATOR));
-  Records(*copy).assign(bytes().data(), bytes().size());
-  Records(*copy).copyPositions(Records(*this));
+  RecordMessage& target = *copy;
+  target.assign(bytes().data(), bytes().size());
+  Optimizer& table = target.positions();
+  detail::RecordWalk<typename Encoding::Layout> walk(detail::viewOf(bytes()), fieldMap());
+  for (detail::WalkedRecord record; walk.next(record);) {
+    if (const std::uint64_t position = positions().get(record.field)) {
+      table.place(record.field, position);
+    }
+  }
+  // A record that another one covers, or that an earlier dictionary knew, was not met.
+  if (table.get_field_count() != positions().get_field_count()) {
+    table = positions();
+  }
   return copy;
 }
 
 template <class Encoding>
 std::unique_ptr<MD_Message> RecordMessage<Encoding>::moveToNew() {
   std::unique_ptr<Encoding> moved(new Encoding(DEFAULT_ALLOCATOR));
-  if (Encoding::Rules::kMoveLeavesEmptyMessage) {
-    Records(*moved).startEmpty();
+  RecordMessage& target = *moved;
+  if constexpr (Encoding::Rules::kMoveLeavesEmptyMessage) {
+    target.startEmpty();
   } else {
     // A clear keeps the header as it is, and the pool's buffer may have served another encoding.
-    Records(*moved).writeHeader(0);
+    target.writeHeader(0);
   }
-  swap(*moved);
+  swap(target);
   return moved;
 }
 
-template <class Encoding>
-bool RecordMessage<Encoding>::eraseArrayImpl(const std::vector<std::uint16_t>& ids) {
-  return Records(*this).eraseMany(ids);
-}
+// One field -----------------------------------------------------------------------------------------------------------
 
+/// The position of a field's record, 0 when it is absent. Positions can outlive their bytes: records overlap after an
+/// add behind a truncated one, and a dictionary may change under a message.
 template <class Encoding>
-bool RecordMessage<Encoding>::eraseSetImpl(const std::set<std::uint16_t>& ids) {
-  return Records(*this).eraseMany(ids);
-}
-
-template <class Encoding>
-bool RecordMessage<Encoding>::eraseImpl(std::uint16_t id) {
-  return Records(*this).erase(id);
-}
-
-template <class Encoding>
-void RecordMessage<Encoding>::clearImpl() {
-  Records(*this).clear();
-}
-
-template <class Encoding>
-bool RecordMessage<Encoding>::emptyImpl() const {
-  return Records(*this).isEmpty();
+std::uint64_t RecordMessage<Encoding>::find(FIELDS::packed_rec field) const noexcept {
+  const Optimizer& table = positions();
+  const std::uint64_t position = table.hasRoomFor(field) ? table.position(field) : 0;
+  return position < bytes().size() ? position : 0;
 }
 
 template <class Encoding>
 bool RecordMessage<Encoding>::existsImpl(std::uint16_t id) const {
-  return Records(*this).exists(id);
+  return positions().get(id) != 0;
 }
 
 template <class Encoding>
-bool RecordMessage<Encoding>::setBinaryImpl(const std::uint8_t* received, std::uint32_t sizeBytes) {
-  if (received == nullptr) {
+const std::uint8_t* RecordMessage<Encoding>::fieldData(std::uint16_t id, std::uint8_t& type,
+                                                       std::uint32_t& sizeBytes) const {
+  const FIELDS::packed_rec field = fieldMap().packed(id);
+  const std::uint64_t position = find(field);
+  if (position == 0) {
+    return nullptr;
+  }
+  const detail::ByteView view = detail::viewOf(bytes());
+  const detail::RecordHead head = detail::headAt<typename Encoding::Layout>(view, position, fieldMap());
+  type = Encoding::Rules::kFieldDataTypeOfRequestedId ? field.type : head.type;
+  sizeBytes = static_cast<std::uint32_t>(head.valueBytes);
+  return view.at(std::min(head.valuePosition(), view.size()));
+}
+
+template <class Encoding>
+template <class T>
+bool RecordMessage<Encoding>::append(std::uint16_t id, T value) {
+  using Layout = typename Encoding::Layout;
+  using Rules = typename Encoding::Rules;
+  constexpr std::uint8_t kType = detail::kTypeCode<T>;
+  const FIELDS::packed_rec field = fieldMap().packed(id);
+  const std::uint64_t lengthBytes = Layout::valueBytes(value);
+  if (!field.isKnown() || field.type != kType) {
+    detail::reportField(Rules::kAddRefused, id, kType, static_cast<std::size_t>(lengthBytes));
     return false;
   }
-  Records(*this).parse(received, sizeBytes);
+  if constexpr (Layout::kMaxValueBytes < detail::kLongestValueBytes) {
+    if (lengthBytes > Layout::kMaxValueBytes) {
+      detail::report([lengthBytes] { return Rules::tooLong(lengthBytes); });
+      return false;
+    }
+  }
+  MsgData& data = bytes();
+  // Behind the whole header, also in a message that was given less than that.
+  const std::uint64_t position = std::max(data.size(), detail::kHeaderBytes<Layout>);
+  const std::uint64_t end = position + Layout::headBytes(kType) + lengthBytes;
+  if (end > detail::kMaxMessageBytes) {
+    detail::reportField(Rules::kMessageFull, id, kType, static_cast<std::size_t>(lengthBytes));
+    return false;
+  }
+  positions().fitDictionary();
+  if constexpr (detail::kIsView<T>) {
+    if (end > data.capacity()) {
+      value.data = reinterpret_cast<decltype(value.data)>(
+          detail::growUnder(data, end, reinterpret_cast<const std::uint8_t*>(value.data)));
+    }
+  } else {
+    data.reserve(end);
+  }
+  Layout::write(detail::ByteWriter(data.data() + position), id, lengthBytes, value);
+  data.setSize(end);
+  positions().place(field, position);
   return true;
+}
+
+/// Erases the record at `position`, of which `recordBytes` are there, and appends its new value.
+template <class Encoding>
+template <class T>
+bool RecordMessage<Encoding>::replace(std::uint16_t id, std::uint64_t position, std::uint64_t recordBytes, T value) {
+  using Layout = typename Encoding::Layout;
+  constexpr std::uint8_t kType = detail::kTypeCode<T>;
+  const FIELDS::packed_rec field = fieldMap().packed(id);
+  MsgData& data = bytes();
+  // Whatever can fail for want of memory or room comes before the first change, and so does a copy of a view into the
+  // bytes that are about to move.
+  std::string copy;
+  if constexpr (detail::kIsView<T>) {
+    if (data.owns(value.data)) {
+      copy.assign(reinterpret_cast<const char*>(value.data), value.length);
+      value.data = reinterpret_cast<decltype(value.data)>(copy.data());
+    }
+  }
+  const std::uint64_t lengthBytes = Layout::valueBytes(value);
+  if (field.type == kType && lengthBytes <= Layout::kMaxValueBytes) {
+    const std::uint64_t end = data.size() - recordBytes + Layout::headBytes(kType) + lengthBytes;
+    if (end > detail::kMaxMessageBytes) {
+      detail::reportField(Encoding::Rules::kMessageFull, id, kType, static_cast<std::size_t>(lengthBytes));
+      return false;
+    }
+    data.reserve(end);
+  }
+  positions().fitDictionary();
+  cutOut(field, position, recordBytes);
+  return append(id, value);
+}
+
+template <class Encoding>
+bool RecordMessage<Encoding>::eraseImpl(std::uint16_t id) {
+  const FIELDS::packed_rec field = fieldMap().packed(id);
+  const std::uint64_t position = find(field);
+  if (emptyImpl() || position == 0) {
+    return false;
+  }
+  positions().fitDictionary();
+  const detail::ByteView view = detail::viewOf(bytes());
+  cutOut(field, position,
+         detail::presentBytes(view, detail::headAt<typename Encoding::Layout>(view, position, fieldMap())));
+  return true;
+}
+
+/// Removes the `recordBytes` of a field's record and indexes what follows.
+template <class Encoding>
+void RecordMessage<Encoding>::cutOut(FIELDS::packed_rec field, std::uint64_t position, std::uint64_t recordBytes) {
+  MsgData& data = bytes();
+  std::uint64_t kept = position;
+  detail::keep(data, position + recordBytes, data.size(), kept);
+  data.setSize(kept);
+  positions().erase(field);
+  index(position);
+}
+
+// Several fields ------------------------------------------------------------------------------------------------------
+
+template <class Encoding>
+template <class Ids>
+bool RecordMessage<Encoding>::eraseMany(const Ids& ids) {
+  if (ids.empty()) {
+    return !(Encoding::Rules::kEmptyMessageBeforeEmptyList && emptyImpl());
+  }
+  if (emptyImpl()) {
+    return false;
+  }
+  struct Found {
+    std::uint64_t position;
+    FIELDS::packed_rec field;
+  };
+  boost::container::small_vector<Found, 32> found;
+  for (const std::uint16_t id : ids) {
+    const FIELDS::packed_rec field = fieldMap().packed(id);
+    if (const std::uint64_t position = find(field)) {
+      found.push_back({position, field});
+    }
+  }
+  if (found.empty()) {
+    return false;
+  }
+  positions().fitDictionary();
+  std::sort(found.begin(), found.end(), [](const Found& a, const Found& b) { return a.position < b.position; });
+
+  // What is between the erased records moves down, each byte once. An id that is listed twice leaves nothing to do the
+  // second time.
+  MsgData& data = bytes();
+  const detail::ByteView view = detail::viewOf(data);
+  std::uint64_t kept = found.front().position;
+  std::uint64_t done = kept;
+  for (const Found& record : found) {
+    detail::keep(data, done, std::max(record.position, done), kept);
+    const detail::RecordHead head = detail::headAt<typename Encoding::Layout>(view, record.position, fieldMap());
+    done = std::max(done, record.position + detail::presentBytes(view, head));
+    positions().erase(record.field);
+  }
+  detail::keep(data, done, data.size(), kept);
+  data.setSize(kept);
+  index(found.front().position);
+  return found.size() == ids.size();
+}
+
+template <class Encoding>
+bool RecordMessage<Encoding>::eraseArrayImpl(const std::vector<std::uint16_t>& ids) {
+  return eraseMany(ids);
+}
+
+template <class Encoding>
+bool RecordMessage<Encoding>::eraseSetImpl(const std::set<std::uint16_t>& ids) {
+  return eraseMany(ids);
 }
 
 template <class Encoding>
 void RecordMessage<Encoding>::takeFields(const MD_Message& source, const std::vector<std::uint16_t>& ids) {
-  detail::RecordReplacement<typename Encoding::Rules> fields(Records(*this), ids.size());
+  using Layout = typename Encoding::Layout;
+  using Rules = typename Encoding::Rules;
+  detail::RecordReplacement<Encoding, Layout, Rules> fields(*this, ids.size());
   detail::copyFields(source, fieldMap(), ids,
                      [&fields](std::uint16_t id, auto value) { return fields.put(id, value); });
 }
 
+// The typed operations, once for each type ----------------------------------------------------------------------------
+
+/// Reads the field `id` from the record at `position`.
 template <class Encoding>
-void RecordMessage<Encoding>::getFieldIdsImpl(std::vector<std::uint16_t>& out) const {
-  Records(*this).ids(out);
+template <class T>
+bool RecordMessage<Encoding>::readAt(std::uint64_t position, std::uint16_t id, T& out) const {
+  using Layout = typename Encoding::Layout;
+  using Rules = typename Encoding::Rules;
+  const detail::ByteView view = detail::viewOf(bytes());
+  const detail::RecordHead head = detail::headAt<Layout>(view, position, fieldMap());
+  if (detail::readValue<Layout>(view, head, out)) {
+    return true;
+  }
+  if constexpr (Rules::kGetRefused != nullptr) {
+    detail::reportField(Rules::kGetRefused, Rules::kGetReportsStoredId ? Layout::id(view, position) : id, head.type,
+                        static_cast<std::size_t>(head.valueBytes));
+  }
+  return false;
 }
 
-#define MD_SLOT(T, name, code)                                            \
-  template <class Encoding>                                               \
-  bool RecordMessage<Encoding>::getImpl(std::uint16_t id, T& out) const { \
-    return Records(*this).read(id, out);                                  \
-  }                                                                       \
-  template <class Encoding>                                               \
-  bool RecordMessage<Encoding>::addImpl(std::uint16_t id, T value) {      \
-    return Records(*this).add(id, value);                                 \
-  }                                                                       \
-  template <class Encoding>                                               \
-  bool RecordMessage<Encoding>::updateImpl(std::uint16_t id, T value) {   \
-    return Records(*this).update(id, value);                              \
+/// Updates the field `id`, whose record is at `position`.
+template <class Encoding>
+template <class T>
+bool RecordMessage<Encoding>::updateAt(std::uint64_t position, std::uint16_t id, T value) {
+  using Layout = typename Encoding::Layout;
+  using Rules = typename Encoding::Rules;
+  const detail::ByteView view = detail::viewOf(bytes());
+  const detail::RecordHead head = detail::headAt<Layout>(view, position, fieldMap());
+  const std::uint64_t lengthBytes = Layout::bytesInPlace(value);
+  const detail::UpdateStep step = detail::updateStep<Rules>(head, detail::kTypeCode<T>, lengthBytes);
+  if constexpr (Rules::kUpdateTest != detail::UpdateTest::Length) {
+    if (step == detail::UpdateStep::Refuse) {
+      detail::reportField(Rules::kUpdateRefused, id, head.type, static_cast<std::size_t>(lengthBytes));
+      return false;
+    }
+  }
+  // A record that runs past the end of the message has no room for the value.
+  if (step == detail::UpdateStep::Overwrite && view.fits(position, head.bytes())) {
+    Layout::overwrite(detail::ByteWriter(bytes().data() + head.valuePosition()), value);
+    return true;
+  }
+  return replace(id, position, detail::presentBytes(view, head), value);
+}
+
+#define MD_SLOT(T, name, code)                                                \
+  template <class Encoding>                                                   \
+  bool RecordMessage<Encoding>::readChecked(std::uint16_t id, T& out) const { \
+    const std::uint64_t position = find(fieldMap().packed(id));               \
+    return position != 0 && readAt(position, id, out);                        \
+  }                                                                           \
+  template <class Encoding>                                                   \
+  bool RecordMessage<Encoding>::addChecked(std::uint16_t id, T value) {       \
+    return !existsImpl(id) && append(id, value);                              \
+  }                                                                           \
+  template <class Encoding>                                                   \
+  bool RecordMessage<Encoding>::updateChecked(std::uint16_t id, T value) {    \
+    const std::uint64_t position = find(fieldMap().packed(id));               \
+    return position != 0 ? updateAt(position, id, value) : append(id, value); \
+  }                                                                           \
+  template <class Encoding>                                                   \
+  bool RecordMessage<Encoding>::getImpl(std::uint16_t id, T& out) const {     \
+    return get(id, out);                                                      \
+  }                                                                           \
+  template <class Encoding>                                                   \
+  bool RecordMessage<Encoding>::addImpl(std::uint16_t id, T value) {          \
+    return add(id, value);                                                    \
+  }                                                                           \
+  template <class Encoding>                                                   \
+  bool RecordMessage<Encoding>::updateImpl(std::uint16_t id, T value) {       \
+    return update(id, value);                                                 \
   }
 MD_VALUE_TYPES(MD_SLOT)
 #undef MD_SLOT

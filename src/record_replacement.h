@@ -11,7 +11,14 @@
 #include <tuple>
 #include <vector>
 
-#include "record_store.h"
+#include "md/detail/record_walk.h"
+#include "md/detail/value_codec.h"
+#include "md/detail/wire_bytes.h"
+#include "md/md_fieldmap.h"
+#include "md/md_msgdata.h"
+#include "md/md_optimizer.h"
+#include "md/md_record_message.h"
+#include "record_rules.h"
 
 namespace MD::detail {
 
@@ -25,12 +32,12 @@ namespace MD::detail {
 ///
 /// Parsing leaves a record that another one of its id follows in the bytes. It comes into use by an erase of any record
 /// before it, if its field is absent then.
-template <class Rules>
+template <class Encoding, class Layout, class Rules>
 class RecordReplacement {
  public:
   /// @param mostFields  how many fields will be put
-  RecordReplacement(const RecordStore<Rules>& store, std::size_t mostFields)
-      : m_store(store), m_mostFields(mostFields) {}
+  RecordReplacement(RecordMessage<Encoding>& message, std::size_t mostFields)
+      : m_message(message), m_mostFields(mostFields) {}
   ~RecordReplacement() { closeUp(); }
   RecordReplacement(const RecordReplacement&) = delete;
   RecordReplacement& operator=(const RecordReplacement&) = delete;
@@ -38,50 +45,58 @@ class RecordReplacement {
   /// A field that is put once more has the same value again.
   template <class T>
   bool put(std::uint16_t id, T value) {
-    const FIELDS::packed_rec field = m_store.map().packed(id);
-    if (Plain::add(m_store.data(), m_store.positions(), field, id, value)) {
-      keepWhole<T>(field);
+    if (m_message.addPlain(id, value)) {
+      keepWhole<T>(id);
       return true;
     }
-    return Plain::update(m_store.data(), m_store.positions(), field, value) || putChecked(id, field, value);
+    return m_message.updatePlain(id, value) || putChecked(id, value);
   }
 
  private:
-  using Plain = PlainRecords<Rules>;
-
   template <class T>
-  bool putChecked(std::uint16_t id, FIELDS::packed_rec field, T value) {
-    if (m_store.positions().get(field) == 0) {
-      if (m_store.add(id, value)) {
-        keepWhole<T>(field);
+  bool putChecked(std::uint16_t id, T value) {
+    const FIELDS::packed_rec field = map().packed(id);
+    if (positions().get(field) == 0) {
+      if (m_message.addChecked(id, value)) {
+        keepWhole<T>(id);
         return true;
       }
-      return m_store.update(id, value);
+      return m_message.updateChecked(id, value);
     }
-    const std::uint64_t position = m_store.find(field);
-    const RecordHead head = Rules::head(m_store.view(), position, field.type);
+    const std::uint64_t position = m_message.find(field);
+    const RecordHead head = headAt<Layout>(view(), position, map());
     if (position == 0 ||
-        Rules::updateStep(head, kTypeCode<T>, Rules::bytesInPlace(value)) != UpdateStep::EraseAndAppend ||
+        updateStep<Rules>(head, kTypeCode<T>, Layout::bytesInPlace(value)) != UpdateStep::EraseAndAppend ||
         !isRegular()) {
-      return m_store.update(id, value);
+      return m_message.updateChecked(id, value);
     }
-    // What can fail for want of memory comes before the first change.
-    if (const std::uint64_t valueBytes = Rules::valueBytes(value); Rules::holds(valueBytes)) {
-      m_store.data().reserve(m_store.data().size() + Rules::template headBytes<T>() + valueBytes);
+    // What can fail for want of memory or room comes before the first change.
+    if (const std::uint64_t valueBytes = Layout::valueBytes(value); valueBytes <= Layout::kMaxValueBytes) {
+      const std::uint64_t end = view().size() + Layout::headBytes(kTypeCode<T>) + valueBytes;
+      if (end > kMaxMessageBytes) {
+        closeUp();
+        m_state = State::Irregular;
+        return m_message.updateChecked(id, value);
+      }
+      m_message.bytes().reserve(end);
     }
     eraseLater(field, head);
-    const bool isAppended = m_store.append(id, field, value);
+    const bool isAppended = m_message.append(id, value);
     if (isAppended) {
-      keepWhole<T>(field);
+      keepWhole<T>(id);
     } else {
       addUnused(field, position);
     }
-    if (m_erasedBytes > m_store.data().size() / 2) {
+    if (m_erasedBytes > view().size() / 2) {
       closeUp();
       m_state = State::Unknown;
     }
     return isAppended;
   }
+
+  const MD_FieldMap& map() const noexcept { return m_message.fieldMap(); }
+  Optimizer& positions() noexcept { return m_message.positions(); }
+  ByteView view() noexcept { return viewOf(m_message.bytes()); }
 
   /// A record of a field.
   struct Record {
@@ -121,29 +136,22 @@ class RecordReplacement {
   /// Lists the records that no field leads to, and makes room for all that there will be to remember.
   /// @return whether the message is as the class comment asks
   bool listRecords() {
-    const ByteView bytes = m_store.view();
-    const Optimizer& positions = m_store.positions();
     m_others.clear();
     std::size_t found = 0;
-    for (std::uint64_t position = Rules::kHeaderBytes; position < bytes.size();) {
-      if (bytes.left(position) < sizeof(std::uint16_t)) {
+    RecordWalk<Layout> walk(view(), map());
+    for (WalkedRecord record; walk.next(record);) {
+      const std::uint64_t used = positions().get(record.field);
+      if (record.kind != WalkedRecord::Kind::Field || record.isTruncated() ||
+          (used != 0 && used < record.head.position)) {
         return false;
       }
-      const FIELDS::packed_rec field = m_store.map().packed(Rules::id(bytes, position));
-      const RecordHead head = Rules::head(bytes, position, field.type);
-      const std::uint64_t used = positions.get(field);
-      if (!field.isKnown() || head.type != field.type || !bytes.fits(position, head.bytes()) ||
-          (used != 0 && used < position)) {
-        return false;
-      }
-      if (used == position) {
+      if (used == record.head.position) {
         ++found;
       } else {
-        m_others.push_back({position, field});
+        m_others.push_back({record.head.position, record.field});
       }
-      position += head.bytes();
     }
-    if (found != positions.get_field_count()) {
+    if (found != positions().get_field_count()) {
       return false;
     }
     m_erased.reserve(m_mostFields);
@@ -152,7 +160,7 @@ class RecordReplacement {
     m_unused.reserve(2 * m_others.size());
     for (std::size_t i = 0; i != m_others.size(); ++i) {
       const bool isLast = i + 1 == m_others.size() || m_others[i + 1].field.slot != m_others[i].field.slot;
-      if (isLast && positions.get(m_others[i].field) == 0) {
+      if (isLast && positions().get(m_others[i].field) == 0) {
         m_unused.push_back(m_others[i]);
       }
     }
@@ -163,12 +171,11 @@ class RecordReplacement {
   void eraseLater(FIELDS::packed_rec field, const RecordHead& head) noexcept {
     m_erased.push_back({head.position, head.bytes()});
     m_erasedBytes += head.bytes();
-    Optimizer& positions = m_store.positions();
-    positions.erase(field);
+    positions().erase(field);
     for (; !m_unused.empty() && m_unused.front().position > head.position; m_unused.pop_back()) {
       const Record& last = m_unused.front();
-      if (positions.get(last.field) == 0) {
-        positions.place(last.field, last.position);
+      if (positions().get(last.field) == 0) {
+        positions().place(last.field, last.position);
       }
       std::pop_heap(m_unused.begin(), m_unused.end(), &isBefore);
     }
@@ -185,12 +192,11 @@ class RecordReplacement {
 
   /// After an append: a string whose length its record does not tell is read as further records by the next erase.
   template <class T>
-  void keepWhole(FIELDS::packed_rec field) noexcept {
+  void keepWhole(std::uint16_t id) noexcept {
     if constexpr (kIsView<T>) {
       if (m_state == State::Regular) {
-        const std::uint64_t position = m_store.positions().get(field);
-        const RecordHead head = Rules::head(m_store.view(), position, field.type);
-        if (head.bytes() != m_store.view().left(position)) {
+        const RecordHead head = headAt<Layout>(view(), positions().get(id), map());
+        if (head.bytes() != view().left(head.position)) {
           closeUp();
           m_state = State::Irregular;
         }
@@ -204,33 +210,32 @@ class RecordReplacement {
       return;
     }
     std::sort(m_erased.begin(), m_erased.end(), &isEarlier);
-    const ByteView bytes = m_store.view();
+    const std::uint64_t end = view().size();
     std::uint64_t kept = m_erased.front().position;
     for (auto erased = m_erased.begin(); erased != m_erased.end(); ++erased) {
       const std::uint64_t first = erased->position + erased->lengthBytes;
-      const std::uint64_t last = std::next(erased) != m_erased.end() ? std::next(erased)->position : bytes.size();
+      const std::uint64_t last = std::next(erased) != m_erased.end() ? std::next(erased)->position : end;
       moveFields(first, last, first - kept);
-      m_store.keep(first, last, kept);
+      keep(m_message.bytes(), first, last, kept);
     }
-    m_store.data().setSize(kept);
+    m_message.bytes().setSize(kept);
     m_erased.clear();
     m_erasedBytes = 0;
   }
 
   /// Has the fields of the records from `position` to `last` lead to where they will be, `byBytes` lower.
   void moveFields(std::uint64_t position, std::uint64_t last, std::uint64_t byBytes) noexcept {
-    const ByteView bytes = m_store.view();
-    Optimizer& positions = m_store.positions();
+    const ByteView bytes = view();
     while (position < last) {
-      const FIELDS::packed_rec field = m_store.map().packed(Rules::id(bytes, position));
-      if (positions.get(field) == position) {
-        positions.place(field, position - byBytes);
+      const FIELDS::packed_rec field = map().packed(Layout::id(bytes, position));
+      if (positions().get(field) == position) {
+        positions().place(field, position - byBytes);
       }
-      position += Rules::head(bytes, position, field.type).bytes();
+      position += Layout::head(bytes, position, field.type).bytes();
     }
   }
 
-  RecordStore<Rules> m_store;
+  RecordMessage<Encoding>& m_message;
   std::size_t m_mostFields;
   unsigned m_erasedAtOnce = 0;
   State m_state = State::Unknown;

@@ -29,11 +29,15 @@
 /// A condition that seldom holds.
 /// @def MD_ALWAYS_INLINE
 /// Marks what costs less than the call: an operation on one field of a well-formed message.
+/// @def MD_RARE
+/// Marks a function that is seldom called: it stays out of the way of its callers.
 #if defined(__GNUC__)
 #define MD_ALWAYS_INLINE [[gnu::always_inline]]
+#define MD_RARE [[gnu::noinline]]
 #define MD_UNLIKELY(condition) __builtin_expect(static_cast<bool>(condition), false)
 #else
 #define MD_ALWAYS_INLINE
+#define MD_RARE
 #define MD_UNLIKELY(condition) (condition)
 #endif
 

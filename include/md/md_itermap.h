@@ -5,64 +5,75 @@
 
 #include <cstdint>
 
+#include <iterator>
+#include <limits>
 #include <type_traits>
 
+#include "md/detail/record_layout.h"
 #include "md/detail/value_codec.h"
+#include "md/detail/wire_bytes.h"
 #include "md/md_api.h"
+#include "md/md_datatypes.h"
 #include "md/md_record_message.h"
+#include "md/md_value_types.h"
 
 namespace MD {
+namespace detail {
 
-class MD_API IterMap;
+// Record: field id u16, length word u16 (strings, NUL included) or u32 (buffers), value; little-endian. The dictionary
+// alone knows the type, and with it the length of any other value.
+struct IterMapLayout : ValueCodec<ByteOrder::Little> {
+  using Values = ValueCodec<ByteOrder::Little>;
+  using Values::decode;
 
-/// Records of field id (2 bytes), a length word for strings (2 bytes) and buffers (4 bytes) only, and value,
-/// little-endian, behind one header byte. Without the dictionary nobody knows where a record ends.
-class MD_API IterMap final : public RecordMessage<IterMap> {
- public:
-  class Field;
+  static constexpr std::uint8_t kHeader[] = {ENCODINGS::ITERMAP};
+  static constexpr bool kTypesAreOnTheWire = false;
+  static constexpr std::uint64_t kMaxHeadBytes = 6;
 
-  /// An empty message over the shared pools.
-  IterMap();
-  ~IterMap() override;
+  // Value widths by type code, 0 for those that stand in length words.
+  static constexpr std::uint8_t kWidths[] = {0, 1, 4, 2, 4, 8, 0, 0, 0, 4, 4, 12, 0, 0, 0, 4, 4, 4, 4, 8, 8, 0, 8, 0};
 
- private:
-  friend class MD_Message;
-  friend class RecordMessage<IterMap>;
-  struct MD_LOCAL Layout;
-  struct MD_LOCAL Rules;
+  template <class Bytes>
+  MD_ALWAYS_INLINE static std::uint16_t id(const Bytes& bytes, std::uint64_t position) noexcept {
+    return bytes.template load<std::uint16_t>(position);
+  }
 
-  explicit IterMap(const Allocator& allocator);
-};
+  static constexpr std::uint32_t headBytes(std::uint8_t type) noexcept {
+    return type == DATATYPES::STRING ? 4 : type == DATATYPES::BUFFER ? 6 : 2;
+  }
 
-// Record: field id u16, length word u16 (strings, NUL included) or u32 (buffers), value; little-endian.
-struct IterMap::Layout : detail::FixedWidthCodec<IterMap::Layout, detail::ByteOrder::Little> {
-  static constexpr std::uint64_t kHeaderBytes = 1;
-  static constexpr std::uint32_t kIdBytes = sizeof(std::uint16_t);
+  template <class Bytes>
+  MD_ALWAYS_INLINE static Head head(const Bytes& bytes, std::uint64_t position, std::uint8_t type) noexcept {
+    std::uint64_t lengthBytes = 0;
+    switch (type) {
+      case DATATYPES::STRING:
+        lengthBytes = bytes.template load<std::uint16_t>(position + 2);
+        break;
+      case DATATYPES::BUFFER:
+        lengthBytes = bytes.template load<std::uint32_t>(position + 2);
+        break;
+      default:
+        lengthBytes = type < std::size(kWidths) ? kWidths[type] : 0;
+    }
+    return {position, lengthBytes, headBytes(type), type};
+  }
 
-  template <class T>
-  MD_ALWAYS_INLINE static bool isHeadOf(const detail::WholeBytes&, std::uint64_t) noexcept {
+  // A table of widths would wait for the dictionary's answer before every record.
+  MD_ALWAYS_INLINE static bool step(const WholeBytes& bytes, std::uint64_t position, std::uint8_t type,
+                                    std::uint64_t& next) noexcept {
+    const std::uint64_t bit = typeBit(type);
+    if ((bit & kEightByteTypes) != 0) {
+      next = byJump(position + 2 + 8);
+    } else if ((bit & kFourByteTypes) != 0) {
+      next = byJump(position + 2 + 4);
+    } else {
+      next = position + head(bytes, position, type).bytes();
+    }
     return true;
   }
 
   template <class T>
-  static constexpr std::uint32_t headBytes() noexcept {
-    return kIdBytes + (std::is_same_v<T, StringView16> ? sizeof(std::uint16_t) : 0) +
-           (std::is_same_v<T, BufferView16> ? sizeof(std::uint32_t) : 0);
-  }
-
-  template <class T, class View>
-  MD_ALWAYS_INLINE static Head headOf(const View& view, std::uint64_t position) noexcept {
-    std::uint64_t lengthBytes = sizeof(T);
-    if constexpr (std::is_same_v<T, StringView16>) {
-      lengthBytes = view.template load<std::uint16_t>(position + kIdBytes);
-    } else if constexpr (std::is_same_v<T, BufferView16>) {
-      lengthBytes = view.template load<std::uint32_t>(position + kIdBytes);
-    }
-    return {position, lengthBytes, headBytes<T>(), detail::kTypeCode<T>};
-  }
-
-  template <class T>
-  MD_ALWAYS_INLINE static void write(detail::ByteWriter out, std::uint16_t id, std::uint64_t lengthBytes,
+  MD_ALWAYS_INLINE static void write(ByteWriter out, std::uint16_t id, std::uint64_t lengthBytes,
                                      const T& value) noexcept {
     out.put(id);
     if constexpr (std::is_same_v<T, StringView16>) {
@@ -74,11 +85,42 @@ struct IterMap::Layout : detail::FixedWidthCodec<IterMap::Layout, detail::ByteOr
     overwrite(out, value);
   }
 
-  // A string's word of 0 may stand for 65,535 characters and their NUL.
-  template <class T>
-  MD_ALWAYS_INLINE static bool isWhole(const Head& head) noexcept {
-    return std::is_same_v<T, StringView16> ? head.valueBytes != 0 : Values::isWhole<T>(head);
+  // A word of 0 stands for 65,535 characters where so many are in the message.
+  template <class Bytes>
+  MD_ALWAYS_INLINE static bool decode(const Bytes& bytes, const Head& head, StringView16& out) noexcept {
+    constexpr std::uint16_t kLongest = std::numeric_limits<std::uint16_t>::max();
+    if (head.valueBytes != 0) {
+      return Values::decode(bytes, head, out);
+    }
+    if constexpr (Bytes::kKnowsItsEnd) {
+      const bool isLongest = bytes.fits(head.valuePosition(), std::uint64_t{kLongest} + 1);
+      out = {reinterpret_cast<const char*>(bytes.at(head.valuePosition())), isLongest ? kLongest : std::uint16_t{0}};
+    }
+    return Bytes::kKnowsItsEnd;
   }
+};
+
+}  // namespace detail
+
+class MD_API IterMap;
+
+/// Records of field id (2 bytes), a length word for strings (2 bytes) and buffers (4 bytes) only, and value,
+/// little-endian, after one header byte. The dictionary is needed to tell where a record ends.
+class MD_API IterMap final : public RecordMessage<IterMap> {
+ public:
+  class Field;
+
+  /// An empty message over the shared pools.
+  IterMap();
+  ~IterMap() override;
+
+ private:
+  friend class MD_Message;
+  friend class RecordMessage<IterMap>;
+  using Layout = detail::IterMapLayout;
+  struct MD_LOCAL Rules;
+
+  explicit IterMap(const Allocator& allocator);
 };
 
 /// A read-only cursor over one record. It does not know where the message ends: whoever makes one answers for the

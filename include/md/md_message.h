@@ -31,11 +31,6 @@
 
 namespace MD {
 
-namespace detail {
-template <class Layout>
-class RecordStore;
-}
-
 /// A set of fields, each a 16-bit id and one value, that is its serialised bytes at every moment. Made by `mInt`,
 /// `IterMap` and `MsgT`, or by one of the factories; the typed get(), add() and update() are the way to its fields.
 class MD_API MD_Message {
@@ -251,15 +246,19 @@ class MD_API MD_Message {
 
   /// The dictionary.
   const MD_FieldMap& fieldMap() const noexcept { return *m_map; }
+  /// @{
   /// The borrowed buffer.
-  MsgData& bytes() const noexcept { return *m_data; }
+  MsgData& bytes() noexcept { return *m_data; }
+  const MsgData& bytes() const noexcept { return *m_data; }
+  /// @}
+  /// @{
   /// The borrowed field table.
-  Optimizer& positions() const noexcept { return *m_optimizer; }
+  Optimizer& positions() noexcept { return *m_optimizer; }
+  const Optimizer& positions() const noexcept { return *m_optimizer; }
+  /// @}
 
  private:
   friend class MessagePrinter;
-  template <class Layout>
-  friend class detail::RecordStore;
 
   static String terminated(const char* text) { return {text, static_cast<std::uint16_t>(std::strlen(text))}; }
   enum class Unreadable { IsAssertedAgainst, ReadsAsEmpty };

@@ -10,16 +10,26 @@
 #include <set>
 #include <vector>
 
-#include "md/detail/plain_records.h"
+#include "md/detail/record_layout.h"
+#include "md/detail/value_codec.h"
+#include "md/detail/wire_bytes.h"
 #include "md/md_api.h"
+#include "md/md_fieldmap.h"
 #include "md/md_message.h"
+#include "md/md_value_types.h"
 
 namespace MD {
 
-/// Implements every slot of `MD_Message` over `Encoding::Layout`, how records lie in it, and `Encoding::Rules`, what
-/// else there is to an encoding, which its own source defines.
-// That source also instantiates it. The headers do not say so (extern template): programs would then look for the
-// inline members in the library, and a DLL does not export those.
+namespace detail {
+template <class Encoding, class Layout, class Rules>
+class RecordReplacement;
+}
+
+/// Implements every slot of `MD_Message` over `Encoding::Layout`, which says how the bytes of an encoding lie
+/// (checkLayout() lists what it states), and `Encoding::Rules`, which holds its decisions and the texts of its reports
+/// and is defined in its source.
+// That source also instantiates this template (see record_message.h beside it). The headers do not say so (extern
+// template): programs would then look for the inline members in the library, and a DLL does not export those.
 template <class Encoding>
 class MD_API RecordMessage : public MD_Message {
  public:
@@ -39,24 +49,15 @@ class MD_API RecordMessage : public MD_Message {
   std::uint32_t getSizeImpl() const final { return static_cast<std::uint32_t>(bytes().size()); }
   void getFieldIdsImpl(std::vector<std::uint16_t>& out) const final;
 
-  // The typed front end of MD_Message once more: a message used through its own type is called directly, and what is
-  // not the plain case goes on in the library.
+  // The typed front end of MD_Message once more: a message used through its own type is called directly. What is not
+  // the plain case, all that a well-formed message ever meets, goes on in the library.
   using MD_Message::add;
   using MD_Message::get;
   using MD_Message::update;
-#define MD_FRONT_END(T, name, code)                                                                                   \
-  MD_ALWAYS_INLINE bool get(std::uint16_t id, T& out) const {                                                         \
-    using Plain = detail::PlainRecords<typename Encoding::Layout>;                                                    \
-    return Plain::read(bytes(), positions(), fieldMap().packed(id), out) || RecordMessage::getImpl(id, out);          \
-  }                                                                                                                   \
-  MD_ALWAYS_INLINE bool add(std::uint16_t id, T value) {                                                              \
-    using Plain = detail::PlainRecords<typename Encoding::Layout>;                                                    \
-    return Plain::add(bytes(), positions(), fieldMap().packed(id), id, value) || RecordMessage::addImpl(id, value);   \
-  }                                                                                                                   \
-  MD_ALWAYS_INLINE bool update(std::uint16_t id, T value) {                                                           \
-    using Plain = detail::PlainRecords<typename Encoding::Layout>;                                                    \
-    return Plain::update(bytes(), positions(), fieldMap().packed(id), value) || RecordMessage::updateImpl(id, value); \
-  }
+#define MD_FRONT_END(T, name, code)                                                                                \
+  MD_ALWAYS_INLINE bool get(std::uint16_t id, T& out) const { return readPlain(id, out) || readChecked(id, out); } \
+  MD_ALWAYS_INLINE bool add(std::uint16_t id, T value) { return addPlain(id, value) || addChecked(id, value); }    \
+  MD_ALWAYS_INLINE bool update(std::uint16_t id, T value) { return updatePlain(id, value) || updateChecked(id, value); }
   MD_VALUE_TYPES(MD_FRONT_END)
 #undef MD_FRONT_END
 
@@ -80,13 +81,143 @@ class MD_API RecordMessage : public MD_Message {
 
  private:
   friend class MD_Message;
+  template <class, class, class>
+  friend class detail::RecordReplacement;
 
+  // The plain cases. Each answers true when it has done the whole operation, and false when it has done nothing.
+  template <class T>
+  MD_ALWAYS_INLINE inline bool readPlain(std::uint16_t id, T& out) const;
+  template <class T>
+  MD_ALWAYS_INLINE inline bool addPlain(std::uint16_t id, T value);
+  template <class T>
+  MD_ALWAYS_INLINE inline bool updatePlain(std::uint16_t id, T value);
+  template <class T>
+  MD_ALWAYS_INLINE inline bool findPlain(std::uint16_t id, std::uint64_t lengthBytes, detail::RecordHead& head) const;
+
+  // Any case.
+#define MD_CHECKED(T, name, code)                           \
+  MD_RARE bool readChecked(std::uint16_t id, T& out) const; \
+  MD_RARE bool addChecked(std::uint16_t id, T value);       \
+  MD_RARE bool updateChecked(std::uint16_t id, T value);
+  MD_VALUE_TYPES(MD_CHECKED)
+#undef MD_CHECKED
+
+  // What the operations are made of, in the library alone.
+  MD_LOCAL void writeHeader(std::uint64_t first) noexcept;
+  MD_ALWAYS_INLINE MD_LOCAL inline void assign(const std::uint8_t* source, std::uint64_t sizeBytes);
+  MD_ALWAYS_INLINE MD_LOCAL inline void index(std::uint64_t position);
+  MD_RARE MD_LOCAL void indexChecked(std::uint64_t position);
+  MD_LOCAL std::uint64_t find(FIELDS::packed_rec field) const noexcept;
+  MD_LOCAL void cutOut(FIELDS::packed_rec field, std::uint64_t position, std::uint64_t recordBytes);
+  template <class T>
+  MD_RARE MD_LOCAL bool readAt(std::uint64_t position, std::uint16_t id, T& out) const;
+  template <class T>
+  MD_RARE MD_LOCAL bool updateAt(std::uint64_t position, std::uint16_t id, T value);
+  template <class T>
+  MD_RARE MD_LOCAL bool append(std::uint16_t id, T value);
+  template <class T>
+  MD_LOCAL bool replace(std::uint16_t id, std::uint64_t position, std::uint64_t recordBytes, T value);
+  template <class Ids>
+  MD_LOCAL bool eraseMany(const Ids& ids);
   /// copyMsg() of these fields of another message.
   MD_LOCAL void takeFields(const MD_Message& source, const std::vector<std::uint16_t>& ids);
-
-  struct MD_LOCAL Records;
-  friend struct Records;
 };
+
+template <class Encoding>
+template <class T>
+bool RecordMessage<Encoding>::readPlain(std::uint16_t id, T& out) const {
+  using Layout = typename Encoding::Layout;
+  detail::RecordHead head;
+  if (!findPlain<T>(id, Layout::template kHasOneWidth<T> ? sizeof(T) : 0, head)) {
+    return false;
+  }
+  if constexpr (Layout::template kHasOneWidth<T>) {
+    if (MD_UNLIKELY(head.valueBytes != sizeof(T))) {
+      return false;
+    }
+  } else if (MD_UNLIKELY(head.position + head.bytes() > bytes().size())) {
+    return false;
+  }
+  return Layout::decode(detail::WholeBytes(bytes().data()), head, out);
+}
+
+template <class Encoding>
+template <class T>
+bool RecordMessage<Encoding>::addPlain(std::uint16_t id, T value) {
+  using Layout = typename Encoding::Layout;
+  // A field of this type is known: an unknown one has type 0.
+  static_assert(detail::kTypeCode<T> != DATATYPES::RAW);
+  const FIELDS::packed_rec field = fieldMap().packed(id);
+  Optimizer& table = positions();
+  if (MD_UNLIKELY(field.type != detail::kTypeCode<T>) || MD_UNLIKELY(!table.hasRoomFor(field)) ||
+      MD_UNLIKELY(!table.isAbsent(field))) {
+    return false;
+  }
+  MsgData& data = bytes();
+  const std::uint64_t position = data.size();
+  const std::uint64_t lengthBytes = Layout::valueBytes(value);
+  const std::uint64_t recordBytes = Layout::headBytes(detail::kTypeCode<T>) + lengthBytes;
+  std::uint64_t neededBytes = recordBytes;
+  if constexpr (Layout::kWritesAhead) {
+    neededBytes = Layout::template aheadBytes<T>(lengthBytes);
+  }
+  // A buffer grows to 2^32 bytes at most, so a message that does not fill it is not too long.
+  if (MD_UNLIKELY(position < detail::kHeaderBytes<Layout>) || MD_UNLIKELY(position + neededBytes >= data.capacity()) ||
+      MD_UNLIKELY(lengthBytes > Layout::kMaxValueBytes)) {
+    return false;
+  }
+  const detail::ByteWriter out(data.data() + position);
+  data.setSize(position + recordBytes);
+  table.placeAbsent(field, position);
+  if constexpr (Layout::kWritesAhead) {
+    Layout::writeAhead(out, id, lengthBytes, value);
+  } else {
+    Layout::write(out, id, lengthBytes, value);
+  }
+  return true;
+}
+
+template <class Encoding>
+template <class T>
+bool RecordMessage<Encoding>::updatePlain(std::uint16_t id, T value) {
+  using Layout = typename Encoding::Layout;
+  const std::uint64_t lengthBytes = Layout::bytesInPlace(value);
+  detail::RecordHead head;
+  if (!findPlain<T>(id, lengthBytes, head) || MD_UNLIKELY(head.valueBytes != lengthBytes)) {
+    return false;
+  }
+  Layout::overwrite(detail::ByteWriter(bytes().data() + head.valuePosition()), value);
+  return true;
+}
+
+/// Finds the record of a `T`. False when there is none, when the record that the field table leads to is of another
+/// type, and when the message ends within its head or the `lengthBytes` after that.
+template <class Encoding>
+template <class T>
+bool RecordMessage<Encoding>::findPlain(std::uint16_t id, std::uint64_t lengthBytes, detail::RecordHead& head) const {
+  using Layout = typename Encoding::Layout;
+  constexpr std::uint8_t kType = detail::kTypeCode<T>;
+  const MsgData& data = bytes();
+  const detail::WholeBytes whole(data.data());
+  const Optimizer& table = positions();
+  const MD_FieldMap& dictionary = fieldMap();
+  const FIELDS::packed_rec field = dictionary.packed(id);
+  if (MD_UNLIKELY(!table.hasRoomFor(field))) {
+    return false;
+  }
+  const std::uint64_t position = table.position(field);
+  if (MD_UNLIKELY(position + Layout::headBytes(kType) + lengthBytes > data.size())) {
+    return false;
+  }
+  if constexpr (!Layout::kTypesAreOnTheWire) {
+    // Another record's update may have written over this one: the id that is there by now decides.
+    if (MD_UNLIKELY(dictionary.packed(Layout::id(whole, position)).type != kType)) {
+      return false;
+    }
+  }
+  head = Layout::head(whole, position, kType);
+  return !MD_UNLIKELY(head.type != kType);
+}
 
 }  // namespace MD
 

@@ -37,17 +37,29 @@ struct RecordHead {
 template <class T>
 inline constexpr bool kIsView = std::is_same_v<T, StringView16> || std::is_same_v<T, BufferView16>;
 
+/// What an encoding says about values, as far as it is like most (see record_layout.h).
 /// @tparam Numbers  the wire's order of integers and floating-point numbers; date-times and epoch times always lie as
 ///                  in memory
 template <ByteOrder Numbers>
 struct ValueCodec {
   using Head = RecordHead;
 
+  static constexpr std::uint64_t kMaxValueBytes = std::numeric_limits<std::uint32_t>::max();
+  static constexpr bool kWritesAhead = false;
+
+  template <class T>
+  static constexpr bool kHasOneWidth = !kIsView<T>;
+
   static constexpr std::uint64_t valueBytes(StringView16 value) noexcept { return std::uint64_t{value.length} + 1; }
   static constexpr std::uint64_t valueBytes(BufferView16 value) noexcept { return value.length; }
   template <class T>
   static constexpr std::uint64_t valueBytes(T) noexcept {
     return sizeof(T);
+  }
+
+  template <class T>
+  static constexpr std::uint64_t bytesInPlace(const T& value) noexcept {
+    return valueBytes(value);
   }
 
   static void overwrite(ByteWriter out, StringView16 value) noexcept {
@@ -96,42 +108,11 @@ struct ValueCodec {
     return true;
   }
 
-  template <class T>
-  MD_ALWAYS_INLINE static bool isWhole(const Head& head) noexcept {
-    return kIsView<T> || head.valueBytes >= sizeof(T);
-  }
-
  private:
   template <class T>
   static constexpr bool kSwaps = Numbers == ByteOrder::Big&& std::is_arithmetic_v<T> && sizeof(T) != 1;
   template <class T>
   using Word = std::conditional_t<sizeof(T) == 4, std::uint32_t, std::uint64_t>;
-};
-
-/// What a layout says of itself when a value always takes its type's width, be it small or large.
-template <class Layout, ByteOrder Numbers>
-struct FixedWidthCodec : ValueCodec<Numbers> {
-  using Values = ValueCodec<Numbers>;
-
-  template <class T>
-  static constexpr bool kHasOneWidth = !kIsView<T>;
-
-  template <class T>
-  static constexpr std::uint64_t bytesInPlace(const T& value) noexcept {
-    return Values::valueBytes(value);
-  }
-
-  static constexpr bool holds(std::uint64_t) noexcept { return true; }
-
-  template <class T>
-  static constexpr std::uint64_t aheadBytes(std::uint64_t lengthBytes) noexcept {
-    return Layout::template headBytes<T>() + lengthBytes;
-  }
-  template <class T>
-  MD_ALWAYS_INLINE static void writeAhead(ByteWriter out, std::uint16_t id, std::uint64_t lengthBytes,
-                                          const T& value) noexcept {
-    Layout::write(out, id, lengthBytes, value);
-  }
 };
 
 }  // namespace MD::detail

@@ -25,9 +25,11 @@ MD_ALWAYS_INLINE constexpr std::uint64_t reversed(std::uint64_t word) noexcept {
          reversed(static_cast<std::uint32_t>(word >> 32));
 }
 
-/// Bytes of a message of which a caller has made sure that they are there.
+/// Bytes of a message that the caller has checked to be there.
 class WholeBytes {
  public:
+  static constexpr bool kKnowsItsEnd = false;
+
   explicit WholeBytes(const std::uint8_t* data) noexcept : m_data(data) {}
 
   MD_ALWAYS_INLINE const std::uint8_t* at(std::uint64_t position) const noexcept { return m_data + position; }
@@ -43,6 +45,43 @@ class WholeBytes {
 
  private:
   const std::uint8_t* m_data;
+};
+
+/// The bytes of a message, and the one way to read received bytes that nobody has checked. Positions beyond the end are
+/// valid arguments: bytes there read as zero.
+class ByteView {
+ public:
+  static constexpr bool kKnowsItsEnd = true;
+
+  ByteView(const std::uint8_t* data, std::uint64_t sizeBytes) noexcept : m_data(data), m_size(sizeBytes) {}
+
+  std::uint64_t size() const noexcept { return m_size; }
+  /// Bytes from `position` to the end.
+  std::uint64_t left(std::uint64_t position) const noexcept { return position < m_size ? m_size - position : 0; }
+  bool fits(std::uint64_t position, std::uint64_t lengthBytes) const noexcept {
+    return position <= m_size && lengthBytes <= m_size - position;
+  }
+  /// `position` is at most size().
+  const std::uint8_t* at(std::uint64_t position) const noexcept { return m_data + position; }
+  /// The same bytes, for reads that are known to fit.
+  WholeBytes whole() const noexcept { return WholeBytes(m_data); }
+
+  /// The `T` at `position`, in the machine's byte order.
+  template <class T>
+  T load(std::uint64_t position) const noexcept {
+    if (fits(position, sizeof(T))) {
+      return whole().load<T>(position);
+    }
+    T value{};
+    if (const std::uint64_t there = left(position)) {
+      std::memcpy(static_cast<void*>(&value), m_data + position, static_cast<std::size_t>(there));
+    }
+    return value;
+  }
+
+ private:
+  const std::uint8_t* m_data;
+  std::uint64_t m_size;
 };
 
 /// Writes records into memory that has been made large enough.
