@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include <iterator>
 #include <memory>
 #include <utility>
 
@@ -23,6 +24,11 @@ struct MD_MessageCell {
     message = std::move(held);
     code = message != nullptr ? message->getPB() : std::uint8_t{0};
   }
+};
+
+/// One message of each encoding.
+struct MD_ReceiverCell {
+  MD_MessageCell messages[std::size(MD::ENCODINGS::kAll)];
 };
 
 struct MD_DateTimeCell {

@@ -117,6 +117,93 @@ MD_C_API bool MD_Message_fieldData(MD_MessageHandle message, uint16_t id, const 
  * type. */
 MD_C_API bool MD_Message_readDateTime(MD_MessageHandle message, uint16_t id, MD_DateTimeHandle dt);
 
+/* ---- Several fields in one call ----
+ * Programs in other languages read many fields of each message; a call per field costs them more than the read. */
+
+/* A field to read or write. The layout is part of the binary interface. */
+typedef struct MD_FieldSlot {
+  uint16_t id;
+  uint8_t type;   /* the MD_TYPE_ code of the value */
+  uint8_t status; /* set by the call: 1 when the field was read or written, otherwise 0 */
+  union {
+    char c;
+    int32_t i;
+    int64_t l;
+    float f;
+    double d;
+    MD_String s; /* when read, a view: valid until the message is changed or deleted */
+    MD_Buffer b; /* likewise */
+    uint64_t dt; /* a date-time's packed word */
+    uint64_t ns; /* nanoseconds */
+  } value;
+} MD_FieldSlot;
+
+/* Reads the fields that slots[0] to slots[count - 1] name, each as the get function of its type does. The value of a
+ * slot whose field cannot be read stays as it was. Returns the number of fields that were read. */
+MD_C_API size_t MD_Message_readFields(MD_MessageHandle message, MD_FieldSlot* slots, size_t count);
+
+enum { MD_WRITE_ADD = 0, MD_WRITE_UPDATE = 1 };
+
+/* Adds or updates, by `mode`, the fields of slots[0] to slots[count - 1] in their order, each as the function of its
+ * type does. Returns the number of fields that were written; fewer than `count` when one is refused, or memory runs
+ * out: then the slots from that one on are not written. Another mode writes none. */
+MD_C_API size_t MD_Message_writeFields(MD_MessageHandle message, MD_FieldSlot* slots, size_t count, int mode);
+
+/* ---- Received bytes ---- */
+
+/* Parses received bytes into messages that it reuses: in steady state nothing is allocated. */
+typedef struct MD_ReceiverCell* MD_ReceiverHandle;
+
+/* A receiver. Null when memory runs out, and when a dictionary is found on first use that cannot be loaded. */
+MD_C_API MD_ReceiverHandle MD_Receiver_new(void);
+
+/* Releases a receiver and its messages. Null is accepted. */
+MD_C_API void MD_Receiver_delete(MD_ReceiverHandle receiver);
+
+/* Parses a serialised message in any encoding. The message belongs to the receiver, is valid until the next parse, and
+ * must not be deleted. Null for bytes of no encoding and for no bytes. */
+MD_C_API MD_MessageHandle MD_Receiver_parse(MD_ReceiverHandle receiver, const uint8_t* bytes, uint32_t size);
+
+/* Each reads one field of a serialised message in any encoding without building a message: the answer of the get
+ * function on the message that MD_Message_createFromBytes builds from the bytes. MD::peek() in md/md_peek.h describes
+ * the rules. Of a repeated field the last record counts, for MD_peekFirst... the first one. Nothing is copied,
+ * allocated or reported. Views refer to `bytes`. False, and the output as it was, when the field is absent, of another
+ * type or truncated, and for bytes of no encoding. Thread-safe while the dictionary is not reloaded. */
+MD_C_API bool MD_peekChar(const uint8_t* bytes, uint32_t size, uint16_t id, char* out);
+MD_C_API bool MD_peekInt(const uint8_t* bytes, uint32_t size, uint16_t id, int32_t* out);
+MD_C_API bool MD_peekInt64(const uint8_t* bytes, uint32_t size, uint16_t id, int64_t* out);
+MD_C_API bool MD_peekFloat(const uint8_t* bytes, uint32_t size, uint16_t id, float* out);
+MD_C_API bool MD_peekDouble(const uint8_t* bytes, uint32_t size, uint16_t id, double* out);
+MD_C_API bool MD_peekString(const uint8_t* bytes, uint32_t size, uint16_t id, MD_String* out);
+MD_C_API bool MD_peekBuffer(const uint8_t* bytes, uint32_t size, uint16_t id, MD_Buffer* out);
+MD_C_API bool MD_peekDateTime(const uint8_t* bytes, uint32_t size, uint16_t id, uint64_t* out); /* the packed word */
+MD_C_API bool MD_peekEpochNS(const uint8_t* bytes, uint32_t size, uint16_t id, uint64_t* out);
+MD_C_API bool MD_peekFirstChar(const uint8_t* bytes, uint32_t size, uint16_t id, char* out);
+MD_C_API bool MD_peekFirstInt(const uint8_t* bytes, uint32_t size, uint16_t id, int32_t* out);
+MD_C_API bool MD_peekFirstInt64(const uint8_t* bytes, uint32_t size, uint16_t id, int64_t* out);
+MD_C_API bool MD_peekFirstFloat(const uint8_t* bytes, uint32_t size, uint16_t id, float* out);
+MD_C_API bool MD_peekFirstDouble(const uint8_t* bytes, uint32_t size, uint16_t id, double* out);
+MD_C_API bool MD_peekFirstString(const uint8_t* bytes, uint32_t size, uint16_t id, MD_String* out);
+MD_C_API bool MD_peekFirstBuffer(const uint8_t* bytes, uint32_t size, uint16_t id, MD_Buffer* out);
+MD_C_API bool MD_peekFirstDateTime(const uint8_t* bytes, uint32_t size, uint16_t id, uint64_t* out); /* likewise */
+MD_C_API bool MD_peekFirstEpochNS(const uint8_t* bytes, uint32_t size, uint16_t id, uint64_t* out);
+
+/* A record of received bytes, which it refers to. */
+typedef struct MD_Record {
+  uint16_t id;
+  uint8_t type;        /* one of the MD_TYPE_ codes */
+  bool isTruncated;    /* whether the bytes end within the record, which is then the last */
+  uint32_t size;       /* how many value bytes there are; of a truncated record fewer than it announces */
+  const uint8_t* data; /* the value as it is on the wire: a string with its NUL */
+} MD_Record;
+
+/* Finds the next record of a serialised message in any encoding: those that the message which
+ * MD_Message_createFromBytes builds would hold, in wire order. Set `position` to 0 before the first call; each call
+ * sets it for the next one. False, and `record` as it was, when there is none left. Nothing is copied, allocated or
+ * reported.
+ */
+MD_C_API bool MD_nextRecord(const uint8_t* bytes, uint32_t size, uint32_t* position, MD_Record* record);
+
 /* ---- The field dictionary ----
  * There is one in a process. It is loaded on first use from the configuration search path. Look-ups are safe from
  * several threads. */

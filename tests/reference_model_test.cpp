@@ -3,7 +3,6 @@
 #include <cstdint>
 
 #include <algorithm>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -15,32 +14,11 @@
 #include "support/fresh_process.h"
 #include "support/message_sequence.h"
 #include "support/messages.h"
+#include "support/random_choices.h"
 #include "support/reference_model.h"
 
 namespace MD::test {
 namespace {
-
-/// What to do next, the same for the same seed everywhere.
-class RandomChoices : public Choices {
- public:
-  explicit RandomChoices(std::uint32_t seed) : m_random(seed) {}
-
-  unsigned below(unsigned limit) override { return static_cast<unsigned>(m_random() % limit); }
-  std::uint64_t word() override {
-    const std::uint64_t high = m_random();
-    return high << 32 | m_random();
-  }
-  std::string text(unsigned length) override {
-    std::string text(length, ' ');
-    for (char& c : text) {
-      c = static_cast<char>(oneIn(8) ? below(256) : 'a' + below(26));
-    }
-    return text;
-  }
-
- private:
-  std::mt19937 m_random;
-};
 
 /// @return what went wrong, empty when nothing did
 std::string runSequence(ReferenceMessage::Encoding encoding, std::uint32_t seed) {

@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include <algorithm>
+#include <type_traits>
 
 #include "md/detail/record_layout.h"
 #include "md/detail/value_codec.h"
@@ -63,7 +64,7 @@ class RecordWalk {
   bool isAtEnd() const noexcept { return m_position >= m_bytes.size(); }
 
   /// Fast: calls `use(field, id, position)` for one record after another, as long as they are fields and whole. The
-  /// first that is not is left to next().
+  /// first that is not is left to next(). A `use` that returns a bool ends it, before the record, by false.
   // Where the next record starts is known sooner from this one's start than from its length.
   template <class Use>
   MD_ALWAYS_INLINE void passWholeFields(Use use) {
@@ -79,7 +80,13 @@ class RecordWalk {
         if (!field.isKnown() || !Layout::step(bytes, position, field.type, next) || next > end) {
           break;
         }
-        use(field, id, position);
+        if constexpr (std::is_same_v<decltype(use(field, id, position)), bool>) {
+          if (!use(field, id, position)) {
+            break;
+          }
+        } else {
+          use(field, id, position);
+        }
         position = next;
       }
     }

@@ -1,0 +1,101 @@
+#include "md/md_peek.h"
+
+#include <limits>
+
+#include "received_bytes.h"
+
+namespace MD::detail {
+namespace {
+
+/// Reads a string with the length field 0 as a message does: in one encoding that may stand for the longest string,
+/// which consists of whatever the message has kept of the bytes after it.
+template <class Layout>
+MD_RARE bool readLongestString(const ByteView& bytes, const RecordHead& head, const MD_FieldMap& dictionary,
+                               StringView16& out) {
+  if (head.type != kTypeCode<StringView16> || !bytes.fits(head.position, head.bytes())) {
+    return false;
+  }
+  constexpr std::uint64_t kNeeded = std::uint64_t{std::numeric_limits<std::uint16_t>::max()} + 1;
+  std::uint64_t kept = 0;
+  bool isContiguous = true;
+  RecordWalk<Layout> walk(bytes, dictionary, head.position + head.bytes());
+  for (WalkedRecord record; kept < kNeeded && walk.next(record);) {
+    if (record.kind == WalkedRecord::Kind::Field) {
+      kept += record.end - record.head.position;
+    } else {
+      isContiguous = false;
+    }
+  }
+  return (isContiguous || kept < kNeeded) &&
+         Layout::decode(ByteView(bytes.at(0), head.valuePosition() + kept), head, out);
+}
+
+enum class Which { First, Last };
+
+/// The position of a field's record, 0 when there is none.
+template <Which which, class Layout>
+std::uint64_t find(const ByteView& bytes, const MD_FieldMap& dictionary, std::uint16_t wanted) noexcept {
+  std::uint64_t found = 0;
+  RecordWalk<Layout> walk(bytes, dictionary);
+  if constexpr (which == Which::First) {
+    walk.passWholeFields([wanted](FIELDS::packed_rec, std::uint16_t id, std::uint64_t) { return id != wanted; });
+  } else {
+    walk.passWholeFields([wanted, &found](FIELDS::packed_rec, std::uint16_t id, std::uint64_t position) {
+      if (id == wanted) {
+        found = position;
+      }
+    });
+  }
+  for (WalkedRecord record; walk.next(record);) {
+    if (record.id == wanted && record.kind == WalkedRecord::Kind::Field) {
+      found = record.head.position;
+      if constexpr (which == Which::First) {
+        break;
+      }
+    }
+  }
+  return found;
+}
+
+template <Which which, class T>
+bool peekFor(const std::uint8_t* data, std::uint32_t sizeBytes, std::uint16_t id, T& out) noexcept {
+  const MD_FieldMap* const dictionary = dictionaryOrNull();
+  if (dictionary == nullptr || dictionary->packed(id).type != kTypeCode<T>) {
+    return false;
+  }
+  return withLayout(data, sizeBytes, [&](auto layout) {
+    using Layout = typename decltype(layout)::Layout;
+    const ByteView bytes(data, sizeBytes);
+    const std::uint64_t position = find<which, Layout>(bytes, *dictionary, id);
+    if (position == 0) {
+      return false;
+    }
+    if constexpr (std::is_same_v<T, StringView16>) {
+      const RecordHead head = headAt<Layout>(bytes, position, *dictionary);
+      if (MD_UNLIKELY(head.valueBytes == 0)) {
+        return readLongestString<Layout>(bytes, head, *dictionary, out);
+      }
+    }
+    return readRecord<Layout>(bytes, position, *dictionary, out);
+  });
+}
+
+}  // namespace
+
+}  // namespace MD::detail
+
+namespace MD {
+
+#define MD_PEEK(T, name, code)                                                                            \
+  template <>                                                                                             \
+  bool peek(const std::uint8_t* bytes, std::uint32_t sizeBytes, std::uint16_t id, T& out) noexcept {      \
+    return detail::peekFor<detail::Which::Last>(bytes, sizeBytes, id, out);                               \
+  }                                                                                                       \
+  template <>                                                                                             \
+  bool peekFirst(const std::uint8_t* bytes, std::uint32_t sizeBytes, std::uint16_t id, T& out) noexcept { \
+    return detail::peekFor<detail::Which::First>(bytes, sizeBytes, id, out);                              \
+  }
+MD_VALUE_TYPES(MD_PEEK)
+#undef MD_PEEK
+
+}  // namespace MD

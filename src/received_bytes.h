@@ -1,0 +1,107 @@
+// Reading received bytes without a message: which encoding they are in, and values of records where they are.
+#ifndef MD_SRC_RECEIVED_BYTES_H
+#define MD_SRC_RECEIVED_BYTES_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include <algorithm>
+#include <type_traits>
+
+#include "md/detail/record_layout.h"
+#include "md/detail/record_walk.h"
+#include "md/detail/value_codec.h"
+#include "md/detail/wire_bytes.h"
+#include "md/md_api.h"
+#include "md/md_datatypes.h"
+#include "md/md_fieldmap.h"
+#include "md/md_itermap.h"
+#include "md/md_mint.h"
+#include "md/md_msgt.h"
+
+namespace MD::detail {
+
+/// Names a layout without an object of it.
+template <class L>
+struct LayoutTag {
+  using Layout = L;
+};
+
+/// Calls `use` with the layout of the encoding that the first byte names.
+/// @return what `use` returns; a null result for bytes of no encoding, and for null or no bytes
+template <class Use>
+MD_ALWAYS_INLINE inline auto withLayout(const std::uint8_t* bytes, std::uint64_t sizeBytes, Use use)
+    -> decltype(use(LayoutTag<MIntLayout>())) {
+  if (bytes != nullptr && sizeBytes != 0) {
+    switch (bytes[0]) {
+      case ENCODINGS::ITERMAP:
+        return use(LayoutTag<IterMapLayout>());
+      case ENCODINGS::MINT:
+        return use(LayoutTag<MIntLayout>());
+      case ENCODINGS::MSGT:
+        return use(LayoutTag<MsgTLayout>());
+      default:
+        break;
+    }
+  }
+  return {};
+}
+
+/// The dictionary; null when this is its first use and it cannot be loaded.
+inline const MD_FieldMap* dictionaryOrNull() noexcept {
+  try {
+    return &MD_FieldMap::instance();
+  } catch (...) {
+    return nullptr;
+  }
+}
+
+/// Whether the value of a record that is a `T` goes on in the bytes after the record.
+template <class T>
+constexpr bool readsOn(const RecordHead& head) noexcept {
+  return !kIsView<T> && head.valueBytes < sizeof(T);
+}
+
+/// readValue() of a record for which readsOn(). A message has dropped the records between this one and the next field.
+template <class Layout, class T>
+MD_RARE bool readValueBeyond(const ByteView& bytes, const RecordHead& head, const MD_FieldMap& dictionary, T& out) {
+  if (head.type != kTypeCode<T> || !bytes.fits(head.position, head.bytes())) {
+    return false;
+  }
+  std::uint8_t joined[Layout::kMaxHeadBytes + sizeof(T)];
+  const auto needed = static_cast<std::size_t>(head.headBytes) + sizeof(T);
+  auto joinedBytes = static_cast<std::size_t>(head.bytes());
+  std::memcpy(joined, bytes.at(head.position), joinedBytes);
+  RecordWalk<Layout> walk(bytes, dictionary, head.position + head.bytes());
+  for (WalkedRecord record; joinedBytes < needed && walk.next(record);) {
+    if (record.kind == WalkedRecord::Kind::Field) {
+      const auto count =
+          static_cast<std::size_t>(std::min<std::uint64_t>(record.end - record.head.position, needed - joinedBytes));
+      std::memcpy(joined + joinedBytes, bytes.at(record.head.position), count);
+      joinedBytes += count;
+    }
+  }
+  return Layout::decode(ByteView(joined, joinedBytes), {0, head.valueBytes, head.headBytes, head.type}, out);
+}
+
+/// Reads the value of the record at `position`, which is a field, as a message that was built from the bytes does. A
+/// string whose decoding takes the end of the message into account is decoded as if that were the record's end.
+template <class Layout, class T>
+MD_ALWAYS_INLINE inline bool readRecord(const ByteView& bytes, std::uint64_t position, const MD_FieldMap& dictionary,
+                                        T& out) {
+  const RecordHead head = headAt<Layout>(bytes, position, dictionary);
+  if (MD_UNLIKELY(readsOn<T>(head))) {
+    return readValueBeyond<Layout>(bytes, head, dictionary, out);
+  }
+  if constexpr (std::is_same_v<T, StringView16>) {
+    const std::uint64_t end = std::min(bytes.size(), position + head.bytes());
+    return readValue<Layout>(ByteView(bytes.at(0), end), head, out);
+  } else {
+    return readValue<Layout>(bytes, head, out);
+  }
+}
+
+}  // namespace MD::detail
+
+#endif
