@@ -11,6 +11,7 @@
 #include "md/md_itermap.h"
 #include "md/md_mint.h"
 #include "md/md_msgt.h"
+#include "message_memory.h"
 #include "message_printer.h"
 #include "report.h"
 
@@ -23,6 +24,29 @@ using detail::withValueOfType;
 }  // namespace
 
 const MD_Message::Allocator MD_Message::DEFAULT_ALLOCATOR;
+
+void* MD_Message::operator new(std::size_t sizeBytes) {
+  return sizeBytes == detail::MessageMemory::kObjectBytes ? detail::MessageMemory::take() : ::operator new(sizeBytes);
+}
+
+void* MD_Message::operator new(std::size_t sizeBytes, const std::nothrow_t&) noexcept {
+  try {
+    return operator new(sizeBytes);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}
+
+void MD_Message::operator delete(void* memory, std::size_t sizeBytes) noexcept {
+  if (sizeBytes == detail::MessageMemory::kObjectBytes) {
+    detail::MessageMemory::giveBack(memory);
+  } else {
+    ::operator delete(memory);
+  }
+}
+
+// Called when a constructor throws, of an object whose size is not told.
+void MD_Message::operator delete(void* memory, const std::nothrow_t&) noexcept { ::operator delete(memory); }
 
 MD_Message::MD_Message() : MD_Message(DEFAULT_ALLOCATOR) {}
 

@@ -12,6 +12,11 @@
 #include "md/md_msgt.h"
 
 namespace MD {
+
+// Their objects' memory is recycled as one kind.
+static_assert(sizeof(IterMap) == sizeof(MD_Message) && sizeof(mInt) == sizeof(MD_Message) &&
+              sizeof(MsgT) == sizeof(MD_Message));
+
 namespace {
 
 // What createPreferred() makes. Each thread writes what it read from the same file.

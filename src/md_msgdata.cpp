@@ -8,6 +8,8 @@
 #include <new>
 
 #include "assertion.h"
+#include "cache_lines.h"
+#include "poison.h"
 
 namespace MD {
 namespace {
@@ -15,21 +17,43 @@ namespace {
 constexpr const char* kFile = "md_message/include/md/md_msgdata";
 constexpr std::uint64_t kStepBytes = 1024;
 
+// The bytes of a buffer have cache lines of their own. realloc() knows of none, so a block is longer by as much as its
+// beginning may lie wrong, and the byte before the data is their distance from that: from 1 to kCacheLinesBytes, as the
+// byte has to lie in the block.
+constexpr std::size_t kMostOffset = detail::kCacheLinesBytes;
+static_assert(kStepBytes % detail::kCacheLinesBytes == 0 && kMostOffset <= std::numeric_limits<std::uint8_t>::max());
+
+std::size_t offsetIn(const std::uint8_t* block) noexcept {
+  return kMostOffset - reinterpret_cast<std::uintptr_t>(block) % kMostOffset;
+}
+
+std::uint8_t* blockOf(std::uint8_t* data) noexcept { return data != nullptr ? data - data[-1] : nullptr; }
+
 }  // namespace
 
-MsgData::~MsgData() { std::free(m_data); }
+MsgData::~MsgData() { std::free(blockOf(m_data)); }
 
 void MsgData::grow(std::uint64_t bytes) {
-  if (bytes > std::numeric_limits<std::size_t>::max() - kStepBytes) {
+  if (bytes > std::numeric_limits<std::size_t>::max() - kStepBytes - kMostOffset) {
     throw std::bad_alloc();
   }
-  const std::uint64_t capacity = (bytes + (kStepBytes - 1)) & ~(kStepBytes - 1);
-  void* block = std::realloc(m_data, static_cast<std::size_t>(capacity));
+  const auto capacity = static_cast<std::size_t>((bytes + (kStepBytes - 1)) & ~(kStepBytes - 1));
+  std::uint8_t* const oldBlock = blockOf(m_data);
+  const auto oldOffset = static_cast<std::size_t>(m_data - oldBlock);
+  auto* const block = static_cast<std::uint8_t*>(std::realloc(oldBlock, capacity + kMostOffset));
   if (block == nullptr) {
     throw std::bad_alloc();
   }
-  m_data = static_cast<std::uint8_t*>(block);
+  const std::size_t offset = offsetIn(block);
+  if (offset != oldOffset && m_capacity != 0) {
+    std::memmove(block + offset, block + oldOffset, static_cast<std::size_t>(m_capacity));
+  }
+  m_data = block + offset;
+  m_data[-1] = static_cast<std::uint8_t>(offset);
   m_capacity = capacity;
+  // All but the bytes that are the data's, and the few with the distance.
+  detail::poison(block, offset - sizeof(void*));
+  detail::poison(m_data + capacity, kMostOffset - offset);
 }
 
 bool MsgData::owns(const void* bytes) const noexcept {

@@ -1,13 +1,36 @@
 #include "md/md_optimizer.h"
 
+#include <cstring>
+
 #include <algorithm>
+#include <new>
 #include <utility>
 
+#include "cache_lines.h"
+#include "zero_pages.h"
+
 namespace MD {
+namespace {
+
+// From this size on, whole pages that no field is placed in are worth leaving out.
+constexpr std::size_t kPagedFromBytes = 16384;
+
+constexpr std::align_val_t kOwnCacheLines{detail::kCacheLinesBytes};
+
+constexpr std::size_t bytesFor(std::uint32_t slotCount) noexcept {
+  constexpr std::size_t kLast = detail::kCacheLinesBytes - 1;
+  return (slotCount * sizeof(std::uint64_t) + kLast) & ~kLast;
+}
+
+}  // namespace
 
 Optimizer::Optimizer() : m_map(&MD_FieldMap::instance()) { makeRoom(); }
 
+Optimizer::Optimizer(ForPools) : m_map(&MD_FieldMap::instance()), m_memory(Memory::OwnCacheLines) { makeRoom(); }
+
 Optimizer::Optimizer(const Optimizer& other) : Optimizer() { *this = other; }
+
+Optimizer::~Optimizer() { freeSlots(); }
 
 Optimizer& Optimizer::operator=(const Optimizer& other) {
   if (this != &other) {
@@ -35,15 +58,49 @@ void Optimizer::makeRoom() {
 }
 
 void Optimizer::resize(std::uint32_t slotCount) {
-  auto slots = std::make_unique<std::uint64_t[]>(slotCount);
-  std::copy_n(m_slots.get(), m_slotCount, slots.get());
-  m_slots = std::move(slots);
+  Memory memory = Memory::Ordinary;
+  void* made = nullptr;
+  if (m_memory != Memory::Ordinary && bytesFor(slotCount) >= kPagedFromBytes) {
+    memory = Memory::ZeroPages;
+    made = detail::newZeroPages(bytesFor(slotCount));
+  }
+  if (made == nullptr && m_memory != Memory::Ordinary) {
+    memory = Memory::OwnCacheLines;
+    made = std::memset(::operator new(bytesFor(slotCount), kOwnCacheLines), 0, bytesFor(slotCount));
+  }
+  auto* const slots = made != nullptr ? static_cast<std::uint64_t*>(made) : new std::uint64_t[slotCount]();
+  for (std::uint32_t slot = 0; slot < m_slotCount; ++slot) {
+    // A zero page that is written exists.
+    if (m_slots[slot] != 0) {
+      slots[slot] = m_slots[slot];
+    }
+  }
+  freeSlots();
+  m_slots = slots;
   m_slotCount = slotCount;
+  m_memory = memory;
 }
 
-// Costs what the dictionary holds, but is called once in sixteen million clears.
+void Optimizer::freeSlots() noexcept {
+  switch (m_memory) {
+    case Memory::Ordinary:
+      delete[] m_slots;
+      break;
+    case Memory::OwnCacheLines:
+      ::operator delete(m_slots, kOwnCacheLines);
+      break;
+    case Memory::ZeroPages:
+      detail::freePages(m_slots, bytesFor(m_slotCount));
+      break;
+  }
+}
+
+// Costs what the dictionary holds, but is called once in 65,535 clears.
 void Optimizer::forgetStamps() noexcept {
-  std::fill_n(m_slots.get(), m_slotCount, std::uint64_t{0});
+  if (m_memory != Memory::ZeroPages || !detail::zeroPagesAnew(m_slots, bytesFor(m_slotCount))) {
+    std::replace_if(
+        m_slots, m_slots + m_slotCount, [](std::uint64_t slot) { return slot != 0; }, std::uint64_t{0});
+  }
   m_stamp = kStampStep;
 }
 

@@ -3,11 +3,46 @@
 #include <pthread.h>
 
 #include <cstddef>
+#include <cstdint>
 
+#include <algorithm>
+#include <memory>
 #include <new>
 #include <utility>
 
+#include "cache_lines.h"
+#include "message_memory.h"
+#include "poison.h"
+
 namespace MD {
+namespace {
+
+using detail::kCacheLinesBytes;
+using MessageBlock = detail::MessageMemory::Block;
+
+template <class T>
+struct alignas(kCacheLinesBytes) Pooled final : T {};
+
+template <>
+struct alignas(kCacheLinesBytes) Pooled<Optimizer> final : Optimizer {
+  Pooled() : Optimizer(ForPools()) {}
+};
+
+/// How a pool makes and frees its objects.
+template <class T>
+struct Making {
+  static T* make() { return new Pooled<T>; }
+  static void free(T* item) noexcept { delete static_cast<Pooled<T>*>(item); }
+};
+
+// By the global operators: a block may also be memory that a program got from them itself.
+template <>
+struct Making<MessageBlock> {
+  static MessageBlock* make() { return static_cast<MessageBlock*>(::operator new(sizeof(MessageBlock))); }
+  static void free(MessageBlock* item) noexcept { ::operator delete(item); }
+};
+
+}  // namespace
 
 /// The pool of all messages that have none of their own. It is emptied at process exit but never destroyed: messages in
 /// static objects made before the pool give their parts back after that, and these are then freed at once.
@@ -22,11 +57,14 @@ struct ReusableContainer<T>::Shared {
   struct ClosesAtExit;
   static ReusableContainer& make();
 
-  alignas(std::max_align_t) static unsigned char s_memory[];
+  struct alignas(kCacheLinesBytes) Memory {
+    unsigned char bytes[sizeof(ReusableContainer<T>)];
+  };
+  static Memory s_memory;
 };
 
 template <class T>
-alignas(std::max_align_t) unsigned char ReusableContainer<T>::Shared::s_memory[sizeof(ReusableContainer<T>)];
+typename ReusableContainer<T>::Shared::Memory ReusableContainer<T>::Shared::s_memory;
 
 #if defined(__GNUC__) && !defined(_WIN32)
 #define MD_FAST_THREAD_LOCAL thread_local __attribute__((tls_model("initial-exec")))
@@ -34,68 +72,184 @@ alignas(std::max_align_t) unsigned char ReusableContainer<T>::Shared::s_memory[s
 #define MD_FAST_THREAD_LOCAL thread_local
 #endif
 
-/// One idle object of the shared pool that a thread keeps at hand, so that making and destroying messages one after
-/// another takes no lock. What a thread returned last is what it is lent first, as with the pool itself.
+/// The idle objects that a thread caches in front of the shared pool. What the thread returned last it is lent first,
+/// as with the pool itself. Objects go to the pool and come from it in batches, under one lock; those that were idle
+/// longest go first.
+///
+/// A thread caches up to kBaseLimit objects. The limit doubles, up to kMostLimit, when the thread asks the pool for
+/// objects after it gave some away. It falls again when some of the objects were not used for a period.
 template <class T>
-class ReusableContainer<T>::ThreadSpare {
+class ReusableContainer<T>::ThreadCache {
  public:
-  /// @return the spare, or null
-  static T* take() noexcept { return std::exchange(s_slot.item, nullptr); }
-
-  /// Keeps `item`.
-  /// @return what has to go to the pool instead, or null
-  static T* keep(T* item) noexcept {
-    if (s_slot.state != State::Active && !activate()) {
-      return item;
+  /// @return an idle object or a new one; null where the thread has no cache
+  static T* take() {
+    Stack& idle = *s_idle;
+    if (MD_UNLIKELY(idle.count == 0)) {
+      return takeFromPool();
     }
-    return std::exchange(s_slot.item, item);
+    return idle.items[--idle.count];
   }
 
-  /// Hands the calling thread's spare on to the pool, and all that it returns from now on.
-  static void end() noexcept {
-    s_slot.state = State::Ended;
-    if (T* item = take()) {
-      Shared::instance().takeBack(item);
+  /// @return false where the thread has no cache: nothing was done
+  static bool keep(T* item) {
+    Stack& idle = *s_idle;
+    if (MD_UNLIKELY(idle.count >= idle.pushLimit)) {
+      return keepBeyond(item);
     }
-  }
-
- private:
-  // Messages may be destroyed by a thread's other objects after its spare has been handed on.
-  enum class State : unsigned char { Unused, Active, Ended };
-  struct Slot {
-    T* item;
-    State state;
-  };
-
-  // Not the destructor of a thread_local object: to register one takes memory, and without any the C library stops the
-  // process. A thread that cannot be registered does without a spare.
-  static bool activate() noexcept {
-    struct AtThreadEnd {
-      AtThreadEnd() noexcept : isMade(pthread_key_create(&key, [](void*) { end(); }) == 0) {}
-      pthread_key_t key{};
-      bool isMade;
-    };
-    static const AtThreadEnd atThreadEnd;
-    if (s_slot.state == State::Ended || !atThreadEnd.isMade || pthread_setspecific(atThreadEnd.key, &s_slot) != 0) {
-      return false;
-    }
-    s_slot.state = State::Active;
+    idle.items[idle.count++] = item;
     return true;
   }
 
-  static MD_FAST_THREAD_LOCAL Slot s_slot;
+  /// Gives the pool what the calling thread keeps, and all that it returns from now on.
+  static void end() noexcept {
+    if (Idle* const idle = active()) {
+      pthread_setspecific(atThreadEnd().key, nullptr);
+      end(idle);
+    }
+    s_idle = &s_ended;
+  }
+
+ private:
+  static constexpr std::uint32_t kBatch = 32;
+  static constexpr std::uint32_t kBaseLimit = 64;
+  static constexpr std::uint32_t kMostLimit = 1024;
+  // In calls of keep() beyond kBaseLimit.
+  static constexpr std::uint32_t kPeriod = 4096;
+
+  struct Stack {
+    T** items = nullptr;
+    std::uint32_t count = 0;
+    std::uint32_t pushLimit = 0;  ///< below so many keep() only pushes; 0: there is no cache
+  };
+
+  struct alignas(kCacheLinesBytes) Idle : Stack {
+    Idle() noexcept : Stack{baseItems, 0, kBaseLimit} {}
+
+    std::uint32_t limit = kBaseLimit;
+    std::uint32_t batch = 1;
+    std::uint32_t keptInPeriod = 0;
+    std::uint32_t fewestInPeriod = kMostLimit;
+    bool hasGivenAway = false;
+    bool hasMissed = false;  ///< objects, after it had given some away
+    std::unique_ptr<T*[]> moreItems;
+    T* baseItems[kBaseLimit] = {};
+  };
+
+  // Not the destructor of a thread_local object: to register one takes memory, and without any the C library stops the
+  // process. A thread that cannot be registered does without a cache.
+  struct AtThreadEnd {
+    AtThreadEnd() noexcept : isMade(pthread_key_create(&key, [](void* idle) { end(static_cast<Idle*>(idle)); }) == 0) {}
+    pthread_key_t key{};
+    bool isMade;
+  };
+  static const AtThreadEnd& atThreadEnd() noexcept {
+    static const AtThreadEnd made;
+    return made;
+  }
+
+  static Idle* active() noexcept { return s_idle->pushLimit != 0 ? static_cast<Idle*>(s_idle) : nullptr; }
+
+  /// The calling thread's cache, which is made if need be; null when it cannot have one.
+  static Idle* activate() noexcept {
+    // Messages may be destroyed by a thread's other objects after its cache has ended.
+    if (s_idle != &s_unused || !atThreadEnd().isMade) {
+      return active();
+    }
+    std::unique_ptr<Idle> made(new (std::nothrow) Idle);
+    if (made == nullptr || pthread_setspecific(atThreadEnd().key, made.get()) != 0) {
+      return nullptr;
+    }
+    s_idle = made.get();
+    return made.release();
+  }
+
+  // At a thread's end: its thread_local variables may be gone, so the cache comes as an argument.
+  static void end(Idle* idle) noexcept {
+    s_idle = &s_ended;
+    Shared::instance().takeBackSome(idle->items, idle->count);
+    delete idle;
+  }
+
+  [[gnu::noinline]] static T* takeFromPool() {
+    Idle* const idle = activate();
+    if (idle == nullptr) {
+      return nullptr;
+    }
+    idle->hasMissed = idle->hasGivenAway;
+    idle->count = static_cast<std::uint32_t>(Shared::instance().lendSome(idle->items, idle->batch));
+    // A thread with one message at a time needs one object; one that makes messages for other threads asks again.
+    idle->batch = std::min(2 * idle->batch, kBatch);
+    return idle->items[--idle->count];
+  }
+
+  [[gnu::noinline]] static bool keepBeyond(T* item) {
+    Idle* const idle = activate();
+    if (idle == nullptr) {
+      return false;
+    }
+    if (idle->count >= kBaseLimit) {
+      idle->fewestInPeriod = std::min(idle->fewestInPeriod, idle->count);
+      if (++idle->keptInPeriod == kPeriod) {
+        giveUnusedAway(*idle);
+      }
+    }
+    if (idle->count >= idle->limit && !(idle->hasMissed && widen(*idle))) {
+      giveAway(*idle, kBatch);
+      idle->hasGivenAway = true;
+    }
+    idle->items[idle->count++] = item;
+    return true;
+  }
+
+  static void giveAway(Idle& idle, std::uint32_t count) {
+    Shared::instance().takeBackSome(idle.items, count);
+    std::copy(idle.items + count, idle.items + idle.count, idle.items);
+    idle.count -= count;
+  }
+
+  static void giveUnusedAway(Idle& idle) {
+    if (idle.fewestInPeriod > kBaseLimit) {
+      giveAway(idle, idle.fewestInPeriod - kBaseLimit);
+      idle.limit = std::min(idle.limit, idle.count + kBatch);
+    }
+    idle.fewestInPeriod = kMostLimit;
+    idle.keptInPeriod = 0;
+  }
+
+  /// Makes room for twice as many. @return false when there is none to be had
+  static bool widen(Idle& idle) noexcept {
+    const std::uint32_t limit = std::min(2 * idle.limit, kMostLimit);
+    std::unique_ptr<T*[]> items(limit > idle.limit ? new (std::nothrow) T*[limit] : nullptr);
+    if (items == nullptr) {
+      return false;
+    }
+    std::copy_n(idle.items, idle.count, items.get());
+    idle.moreItems.swap(items);
+    idle.items = idle.moreItems.get();
+    idle.limit = limit;
+    idle.hasGivenAway = idle.hasMissed = false;
+    return true;
+  }
+
+  static Stack s_unused;
+  static Stack s_ended;
+  static MD_FAST_THREAD_LOCAL Stack* s_idle;
 };
 
 template <class T>
-MD_FAST_THREAD_LOCAL typename ReusableContainer<T>::ThreadSpare::Slot ReusableContainer<T>::ThreadSpare::s_slot{
-    nullptr, ReusableContainer<T>::ThreadSpare::State::Unused};
+typename ReusableContainer<T>::ThreadCache::Stack ReusableContainer<T>::ThreadCache::s_unused;
+template <class T>
+typename ReusableContainer<T>::ThreadCache::Stack ReusableContainer<T>::ThreadCache::s_ended;
+template <class T>
+MD_FAST_THREAD_LOCAL typename ReusableContainer<T>::ThreadCache::Stack* ReusableContainer<T>::ThreadCache::s_idle =
+    &ReusableContainer<T>::ThreadCache::s_unused;
 
-/// The thread that ends the process ends no other way; its spare is freed with the pool.
+/// The thread that ends the process ends no other way; what it keeps is freed with the pool.
 template <class T>
 struct ReusableContainer<T>::Shared::ClosesAtExit {
   explicit ClosesAtExit(ReusableContainer& pool) : m_pool(pool) {}
   ~ClosesAtExit() {
-    ThreadSpare::end();
+    ThreadCache::end();
     m_pool.close();
   }
   ReusableContainer& m_pool;
@@ -103,7 +257,7 @@ struct ReusableContainer<T>::Shared::ClosesAtExit {
 
 template <class T>
 ReusableContainer<T>& ReusableContainer<T>::Shared::make() {
-  auto* pool = new (s_memory) ReusableContainer;
+  auto* pool = new (&s_memory) ReusableContainer;
   pool->m_idle.reserve(1);
   static const ClosesAtExit closer(*pool);
   return *pool;
@@ -114,33 +268,51 @@ ReusableContainer<T>::~ReusableContainer() {
   close();
 }
 
+// Not inlined, as takeBack(): what a thread's cache serves needs no place on the stack.
 template <class T>
-T* ReusableContainer<T>::lend() {
+[[gnu::noinline]] T* ReusableContainer<T>::lend() {
+  T* item = nullptr;
+  lendSome(&item, 1);
+  return item;
+}
+
+/// Lends up to `most` idle objects, the last returned as the last of them; a new one when there is none.
+/// @return how many
+template <class T>
+std::size_t ReusableContainer<T>::lendSome(T** items, std::size_t most) {
   const std::lock_guard<std::mutex> lock(m_mutex);
   if (!m_idle.empty()) {
-    T* item = m_idle.back();
-    m_idle.pop_back();
-    return item;
+    const std::size_t count = std::min(most, m_idle.size());
+    std::copy_n(m_idle.end() - static_cast<std::ptrdiff_t>(count), count, items);
+    m_idle.resize(m_idle.size() - count);
+    return count;
   }
   if (m_idle.capacity() <= m_owned) {
     m_idle.reserve(2 * m_owned + 1);
   }
-  T* item = new T;
+  *items = Making<T>::make();
   ++m_owned;
-  return item;
+  return 1;
 }
 
 template <class T>
-void ReusableContainer<T>::takeBack(T* item) {
+[[gnu::noinline]] void ReusableContainer<T>::takeBack(T* item) {
+  takeBackSome(&item, 1);
+}
+
+template <class T>
+void ReusableContainer<T>::takeBackSome(T* const* items, std::size_t count) {
+  std::size_t kept = 0;
   {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (!m_isClosed) {
-      m_idle.push_back(item);
-      return;
+      // There is room for all that the pool made, but blocks of messages may come from elsewhere.
+      kept = std::min(count, m_idle.capacity() - m_idle.size());
+      m_idle.insert(m_idle.end(), items, items + kept);
     }
-    --m_owned;
+    m_owned -= std::min(m_owned, count - kept);
   }
-  delete item;
+  std::for_each(items + kept, items + count, &Making<T>::free);
 }
 
 template <class T>
@@ -149,12 +321,10 @@ void ReusableContainer<T>::close() noexcept {
   {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_isClosed = true;
-    m_owned -= m_idle.size();
+    m_owned -= std::min(m_owned, m_idle.size());
     m_idle.swap(idle);
   }
-  for (T* item : idle) {
-    delete item;
-  }
+  std::for_each(idle.begin(), idle.end(), &Making<T>::free);
 }
 
 template <class T>
@@ -181,7 +351,7 @@ void ReusableContainerWrapper<T>::set() {
     return;
   }
   if (!m_container) {
-    m_item = ReusableContainer<T>::ThreadSpare::take();
+    m_item = ReusableContainer<T>::ThreadCache::take();
   }
   if (m_item == nullptr) {
     m_item = rcInstance().lend();
@@ -190,11 +360,8 @@ void ReusableContainerWrapper<T>::set() {
 
 template <class T>
 void ReusableContainerWrapper<T>::unset() {
-  T* item = std::exchange(m_item, nullptr);
-  if (item != nullptr && !m_container) {
-    item = ReusableContainer<T>::ThreadSpare::keep(item);
-  }
-  if (item != nullptr) {
+  T* const item = std::exchange(m_item, nullptr);
+  if (item != nullptr && (m_container || !ReusableContainer<T>::ThreadCache::keep(item))) {
     rcInstance().takeBack(item);
   }
 }
@@ -210,4 +377,27 @@ template class ReusableContainer<Optimizer>;
 template class ReusableContainerWrapper<MsgData>;
 template class ReusableContainerWrapper<Optimizer>;
 
+namespace detail {
+
+// Between messages a block holds nothing: who reads a destroyed message is to be seen by the address sanitizer.
+void* MessageMemory::take() {
+  using Pool = ReusableContainer<Block>;
+  Block* block = Pool::ThreadCache::take();
+  if (block == nullptr) {
+    block = Pool::Shared::instance().lend();
+  }
+  unpoison(block, kObjectBytes);
+  return block;
+}
+
+void MessageMemory::giveBack(void* object) noexcept {
+  using Pool = ReusableContainer<Block>;
+  auto* const block = static_cast<Block*>(object);
+  poison(block, kObjectBytes);
+  if (!Pool::ThreadCache::keep(block)) {
+    Pool::Shared::instance().takeBack(block);
+  }
+}
+
+}  // namespace detail
 }  // namespace MD

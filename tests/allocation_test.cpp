@@ -1,10 +1,14 @@
-// What messages ask of the heap: nothing, once the pools are warm.
+// What messages ask of the heap and of locks: nothing, once the pools are warm.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 
+#include <memory>
+#include <mutex>
+#include <optional>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -13,9 +17,11 @@
 #include "md/md_mint.h"
 #include "md/md_msgdata.h"
 #include "md/md_msgt.h"
+#include "support/counted_locks.h"
 #include "support/dictionary.h"
 #include "support/failing_heap.h"
 #include "support/messages.h"
+#include "support/turns.h"
 
 namespace MD::test {
 namespace {
@@ -101,7 +107,7 @@ TYPED_TEST(Allocations, AreSeenWhicheverWayTheyAreMade) {
 
 // The library's own: what is measured below is not zero because nobody looks.
 TYPED_TEST(Allocations, OfTheLibraryAreSeen) {
-  EXPECT_GE(allocationsOf([&] { this->m_message.clone(); }), 1);
+  EXPECT_GE(allocationsOf([&] { idsOf(this->m_message); }), 1);
   MsgData buffer;
   const std::uint8_t byte = 1;
   EXPECT_EQ(allocationsOf([&] { buffer.insert(buffer.end(), &byte, &byte + 1); }), 1);
@@ -180,6 +186,150 @@ TYPED_TEST(Allocations, AreNoneForErasingAndClearing) {
 TYPED_TEST(Allocations, AreNoneForSwapping) {
   TypeParam other;
   EXPECT_EQ(this->steadyStateAllocationsOf([&] { this->m_message.swap(other); }), 0);
+}
+
+TYPED_TEST(Allocations, AreNoneForMessagesOfTheFactory) {
+  const auto size = static_cast<std::uint32_t>(this->m_bytes.size());
+  int read = 0;
+  EXPECT_EQ(this->steadyStateAllocationsOf([&] {
+    const auto received = MD_Message::createFromBytes(this->m_bytes.data(), size);
+    const auto copy = received->clone();
+    const auto moved = received->moveToNew();
+    const auto empty = MD_Message::createFromPB(copy->getPB())->createEmpty();
+    read = this->readAll(*copy) + this->readAll(*moved) + this->readAll(*empty);
+  }),
+            0);
+  EXPECT_EQ(read, 32);
+}
+
+// However many messages are alive at a time: `alive` are made, one after the other, and then destroyed in that order.
+class SteadyState : public testing::TestWithParam<int> {
+ protected:
+  SteadyState() { loadDictionary(kDictionary); }
+
+  void SetUp() override {
+#if !defined(MD_LOCKS_ARE_COUNTED)
+    GTEST_SKIP() << "locks are counted with the GNU C library and without sanitizers";
+#endif
+  }
+
+  /// Expects `round` to allocate and to lock nothing, after some rounds that may. In a thread of its own, whose past is
+  /// no other test.
+  template <class Round>
+  static void expectNothingTaken(Round round) {
+    std::thread([&] {
+      constexpr int kWarmingUp = 16;
+      constexpr int kRounds = 500;
+      for (int i = 0; i < kWarmingUp; ++i) {
+        round();
+      }
+      long locks = 0;
+      const long allocations = allocationsOf([&] {
+        locks = locksOf([&] {
+          for (int i = 0; i < kRounds; ++i) {
+            round();
+          }
+        });
+      });
+      EXPECT_EQ(allocations, 0);
+      EXPECT_EQ(locks, 0);
+    }).join();
+  }
+};
+
+TEST_P(SteadyState, OfFreshMessagesTakesNoMemoryAndNoLock) {
+  std::vector<std::optional<mInt>> messages(static_cast<std::size_t>(GetParam()));
+  expectNothingTaken([&] {
+    for (auto& message : messages) {
+      message.emplace();
+      message->add(id::kInt, 5);
+      message->add(id::kString, "text");
+    }
+    for (auto& message : messages) {
+      message.reset();
+    }
+  });
+}
+
+TEST_P(SteadyState, OfMessagesOfTheFactoryTakesNoMemoryAndNoLock) {
+  const Bytes bytes[] = {fromHex("06 2C 01 01 05"), fromHex("01 2C 01 05 00 00 00"), fromHex("46 51 52 31")};
+  std::vector<std::unique_ptr<MD_Message>> messages(static_cast<std::size_t>(GetParam()));
+  expectNothingTaken([&] {
+    for (std::size_t i = 0; i < messages.size(); ++i) {
+      const Bytes& received = bytes[i % std::size(bytes)];
+      messages[i] = MD_Message::createFromBytes(received.data(), static_cast<std::uint32_t>(received.size()));
+    }
+    for (auto& message : messages) {
+      message.reset();
+    }
+  });
+}
+
+// A cache of messages, in which each is replaced by a new one time and again.
+TEST_P(SteadyState, OfReplacedMessagesTakesNoMemoryAndNoLock) {
+  std::vector<std::unique_ptr<MD_Message>> messages(static_cast<std::size_t>(GetParam()));
+  expectNothingTaken([&] {
+    for (auto& message : messages) {
+      auto replacement = MD_Message::createFromPB(6);
+      replacement->add(id::kInt, 5);
+      message = std::move(replacement);
+    }
+  });
+}
+
+INSTANTIATE_TEST_SUITE_P(Alive, SteadyState, testing::Values(1, 2, 3, 8, 32, 64, 65, 100, 200, 1000),
+                         [](const auto& row) { return std::to_string(row.param); });
+
+// One thread makes messages, another one destroys them: objects change hands 32 at a time.
+TEST(HandOver, LocksNoMoreThanOnceForABatch) {
+#if !defined(MD_LOCKS_ARE_COUNTED)
+  GTEST_SKIP() << "locks are counted with the GNU C library and without sanitizers";
+#endif
+  constexpr int kTurns = 200;
+  constexpr int kTurnsBefore = 10;  // in which objects are made, one at a time
+  constexpr int kMessages = 96;
+  constexpr long kMostLocks = 3 * kTurns * kMessages / 32;  // of buffers, field tables and the messages themselves
+  loadDictionary(kDictionary);
+  std::vector<std::unique_ptr<MD_Message>> messages(kMessages);
+  long locksOfMaker = 0;
+  long locksOfDestroyer = 0;
+  int turn = 0;
+  inTurns(
+      kTurnsBefore + kTurns,
+      [&] {
+        if (turn++ == kTurnsBefore) {
+          locksOfMaker = locksOfDestroyer = 0;
+        }
+        locksOfMaker += locksOf([&] {
+          for (auto& message : messages) {
+            message = MD_Message::createFromPB(6);
+            message->add(id::kInt, 5);
+          }
+        });
+      },
+      [&] {
+        locksOfDestroyer += locksOf([&] {
+          for (auto& message : messages) {
+            message.reset();
+          }
+        });
+      });
+  EXPECT_GE(locksOfMaker, 1);
+  EXPECT_GE(locksOfDestroyer, 1);
+  EXPECT_LE(locksOfMaker, kMostLocks);
+  EXPECT_LE(locksOfDestroyer, kMostLocks);
+}
+
+TEST(Locks, AreSeen) {
+#if !defined(MD_LOCKS_ARE_COUNTED)
+  GTEST_SKIP() << "locks are counted with the GNU C library and without sanitizers";
+#endif
+  std::mutex mutex;
+  EXPECT_EQ(locksOf([&] { const std::lock_guard<std::mutex> lock(mutex); }), 1);
+  EXPECT_EQ(locksOf([] {}), 0);
+  // The library's own: a thread's first message comes from the shared pools.
+  loadDictionary(kDictionary);
+  std::thread([] { EXPECT_GE(locksOf([] { mInt().add(id::kInt, 5); }), 2); }).join();
 }
 
 TEST(BufferAllocations, AreMadeByTheStepAndNotBeforeTheLastByteIsUsed) {

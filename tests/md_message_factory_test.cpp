@@ -247,6 +247,14 @@ TEST_P(Factory, UnrecognisedBytesBorrowNothing) {
 // Every allocation fails once: the exception comes out, nothing leaks, and what was borrowed is back in its pool.
 TEST_P(Factory, AnAllocationFailureComesOutAndLeavesNothingBehind) {
   const Bytes bytes = filled();
+  // What destroyed messages left is in use, so that a message needs memory.
+  std::vector<std::unique_ptr<MD_Message>> messages;
+  messages.reserve(1000);
+  for (bool isMemoryLeft = true; isMemoryLeft;) {
+    const long before = test::Allocations::count;
+    messages.push_back(MD_Message::createFromPB(GetParam().code));
+    isMemoryLeft = test::Allocations::count == before;
+  }
   int failures = 0;
   for (bool isMade = false; !isMade;) {
     SCOPED_TRACE(failures);

@@ -2,8 +2,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include <limits>
+#include <memory>
 #include <new>
 #include <string>
 #include <type_traits>
@@ -114,6 +116,35 @@ TEST(MsgDataTest, KeepsItsContentsWhenItGrows) {
   append(buffer, pattern(1024));
   append(buffer, pattern(3000, 1025));
   EXPECT_EQ(contents(buffer), pattern(4024));
+}
+
+// What is behind the size is what a header that was cut short is completed with, see the encodings' parse.
+TEST(MsgDataTest, KeepsAllOfItsMemoryWhenItGrows) {
+  std::vector<std::unique_ptr<std::uint8_t[]>> between;
+  MsgData buffer;
+  buffer.reserve(1);
+  for (std::size_t steps = 1; steps <= 200; ++steps) {
+    const Bytes bytes = pattern(1024 * steps, steps);
+    std::memcpy(buffer.data(), bytes.data(), bytes.size());
+    between.push_back(std::make_unique<std::uint8_t[]>(100 * (steps % 7) + 1));  // in the way of growing where it is
+    buffer.reserve(1024 * steps + 1);
+    ASSERT_EQ(Bytes(buffer.data(), buffer.data() + bytes.size()), bytes) << steps;
+  }
+}
+
+TEST(MsgDataTest, HasCacheLinesOfItsOwn) {
+  std::vector<std::unique_ptr<MsgData>> buffers;
+  for (std::size_t i = 0; i < 300; ++i) {
+    buffers.push_back(std::make_unique<MsgData>());
+    for (std::size_t bytes = 1; bytes < 100 * i; bytes += 900) {
+      buffers.back()->reserve(bytes);
+      buffers[i / 2]->reserve(buffers[i / 2]->capacity() + 1);
+    }
+  }
+  for (const auto& buffer : buffers) {
+    ASSERT_EQ(reinterpret_cast<std::uintptr_t>(buffer->data()) % 128, 0u);
+    ASSERT_EQ(buffer->capacity() % 1024, 0u);
+  }
 }
 
 TEST(MsgDataTest, InsertsNothingIntoABufferWithoutMemory) {

@@ -1,13 +1,16 @@
 #include "md/md_reusable_container.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 
 #include <memory>
 #include <new>
+#include <set>
 #include <string>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -106,6 +109,44 @@ TYPED_TEST(ReusableContainerTest, LendsTheLastReturnedFirst) {
     EXPECT_EQ(first.get(), itemOfA);
     EXPECT_EQ(second.get(), itemOfC);
     EXPECT_EQ(third.get(), itemOfB);
+  }
+}
+
+// More than a thread keeps: some of them go through the pool.
+TYPED_TEST(ReusableContainerTest, LendsTheLastReturnedFirstHoweverManyThereAre) {
+  using Wrapper = ReusableContainerWrapper<TypeParam>;
+  for (const bool isShared : {false, true}) {
+    SCOPED_TRACE(isShared ? "shared pool" : "own pool");
+    const auto pool = isShared ? nullptr : this->newPool();
+    for (const std::size_t count : {63U, 64U, 65U, 97U, 500U, 3000U}) {
+      SCOPED_TRACE(count);
+      std::vector<std::unique_ptr<Wrapper>> handles;
+      std::vector<const TypeParam*> items;
+      for (std::size_t i = 0; i < count; ++i) {
+        handles.push_back(std::make_unique<Wrapper>(true, pool));
+        items.push_back(handles.back()->get());
+      }
+      ASSERT_EQ(std::set<const TypeParam*>(items.begin(), items.end()).size(), count);
+      for (auto& handle : handles) {
+        handle->unset();
+      }
+      for (std::size_t i = count; i-- != 0;) {
+        handles[i]->set();
+        ASSERT_EQ(handles[i]->get(), items[i]) << i;
+      }
+    }
+  }
+}
+
+TYPED_TEST(ReusableContainerTest, ObjectsOfThePoolsLieApartFromAllElse) {
+  using Wrapper = ReusableContainerWrapper<TypeParam>;
+  for (const bool isShared : {false, true}) {
+    const auto pool = isShared ? nullptr : this->newPool();
+    std::vector<std::unique_ptr<Wrapper>> handles;
+    for (int i = 0; i < 200; ++i) {
+      handles.push_back(std::make_unique<Wrapper>(true, pool));
+      ASSERT_EQ(reinterpret_cast<std::uintptr_t>(handles.back()->get()) % 128, 0u) << i;
+    }
   }
 }
 

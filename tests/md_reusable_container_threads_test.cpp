@@ -18,6 +18,7 @@
 #include "md/md_mint.h"
 #include "support/dictionary.h"
 #include "support/threads.h"
+#include "support/turns.h"
 
 namespace MD {
 namespace {
@@ -106,6 +107,93 @@ TEST(ReusableContainerThreads, AMessageMayEndInAnotherThreadThanItBeganIn) {
     }
     test::inThreads(kThreads, [&](unsigned index) { messages[(index + 1) % kThreads].reset(); });
   }
+}
+
+using Buffer = ReusableContainerWrapper<MsgData>;
+
+/// Handles of the shared pool, all with an object.
+std::vector<std::unique_ptr<Buffer>> borrowed(std::size_t count) {
+  std::vector<std::unique_ptr<Buffer>> handles;
+  for (std::size_t i = 0; i < count; ++i) {
+    handles.push_back(std::make_unique<Buffer>(true, nullptr));
+  }
+  return handles;
+}
+
+std::set<const MsgData*> itemsOf(const std::vector<std::unique_ptr<Buffer>>& handles) {
+  std::set<const MsgData*> items;
+  for (const auto& handle : handles) {
+    items.insert(handle->get());
+  }
+  return items;
+}
+
+TEST(ReusableContainerThreads, WhatAThreadKeptServesOthersWhenItHasEnded) {
+  constexpr std::size_t kCount = 700;
+  std::set<const MsgData*> ofThread;
+  std::thread([&] { ofThread = itemsOf(borrowed(kCount)); }).join();
+  ASSERT_EQ(ofThread.size(), kCount);
+  std::thread([&] { EXPECT_EQ(itemsOf(borrowed(kCount)), ofThread); }).join();
+}
+
+// One thread only borrows and another one only gives back.
+TEST(ReusableContainerThreads, ObjectsThatAreHandedOnComeBackToTheThreadThatBorrowsThem) {
+  constexpr int kTurns = 300;
+  constexpr std::size_t kAtOnce = 100;
+  // What the thread that gives back keeps, and one batch on the way.
+  constexpr std::size_t kMostAround = kAtOnce + 64 + 32;
+  std::set<const MsgData*> seen;
+  std::vector<std::unique_ptr<Buffer>> handles;
+  test::inTurns(
+      kTurns,
+      [&] {
+        handles = borrowed(kAtOnce);
+        const auto items = itemsOf(handles);
+        seen.insert(items.begin(), items.end());
+      },
+      [&] { handles.clear(); });
+  EXPECT_GE(seen.size(), kAtOnce);
+  EXPECT_LE(seen.size(), kMostAround);
+}
+
+/// Has a thread use `count` objects at a time, then `timesOne` times one, and lets another thread borrow as many.
+/// @return how many of the first thread's objects that one got
+std::size_t foundByAnotherThread(std::size_t count, int timesOne) {
+  std::set<const MsgData*> ofFirst;
+  std::vector<std::unique_ptr<Buffer>> ofSecond;
+  test::inTurns(
+      1,
+      [&] {
+        for (int round = 0; round < 20; ++round) {
+          ofFirst = itemsOf(borrowed(count));
+        }
+        for (int i = 0; i < timesOne; ++i) {
+          borrowed(1);
+        }
+      },
+      [&] { ofSecond = borrowed(count); });
+  std::size_t found = 0;
+  for (const auto& handle : ofSecond) {
+    found += ofFirst.count(handle->get());
+  }
+  return found;
+}
+
+TEST(ReusableContainerThreads, AThreadKeepsAsManyAsItUses) {
+  EXPECT_EQ(foundByAnotherThread(30, 0), 0u);
+  EXPECT_EQ(foundByAnotherThread(60, 10'000), 0u);
+  EXPECT_EQ(foundByAnotherThread(900, 0), 0u);
+  EXPECT_EQ(foundByAnotherThread(900, 1000), 0u);
+}
+
+TEST(ReusableContainerThreads, AThreadGivesAwayWhatItDoesNotUseAnyMore) {
+  constexpr std::size_t kMostKept = 64 + 32;
+  EXPECT_GE(foundByAnotherThread(900, 10'000), 900 - kMostKept);
+}
+
+TEST(ReusableContainerThreads, AThreadKeepsNoMoreThan1024) {
+  EXPECT_GE(foundByAnotherThread(3000, 0), 3000u - 1024);
+  EXPECT_LE(foundByAnotherThread(3000, 0), 3000u - 1024 + 32);
 }
 
 TEST(ReusableContainerThreads, AThreadKeepsWhatItReturnedLastToItself) {

@@ -125,6 +125,7 @@ struct World {
 
   MD_Message::Allocator pools;
   std::unique_ptr<EmptiedPools> emptiedPools;
+  std::unique_ptr<EmptiedMessageMemory> emptiedMemory;
   std::unique_ptr<MD_Message> partner;
   std::unique_ptr<MD_Message> message;
   std::unique_ptr<MD_Message> source;
@@ -438,6 +439,7 @@ class MemoryFaults : public testing::TestWithParam<Operation> {
           if (operation.prepare) {
             operation.prepare(*world);
           }
+          world->emptiedMemory = std::make_unique<EmptiedMessageMemory>();
           return world;
         },
         operation.run);

@@ -3,8 +3,10 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include <algorithm>
 #include <array>
 #include <condition_variable>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -69,6 +71,20 @@ thread_local std::unique_ptr<Messages> t_messages;
 
 void useOfThread() { t_messages = std::make_unique<Messages>(); }
 
+using ManyMessages = std::vector<std::unique_ptr<Messages>>;
+
+thread_local ManyMessages t_many;
+
+/// Destroys more messages than a thread keeps objects of. @return as many others
+ManyMessages useMany() {
+  ManyMessages destroyed;
+  ManyMessages kept;
+  for (int i = 0; i < 600; ++i) {
+    (i % 2 == 0 ? destroyed : kept).push_back(std::make_unique<Messages>());
+  }
+  return kept;
+}
+
 void inThreads(void (*body)()) {
   std::vector<std::thread> threads;
   for (int i = 0; i < kThreads; ++i) {
@@ -104,6 +120,25 @@ const EndCase kEnds[] = {
        loadDictionary(kDictionary);
        inThreads(&useOfThread);
      }},
+    {"ManyMessagesOfThreads",
+     [] {
+       loadDictionary(kDictionary);
+       inThreads([] { t_many = useMany(); });
+       t_many = useMany();
+     }},
+    {"ManyMessagesOfThreadsThatOthersDestroy",
+     [] {
+       loadDictionary(kDictionary);
+       static ManyMessages many;
+       static std::mutex mutex;
+       inThreads([] {
+         ManyMessages mine = useMany();
+         const std::lock_guard<std::mutex> lock(mutex);
+         std::move(mine.begin(), mine.end(), std::back_inserter(many));
+       });
+       many.resize(many.size() / 2);
+     },
+     false},
     {"MessagesOfTheMainThread",
      [] {
        loadDictionary(kDictionary);

@@ -16,6 +16,7 @@
 #include <iosfwd>
 #include <iterator>
 #include <memory>
+#include <new>
 #include <set>
 #include <string>
 #include <utility>
@@ -69,6 +70,16 @@ class MD_API MD_Message {
   /// is no encoding's is accepted and gives an empty pointer, so test the result. Thread-safe.
   /// @param cached  whether to read the file once in the life of the process instead of on every call
   static std::unique_ptr<MD_Message> createPreferred(bool cached);
+
+  /// @{
+  /// Memory of messages on the heap. Threads keep what they give back, and reuse it.
+  static void* operator new(std::size_t sizeBytes);
+  static void* operator new(std::size_t sizeBytes, const std::nothrow_t&) noexcept;
+  static void* operator new(std::size_t, void* place) noexcept { return place; }
+  static void operator delete(void* memory, std::size_t sizeBytes) noexcept;
+  static void operator delete(void* memory, const std::nothrow_t&) noexcept;
+  static void operator delete(void*, void*) noexcept {}
+  /// @}
 
   // The virtual slots, in their order. ------------------------------------------------------------------------------
 

@@ -7,7 +7,6 @@
 #include <cstdint>
 
 #include <map>
-#include <memory>
 
 #include "md/md_api.h"
 #include "md/md_fieldmap.h"
@@ -26,7 +25,7 @@ class MD_API Optimizer {
   Optimizer(const Optimizer& other);
   /// Takes over the other's values. Costs what the dictionary holds.
   Optimizer& operator=(const Optimizer& other);
-  ~Optimizer() = default;
+  ~Optimizer();
 
   /// Sets the field's value. A value of 0 is not recognised as a removal.
   /// @return false for an id that the dictionary does not hold
@@ -78,7 +77,7 @@ class MD_API Optimizer {
   /// Makes every field absent, whatever was set at no cost.
   void clear() noexcept {
     m_fieldCount = 0;
-    if (MD_UNLIKELY(m_stamp == kLastStamp)) {
+    if (MD_UNLIKELY(m_stamp >= kLastStamp)) {
       forgetStamps();
     } else {
       m_stamp += kStampStep;
@@ -120,7 +119,7 @@ class MD_API Optimizer {
   class Filling {
    public:
     explicit Filling(Optimizer& table) noexcept
-        : m_table(table), m_slots(table.m_slots.get()), m_stamp(table.m_stamp), m_fieldCount(table.m_fieldCount) {}
+        : m_table(table), m_slots(table.m_slots), m_stamp(table.m_stamp), m_fieldCount(table.m_fieldCount) {}
     ~Filling() { m_table.m_fieldCount = m_fieldCount; }
     Filling(const Filling&) = delete;
     Filling& operator=(const Filling&) = delete;
@@ -141,24 +140,35 @@ class MD_API Optimizer {
   /// The number of ids that have a value.
   std::size_t get_field_count() const noexcept { return m_fieldCount; }
 
+ protected:
+  struct ForPools {};
+  /// A table for the pools: it shares no cache line with anything else, and of a large one only those pages take memory
+  /// that fields were placed in.
+  explicit Optimizer(ForPools);
+
  private:
+  enum class Memory : std::uint8_t { Ordinary, OwnCacheLines, ZeroPages };
+
   // Values below this stand in the slots; of others a slot holds this instead. Far less than a step, so that a value of
   // an earlier filling taken for one of this filling is a step or more, and far from where it would wrap.
   static constexpr std::uint64_t kElsewhere = std::uint64_t{1} << 39;
   static constexpr std::uint64_t kStampStep = std::uint64_t{1} << 40;
-  static constexpr std::uint64_t kLastStamp = ~std::uint64_t{0} << 40;
+  // Far below where stamps would wrap: when they start anew, a large table gives its memory back.
+  static constexpr std::uint64_t kLastStamp = std::uint64_t{0xFFFF} << 40;
 
   void makeRoom();
   void resize(std::uint32_t slotCount);
   void forgetStamps() noexcept;
+  void freeSlots() noexcept;
   void setLarge(FIELDS::packed_rec field, std::uint64_t value);
   std::uint64_t getLarge(FIELDS::packed_rec field) const noexcept;
 
   const MD_FieldMap* m_map;
-  std::unique_ptr<std::uint64_t[]> m_slots;  // by packed_rec::slot; slot 0 belongs to no field and stays 0
+  std::uint64_t* m_slots = nullptr;  // by packed_rec::slot; slot 0 belongs to no field and stays 0
   std::uint64_t m_stamp = kStampStep;
   std::size_t m_fieldCount = 0;
   std::uint32_t m_slotCount = 0;
+  Memory m_memory = Memory::Ordinary;
   std::map<std::uint16_t, std::uint64_t> m_large;  // by slot, for those that say kElsewhere
 };
 

@@ -122,7 +122,27 @@ inline const int g_hooks = __sanitizer_install_malloc_and_free_hooks(
 }
 [[gnu::noinline]] inline void release(void* block) noexcept { std::free(block); }
 
+[[gnu::noinline]] inline void* allocate(std::size_t size, std::align_val_t alignment) noexcept {
+  const auto multiple = static_cast<std::size_t>(alignment);
+  return isToFail() ? nullptr : std::aligned_alloc(multiple, (size + multiple - 1) / multiple * multiple);
+}
+[[gnu::noinline]] inline void* allocateOrThrow(std::size_t size, std::align_val_t alignment) {
+  if (void* block = allocate(size, alignment)) {
+    return block;
+  }
+  throw std::bad_alloc();
+}
+
 }  // namespace MD::test::heap
+
+void* operator new(std::size_t size, std::align_val_t alignment) {
+  return MD::test::heap::allocateOrThrow(size, alignment);
+}
+void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept {
+  return MD::test::heap::allocate(size, alignment);
+}
+void operator delete(void* block, std::align_val_t) noexcept { MD::test::heap::release(block); }
+void operator delete(void* block, std::size_t, std::align_val_t) noexcept { MD::test::heap::release(block); }
 
 void* operator new(std::size_t size) { return MD::test::heap::allocateOrThrow(size); }
 void* operator new[](std::size_t size) { return MD::test::heap::allocateOrThrow(size); }
