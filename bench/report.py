@@ -18,6 +18,19 @@ SUBJECTS = (
     "protobuf on an arena", "protobuf DynamicMessage", "flatbuffers in place", "flatbuffers copy and verify",
     "capnproto", "msgpack", "libbson", "rapidjson", "hand-written map")
 WORK_NAMES = {"W1": "W1 build", "W2": "W2 read all", "W3": "W3 read two", "W4": "W4 update", "W5": "W5 read 200"}
+# W6: the parts of the name behind the work, and what it is.
+THREAD_WORKS = (
+    ("Q/fresh/mInt", "build and read, fresh"), ("Q/reused/mInt", "build and read, reused"),
+    ("Q/1 alive/mInt", "1 message alive, fresh"), ("Q/2 alive/mInt", "2 messages alive, fresh"),
+    ("Q/3 alive/mInt", "3 messages alive, fresh"), ("Q/8 alive/mInt", "8 messages alive, fresh"),
+    ("Q/64 alive/mInt", "64 messages alive, fresh"),
+    ("Q/2 alive, build, parse and read/mInt", "2 messages alive, build, parse and read"),
+    ("Q/1 alive/mInt from the factory", "1 message of the factory alive"),
+    ("Q/8 alive/mInt from the factory", "8 messages of the factory alive"),
+    ("Q/64 alive/mInt from the factory", "64 messages of the factory alive"),
+    ("Q/hand-over/mInt from the factory", "producer to consumer"),
+    ("Q/hand-over/bare blocks", "floor: producer to consumer, bare blocks"),
+    ("-/-/arithmetic", "control: arithmetic alone"))
 # Work, message and form of the columns and panels that compare subjects.
 CORE = [(work, "B" if work == "W5" else "Q", form) for work in WORK_NAMES for form in FORMS
         if (work, form) != ("W4", "fresh")]
@@ -110,8 +123,7 @@ def headline_rows():
         row("W5", "B", "reused", "mInt", "protobuf", 0.70),
         row("W5", "B", "reused", "mInt", "bare loop", 1.4),
     ]
-    for title, name in (("build and read, fresh", "Q/fresh/mInt"), ("build and read, reused", "Q/reused/mInt"),
-                        ("control: arithmetic alone", "-/-/arithmetic")):
+    for name, title in THREAD_WORKS:
         rows.append(Row(f"W6 {title}, two threads", "one thread (best repetitions)", 1.85, lambda run, name="W6/" + name:
                         divided(run.best(name, 1), run.best(name, 2)), at_least=True))
     for work in ("W1", "W2"):
@@ -190,6 +202,27 @@ def subject_rows(run, instructions):
     return head, times, allocations, counts
 
 
+THREADS_TITLE = """### Two threads: ns per operation over all threads, best repetitions
+
+*Alive*: so many messages are created one after the other, then all are destroyed; through the own class two fields are added to each, from
+the factory each is parsed and two fields are read. *Hand-over*: one thread creates messages from received bytes, the other reads all fields
+and destroys them; an operation is half of this, and a single thread does both. *Bare blocks* do the same without the library: 64-bit
+copies in recycled memory.
+
+"""
+THREADS_HEAD = ["subject", "form", "1 thread", "2 threads", "speed-up"]
+
+
+def thread_rows(run):
+    names = sorted({name for name, _ in run.times if name.startswith("W6/")},
+                   key=lambda name: (name.endswith("arithmetic"), "hand-over" in name, name.split("/")[3], name))
+    lines = []
+    for name in names:
+        one, two = run.best(name, 1), run.best(name, 2)
+        lines.append([name.split("/")[3], name.split("/")[2], time_text(one), time_text(two), number(divided(one, two))])
+    return lines
+
+
 def other_works(run):
     parts = []
     messages = (("X", "quotes over the large dictionary"), ("R", "recorded ticks"))
@@ -203,16 +236,9 @@ def other_works(run):
             head = ["subject"] + [f"{WORK_NAMES[w]}, {f}" for w in ("W1", "W2") for f in FORMS]
             parts.append(f"### {message}: {title}, ns\n\n" + table(head, lines))
 
-    lines = []
-    for subject in ("mInt", "IterMap", "MsgT", "arithmetic"):
-        for form in ("fresh", "reused", "-"):
-            name = f"W6/{'-' if form == '-' else 'Q'}/{form}/{subject}"
-            if (name, 1) in run.times:
-                one, two = run.best(name, 1), run.best(name, 2)
-                lines.append([subject, form, time_text(one), time_text(two), number(divided(one, two))])
+    lines = thread_rows(run)
     if lines:
-        parts.append("### Two threads: ns per operation over all threads, best repetitions\n\n" + table(
-            ["subject", "form", "1 thread", "2 threads", "times the work of one"], lines))
+        parts.append(THREADS_TITLE + table(THREADS_HEAD, lines))
 
     lines = []
     for subject in ("mInt", "IterMap", "MsgT"):
