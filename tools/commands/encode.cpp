@@ -30,7 +30,7 @@ class MessageTexts {
 class JsonLines : public MessageTexts {
  public:
   JsonLines(InputBuffer& in, const FieldNames& names, Output& out, Reporter& reporter)
-      : m_lines(in, out), m_names(names), m_reporter(reporter) {}
+      : m_lines(in, out), m_reader(names), m_reporter(reporter) {}
 
   bool next(MD_Message& message) override {
     std::string_view line;
@@ -38,13 +38,13 @@ class JsonLines : public MessageTexts {
       return false;
     }
     m_reporter.setLine(m_lines.lineNumber());
-    readJson(line, m_names, message);
+    m_reader.read(line, message);
     return true;
   }
 
  private:
   LineReader m_lines;
-  const FieldNames& m_names;
+  JsonReader m_reader;
   Reporter& m_reporter;
 };
 

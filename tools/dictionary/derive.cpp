@@ -1,6 +1,7 @@
 #include "dictionary/derive.h"
 
 #include <algorithm>
+#include <charconv>
 #include <deque>
 #include <iterator>
 #include <limits>
@@ -8,15 +9,15 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
-
-#include <nlohmann/json.hpp>
 
 #include "base/hex.h"
 #include "base/utf8.h"
 #include "md/md_datatypes.h"
 #include "text/csv_reader.h"
+#include "text/json_parser.h"
 #include "text/line_reader.h"
 #include "text/time_text.h"
 #include "text/value_text.h"
@@ -116,21 +117,26 @@ Types typesOfBytes(std::size_t sizeBytes) {
   return sizeBytes > kLongestString ? 0 : only(DATATYPES::STRING) | (sizeBytes == 1 ? only(DATATYPES::CHAR) : Types{0});
 }
 
+/// A member of a JSON object that is a value.
+struct Member {
+  std::string_view name;
+  std::size_t characters = 1;  ///< of a string
+};
+
 /// The types that `encode` reads from a JSON object of these members.
-Types typesOfObject(const nlohmann::json& value) {
-  const auto holds = [&](std::initializer_list<const char*> members) {
-    return value.size() == members.size() &&
-           std::all_of(members.begin(), members.end(), [&](const char* member) { return value.contains(member); });
-  };
-  const auto hexDigits = [&](const char* member) {
-    return value[member].is_string() ? value[member].get_ref<const std::string&>().size() : 1;
+Types typesOfObject(const std::vector<Member>& members) {
+  const auto holds = [&](std::initializer_list<std::string_view> names) {
+    return members.size() == names.size() && std::all_of(names.begin(), names.end(), [&](std::string_view name) {
+             return std::any_of(members.begin(), members.end(),
+                                [&](const Member& member) { return member.name == name; });
+           });
   };
   if (holds({"hex"})) {
-    const std::size_t digits = hexDigits("hex");
+    const std::size_t digits = members[0].characters;
     return digits % 2 != 0 || digits / 2 > kLongestString ? 0 : typesOfBytes(digits / 2) | only(DATATYPES::BUFFER);
   }
   if (holds({"bits"})) {
-    const std::size_t digits = hexDigits("bits");
+    const std::size_t digits = members[0].characters;
     return digits == 8 ? only(DATATYPES::FLOAT) : digits == 16 ? only(DATATYPES::DOUBLE) : 0;
   }
   if (holds({"value", "bytes"})) {
@@ -140,38 +146,38 @@ Types typesOfObject(const nlohmann::json& value) {
                                                                                           : 0;
 }
 
-Types typesOfJson(const nlohmann::json& value) {
-  if (value.is_number_unsigned()) {
-    const auto whole = value.get<std::uint64_t>();
-    Types types = kReal;
-    types |= whole <= 2147483647 ? only(DATATYPES::INT) : 0;
-    types |= whole <= 9223372036854775807U ? only(DATATYPES::INT64) : 0;
-    types |= whole >= kFirstNs && whole <= kLastNs ? only(DATATYPES::EPOCH_NSEC) : 0;
-    return types;
-  }
-  if (value.is_number_integer()) {
-    const bool isInt = value.get<std::int64_t>() >= std::numeric_limits<std::int32_t>::min();
-    return kReal | only(DATATYPES::INT64) | (isInt ? only(DATATYPES::INT) : Types{0});
-  }
-  if (value.is_number()) {
-    return kReal;
-  }
-  if (value.is_string()) {
-    const auto& text = value.get_ref<const std::string&>();
-    Types types = typesOfBytes(text.size());
-    types |= text == "NaN" || text == "Infinity" || text == "-Infinity" ? kReal : 0;
-    types |= parseIsoTime(text) ? only(DATATYPES::EPOCH_NSEC) : 0;
-    return types;
-  }
-  return value.is_object() ? typesOfObject(value) : 0;
+/// Whether a text is a whole number of this type.
+template <class T>
+bool isWhole(std::string_view text) {
+  T value{};
+  const char* const end = text.data() + text.size();
+  const auto [rest, code] = std::from_chars(text.data(), end, value);
+  return code == std::errc() && rest == end;
 }
 
-/// Receives the parser's events for one line: what types the values of its object may be of, in the order of their
-/// keys.
-class JsonSample : public nlohmann::json_sax<nlohmann::json> {
+Types typesOfNumber(std::string_view text) {
+  Types types = kReal;
+  types |= isWhole<std::int32_t>(text) ? only(DATATYPES::INT) : 0;
+  types |= isWhole<std::int64_t>(text) ? only(DATATYPES::INT64) : 0;
+  if (isWhole<std::uint64_t>(text)) {
+    const auto whole = parseWhole<std::uint64_t>(text, "");
+    types |= whole >= kFirstNs && whole <= kLastNs ? only(DATATYPES::EPOCH_NSEC) : 0;
+  }
+  return types;
+}
+
+Types typesOfString(std::string_view text) {
+  Types types = typesOfBytes(text.size());
+  types |= text == "NaN" || text == "Infinity" || text == "-Infinity" ? kReal : 0;
+  types |= parseIsoTime(text) ? only(DATATYPES::EPOCH_NSEC) : 0;
+  return types;
+}
+
+/// Receives the parts of one line: what types the values of its object may be of, in the order of their keys.
+class JsonSample {
  public:
   struct Value {
-    std::string key;
+    std::string_view key;
     Types types;
   };
 
@@ -186,42 +192,38 @@ class JsonSample : public nlohmann::json_sax<nlohmann::json> {
     return std::adjacent_find(keys.begin(), keys.end()) != keys.end();
   }
 
-  bool null() override { return take(nullptr); }
-  bool boolean(bool value) override { return take(value); }
-  bool number_integer(number_integer_t value) override { return take(value); }
-  bool number_unsigned(number_unsigned_t value) override { return take(value); }
-  bool number_float(number_float_t value, const string_t&) override { return take(value); }
-  bool string(string_t& value) override { return take(std::move(value)); }
-  bool binary(binary_t&) override { return false; }  // which JSON text has not
-  bool key(string_t& text) override {
+  // Each tells whether there can be such a part here: the line is one object.
+  bool null() { return take(0, 1); }
+  bool boolean(bool) { return take(0, 1); }
+  bool number(std::string_view text) { return take(m_depth == 1 ? typesOfNumber(text) : 0, 1); }
+  bool string(std::string_view text) { return take(m_depth == 1 ? typesOfString(text) : 0, text.size()); }
+  bool key(std::string_view text) {
     if (m_depth <= 2) {
-      (m_depth == 1 ? m_key : m_member) = std::move(text);
+      (m_depth == 1 ? m_key : m_member) = text;
     }
     return true;
   }
-  bool start_object(std::size_t) override { return enter(nlohmann::json::object()); }
-  bool start_array(std::size_t) override { return m_depth != 0 && enter(nullptr); }
-  bool end_object() override { return leave(); }
-  bool end_array() override { return leave(); }
-  bool parse_error(std::size_t, const std::string&, const nlohmann::json::exception&) override { return false; }
+  bool startObject() { return enter(true); }
+  bool startArray() { return m_depth != 0 && enter(false); }
+  bool endObject() { return leave(); }
+  bool endArray() { return leave(); }
 
  private:
-  /// @return whether there can be a value here: the line is one object
-  bool take(nlohmann::json value) {
+  bool take(Types types, std::size_t characters) {
     if (m_depth == 1) {
-      m_values.push_back({std::move(m_key), typesOfJson(value)});
-    } else if (m_depth == 2 && m_value.is_object()) {
-      m_value[m_member] = std::move(value);
+      m_values.push_back({m_key, types});
+    } else if (m_depth == 2) {
+      m_members.push_back({m_member, characters});
     }
     return m_depth != 0;
   }
 
-  /// @param value  null instead of an array, which no type takes
-  bool enter(nlohmann::json value) {
+  bool enter(bool isObject) {
     if (m_depth == 1) {
-      m_value = std::move(value);
+      m_isObject = isObject;
+      m_members.clear();
     } else if (m_depth == 2) {
-      take(nullptr);
+      take(0, 1);
     }
     ++m_depth;
     return true;
@@ -229,13 +231,14 @@ class JsonSample : public nlohmann::json_sax<nlohmann::json> {
 
   bool leave() {
     --m_depth;
-    return m_depth != 1 || take(std::move(m_value));
+    return m_depth != 1 || take(m_isObject ? typesOfObject(m_members) : 0, 1);
   }
 
   std::vector<Value> m_values;
-  std::string m_key;
-  std::string m_member;                               // of the object that is a value
-  nlohmann::json m_value = nlohmann::json::object();  // that object, or null
+  std::string_view m_key;
+  bool m_isObject = false;        // the value is one, not an array, which no type takes
+  std::vector<Member> m_members;  // of that object
+  std::string_view m_member;
   std::size_t m_depth = 0;
 };
 
@@ -275,8 +278,7 @@ class Deriver {
     for (std::string_view line; lines.nextFilled(line);) {
       m_reporter.setLine(lines.lineNumber());
       JsonSample sample;
-      // The parser takes a NUL byte for the end of the line.
-      if (!nlohmann::json::sax_parse(line.begin(), line.end(), &sample) || line.find('\0') != line.npos) {
+      if (!isObject(line, sample)) {
         m_reporter.error(LineError("a message is one JSON object"));
         continue;
       }
@@ -285,7 +287,7 @@ class Deriver {
         continue;
       }
       for (const auto& [key, types] : sample.values()) {
-        take(columnOf(key), types);
+        take(columnOf(std::string(key)), types);
       }
       m_reporter.advance(in.sourceBytes());
     }
@@ -294,6 +296,16 @@ class Deriver {
   const std::deque<Column>& columns() const noexcept { return m_columns; }
 
  private:
+  bool isObject(std::string_view line, JsonSample& sample) {
+    m_line = line;
+    try {
+      // The parser takes a NUL byte for the end of the line.
+      return line.find('\0') == line.npos && parseJson<JsonNesting::Any>(m_line, sample);
+    } catch (const LineError&) {
+      return false;
+    }
+  }
+
   std::vector<Column*> readHeader(const CsvReader& record) {
     std::vector<Column*> columns;
     std::set<const Column*> seen;
@@ -341,6 +353,7 @@ class Deriver {
   }
 
   Reporter& m_reporter;
+  std::string m_line;            // in which the parts of a sample lie
   std::deque<Column> m_columns;  // which stay where they are
   std::map<std::string, std::size_t> m_byName;
 };

@@ -9,8 +9,6 @@
 #include "text/value_text.h"
 
 namespace MD::tool {
-namespace {}  // namespace
-
 FieldNames::FieldNames() : m_map(MD_FieldMap::instance()), m_jsonKeys(std::size_t{m_map.compactCount()} + 1) {
   for (const FIELDS::field_rec& row : m_map) {
     std::string& key = m_jsonKeys[m_map.packed(row.id).slot];
@@ -49,6 +47,27 @@ std::string FieldNames::label(std::uint16_t id) const {
 bool FieldNames::isFoundByName(const FIELDS::field_rec& row) const {
   const auto found = m_map.findByName(row.name);
   return found != m_map.end() && found->id == row.id && !isOfDigits(row.name) && isUtf8(row.name);
+}
+
+Field FieldCache::lookUp(std::string_view key) {
+  // Ids can be spelled in any number of ways.
+  constexpr std::size_t kMostEntries = 65536;
+  Entry* entry = nullptr;
+  if (const auto found = m_byKey.find(key); found != m_byKey.end()) {
+    entry = found->second;
+  } else {
+    const Field field = m_names.find(std::string(key));
+    if (m_entries.size() == kMostEntries) {
+      return field;
+    }
+    entry = &m_entries.emplace_back(Entry{std::string(key), field, nullptr});
+    m_byKey.emplace(entry->key, entry);
+  }
+  if (m_last != nullptr) {
+    m_last->next = entry;
+  }
+  m_last = entry;
+  return entry->field;
 }
 
 }  // namespace MD::tool

@@ -4,8 +4,10 @@
 
 #include <cstdint>
 
+#include <deque>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "md/md_fieldmap.h"
@@ -39,6 +41,37 @@ class FieldNames {
 
   const MD_FieldMap& m_map;
   std::vector<std::string> m_jsonKeys;  // by slot
+};
+
+/// Finds the fields of one message after the other: keys that follow one another in a message are expected to do so in
+/// the next.
+class FieldCache {
+ public:
+  /// @param names  outlives the cache
+  explicit FieldCache(const FieldNames& names) : m_names(names) {}
+
+  /// As FieldNames::find().
+  Field find(std::string_view key) {
+    if (m_last != nullptr && m_last->next != nullptr && m_last->next->key == key) {
+      m_last = m_last->next;
+      return m_last->field;
+    }
+    return lookUp(key);
+  }
+
+ private:
+  struct Entry {
+    std::string key;
+    Field field;
+    Entry* next = nullptr;  // the one that came behind it last
+  };
+
+  Field lookUp(std::string_view key);
+
+  const FieldNames& m_names;
+  std::deque<Entry> m_entries;  // which stay where they are
+  std::unordered_map<std::string_view, Entry*> m_byKey;
+  Entry* m_last = nullptr;
 };
 
 }  // namespace MD::tool

@@ -2,16 +2,13 @@
 
 #include <cstring>
 
-#include <limits>
 #include <string>
-#include <type_traits>
 #include <vector>
-
-#include <nlohmann/json.hpp>
 
 #include "base/diagnostics.h"
 #include "messages/message_builder.h"
 #include "text/hex_reader.h"
+#include "text/json_parser.h"
 #include "text/time_text.h"
 #include "text/value_text.h"
 
@@ -26,18 +23,8 @@ constexpr const char* kMemberNames[kMemberCount] = {"hex",  "end",  "bits",   "v
 constexpr unsigned only(Member member) { return 1U << member; }
 
 struct Scalar {
-  enum class Kind { Unsigned, Negative, Real, Text };
-
-  Kind kind = Kind::Text;
-  std::uint64_t whole = 0;            // Unsigned
-  std::int64_t negative = 0;          // Negative; 0 stands for "-0"
-  const std::string* text = nullptr;  // Real: as it was written; Text
-};
-
-/// A scalar that outlives the event that brought it.
-struct KeptScalar {
-  Scalar scalar;
-  std::string text;
+  bool isNumber = false;
+  std::string_view text;  // a number as it is written
 };
 
 const char* formOf(std::uint8_t type) noexcept {
@@ -65,65 +52,42 @@ const char* formOf(std::uint8_t type) noexcept {
 }
 
 template <class T>
-T wholeOf(const Scalar& scalar, const std::string& what) {
-  switch (scalar.kind) {
-    case Scalar::Kind::Unsigned:
-      if (scalar.whole <= static_cast<std::uint64_t>(std::numeric_limits<T>::max())) {
-        return static_cast<T>(scalar.whole);
-      }
-      return parseWhole<T>(std::to_string(scalar.whole), what);
-    case Scalar::Kind::Negative:
-      if constexpr (std::is_signed_v<T>) {
-        if (scalar.negative >= std::numeric_limits<T>::min()) {
-          return static_cast<T>(scalar.negative);
-        }
-      }
-      return scalar.negative == 0 ? T{0} : parseWhole<T>(std::to_string(scalar.negative), what);
-    case Scalar::Kind::Real:
-      return parseWhole<T>(*scalar.text, what);
-    case Scalar::Kind::Text:
-      break;
+T wholeOf(const Scalar& scalar, std::string_view what) {
+  if (!scalar.isNumber) {
+    throw LineError(std::string(what) + " takes a whole number, not a string");
   }
-  throw LineError(what + " takes a whole number, not a string");
+  return scalar.text == "-0" ? T{0} : parseWhole<T>(scalar.text, what);
 }
 
-/// Receives the parser's events for one message and adds each field as soon as its value is there.
-class MessageHandler : public nlohmann::json_sax<nlohmann::json> {
+}  // namespace
+
+/// Receives the parts of one message and adds each field as soon as its value is there.
+class JsonReader::Handler {
  public:
-  MessageHandler(const FieldNames& names, MD_Message& message) : m_names(names), m_message(message) {}
+  explicit Handler(const FieldNames& names) : m_fields(names) {}
 
-  /// The key of the field at hand, empty outside fields.
-  const std::string& currentKey() const noexcept { return m_key; }
+  void read(std::string_view text, MD_Message& message) {
+    m_message = &message;
+    m_depth = 0;
+    m_key = {};
+    // The parser would take it for the end of the line.
+    if (const std::size_t nul = text.find('\0'); nul != text.npos) {
+      throw LineError("column " + std::to_string(nul + 1) + ": a NUL byte");
+    }
+    m_text = text;
+    try {
+      parseJson<JsonNesting::Handled>(m_text, *this);
+    } catch (const LineError& error) {
+      throw LineError(error.what(), error.field().empty() ? std::string(m_key) : error.field());
+    }
+  }
 
-  bool null() override { return refuse("null"); }
-  bool boolean(bool value) override { return refuse(value ? "true" : "false"); }
-  bool number_integer(number_integer_t value) override {
-    Scalar scalar;
-    scalar.kind = Scalar::Kind::Negative;
-    scalar.negative = value;
-    return take(scalar);
-  }
-  bool number_unsigned(number_unsigned_t value) override {
-    Scalar scalar;
-    scalar.kind = Scalar::Kind::Unsigned;
-    scalar.whole = value;
-    return take(scalar);
-  }
-  // The text goes along, so that a FLOAT is rounded once and a whole number of any length keeps its digits.
-  bool number_float(number_float_t, const string_t& text) override {
-    Scalar scalar;
-    scalar.kind = Scalar::Kind::Real;
-    scalar.text = &text;
-    return take(scalar);
-  }
-  bool string(string_t& text) override {
-    Scalar scalar;
-    scalar.text = &text;
-    return take(scalar);
-  }
-  bool binary(binary_t&) override { return refuse("binary data"); }
+  bool null() const { return refuse("null"); }
+  bool boolean(bool value) const { return refuse(value ? "true" : "false"); }
+  bool number(std::string_view text) { return take({true, text}); }
+  bool string(std::string_view text) { return take({false, text}); }
 
-  bool start_object(std::size_t) override {
+  bool startObject() {
     if (m_depth == 2) {
       return refuse("an object inside an object");
     }
@@ -132,11 +96,11 @@ class MessageHandler : public nlohmann::json_sax<nlohmann::json> {
     return true;
   }
 
-  bool key(string_t& key) override {
+  bool key(std::string_view key) {
     if (m_depth == 1) {
       m_key = key;
-      m_field = m_names.find(key);
-      if (m_message.existsImpl(m_field.id)) {
+      m_field = m_fields.find(key);
+      if (m_message->existsImpl(m_field.id)) {
         throw LineError("is given twice");
       }
       return true;
@@ -152,28 +116,16 @@ class MessageHandler : public nlohmann::json_sax<nlohmann::json> {
     throw LineError(inQuotes(key) + " is not known here; " + takes());
   }
 
-  bool end_object() override {
+  bool endObject() {
     if (--m_depth == 1) {
       addObject();
     }
-    m_key.clear();
+    m_key = {};
     return true;
   }
 
-  bool start_array(std::size_t) override { return refuse("an array"); }
-  bool end_array() override { return true; }
-
-  bool parse_error(std::size_t position, const std::string&, const nlohmann::json::exception& error) override {
-    // What the parser itself says stands behind an exception id and its own idea of the place.
-    std::string_view text = error.what();
-    if (const auto id = text.find("] "); id != text.npos) {
-      text.remove_prefix(id + 2);
-    }
-    if (const auto place = text.find(": "); text.rfind("parse error", 0) == 0 && place != text.npos) {
-      text.remove_prefix(place + 2);
-    }
-    throw LineError("column " + std::to_string(position) + ": " + printable(text));
-  }
+  bool startArray() const { return refuse("an array"); }
+  bool endArray() const { return true; }
 
  private:
   std::string takes() const { return std::string(typeName(m_field.type)) + " takes " + formOf(m_field.type); }
@@ -189,19 +141,14 @@ class MessageHandler : public nlohmann::json_sax<nlohmann::json> {
   bool take(const Scalar& scalar) {
     switch (m_depth) {
       case 0:
-        return refuse(scalar.kind == Scalar::Kind::Text ? "a string" : "a number");
+        return refuse(scalar.isNumber ? "a number" : "a string");
       case 1:
         addScalar(scalar);
-        m_key.clear();
+        m_key = {};
         return true;
       default:
         m_present |= 1U << m_member;
-        KeptScalar& kept = m_members[m_member];
-        kept.scalar = scalar;
-        if (scalar.text != nullptr) {
-          kept.text = *scalar.text;
-          kept.scalar.text = &kept.text;
-        }
+        m_members[m_member] = scalar;
         return true;
     }
   }
@@ -210,14 +157,14 @@ class MessageHandler : public nlohmann::json_sax<nlohmann::json> {
     switch (m_field.type) {
       case DATATYPES::CHAR:
         expectText(scalar);
-        return addChar(*scalar.text);
+        return addChar(scalar.text);
       case DATATYPES::STRING:
         expectText(scalar);
-        return addString(m_message, m_field.id, *scalar.text);
+        return addString(*m_message, m_field.id, scalar.text);
       case DATATYPES::INT:
-        return addValue(m_message, m_field.id, wholeOf<std::int32_t>(numberOf(scalar), "INT"));
+        return addValue(*m_message, m_field.id, wholeOf<std::int32_t>(numberOf(scalar), "INT"));
       case DATATYPES::INT64:
-        return addValue(m_message, m_field.id, wholeOf<std::int64_t>(numberOf(scalar), "INT64"));
+        return addValue(*m_message, m_field.id, wholeOf<std::int64_t>(numberOf(scalar), "INT64"));
       case DATATYPES::EPOCH_NSEC:
         return addEpochNs(scalar);
       case DATATYPES::FLOAT:
@@ -230,61 +177,51 @@ class MessageHandler : public nlohmann::json_sax<nlohmann::json> {
   }
 
   void expectText(const Scalar& scalar) const {
-    if (scalar.kind != Scalar::Kind::Text) {
+    if (scalar.isNumber) {
       refuseScalar(scalar);
     }
   }
 
   const Scalar& numberOf(const Scalar& scalar) const {
-    if (scalar.kind == Scalar::Kind::Text) {
+    if (!scalar.isNumber) {
       refuseScalar(scalar);
     }
     return scalar;
   }
 
   [[noreturn]] void refuseScalar(const Scalar& scalar) const {
-    if (scalar.kind == Scalar::Kind::Text) {
-      throw LineError(takes() + ", not the string " + inQuotes(*scalar.text));
+    if (!scalar.isNumber) {
+      throw LineError(takes() + ", not the string " + inQuotes(scalar.text));
     }
     throw LineError(takes() + ", not a number");
   }
 
   void addEpochNs(const Scalar& scalar) {
-    if (scalar.kind == Scalar::Kind::Text) {
-      if (const auto moment = parseIsoTime(*scalar.text)) {
-        return addValue(m_message, m_field.id, MD_EpochNS(*moment));
+    if (!scalar.isNumber) {
+      if (const auto moment = parseIsoTime(scalar.text)) {
+        return addValue(*m_message, m_field.id, MD_EpochNS(*moment));
       }
     }
-    addValue(m_message, m_field.id, MD_EpochNS(wholeOf<std::uint64_t>(numberOf(scalar), "EPOCH_NSEC")));
+    addValue(*m_message, m_field.id, MD_EpochNS(wholeOf<std::uint64_t>(numberOf(scalar), "EPOCH_NSEC")));
   }
 
-  void addChar(const std::string& text) {
+  void addChar(std::string_view text) {
     if (text.size() != 1) {
       throw LineError(inQuotes(text) + " is " + std::to_string(text.size()) + " bytes, a CHAR is one");
     }
-    addValue(m_message, m_field.id, text[0]);
+    addValue(*m_message, m_field.id, text[0]);
   }
 
   template <class T>
   void addReal(const Scalar& scalar) {
     T value{};
-    switch (scalar.kind) {
-      case Scalar::Kind::Unsigned:
-        value = static_cast<T>(scalar.whole);
-        break;
-      case Scalar::Kind::Negative:
-        value = scalar.negative == 0 ? -T{0} : static_cast<T>(scalar.negative);
-        break;
-      case Scalar::Kind::Real:
-        value = parseReal<T>(*scalar.text);
-        break;
-      case Scalar::Kind::Text:
-        if (!parseRealName(*scalar.text, value)) {
-          refuseScalar(scalar);
-        }
-        break;
+    if (scalar.isNumber) {
+      // From its text, so that a FLOAT is rounded once.
+      value = parseReal<T>(scalar.text);
+    } else if (!parseRealName(scalar.text, value)) {
+      refuseScalar(scalar);
     }
-    addValue(m_message, m_field.id, value);
+    addValue(*m_message, m_field.id, value);
   }
 
   void addObject() {
@@ -296,17 +233,17 @@ class MessageHandler : public nlohmann::json_sax<nlohmann::json> {
       case DATATYPES::CHAR:
         expectMembers(only(kHex));
         parseBytes(kHex);
-        return addChar({m_bytes.begin(), m_bytes.end()});
+        return addChar(std::string(m_bytes.begin(), m_bytes.end()));
       case DATATYPES::STRING:
         return addStringObject();
       case DATATYPES::BUFFER:
         expectMembers(only(kHex));
         parseBytes(kHex);
-        return addBuffer(m_message, id, m_bytes.data(), m_bytes.size());
+        return addBuffer(*m_message, id, m_bytes.data(), m_bytes.size());
       case DATATYPES::INT: {
         expectMembers(only(kValue) | only(kBytes));
         const auto value = wholeOf<std::int32_t>(member(kValue), "INT");
-        return addInt(m_message, id, value, wholeOf<std::uint64_t>(member(kBytes), "\"bytes\""));
+        return addInt(*m_message, id, value, wholeOf<std::uint64_t>(member(kBytes), "\"bytes\""));
       }
       case DATATYPES::FLOAT:
         return addBits<float, std::uint32_t>();
@@ -325,16 +262,16 @@ class MessageHandler : public nlohmann::json_sax<nlohmann::json> {
     parseBytes(kHex);
     const std::string text(m_bytes.begin(), m_bytes.end());
     if (!hasEnd) {
-      return addString(m_message, m_field.id, text);
+      return addString(*m_message, m_field.id, text);
     }
     parseBytes(kEnd);
     if (m_bytes.size() != 1) {
       throw LineError("\"end\" is one byte");
     }
-    addStringEndingIn(m_message, m_field.id, text, m_bytes[0]);
+    addStringEndingIn(*m_message, m_field.id, text, m_bytes[0]);
   }
 
-  const Scalar& member(Member which) const { return m_members[which].scalar; }
+  const Scalar& member(Member which) const { return m_members[which]; }
 
   void expectMembers(unsigned members) const {
     if (m_present != members) {
@@ -345,10 +282,10 @@ class MessageHandler : public nlohmann::json_sax<nlohmann::json> {
   /// Puts the bytes that a member spells into m_bytes.
   void parseBytes(Member which) {
     const Scalar& scalar = member(which);
-    if (scalar.kind != Scalar::Kind::Text) {
+    if (scalar.isNumber) {
       throw LineError('"' + std::string(kMemberNames[which]) + "\" takes a string of hex digits");
     }
-    parseHex(*scalar.text, Blanks::Refused, m_bytes);
+    parseHex(scalar.text, Blanks::Refused, m_bytes);
   }
 
   template <class T, class Bits>
@@ -365,7 +302,7 @@ class MessageHandler : public nlohmann::json_sax<nlohmann::json> {
     }
     T value{};
     std::memcpy(&value, &bits, sizeof value);
-    addValue(m_message, m_field.id, value);
+    addValue(*m_message, m_field.id, value);
   }
 
   void addDateTime() {
@@ -376,7 +313,7 @@ class MessageHandler : public nlohmann::json_sax<nlohmann::json> {
     const auto time = wholeOf<std::int32_t>(member(kTime), "\"time\"");
     const auto offset = wholeOf<std::int16_t>(member(kOffset), "\"offset\"");
     if (!hasPacked) {
-      return addValue(m_message, m_field.id, makeDateTime(date, time, offset));
+      return addValue(*m_message, m_field.id, makeDateTime(date, time, offset));
     }
     const auto packed = wholeOf<std::uint64_t>(member(kPacked), "\"packed\"");
     char bytes[sizeof packed];
@@ -386,33 +323,25 @@ class MessageHandler : public nlohmann::json_sax<nlohmann::json> {
     if (value.date() != date || value.time() != time || value.exch_gmt_offset() != offset) {
       throw LineError("\"packed\" holds another date, time or offset than stand beside it");
     }
-    addValue(m_message, m_field.id, value);
+    addValue(*m_message, m_field.id, value);
   }
 
-  const FieldNames& m_names;
-  MD_Message& m_message;
+  FieldCache m_fields;
+  MD_Message* m_message = nullptr;
+  std::string m_text;  // the message's, in which the others lie
   int m_depth = 0;
-  std::string m_key;
+  std::string_view m_key;  // of the field at hand, empty outside fields
   Field m_field;
   unsigned m_member = 0;   // of the object at hand
   unsigned m_present = 0;  // bits of the members that came
-  KeptScalar m_members[kMemberCount];
+  Scalar m_members[kMemberCount];
   std::vector<std::uint8_t> m_bytes;
 };
 
-}  // namespace
+JsonReader::JsonReader(const FieldNames& names) : m_handler(std::make_unique<Handler>(names)) {}
 
-void readJson(std::string_view text, const FieldNames& names, MD_Message& message) {
-  // The parser would take it for the end of the line.
-  if (const std::size_t nul = text.find('\0'); nul != text.npos) {
-    throw LineError("column " + std::to_string(nul + 1) + ": a NUL byte");
-  }
-  MessageHandler handler(names, message);
-  try {
-    nlohmann::json::sax_parse(text.data(), text.data() + text.size(), &handler);
-  } catch (const LineError& error) {
-    throw LineError(error.what(), error.field().empty() ? handler.currentKey() : error.field());
-  }
-}
+JsonReader::~JsonReader() = default;
+
+void JsonReader::read(std::string_view text, MD_Message& message) { m_handler->read(text, message); }
 
 }  // namespace MD::tool

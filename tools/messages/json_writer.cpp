@@ -16,8 +16,6 @@
 namespace MD::tool {
 namespace {
 
-/// The one encoding that lets an update put a value of another type where one of the same length stands.
-
 void appendMember(const char* name, const void* bytes, std::size_t sizeBytes, std::string& out) {
   out.append("{\"").append(name).append("\":\"");
   appendHex(static_cast<const std::uint8_t*>(bytes), sizeBytes, out);

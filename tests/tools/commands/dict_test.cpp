@@ -409,6 +409,18 @@ TEST_F(Dict, DeriveTakesALineOfAsManyKeysAsThereAreIds) {
   EXPECT_EQ(result.status, 0);
 }
 
+TEST_F(Dict, DeriveTakesValuesOfAnyDepth) {
+  const std::string brackets(1'000'000, '[');
+  const std::string closing(1'000'000, ']');
+  EXPECT_EQ(mdmsg("dict derive --from json", "{\"QTY\":1,\"DEEP\":" + brackets + closing + "}\n" + brackets + '\n'),
+            (Result{"QTY                       1  INT\n"
+                    "DEEP                      2  STRING\n",
+                    "mdmsg: standard input:1: note: field DEEP: no type takes this value\n"
+                    "mdmsg: standard input:2: a message is one JSON object\n"
+                    "mdmsg: samples: note: field \"DEEP\": no value seen; taken for a STRING\n",
+                    1}));
+}
+
 TEST_F(Dict, DeriveTellsWhatIsNoField) {
   EXPECT_EQ(mdmsg("dict derive",
                   "{\"A\":1}\n{\"A\":\"x\",\"B\":true,\"C\":[1],\"D\":{\"no\":1}}\n[1]\nx\n{\"A\":[],\"E\":2}\n"

@@ -17,7 +17,8 @@ class SelectionTest : public testing::Test {
 
   static std::unique_ptr<MD_Message> messageOf(const std::string& json) {
     auto message = MD_Message::createFromPB(6);
-    readJson(json, FieldNames(), *message);
+    const FieldNames names;
+    JsonReader(names).read(json, *message);
     return message;
   }
 
