@@ -38,7 +38,16 @@ std::uint64_t find(const ByteView& bytes, const MD_FieldMap& dictionary, std::ui
   std::uint64_t found = 0;
   RecordWalk<Layout> walk(bytes, dictionary);
   if constexpr (which == Which::First) {
-    walk.passWholeFields([wanted](FIELDS::packed_rec, std::uint16_t id, std::uint64_t) { return id != wanted; });
+    walk.passWholeFields([wanted, &found](FIELDS::packed_rec, std::uint16_t id, std::uint64_t position) {
+      if (id == wanted) {
+        found = position;
+        return false;
+      }
+      return true;
+    });
+    if (found != 0) {
+      return found;
+    }
   } else {
     walk.passWholeFields([wanted, &found](FIELDS::packed_rec, std::uint16_t id, std::uint64_t position) {
       if (id == wanted) {
@@ -70,13 +79,13 @@ bool peekFor(const std::uint8_t* data, std::uint32_t sizeBytes, std::uint16_t id
     if (position == 0) {
       return false;
     }
+    const RecordHead head = Layout::head(bytes, position, kTypeCode<T>);
     if constexpr (std::is_same_v<T, StringView16>) {
-      const RecordHead head = headAt<Layout>(bytes, position, *dictionary);
       if (MD_UNLIKELY(head.valueBytes == 0)) {
         return readLongestString<Layout>(bytes, head, *dictionary, out);
       }
     }
-    return readRecord<Layout>(bytes, position, *dictionary, out);
+    return readRecord<Layout>(bytes, head, *dictionary, out);
   });
 }
 

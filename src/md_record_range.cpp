@@ -14,8 +14,9 @@ bool readFrom(const std::uint8_t* data, std::uint32_t sizeBytes, std::uint32_t p
     return false;
   }
   return detail::withLayout(data, sizeBytes, [&](auto layout) {
-    return detail::readRecord<typename decltype(layout)::Layout>(detail::ByteView(data, sizeBytes), position,
-                                                                 *dictionary, out);
+    using Layout = typename decltype(layout)::Layout;
+    const detail::ByteView bytes(data, sizeBytes);
+    return detail::readRecord<Layout>(bytes, detail::headAt<Layout>(bytes, position, *dictionary), *dictionary, out);
   });
 }
 

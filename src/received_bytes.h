@@ -85,17 +85,16 @@ MD_RARE bool readValueBeyond(const ByteView& bytes, const RecordHead& head, cons
   return Layout::decode(ByteView(joined, joinedBytes), {0, head.valueBytes, head.headBytes, head.type}, out);
 }
 
-/// Reads the value of the record at `position`, which is a field, as a message that was built from the bytes does. A
+/// Reads the value of the record with this head, which is a field, as a message that was built from the bytes does. A
 /// string whose decoding takes the end of the message into account is decoded as if that were the record's end.
 template <class Layout, class T>
-MD_ALWAYS_INLINE inline bool readRecord(const ByteView& bytes, std::uint64_t position, const MD_FieldMap& dictionary,
+MD_ALWAYS_INLINE inline bool readRecord(const ByteView& bytes, const RecordHead& head, const MD_FieldMap& dictionary,
                                         T& out) {
-  const RecordHead head = headAt<Layout>(bytes, position, dictionary);
   if (MD_UNLIKELY(readsOn<T>(head))) {
     return readValueBeyond<Layout>(bytes, head, dictionary, out);
   }
   if constexpr (std::is_same_v<T, StringView16>) {
-    const std::uint64_t end = std::min(bytes.size(), position + head.bytes());
+    const std::uint64_t end = std::min(bytes.size(), head.position + head.bytes());
     return readValue<Layout>(ByteView(bytes.at(0), end), head, out);
   } else {
     return readValue<Layout>(bytes, head, out);
