@@ -32,38 +32,57 @@ MD_RARE bool readLongestString(const ByteView& bytes, const RecordHead& head, co
 
 enum class Which { First, Last };
 
-/// The position of a field's record, 0 when there is none.
+/// Where a search for a field's record has come to.
+struct Search {
+  std::uint64_t found;  ///< the position of the record that counts, 0 for none so far
+  std::uint64_t next;   ///< where the rest of the records starts
+};
+
+/// Goes through the records up to the first that is not a whole field, which is all there is to a well-formed message.
 template <Which which, class Layout>
-std::uint64_t find(const ByteView& bytes, const MD_FieldMap& dictionary, std::uint16_t wanted) noexcept {
+MD_ALWAYS_INLINE inline Search searchWholeFields(const ByteView& bytes, const MD_FieldMap& dictionary,
+                                                 std::uint16_t wanted) noexcept {
   std::uint64_t found = 0;
   RecordWalk<Layout> walk(bytes, dictionary);
-  if constexpr (which == Which::First) {
-    walk.passWholeFields([wanted, &found](FIELDS::packed_rec, std::uint16_t id, std::uint64_t position) {
-      if (id == wanted) {
-        found = position;
-        return false;
-      }
-      return true;
-    });
-    if (found != 0) {
-      return found;
-    }
-  } else {
-    walk.passWholeFields([wanted, &found](FIELDS::packed_rec, std::uint16_t id, std::uint64_t position) {
+  walk.passWholeFields([wanted, &found](FIELDS::packed_rec, std::uint16_t id, std::uint64_t position) {
+    if constexpr (which == Which::First) {
+      found = id == wanted ? position : 0;
+      return found == 0;
+    } else {
       if (id == wanted) {
         found = position;
       }
-    });
-  }
-  for (WalkedRecord record; walk.next(record);) {
-    if (record.id == wanted && record.kind == WalkedRecord::Kind::Field) {
-      found = record.head.position;
-      if constexpr (which == Which::First) {
-        break;
+    }
+  });
+  return {found, walk.position()};
+}
+
+/// Any records, and any value.
+template <Which which, class Layout, class T>
+MD_RARE bool peekChecked(const std::uint8_t* data, std::uint32_t sizeBytes, const MD_FieldMap& dictionary,
+                         std::uint16_t wanted, Search search, T& out) {
+  const ByteView bytes(data, sizeBytes);
+  if (which == Which::Last || search.found == 0) {
+    RecordWalk<Layout> walk(bytes, dictionary, search.next);
+    for (WalkedRecord record; walk.next(record);) {
+      if (record.id == wanted && record.kind == WalkedRecord::Kind::Field) {
+        search.found = record.head.position;
+        if constexpr (which == Which::First) {
+          break;
+        }
       }
     }
   }
-  return found;
+  if (search.found == 0) {
+    return false;
+  }
+  const RecordHead head = Layout::head(bytes, search.found, kTypeCode<T>);
+  if constexpr (std::is_same_v<T, StringView16>) {
+    if (head.valueBytes == 0) {
+      return readLongestString<Layout>(bytes, head, dictionary, out);
+    }
+  }
+  return readRecord<Layout>(bytes, head, dictionary, out);
 }
 
 template <Which which, class T>
@@ -72,20 +91,19 @@ bool peekFor(const std::uint8_t* data, std::uint32_t sizeBytes, std::uint16_t id
   if (dictionary == nullptr || dictionary->packed(id).type != kTypeCode<T>) {
     return false;
   }
-  return withLayout(data, sizeBytes, [&](auto layout) {
+  return withLayout(data, sizeBytes, [=, &out](auto layout) {
     using Layout = typename decltype(layout)::Layout;
     const ByteView bytes(data, sizeBytes);
-    const std::uint64_t position = find<which, Layout>(bytes, *dictionary, id);
-    if (position == 0) {
-      return false;
-    }
-    const RecordHead head = Layout::head(bytes, position, kTypeCode<T>);
-    if constexpr (std::is_same_v<T, StringView16>) {
-      if (MD_UNLIKELY(head.valueBytes == 0)) {
-        return readLongestString<Layout>(bytes, head, *dictionary, out);
+    const Search search = searchWholeFields<which, Layout>(bytes, *dictionary, id);
+    if (search.found != 0 && (which == Which::First || search.next == sizeBytes)) {
+      const RecordHead head = Layout::head(bytes.whole(), search.found, kTypeCode<T>);
+      constexpr bool kIsString = std::is_same_v<T, StringView16>;
+      constexpr std::uint64_t kLeastBytes = kIsString ? 1 : Layout::template kHasOneWidth<T> ? sizeof(T) : 0;
+      if (head.valueBytes >= kLeastBytes) {
+        return Layout::decode(bytes.whole(), head, out);
       }
     }
-    return readRecord<Layout>(bytes, head, *dictionary, out);
+    return peekChecked<which, Layout>(data, sizeBytes, *dictionary, id, search, out);
   });
 }
 
