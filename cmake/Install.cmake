@@ -57,6 +57,11 @@ if(TARGET mdmsg_descriptions)
   install(FILES "${MD_DESCRIPTIONS}/fish/mdmsg.fish" DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d")
 endif()
 
+if(TARGET mdmsg AND NOT WIN32)
+  # Below /usr this is Wireshark's folder of Lua plugins for all users; elsewhere docs/wireshark.md says what to do with it.
+  install(FILES wireshark/md_message.lua DESTINATION "${CMAKE_INSTALL_LIBDIR}/wireshark/plugins" COMPONENT tools)
+endif()
+
 if(MINGW)
   # The compiler's runtime: one for the library and its programs, since exceptions and streams pass between them.
   foreach(runtime IN ITEMS libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)

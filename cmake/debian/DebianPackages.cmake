@@ -53,10 +53,12 @@ libtinyxml-dev too.")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME mdmsg)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libmd-message1 (>= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "wireshark | tshark")
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "market-data messages in pipes and files
 Makes messages of JSON or CSV and the reverse, converts between encodings,
 takes messages apart byte by byte and counts them. Reads hex lines, raw and
-length-prefixed messages and captures; makes up, replays and shows feeds.")
+length-prefixed messages and captures; makes up, replays and shows feeds.
+With a dissector for Wireshark.")
 
 foreach(component IN ITEMS library development tools)
   string(TOUPPER "${component}" upper)
