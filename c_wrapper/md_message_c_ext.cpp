@@ -19,6 +19,7 @@
 #include "cells.h"
 #include "md/md_assert.h"
 #include "md/md_datatypes.h"
+#include "md/md_field_check.h"
 #include "md/md_fieldmap.h"
 #include "md/md_message.h"
 #include "md/md_price_output.h"
@@ -187,24 +188,24 @@ void tell(const char* why, char* error, std::size_t capacity) noexcept {
   }
 }
 
-/// What `load` reports; nothing for one that reports nothing.
-template <class Load>
-std::string reportOf(Load load) {
-  if constexpr (std::is_void_v<decltype(load())>) {
-    load();
+/// What `work` reports; nothing for one that reports nothing.
+template <class Work>
+std::string reportOf(Work work) {
+  if constexpr (std::is_void_v<decltype(work())>) {
+    work();
     return {};
   } else {
-    return to_string(load());
+    return to_string(work());
   }
 }
 
-/// Runs `load` and tells what comes out of it. A load that fails leaves no field, not even one that it came to.
-template <class Load>
-bool loads(Load load, char* error, std::size_t capacity) noexcept {
+/// Runs `work` and tells what comes out of it.
+template <class Work>
+bool succeeds(Work work, char* error, std::size_t capacity) noexcept {
   tell("unknown error", error, capacity);
-  const bool isLoaded = withoutExceptions([&] {
+  return withoutExceptions([&] {
     try {
-      tell(reportOf(load).c_str(), error, capacity);
+      tell(reportOf(work).c_str(), error, capacity);
       return true;
     } catch (const std::bad_alloc&) {
       tell("out of memory", error, capacity);
@@ -213,7 +214,12 @@ bool loads(Load load, char* error, std::size_t capacity) noexcept {
     }
     return false;
   });
-  return isLoaded || withoutExceptions([] {
+}
+
+/// The same for a load. One that fails leaves no field, not even one that it came to.
+template <class Load>
+bool loads(Load load, char* error, std::size_t capacity) noexcept {
+  return succeeds(load, error, capacity) || withoutExceptions([] {
            MD_FieldMap::reload_xml("");
            return false;
          });
@@ -335,6 +341,23 @@ const char* MD_FieldMap_source(void) {
 
 uint64_t MD_FieldMap_fingerprint(void) {
   return withoutExceptions([] { return MD_FieldMap::instance().fingerprint(); });
+}
+
+bool MD_FieldMap_checkFields(const MD_ExpectedField* fields, size_t count, char* error, size_t error_capacity) {
+  const auto hasNoName = [](const MD_ExpectedField& field) { return field.name == nullptr; };
+  if (fields == nullptr || std::any_of(fields, fields + count, hasNoName)) {
+    tell("null pointer", error, error_capacity);
+    return false;
+  }
+  const auto check = [=] {
+    std::vector<MD::ExpectedField> expected;
+    expected.reserve(count);
+    std::transform(fields, fields + count, std::back_inserter(expected), [](const MD_ExpectedField& field) {
+      return MD::ExpectedField{field.name, field.id, field.type};
+    });
+    MD::checkFields(expected.data(), count);
+  };
+  return succeeds(check, error, error_capacity);
 }
 
 bool MD_FieldMap_copyIds(uint16_t* ids, size_t capacity, size_t* count) {

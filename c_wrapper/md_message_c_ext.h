@@ -232,6 +232,21 @@ MD_C_API const char* MD_FieldMap_source(void);
  * that cannot be loaded. */
 MD_C_API uint64_t MD_FieldMap_fingerprint(void);
 
+/* A field as a program knows it, such as the headers that "mdmsg dict generate" writes: its name, terminated by NUL,
+ * its id and the code of its type. */
+typedef struct MD_ExpectedField {
+  const char* name;
+  uint16_t id;
+  uint8_t type;
+} MD_ExpectedField;
+
+/* Whether the dictionary has each of `count` fields with this id and type; it may have others besides them. False when
+ * it gives one of the names another id or type, or does not have it, and when it cannot be loaded: error[0] to
+ * error[error_capacity - 1] then name the dictionary and the fields that differ, cut off where they must be and
+ * terminated by NUL; otherwise the text is empty. A null `error`, or no room, only forgoes the text. A null name gives
+ * false. */
+MD_C_API bool MD_FieldMap_checkFields(const MD_ExpectedField* fields, size_t count, char* error, size_t error_capacity);
+
 /* Writes the ids of all fields, lowest first, to ids[0] to ids[capacity - 1] and their number to `count` (convention
  * 4). Needs no memory once the dictionary is loaded. */
 MD_C_API bool MD_FieldMap_copyIds(uint16_t* ids, size_t capacity, size_t* count);

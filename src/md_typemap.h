@@ -52,6 +52,16 @@ constexpr const FieldType* findType(std::string_view name) noexcept {
   return nullptr;
 }
 
+/// The first type with this code; null for a code that no type has.
+constexpr const FieldType* findType(std::uint8_t code) noexcept {
+  for (const FieldType& type : kFieldTypes) {
+    if (type.code == code) {
+      return &type;
+    }
+  }
+  return nullptr;
+}
+
 /// The widths of `IterMap` values by type code: those of the types, and one for code 15, which no type has.
 inline constexpr std::array<std::uint8_t, 24> kIterMapWidths = [] {
   std::array<std::uint8_t, 24> widths{};

@@ -114,6 +114,11 @@ const CallCase kCalls[] = {
      [](Handles& handles) {
        return MD_Message_toPriceText(handles.message.get(), handles.text, sizeof handles.text, &handles.count);
      }},
+    {"CheckFields",
+     [](Handles&) {
+       const MD_ExpectedField field = {kLongName, kLong, MD_TYPE_STRING};
+       return MD_FieldMap_checkFields(&field, 1, nullptr, 0);
+     }},
     {"NameToId", [](Handles& handles) { return MD_FieldMap_nameToId(kLongName, &handles.id); }},
     {"NameToType", [](Handles& handles) { return MD_FieldMap_nameToType(kLongName, &handles.type); }},
 };

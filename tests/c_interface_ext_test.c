@@ -421,6 +421,27 @@ static void lookUps(void) {
   CHECK(!MD_FieldMap_copyIds(ids, kFieldCount, NULL));
 }
 
+static void checkingFields(void) {
+  MD_ExpectedField fields[] = {{"QTY", kInt, MD_TYPE_INT}, {"BID", kDouble, MD_TYPE_DOUBLE}};
+  char error[200] = "untouched";
+  char cut[15];
+
+  CHECK(MD_FieldMap_checkFields(fields, 2, error, sizeof error) && error[0] == '\0');
+  CHECK(MD_FieldMap_checkFields(fields, 2, NULL, 0) && MD_FieldMap_checkFields(fields, 0, error, sizeof error));
+  fields[0].type = MD_TYPE_INT64;
+  fields[1].name = "BIDS";
+  CHECK(!MD_FieldMap_checkFields(fields, 2, error, sizeof error));
+  CHECK(
+      strcmp(error,
+             "the dictionary c_interface/field_map.txt does not match the fields of this program: QTY: expected id 300 "
+             "INT64, found id 300 INT; BIDS: expected id 22 DOUBLE, found no field of this name") == 0);
+  CHECK(!MD_FieldMap_checkFields(fields, 2, cut, sizeof cut) && strcmp(cut, "the dictionary") == 0);
+  CHECK(!MD_FieldMap_checkFields(fields, 2, NULL, 0));
+  fields[1].name = NULL;
+  CHECK(!MD_FieldMap_checkFields(fields, 2, error, sizeof error) && strcmp(error, "null pointer") == 0);
+  CHECK(!MD_FieldMap_checkFields(NULL, 0, error, sizeof error) && strcmp(error, "null pointer") == 0);
+}
+
 static void loading(void) {
   static const char kText[] = "ONE 1 INT\nTWO 2 STRING THREE 3 CHAR and what is not read";
   static const char kXml[] =
@@ -521,6 +542,7 @@ int main(int argc, char** argv) {
   fieldDataThatIsCutOff();
   dateTimes();
   lookUps();
+  checkingFields();
   loading();
   return reportChecks();
 }

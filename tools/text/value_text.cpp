@@ -25,12 +25,8 @@ bool startsNumber(std::string_view text) noexcept {
 }  // namespace
 
 const char* typeName(std::uint8_t type) noexcept {
-  for (const auto& [name, code, widthBytes] : detail::kFieldTypes) {
-    if (code == type) {
-      return name.data();  // a literal, so that a NUL ends it
-    }
-  }
-  return "?";
+  const detail::FieldType* const found = detail::findType(type);
+  return found != nullptr ? found->name.data() : "?";  // a literal, so that a NUL ends it
 }
 
 std::optional<std::uint8_t> typeCode(std::string_view name) noexcept {
