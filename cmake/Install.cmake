@@ -20,9 +20,10 @@ if(TARGET md_message_static)
   install(FILES cmake/FindTinyXML.cmake DESTINATION "${MD_CMAKE_DIR}")
 endif()
 configure_package_config_file(cmake/md_message-config.cmake.in "${PROJECT_BINARY_DIR}/md_message-config.cmake"
-  INSTALL_DESTINATION "${MD_CMAKE_DIR}" NO_SET_AND_CHECK_MACRO)
+  INSTALL_DESTINATION "${MD_CMAKE_DIR}" PATH_VARS CMAKE_INSTALL_BINDIR NO_SET_AND_CHECK_MACRO)
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/md_message-config-version.cmake" COMPATIBILITY SameMajorVersion)
 install(FILES "${PROJECT_BINARY_DIR}/md_message-config.cmake" "${PROJECT_BINARY_DIR}/md_message-config-version.cmake"
+  cmake/md_message_generate_fields.cmake
   DESTINATION "${MD_CMAKE_DIR}")
 
 # Paths are relative to the module's own, so that an unpacked archive works where it lies.
@@ -30,6 +31,7 @@ file(RELATIVE_PATH MD_PREFIX_FROM_PC "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "$
 cmake_path(NORMAL_PATH MD_PREFIX_FROM_PC)
 cmake_path(APPEND MD_PC_LIBDIR "\${prefix}" "${CMAKE_INSTALL_LIBDIR}")
 cmake_path(APPEND MD_PC_INCLUDEDIR "\${prefix}" "${CMAKE_INSTALL_INCLUDEDIR}")
+cmake_path(APPEND MD_PC_BINDIR "\${prefix}" "${CMAKE_INSTALL_BINDIR}")
 configure_file(cmake/md_message.pc.in "${PROJECT_BINARY_DIR}/md_message.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/md_message.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 

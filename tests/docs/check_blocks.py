@@ -17,7 +17,7 @@ Comments right before a block say what is to be done with it:
     <!-- bytes: NAME -->        explained bytes: those in front of the two blanks of each line, | between them left out, are the
                                 ones that the program before printed for NAME
     <!-- diagram -->            no code
-    <!-- with NAME: ... -->     the lines up to the arrow are a file beside the block, for the commands in it
+    <!-- with NAME: ... -->     the lines up to the arrow are a file beside the block, for the commands in it or the project
     <!-- as NAME, COMMAND prints: ... -->      with the block as the file NAME, COMMAND prints the lines up to the arrow
 
 Without a comment, a block of console is a session: each line behind "$ " is run, in one folder a page, and what it writes to
@@ -179,8 +179,11 @@ class Checker:
                 if output != lines(text):
                     raise differs(output, lines(text))
 
-    def project(self, code, folder):
+    def project(self, code, marks, folder):
         """Configures a project with the block as a part; builds and runs it where that does not mean building the library."""
+        for mark in marks:
+            if mark["kind"].startswith("with "):
+                (folder / mark["kind"][len("with "):]).write_text(lines(mark["text"]))
         (folder / "CMakeLists.txt").write_text("cmake_minimum_required(VERSION 3.21)\nproject(documented LANGUAGES C CXX)\n"
                                                "add_executable(my_program main.cpp)\n" + code)
         (folder / "main.cpp").write_text("#include <md/md_message.h>\n"
@@ -199,7 +202,7 @@ class Checker:
         if self.options.installed:
             if language == "cmake":
                 self.count += 1
-                self.project(code, self.folder(f"cmake-{self.count}"))
+                self.project(code, MARK.finditer(block["comments"]), self.folder(f"cmake-{self.count}"))
             return
         self.count += 1
         exemption = (page, code.split("\n", 1)[0])

@@ -12,4 +12,14 @@ void appendHex(const std::uint8_t* bytes, std::size_t sizeBytes, std::string& ou
   }
 }
 
+std::string hexNumber(std::uint64_t number) {
+  std::uint8_t bytes[sizeof number];
+  for (std::size_t i = sizeof bytes; i-- != 0; number >>= 8) {
+    bytes[i] = static_cast<std::uint8_t>(number);
+  }
+  std::string text = "0x";
+  appendHex(bytes, sizeof bytes, text);
+  return text;
+}
+
 }  // namespace MD::tool

@@ -1,9 +1,11 @@
 // The command "dict" as it stands on the command line.
 #include <cstdint>
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include <CLI/CLI.hpp>
 
@@ -11,6 +13,7 @@
 #include "commands/dictionary_commands.h"
 #include "dictionary/derive.h"
 #include "dictionary/dictionary.h"
+#include "dictionary/field_constants.h"
 
 namespace MD::tool {
 namespace {
@@ -63,8 +66,8 @@ constexpr const char* kShowHelp =
     "\n"
     "Examples:\n"
     "  mdmsg dict show BID 40000\n"
-    "  mdmsg dict show --search size\n"
-    "  mdmsg dict show --type DATETIME --dictionary field_map.txt";
+    "  mdmsg dict show --search size --type DOUBLE\n"
+    "  mdmsg dict show --fingerprint --dictionary field_map.txt";
 
 constexpr const char* kDeriveHelp =
     "Each column of a CSV file, or key of JSON lines, becomes a field, in the order\n"
@@ -81,17 +84,31 @@ constexpr const char* kDeriveHelp =
     "  mdmsg decode --format json feed.pcap | mdmsg dict derive --first-id 1000\n"
     "  zcat ticks.csv.gz | head -n 1000 | mdmsg dict derive --to xml > FieldDefinition.xml";
 
+constexpr const char* kGenerateHelp =
+    "One constant per field that messages carry, the fingerprint of the dictionary, and\n"
+    "check(), which compares the fields with the dictionary that a program finds: a\n"
+    "field with another id or type is an exception (C: false) with a text that names\n"
+    "it. Characters that identifiers cannot have are written in hex: \"BID PRICE\" is\n"
+    "BID_x20_PRICE. Nothing is written when two fields have the same identifier.\n"
+    "\n"
+    "Examples:\n"
+    "  mdmsg dict generate --language c++ --output fields.h field_map.txt\n"
+    "  mdmsg dict generate --language c --prefix FIELD_ --only SYMBOL,BID,ASK field_map.txt\n"
+    "  mdmsg dict generate --language python field_map.txt > fields.py";
+
 CLI::App* addDictCommand(CLI::App& dict, const char* name, const char* description, const char* help) {
   CLI::App* const command = dict.add_subcommand(name, description);
   command->footer(help);
   return command;
 }
 
-/// @param run  gives the exit status, where no report asks for a higher one
+/// @param run      gives the exit status, where no report asks for a higher one
+/// @param options  of which the command's own begin
 template <class Run>
-void add(CLI::App* command, std::vector<Command>& commands, Run run) {
-  commands.push_back({command, std::make_shared<CommonOptions>(),
-                      [run](const Session& session) { session.reporter.raise(run(session)); }, false});
+void add(CLI::App* command, std::vector<Command>& commands, Run run,
+         std::shared_ptr<const CommonOptions> options = std::make_shared<CommonOptions>()) {
+  commands.push_back(
+      {command, std::move(options), [run](const Session& session) { session.reporter.raise(run(session)); }, false});
 }
 
 void addCheck(CLI::App& dict, std::vector<Command>& commands) {
@@ -133,6 +150,7 @@ void addDiff(CLI::App& dict, std::vector<Command>& commands) {
 
 struct ShowOptions {
   std::vector<std::string> keys;
+  bool isFingerprint = false;
   FieldSearch search;
   CommonOptions common;  // its dictionary
 };
@@ -145,14 +163,25 @@ void addShow(CLI::App& dict, std::vector<Command>& commands) {
       "TEXT");
   CLI::Option* const type =
       named(command->add_option("--type", options->search.type, "List fields of this type"), "TYPE");
+  CLI::Option* const fingerprint =
+      command
+          ->add_flag("--fingerprint", options->isFingerprint,
+                     "Print a hash of all ids, types and names: dictionaries with the same one are the same")
+          ->excludes(search)
+          ->excludes(type);
   options->common.addDictionary(*command);
   command->add_option("FIELD", options->keys, "Ids or names of fields")
       ->type_name("FIELD")
       ->option_text("")
       ->excludes(search)
-      ->excludes(type);
+      ->excludes(type)
+      ->excludes(fingerprint);
   add(command, commands, [options](const Session& session) {
     loadNamedDictionary(options->common.dictionary, session.reporter);
+    if (options->isFingerprint) {
+      showFingerprint(session.out);
+      return kDone;
+    }
     if (options->keys.empty()) {
       return listFields(options->search, session.out, session.reporter);
     }
@@ -192,10 +221,81 @@ void addDerive(CLI::App& dict, std::vector<Command>& commands) {
   });
 }
 
+struct GenerateCommandLine : CommonOptions {
+  std::string language;
+  FieldConstantsOptions constants;
+  std::optional<std::string> nameSpace;
+
+  /// How the program was called, without folders, so that the same dictionary gives the same text anywhere.
+  std::string command() const {
+    std::string text = "mdmsg dict generate --language " + language;
+    text += nameSpace ? " --namespace " + inShell(*nameSpace) : "";
+    text += constants.prefix.empty() ? "" : " --prefix " + inShell(constants.prefix);
+    for (std::size_t i = 0; i != constants.only.size(); ++i) {
+      text += (i == 0 ? " --only " : ",") + inShell(constants.only[i]);
+    }
+    return text + ' ' + inShell(std::filesystem::path(*dictionary).filename().string());
+  }
+
+ private:
+  /// A word as a shell reads it.
+  static std::string inShell(const std::string& word) {
+    constexpr const char* kPlain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-.:+@%/";
+    if (!word.empty() && word.find_first_not_of(kPlain) == word.npos) {
+      return word;
+    }
+    std::string quoted = "'";
+    for (const char c : word) {
+      quoted += c == '\'' ? "'\\''" : std::string(1, c);
+    }
+    return quoted + '\'';
+  }
+};
+
+void addGenerate(CLI::App& dict, std::vector<Command>& commands) {
+  const auto line = std::make_shared<GenerateCommandLine>();
+  CLI::App* const command =
+      addDictCommand(dict, "generate", "Write the fields as constants of C++, C or Python", kGenerateHelp);
+  named(command->add_option("--language", line->language, "c++, c or python")
+            ->required()
+            ->check(CLI::IsMember({"c++", "c", "python"})),
+        "LANGUAGE");
+  named(command->add_option("--namespace", line->nameSpace,
+                            "C++ and C only: namespace, of C the beginning of all names (default: fields)"),
+        "NAME");
+  named(command->add_option("--prefix", line->constants.prefix,
+                            "Begin constants with PREFIX (default: none, of C the namespace in upper case and _)"),
+        "PREFIX");
+  named(command->add_option("--only", line->constants.only, "These fields only, by name or id, separated by commas")
+            ->delimiter(',')
+            ->allow_extra_args(false),
+        "FIELDS");
+  line->addOutput(*command);
+  command->add_option("FILE", line->dictionary, "Dictionary file, XML or text")
+      ->type_name("FILE")
+      ->option_text("")
+      ->required();
+  const auto run = [line](const Session& session) {
+    if (line->nameSpace && line->language == "python") {
+      throw UsageError("--namespace goes with --language c++ or c");
+    }
+    FieldConstantsOptions options = line->constants;
+    options.language = line->language == "c++" ? Language::Cpp : line->language == "c" ? Language::C : Language::Python;
+    options.nameSpace = line->nameSpace.value_or(options.nameSpace);
+    options.command = line->command();
+    loadDictionary(*line->dictionary, session.reporter);
+    session.out.text() += fieldConstants(options);
+    session.out.lineDone();
+    return kDone;
+  };
+  add(command, commands, run, line);
+}
+
 }  // namespace
 
 void addDictCommands(CLI::App& app, std::vector<Command>& commands) {
-  CLI::App* const dict = app.add_subcommand("dict", "Check, convert, compare, show and derive dictionaries");
+  CLI::App* const dict =
+      app.add_subcommand("dict", "Check, convert, compare, show and derive dictionaries, generate constants");
   dict->require_subcommand(1);
   dict->footer(kDictHelp);
   addCheck(*dict, commands);
@@ -203,6 +303,7 @@ void addDictCommands(CLI::App& app, std::vector<Command>& commands) {
   addDiff(*dict, commands);
   addShow(*dict, commands);
   addDerive(*dict, commands);
+  addGenerate(*dict, commands);
 }
 
 }  // namespace MD::tool

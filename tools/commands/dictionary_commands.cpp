@@ -279,6 +279,11 @@ void showFields(const std::vector<std::string>& keys, Output& out, Reporter& rep
   }
 }
 
+void showFingerprint(Output& out) {
+  out.text() += hexNumber(MD_FieldMap::instance().fingerprint()) + '\n';
+  out.lineDone();
+}
+
 ExitStatus listFields(const FieldSearch& search, Output& out, Reporter& reporter) {
   std::optional<std::uint8_t> type;
   if (search.type) {

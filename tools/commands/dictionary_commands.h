@@ -36,6 +36,9 @@ struct FieldSearch {
 /// Describes fields of the process's dictionary, named by id or name; an unknown one is reported.
 void showFields(const std::vector<std::string>& keys, Output& out, Reporter& reporter);
 
+/// Writes the fingerprint of the process's dictionary, "0x" and 16 hex digits.
+void showFingerprint(Output& out);
+
 /// Lists fields of the process's dictionary in the text format.
 /// @return kBadData when there is none
 ExitStatus listFields(const FieldSearch& search, Output& out, Reporter& reporter);

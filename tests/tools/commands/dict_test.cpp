@@ -316,6 +316,19 @@ TEST_F(Dict, ShowListsFieldsThatSuitASearch) {
   EXPECT_EQ(show("--type REAL"), (Result{"", "mdmsg: there is no type \"REAL\"\n", 2}));
 }
 
+TEST_F(Dict, ShowPrintsTheFingerprint) {
+  write("fields.txt", "BID 22 DOUBLE\n");
+  EXPECT_EQ(mdmsg("dict show --fingerprint --dictionary fields.txt"), (Result{"0x971b738f62ef1d94\n", "", 0}));
+  write("empty.txt", "");
+  EXPECT_EQ(mdmsg("dict show --fingerprint --dictionary empty.txt"),
+            (Result{"", "mdmsg: dictionary empty.txt holds no field\n", 2}));
+  // Whatever the order and the format.
+  write("a.txt", "BID 22 DOUBLE  TICK 8 OPTI_PRICE\n");
+  write("b.xml", xmlDefinitions(xmlEntry("TICK", "8", "INT") + xmlEntry("BID", "22", "DOUBLE")));
+  EXPECT_EQ(mdmsg("dict show --fingerprint --dictionary a.txt").out,
+            mdmsg("dict show --fingerprint --dictionary b.xml").out);
+}
+
 TEST_F(Dict, DeriveTakesTheFirstTypeThatSuitsAllCellsOfAColumn) {
   const struct {
     const char* name;
@@ -503,6 +516,8 @@ TEST_F(Dict, RefusesACommandLineThatItCannotUse) {
       {"dict convert --to yaml f", "--to: yaml not in {text,xml}"},
       {"dict diff one", "NEW is required"},
       {"dict show --search x BID", "--search excludes FIELD"},
+      {"dict show --fingerprint BID", "--fingerprint excludes FIELD"},
+      {"dict show --fingerprint --type INT", "--type excludes --fingerprint"},
       {"dict derive --first-id 65536", "Could not convert: --first-id = 65536"},
       {"dict derive --from xml", "--from: xml not in {auto,csv,json}"},
   };
