@@ -52,7 +52,7 @@ class RunStreams {
   std::ostringstream m_err;
   tool::Output m_output{m_out};
   tool::Reporter m_reporter{m_err, m_output};
-  tool::Inputs m_inputs{{}, m_in, m_reporter};
+  tool::Inputs m_inputs{{}, m_in, false, m_reporter};
   tool::MessageInputs m_messages{m_inputs, hexLines(), m_output, m_reporter};
   const tool::SelectionOptions m_selection;
 };

@@ -16,6 +16,10 @@ int main(int argc, char** argv) {
   // A reader that has gone shows as a failed write.
   (void)std::signal(SIGPIPE, SIG_IGN);
 #endif
+#if defined(SIGXFSZ)
+  // As does a file that grows beyond what the process may write.
+  (void)std::signal(SIGXFSZ, SIG_IGN);
+#endif
 #if defined(_WIN32)
   _setmode(_fileno(stdin), _O_BINARY);
   _setmode(_fileno(stdout), _O_BINARY);

@@ -2,6 +2,7 @@
 
 #include <iostream>
 
+#include "base/end_watch.h"
 #include "md/md_assert.h"
 
 namespace MD::tool {
@@ -81,6 +82,7 @@ void Reporter::write(std::string text) {
     m_progress->clear();
   }
   text.insert(0, "mdmsg: ") += '\n';
+  const BlockingWrite blocking;
   m_err.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
 }
 

@@ -3,10 +3,11 @@
 #include <cerrno>
 #include <cstring>
 
-#include <filesystem>
 #include <ostream>
-#include <system_error>
+#include <streambuf>
 #include <utility>
+
+#include "base/end_watch.h"
 
 namespace MD::tool {
 namespace {
@@ -31,29 +32,42 @@ void Output::flush() {
     return;
   }
   dropOldContents();
+  std::streambuf& to = m_file != nullptr ? *m_file : *m_out.rdbuf();
   errno = 0;
-  m_out->write(m_text.data(), static_cast<std::streamsize>(m_complete)).flush();
+  // Past the stream, which would keep an exception to itself.
+  const auto sizeBytes = static_cast<std::streamsize>(m_complete);
+  const bool isWritten = [&] {
+    const BlockingWrite write;
+    return to.sputn(m_text.data(), sizeBytes) == sizeBytes && to.pubsync() == 0;
+  }();
   const int code = errno;
   m_text.erase(0, m_complete);
   m_complete = 0;
-  if (!*m_out) {
-    throw OutputError(m_name, code);
+  if (!isWritten) {
+    fail(code);
   }
 }
 
 void Output::finish() {
   dropOldContents();
   flush();
+  if (m_file == nullptr) {
+    return;
+  }
+  if (const int code = m_file->close()) {
+    fail(code);
+  }
 }
 
 void Output::dropOldContents() {
-  std::error_code error;
-  if (std::exchange(m_hasOldContents, false) && std::filesystem::is_regular_file(m_name, error)) {
-    std::filesystem::resize_file(m_name, 0, error);
-    if (error) {
-      throw OutputError(m_name, error.value());
-    }
+  if (!std::exchange(m_hasOldContents, false)) {
+    return;
+  }
+  if (const int code = m_file->dropOldContents()) {
+    fail(code);
   }
 }
+
+void Output::fail(int code) const { throw OutputError(m_file != nullptr ? m_file->path() : "standard output", code); }
 
 }  // namespace MD::tool

@@ -7,7 +7,8 @@
 #include <iosfwd>
 #include <stdexcept>
 #include <string>
-#include <utility>
+
+#include "base/output_file.h"
 
 namespace MD::tool {
 
@@ -27,13 +28,12 @@ class OutputError : public std::runtime_error {
 
 class Output {
  public:
-  explicit Output(std::ostream& out) : m_out(&out) {}
+  explicit Output(std::ostream& out) : m_out(out) {}
 
-  /// Writes to a file from here on, open to append. What it held goes with the first write, or finish(), and stays when
+  /// Writes to an open file from here on. What it held before goes with the first write, or finish(), and stays when
   /// the program finds before that what it cannot do.
-  void redirect(std::ostream& file, std::string path) {
-    m_out = &file;
-    m_name = std::move(path);
+  void redirect(OutputFile& file) {
+    m_file = &file;
     m_hasOldContents = true;
   }
 
@@ -50,16 +50,17 @@ class Output {
   void dropLine() { m_text.resize(m_complete); }
   /// Writes all complete lines. @throws OutputError
   void flush();
-  /// The same at the end, also where there was nothing to write. @throws OutputError
+  /// The same at the end, also where there was nothing to write; a file is closed. @throws OutputError
   void finish();
 
  private:
   static constexpr std::size_t kEnough = std::size_t{1} << 16;
 
   void dropOldContents();
+  [[noreturn]] void fail(int code) const;
 
-  std::ostream* m_out;
-  std::string m_name = "standard output";
+  std::ostream& m_out;
+  OutputFile* m_file = nullptr;  ///< in the place of the stream
   std::string m_text;
   std::size_t m_complete = 0;
   bool m_hasOldContents = false;

@@ -1,5 +1,6 @@
 #include "base/platform.h"
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -14,9 +15,14 @@
 #else
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#endif
+#if defined(__linux__)
+#include <linux/sock_diag.h>
+#include <sys/socket.h>
 #endif
 
 namespace MD::tool {
@@ -34,12 +40,38 @@ std::string ipAddressText(const std::uint8_t* bytes, std::uint8_t sizeBytes) {
   return text;
 }
 
+#if defined(__linux__)
+
+std::uint64_t droppedDatagrams(std::intptr_t socket) {
+  std::uint32_t numbers[SK_MEMINFO_VARS] = {};
+  socklen_t sizeBytes = sizeof numbers;
+  const int code = getsockopt(static_cast<int>(socket), SOL_SOCKET, SO_MEMINFO, numbers, &sizeBytes);
+  return code == 0 && sizeBytes > SK_MEMINFO_DROPS * sizeof *numbers ? numbers[SK_MEMINFO_DROPS] : 0;
+}
+
+#else
+
+std::uint64_t droppedDatagrams(std::intptr_t) { return 0; }
+
+#endif
+
 #if defined(_WIN32)
 
 void holdStandardStreams() {}
 bool isOutputTerminal() { return _isatty(_fileno(stdout)) != 0; }
 bool isErrorTerminal() { return _isatty(_fileno(stderr)) != 0; }
 bool isStandardInput(const std::string&) { return false; }
+bool isStandardOutput(const std::string&) { return false; }
+bool isStandardInputWritten() { return false; }
+void tryWriteError(std::string_view text) {
+  static_cast<void>(write(_fileno(stderr), text.data(), static_cast<unsigned>(text.size())));
+}
+std::vector<int> endingSignals() { return {SIGINT, SIGTERM, SIGBREAK}; }
+// Files have no numbers there.
+bool isSameFile(int, const std::string& path, const std::string& other) {
+  std::error_code error;
+  return std::filesystem::equivalent(path, other, error);
+}
 std::size_t terminalColumns() { return 80; }
 
 bool isTimeZoneName(const std::string&) { return false; }
@@ -56,6 +88,12 @@ int secondsEastOfUtc(std::int64_t unixSeconds) {
 
 #else
 
+namespace {
+
+bool isSame(const struct stat& a, const struct stat& b) { return a.st_dev == b.st_dev && a.st_ino == b.st_ino; }
+
+}  // namespace
+
 void holdStandardStreams() {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(stream, F_GETFD) == -1) {
@@ -71,9 +109,46 @@ bool isErrorTerminal() { return isatty(STDERR_FILENO) == 1; }
 bool isStandardInput(const std::string& path) {
   struct stat input {};
   struct stat file {};
-  // A terminal, a pipe or /dev/null loses nothing by being written.
   return fstat(STDIN_FILENO, &input) == 0 && S_ISREG(input.st_mode) && stat(path.c_str(), &file) == 0 &&
-         input.st_dev == file.st_dev && input.st_ino == file.st_ino;
+         isSame(input, file);
+}
+
+bool isStandardOutput(const std::string& path) {
+  struct stat output {};
+  struct stat file {};
+  return fstat(STDOUT_FILENO, &output) == 0 && S_ISREG(output.st_mode) && stat(path.c_str(), &file) == 0 &&
+         isSame(output, file) && file.st_size != 0;
+}
+
+bool isStandardInputWritten() {
+  struct stat input {};
+  struct stat output {};
+  return fstat(STDIN_FILENO, &input) == 0 && S_ISREG(input.st_mode) && fstat(STDOUT_FILENO, &output) == 0 &&
+         isSame(input, output) && lseek(STDIN_FILENO, 0, SEEK_CUR) < input.st_size;
+}
+
+void tryWriteError(std::string_view text) {
+  pollfd error{STDERR_FILENO, POLLOUT, 0};
+  if (poll(&error, 1, 0) == 1 && (error.revents & POLLOUT) != 0) {
+    static_cast<void>(!write(STDERR_FILENO, text.data(), text.size()));
+  }
+}
+
+std::vector<int> endingSignals() {
+  std::vector<int> signals;
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction action {};
+    if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN) {
+      signals.push_back(signal);
+    }
+  }
+  return signals;
+}
+
+bool isSameFile(int descriptor, const std::string&, const std::string& other) {
+  struct stat file {};
+  struct stat otherFile {};
+  return fstat(descriptor, &file) == 0 && stat(other.c_str(), &otherFile) == 0 && isSame(file, otherFile);
 }
 
 std::size_t terminalColumns() {

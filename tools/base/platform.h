@@ -6,6 +6,8 @@
 #include <cstdint>
 
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace MD::tool {
 
@@ -13,14 +15,27 @@ namespace MD::tool {
 std::uint8_t parseIpAddress(const std::string& text, std::uint8_t* out);
 std::string ipAddressText(const std::uint8_t* bytes, std::uint8_t sizeBytes);
 
+/// How many datagrams the system dropped that came to this socket; 0 where that is not known.
+std::uint64_t droppedDatagrams(std::intptr_t socket);
+
 /// Keeps the numbers of standard streams that are closed from the files that are opened: what is meant for the stream
 /// would go into the file.
 void holdStandardStreams();
 /// Whether standard output, standard error, is a terminal.
 bool isOutputTerminal();
 bool isErrorTerminal();
-/// Whether standard input comes from the file `path`. On Windows that is not known.
+/// Whether standard input comes from the file `path`; whether standard output goes to it, which holds something.
+/// Regular files only: a terminal, a pipe or /dev/null loses nothing. On Windows neither is known.
 bool isStandardInput(const std::string& path);
+bool isStandardOutput(const std::string& path);
+/// Whether standard input is a regular file with something left to read, and standard output goes to it.
+bool isStandardInputWritten();
+/// Whether the file opened as `path` is the one that `other` leads to.
+bool isSameFile(int descriptor, const std::string& path, const std::string& other);
+/// Writes to standard error, past all streams, if that can be done without a wait. Usable from any thread.
+void tryWriteError(std::string_view text);
+/// The signals that ask the program to end, without those that are ignored.
+std::vector<int> endingSignals();
 /// The columns of the terminal that standard output, or else standard error, is; 80 when that is not known.
 std::size_t terminalColumns();
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "base/diagnostics.h"
+#include "base/end_watch.h"
 #include "base/output.h"
 #include "command_line/options.h"
 #include "command_line/output_files.h"
@@ -20,6 +21,7 @@ namespace MD::tool {
 struct Session {
   const Streams& streams;
   Files& files;
+  EndWatch& watch;
   Output& out;
   Reporter& reporter;
 };
@@ -38,7 +40,7 @@ class InputTask {
  public:
   InputTask(const Session& session, const CommonOptions& options, SourceOptions source,
             const SelectionOptions& selection)
-      : m_inputs(options.files, session.streams.in, session.reporter),
+      : m_inputs(options.files, session.streams.in, !options.outputFile, session.reporter),
         m_messages(m_inputs, std::move(source), session.out, session.reporter),
         m_task{m_messages, selection, session.out, session.reporter} {}
 

@@ -215,7 +215,7 @@ void addDerive(CLI::App& dict, std::vector<Command>& commands) {
     if (line->from != "auto") {
       options.form = line->from == "csv" ? SampleForm::Csv : SampleForm::Json;
     }
-    Inputs inputs(line->files, session.streams.in, session.reporter);
+    Inputs inputs(line->files, session.streams.in, true, session.reporter);
     deriveDictionary(inputs, options, session.out, session.reporter);
     return kDone;
   });

@@ -40,7 +40,9 @@ constexpr const char* kReplayHelp =
 constexpr const char* kListenHelp =
     "Shows the datagrams that arrive at a UDP port, or are sent to a group, until\n"
     "there are --count of them, time is up, or it is interrupted. Standard error tells\n"
-    "when it listens, and where. The exit status is 1 when fewer than --count came.\n"
+    "when it listens, and where. The exit status is 1 when fewer than --count came, when\n"
+    "the system dropped datagrams because they came faster than they were read, and\n"
+    "when output was lost because nobody took it in time at the end.\n"
     "\n"
     "Examples:\n"
     "  mdmsg listen 127.0.0.1:30001\n"
@@ -192,6 +194,11 @@ Command addListen(CLI::App& app) {
         "N");
   named(command->add_option("--timeout", line->timeoutS, "End after so many seconds"), "SECONDS");
   named(command->add_option("--idle", line->idleS, "End when nothing has come for so many seconds"), "SECONDS");
+  named(command
+            ->add_option("--receive-buffer", line->listen.limits.receiveBufferBytes,
+                         "Bytes of datagrams that wait to be read, default 4194304; the system may give less")
+            ->check(CLI::Range(std::uint32_t{1}, std::uint32_t{1} << 30)),
+        "BYTES");
   named(
       command->add_option("--format", line->decode.format, "What to write: text (default), json, csv, hex lines, pcap")
           ->check(CLI::IsMember({"text", "json", "csv", "hex", "pcap"})),
@@ -214,6 +221,7 @@ Command addListen(CLI::App& app) {
                   line->decode.format == "hex" ? ListenOptions::Form::HexLines : ListenOptions::Form::Capture;
             }
             listenOptions.decode = line->decode.options();
+            session.watch.beginForOneThatEnds(listenOptions.limits.timeout);
             listen(listenOptions, line->selection, session.out, session.reporter);
           }};
 }

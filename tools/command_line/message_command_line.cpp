@@ -118,7 +118,7 @@ Command addEncode(CLI::App& app) {
   line->add(*command);
   command->footer(kEncodeHelp);
   return {command, line, [line](const Session& session) {
-            Inputs inputs(line->files, session.streams.in, session.reporter);
+            Inputs inputs(line->files, session.streams.in, !line->outputFile, session.reporter);
             encode(inputs, line->selection, {line->encoding, line->isCsv, line->sink.options()}, session.out,
                    session.reporter);
           }};
@@ -194,13 +194,14 @@ Command addStats(CLI::App& app) {
     options.zone = line->zone.timeZone();
     options.timeField = line->timeField;
     options.columns = session.streams.isOutTerminal ? terminalColumns() : 80;
-    Output picture(session.files.svg);
+    Output picture(session.streams.out);
     if (line->svgFile) {
-      if (line->outputFile && isSameFile(*line->svgFile, *line->outputFile)) {
+      if (session.files.output.isOpen() && session.files.output.isAt(*line->svgFile)) {
         throw UsageError(*line->svgFile + " is the output, too");
       }
-      openFile(*line->svgFile, *line, session.files.svg, session.files);
-      picture.redirect(session.files.svg, *line->svgFile);
+      Files::open(session.files.svg, *line->svgFile, *line);
+      picture.redirect(session.files.svg);
+      session.watch.begin();
       options.svg = &picture;
     }
     stats(InputTask(session, *line, line->source.optionsWithForeign(), line->selection).task(), options);

@@ -2,28 +2,26 @@
 #ifndef MDMSG_OUTPUT_FILES_H
 #define MDMSG_OUTPUT_FILES_H
 
-#include <fstream>
 #include <string>
-#include <vector>
 
+#include "base/output_file.h"
 #include "command_line/options.h"
 
 namespace MD::tool {
 
 /// What is written besides standard output.
 struct Files {
-  std::ofstream output;
-  std::ofstream svg;
-  std::vector<std::string> made;  ///< those that were not there before
-};
+  OutputFile output;
+  OutputFile svg;
 
-bool isSameFile(const std::string& path, const std::string& other);
-/// @throws UsageError when a file that exists is also read
-void refuseInputs(const std::string& path, const CommonOptions& options);
-/// Opens a file to write, which must not exist, or not be an input, as the options have it.
-void openFile(const std::string& path, const CommonOptions& options, std::ofstream& file, Files& files);
-/// Removes files that were made and got nothing: they would be in the way of the next try.
-void removeEmpty(Files& files);
+  /// Opens a file to write, which must not exist, or not be an input, as the options have it.
+  /// @throws UsageError
+  static void open(OutputFile& file, const std::string& path, const CommonOptions& options);
+
+  /// After a run that did not come to its end: removes files that were made and got nothing, which would be in the way of
+  /// the next try. @return what is to be said of the others, empty for nothing
+  std::string leaveUnfinished();
+};
 
 }  // namespace MD::tool
 

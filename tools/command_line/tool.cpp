@@ -86,8 +86,8 @@ std::string complaintOf(const CLI::App& app, const CLI::ParseError& error) {
 }
 
 /// @param files  the files that are written; they outlive what is written to them, and so does `progress`
-int runCommand(std::vector<std::string> arguments, const Streams& streams, Files& files, Progress& progress,
-               Output& out, Reporter& reporter) {
+int runCommand(std::vector<std::string> arguments, const Streams& streams, Files& files, EndWatch& watch,
+               Progress& progress, Output& out, Reporter& reporter) {
   CLI::App app(kDescription, "mdmsg");
   const std::vector<Command> commands = addCommands(app);
   try {
@@ -113,13 +113,14 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, Files
     loadNamedDictionary(options.dictionary, reporter);
   }
   if (options.outputFile) {
-    openFile(*options.outputFile, options, files.output, files);
-    out.redirect(files.output, *options.outputFile);
+    Files::open(files.output, *options.outputFile, options);
+    out.redirect(files.output);
+    watch.begin();
   }
   if (streams.isErrTerminal && !options.isQuiet && (!streams.isOutTerminal || options.outputFile || command.isSilent)) {
     reporter.setProgress(&progress);
   }
-  command.run({streams, files, out, reporter});
+  command.run({streams, files, watch, out, reporter});
   out.finish();
   return reporter.status();
 }
@@ -128,23 +129,27 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, Files
 
 int run(std::vector<std::string> arguments, const Streams& streams) {
   Files files;
+  EndWatch watch([&] { return files.leaveUnfinished(); });
   Progress progress(streams.err);
   Output out(streams.out);
   Reporter reporter(streams.err, out);
+  const auto tell = [&](const std::string& text) { streams.err << "mdmsg: " + text + '\n' << std::flush; };
   try {
-    return runCommand(std::move(arguments), streams, files, progress, out, reporter);
+    return runCommand(std::move(arguments), streams, files, watch, progress, out, reporter);
   } catch (const OutputError& error) {
     if (error.isBrokenPipe()) {
       return reporter.status();
     }
-    streams.err << "mdmsg: " + std::string(error.what()) + '\n' << std::flush;
+    tell(error.what());
   } catch (const std::exception& error) {
     try {
       reporter.unusable(error.what());
     } catch (const OutputError&) {
-      streams.err << "mdmsg: " + std::string(error.what()) + '\n' << std::flush;
+      tell(error.what());
     }
-    removeEmpty(files);
+  }
+  if (const std::string text = files.leaveUnfinished(); !text.empty()) {
+    tell(text);
   }
   return kBadUsage;
 }

@@ -1,3 +1,5 @@
+#include <cstdint>
+
 #include <optional>
 #include <string>
 
@@ -49,6 +51,11 @@ void listen(const ListenOptions& options, const SelectionOptions& selection, Out
   UdpSource source(at, options.multicast, options.limits, out, reporter);
   const std::string name = textOf(source.endpoint());
   reporter.tell("listening on " + name);
+  const std::uint32_t bufferBytes = source.receiveBufferBytes();
+  if (options.limits.receiveBufferBytes.value_or(bufferBytes) > bufferBytes) {
+    reporter.tell("the system gives a receive buffer of " + std::to_string(bufferBytes) + " bytes, not of " +
+                  std::to_string(*options.limits.receiveBufferBytes));
+  }
   reporter.setInput(name);
   const Task task{source, selection, out, reporter};
   if (options.form == ListenOptions::Form::Decoded) {
@@ -62,6 +69,10 @@ void listen(const ListenOptions& options, const SelectionOptions& selection, Out
         leaveOut(task, error);
       }
     }
+  }
+  if (const std::uint64_t dropped = source.dropped()) {
+    reporter.wholeInput("the system dropped " + counted(dropped, "datagram") +
+                        " that came faster than they were read; --receive-buffer makes room for more");
   }
   const std::uint64_t wanted = options.limits.datagrams;
   if (wanted != ListenLimits().datagrams && source.hasEndedEarly()) {

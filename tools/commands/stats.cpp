@@ -50,7 +50,7 @@ void stats(const Task& task, const StatsOptions& options) {
   if (options.svg != nullptr) {
     options.svg->text() += svgOf(statistics, options.zone);
     options.svg->lineDone();
-    options.svg->flush();
+    options.svg->finish();
   }
 }
 

@@ -7,11 +7,14 @@
 #include <system_error>
 #include <utility>
 
+#include "base/platform.h"
+
 namespace MD::tool {
 
-Inputs::Inputs(std::vector<std::string> files, std::istream& standardInput, Reporter& reporter)
+Inputs::Inputs(std::vector<std::string> files, std::istream& standardInput, bool isOutputStandard, Reporter& reporter)
     : m_files(std::move(files)),
       m_standardInput(standardInput),
+      m_isOutputStandard(isOutputStandard),
       m_reporter(reporter),
       m_fileBuffer(std::size_t{1} << 16) {
   if (m_files.empty()) {
@@ -24,6 +27,11 @@ InputBuffer* Inputs::next() {
   m_file.close();
   while (m_next != m_files.size()) {
     const std::string& path = m_files[m_next++];
+    // What is read would grow with what is written.
+    if (m_isOutputStandard && (path == "-" ? isStandardInputWritten() : isStandardOutput(path))) {
+      m_reporter.unusable((path == "-" ? "standard input" : path) + " is the output, too");
+      continue;
+    }
     if (path == "-") {
       begin(*m_standardInput.rdbuf(), "standard input", 0);
       return &*m_input;

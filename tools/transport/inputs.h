@@ -19,7 +19,8 @@ class Inputs {
  public:
   /// @param files  "-" is standard input, and so is an empty list
   /// @param standardInput  outlives the inputs
-  Inputs(std::vector<std::string> files, std::istream& standardInput, Reporter& reporter);
+  /// @param isOutputStandard  whether what is made of them goes to standard output
+  Inputs(std::vector<std::string> files, std::istream& standardInput, bool isOutputStandard, Reporter& reporter);
 
   /// The next input that can be opened, from its first byte on, or null; valid until the next call. The reporter gets
   /// its name. One that cannot be opened is reported.
@@ -47,6 +48,7 @@ class Inputs {
 
   std::vector<std::string> m_files;
   std::istream& m_standardInput;
+  bool m_isOutputStandard;
   Reporter& m_reporter;
   std::size_t m_next = 0;
   std::vector<char> m_fileBuffer;

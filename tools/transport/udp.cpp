@@ -13,6 +13,8 @@
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
 
+#include "base/platform.h"
+
 namespace MD::tool {
 namespace {
 
@@ -160,7 +162,9 @@ class UdpSource::Socket {
       require(error, "listen on " + name);
     }
     // Room for bursts, as far as the system gives it.
-    m_socket.set_option(asio::socket_base::receive_buffer_size(4 << 20), error);
+    constexpr std::uint32_t kUsualBytes = 4 << 20;
+    const std::uint32_t bufferBytes = limits.receiveBufferBytes.value_or(kUsualBytes);
+    m_socket.set_option(asio::socket_base::receive_buffer_size(static_cast<int>(bufferBytes)), error);
     m_signals.add(SIGINT, error);
     m_signals.add(SIGTERM, error);
     m_signals.async_wait([this](const error_code& signalError, int) { m_isEnded = m_isEnded || !signalError; });
@@ -170,6 +174,15 @@ class UdpSource::Socket {
     if (limits.idle) {
       endAfter(m_idle, *limits.idle, m_isIdle);
     }
+  }
+
+  std::uint64_t dropped() { return droppedDatagrams(static_cast<std::intptr_t>(m_socket.native_handle())); }
+
+  std::uint32_t receiveBufferBytes() const {
+    asio::socket_base::receive_buffer_size size;
+    error_code error;
+    m_socket.get_option(size, error);
+    return static_cast<std::uint32_t>(size.value());
   }
 
   Endpoint localEndpoint() const { return fromEndpoint(m_socket.local_endpoint()); }
@@ -282,6 +295,10 @@ UdpSource::UdpSource(const Endpoint& at, const MulticastOptions& multicast, cons
 }
 
 UdpSource::~UdpSource() = default;
+
+std::uint64_t UdpSource::dropped() const { return m_socket->dropped(); }
+
+std::uint32_t UdpSource::receiveBufferBytes() const { return m_socket->receiveBufferBytes(); }
 
 bool UdpSource::next(InputMessage& message) {
   if (m_datagrams == m_limits.datagrams) {

@@ -47,6 +47,8 @@ struct ListenLimits {
   std::uint64_t datagrams = std::numeric_limits<std::uint64_t>::max();
   std::optional<std::chrono::nanoseconds> timeout;  ///< since the beginning
   std::optional<std::chrono::nanoseconds> idle;     ///< since the last datagram, or the beginning
+  /// How much the system keeps of what has come and was not read yet; it may give less.
+  std::optional<std::uint32_t> receiveBufferBytes;
 };
 
 /// Gives each datagram that arrives, with the time of arrival and where it comes from.
@@ -64,6 +66,10 @@ class UdpSource : public MessageSource {
   /// Where it listens; the port is the system's choice where 0 was asked for.
   const Endpoint& endpoint() const noexcept { return m_endpoint; }
   std::uint64_t datagrams() const noexcept { return m_datagrams; }
+  /// How many datagrams the system dropped because they came faster than they were read; 0 where it does not tell.
+  std::uint64_t dropped() const;
+  /// How large the receive buffer is.
+  std::uint32_t receiveBufferBytes() const;
   /// Whether listening has ended before all datagrams that were asked for had come.
   bool hasEndedEarly() const noexcept { return m_hasEndedEarly; }
 

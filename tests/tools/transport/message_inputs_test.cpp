@@ -37,7 +37,7 @@ class MessageInputsTest : public testing::Test {
   std::string messagesOf(const std::vector<std::string>& files, const std::string& standardInput = {}) {
     Reports reports;
     std::istringstream in(standardInput);
-    Inputs inputs(files, in, reports.reporter);
+    Inputs inputs(files, in, false, reports.reporter);
     MessageInputs messages(inputs, m_options, reports.out, reports.reporter);
     std::string text;
     InputMessage message;

@@ -1,0 +1,58 @@
+// A file that the program writes.
+#ifndef MDMSG_OUTPUT_FILE_H
+#define MDMSG_OUTPUT_FILE_H
+
+#include <cstdint>
+
+#include <atomic>
+#include <streambuf>
+#include <string>
+
+namespace MD::tool {
+
+/// Made by this run, or there before and, if that is wanted, written over. Everything goes by the descriptor: what
+/// another program puts in the place of the path meanwhile is neither written nor emptied nor removed.
+///
+/// open(), isPartial() and removeIfEmpty() may be called by different threads one after the other, the latter two also
+/// while the file is being written.
+class OutputFile final : public std::streambuf {
+ public:
+  OutputFile() = default;
+  ~OutputFile() override;
+
+  /// Makes the file, or, where `isForced`, opens one that is there. What that holds stays for now.
+  /// @throws UsageError when it is there and not to be written over, and when it cannot be made or opened
+  void open(const std::string& path, bool isForced);
+  bool isOpen() const noexcept { return m_descriptor != kNone; }
+  const std::string& path() const noexcept { return m_path; }
+
+  /// Whether `path` leads to this file.
+  bool isAt(const std::string& path) const;
+
+  /// Removes what the file held before. @return an error number, 0 for none
+  int dropOldContents();
+  /// @return an error number, 0 for none: some systems tell only then that something could not be written
+  int close();
+
+  /// Whether something has been written, and not all: the file has not been closed.
+  bool isPartial() const noexcept { return m_isPartial; }
+  /// Removes the file if this run made it and it holds nothing. It would be in the way of the next try.
+  void removeIfEmpty();
+
+ protected:
+  std::streamsize xsputn(const char* bytes, std::streamsize count) override;
+  int_type overflow(int_type c) override;
+
+ private:
+  static constexpr int kNone = -1;
+
+  std::string m_path;
+  int m_descriptor = kNone;
+  bool m_isMade = false;
+  bool m_isRegular = false;
+  std::atomic<bool> m_isPartial{false};
+};
+
+}  // namespace MD::tool
+
+#endif
