@@ -8,12 +8,11 @@
 #include <memory>
 #include <utility>
 
+#include "md/detail/encodings.h"
+#include "md/md_api.h"
 #include "md/md_datatypes.h"
 #include "md/md_datetime.h"
-#include "md/md_itermap.h"
 #include "md/md_message.h"
-#include "md/md_mint.h"
-#include "md/md_msgt.h"
 
 /// Owns a message of any encoding, or none.
 struct MD_MessageCell {
@@ -37,17 +36,18 @@ struct MD_DateTimeCell {
 
 namespace MD::detail {
 
-/// Calls `use` with the message of a cell as what it is: `mInt`, `IterMap` or `MsgT`, whose inline operations
-/// on fields make do without the virtual table. The cell must hold one.
+/// Calls `use` with the message of a cell as what it is, an `mInt&`, say, whose inline operations on fields need no
+/// virtual table. False for a cell that holds none.
 template <class Use>
 MD_ALWAYS_INLINE inline bool withOwnClass(const MD_MessageCell& cell, Use use) {
   switch (cell.code) {
-    case ENCODINGS::ITERMAP:
-      return use(static_cast<IterMap&>(*cell.message));
-    case ENCODINGS::MINT:
-      return use(static_cast<mInt&>(*cell.message));
+#define MD_CASE(Class, CODE, code) \
+  case ENCODINGS::CODE:            \
+    return use(static_cast<Class&>(*cell.message));
+    MD_ENCODINGS(MD_CASE)
+#undef MD_CASE
     default:
-      return use(static_cast<MsgT&>(*cell.message));
+      return false;
   }
 }
 

@@ -44,7 +44,8 @@ struct IterMap::Rules {
 
 IterMap::IterMap() : RecordMessage(DEFAULT_ALLOCATOR) { startEmpty(); }
 
-IterMap::IterMap(const Allocator& allocator) : RecordMessage(allocator) {}
+// Its memory is from the shared pools, whatever allocator the factory is given.
+IterMap::IterMap(const Allocator&) : RecordMessage(DEFAULT_ALLOCATOR) {}
 
 IterMap::~IterMap() = default;
 

@@ -8,9 +8,8 @@
 
 #include "assertion.h"
 #include "field_copy.h"
-#include "md/md_itermap.h"
-#include "md/md_mint.h"
-#include "md/md_msgt.h"
+#include "md/detail/encodings.h"
+#include "md/md_datatypes.h"
 #include "message_memory.h"
 #include "message_printer.h"
 #include "report.h"
@@ -111,16 +110,15 @@ void MD_Message::copyMsg(const MD_Message& source) {
   reserveForCopy(source, ids.size());
   // A message that is its own source erases at once: its reads would see records that are only marked.
   const std::type_info& type = &source != this ? typeid(*this) : typeid(MD_Message);
-  if (type == typeid(mInt)) {
-    static_cast<mInt&>(*this).takeFields(source, ids);
-  } else if (type == typeid(IterMap)) {
-    static_cast<IterMap&>(*this).takeFields(source, ids);
-  } else if (type == typeid(MsgT)) {
-    static_cast<MsgT&>(*this).takeFields(source, ids);
-  } else {
-    detail::copyFields(source, *m_map, ids,
-                       [this](std::uint16_t id, auto value) { return addImpl(id, value) || updateImpl(id, value); });
+#define MD_TAKE(Class, CODE, code)                      \
+  if (type == typeid(Class)) {                          \
+    static_cast<Class&>(*this).takeFields(source, ids); \
+    return;                                             \
   }
+  MD_ENCODINGS(MD_TAKE)
+#undef MD_TAKE
+  detail::copyFields(source, *m_map, ids,
+                     [this](std::uint16_t id, auto value) { return addImpl(id, value) || updateImpl(id, value); });
 }
 
 bool MD_Message::getWND(std::uint16_t whole_id, std::uint16_t numerator_id, std::uint16_t denominator_id,

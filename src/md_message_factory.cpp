@@ -5,11 +5,9 @@
 #include <string>
 
 #include "file_opening.h"
+#include "md/detail/encodings.h"
 #include "md/md_datatypes.h"
-#include "md/md_itermap.h"
 #include "md/md_message.h"
-#include "md/md_mint.h"
-#include "md/md_msgt.h"
 
 namespace MD {
 
@@ -41,23 +39,15 @@ std::uint8_t readPreferredCode() {
   return g_preferredCode.load(std::memory_order_relaxed);
 }
 
-template <class Encoding>
-std::unique_ptr<MD_Message> parsed(std::unique_ptr<Encoding> message, const std::uint8_t* bytes,
-                                   std::uint32_t sizeBytes) {
-  message->setBinaryImpl(bytes, sizeBytes);
-  return message;
-}
-
 }  // namespace
 
 std::unique_ptr<MD_Message> MD_Message::createFromPB(std::uint8_t code) {
   switch (code) {
-    case ENCODINGS::ITERMAP:
-      return std::make_unique<IterMap>();
-    case ENCODINGS::MINT:
-      return std::make_unique<mInt>();
-    case ENCODINGS::MSGT:
-      return std::make_unique<MsgT>();
+#define MD_CASE(Class, CODE, code) \
+  case ENCODINGS::CODE:            \
+    return std::make_unique<Class>();
+    MD_ENCODINGS(MD_CASE)
+#undef MD_CASE
     default:
       return nullptr;
   }
@@ -68,16 +58,19 @@ std::unique_ptr<MD_Message> MD_Message::createFromBytes(const std::uint8_t* byte
   if (bytes == nullptr || sizeBytes == 0) {
     return nullptr;
   }
+  std::unique_ptr<MD_Message> message;
   switch (bytes[0]) {
-    case ENCODINGS::ITERMAP:
-      return parsed(std::unique_ptr<IterMap>(new IterMap(DEFAULT_ALLOCATOR)), bytes, sizeBytes);
-    case ENCODINGS::MINT:
-      return parsed(std::unique_ptr<mInt>(new mInt(allocator)), bytes, sizeBytes);
-    case ENCODINGS::MSGT:
-      return parsed(std::unique_ptr<MsgT>(new MsgT(allocator)), bytes, sizeBytes);
+#define MD_CASE(Class, CODE, code)       \
+  case ENCODINGS::CODE:                  \
+    message.reset(new Class(allocator)); \
+    break;
+    MD_ENCODINGS(MD_CASE)
+#undef MD_CASE
     default:
       return nullptr;
   }
+  message->setBinaryImpl(bytes, sizeBytes);
+  return message;
 }
 
 std::unique_ptr<MD_Message> MD_Message::createFromBytes(const std::uint8_t* bytes, std::uint32_t sizeBytes) {

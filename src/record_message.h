@@ -26,6 +26,7 @@
 #include "md/md_record_message.h"
 #include "md/md_value_types.h"
 #include "message_printer.h"
+#include "record_cuts.h"
 #include "record_replacement.h"
 #include "record_rules.h"
 #include "report.h"
@@ -238,6 +239,8 @@ bool RecordMessage<Encoding>::append(std::uint16_t id, T value) {
   if constexpr (Layout::kMaxValueBytes < detail::kLongestValueBytes) {
     if (lengthBytes > Layout::kMaxValueBytes) {
       detail::report([lengthBytes] { return Rules::tooLong(lengthBytes); });
+      // An update's erase may have led the field to a record in the bytes behind.
+      positions().erase(field);
       return false;
     }
   }
@@ -331,11 +334,7 @@ bool RecordMessage<Encoding>::eraseMany(const Ids& ids) {
   if (emptyImpl()) {
     return false;
   }
-  struct Found {
-    std::uint64_t position;
-    FIELDS::packed_rec field;
-  };
-  boost::container::small_vector<Found, 32> found;
+  boost::container::small_vector<detail::RecordCut, 32> found;
   for (const std::uint16_t id : ids) {
     const FIELDS::packed_rec field = fieldMap().packed(id);
     if (const std::uint64_t position = find(field)) {
@@ -346,23 +345,8 @@ bool RecordMessage<Encoding>::eraseMany(const Ids& ids) {
     return false;
   }
   positions().fitDictionary();
-  std::sort(found.begin(), found.end(), [](const Found& a, const Found& b) { return a.position < b.position; });
-
-  // What is between the erased records moves down, each byte once. An id that is listed twice leaves nothing to do the
-  // second time.
-  MsgData& data = bytes();
-  const detail::ByteView view = detail::viewOf(data);
-  std::uint64_t kept = found.front().position;
-  std::uint64_t done = kept;
-  for (const Found& record : found) {
-    detail::keep(data, done, std::max(record.position, done), kept);
-    const detail::RecordHead head = detail::headAt<typename Encoding::Layout>(view, record.position, fieldMap());
-    done = std::max(done, record.position + detail::presentBytes(view, head));
-    positions().erase(record.field);
-  }
-  detail::keep(data, done, data.size(), kept);
-  data.setSize(kept);
-  index(found.front().position);
+  index(detail::removeRecords<typename Encoding::Layout>(found.data(), found.data() + found.size(), bytes(),
+                                                         positions(), fieldMap()));
   return found.size() == ids.size();
 }
 

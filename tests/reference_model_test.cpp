@@ -103,8 +103,7 @@ bool hasItsViewsInside(const MD_Message& message) {
   return true;
 }
 
-// Changing a message behind a truncated record makes fields overlap. What they hold then is nobody's promise; that
-// nothing outside the message is read or written is.
+// Changing a message behind a truncated record makes fields overlap.
 TEST_P(ReferenceModel, StaysInsideItsBytesWhereFieldsOverlap) {
   CapturedErrors errors;
   for (std::uint32_t seed = 1; seed <= 5000; ++seed) {

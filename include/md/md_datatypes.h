@@ -44,12 +44,19 @@ enum Code : std::uint8_t {
 /// A scope of its own, as `DATATYPES`.
 namespace ENCODINGS {
 
+/// Expands X(class, enumerator, code) for each encoding. The library and its C interface make everything per encoding
+/// from this list; md/detail/encodings.h includes the classes.
+#define MD_ENCODINGS(X)  \
+  X(mInt, MINT, 6)       \
+  X(IterMap, ITERMAP, 1) \
+  X(MsgT, MSGT, 70)
+
 /// The encoding byte: the first byte of a serialised message, `MD_Message::getPB()`, and what
 /// `MD_Message::createFromPB()` takes.
 enum Code : std::uint8_t {
-  ITERMAP = 1,
-  MINT = 6,
-  MSGT = 70,
+#define MD_ENUMERATOR(Class, CODE, code) CODE = code,
+  MD_ENCODINGS(MD_ENUMERATOR)
+#undef MD_ENUMERATOR
 };
 
 struct Encoding {
@@ -59,9 +66,9 @@ struct Encoding {
 
 /// All encodings.
 inline constexpr Encoding kAll[] = {
-    {MINT, "mInt"},
-    {ITERMAP, "IterMap"},
-    {MSGT, "MsgT"},
+#define MD_ROW(Class, CODE, code) {CODE, #Class},
+    MD_ENCODINGS(MD_ROW)
+#undef MD_ROW
 };
 
 }  // namespace ENCODINGS

@@ -216,18 +216,8 @@ class MessageSequence {
     Pair& pair = m_pairs[m_choices.below(2)];
     Pair& other = m_pairs[&pair == &m_pairs[0] ? 1 : 0];
     MD_Message& message = *pair.message;
-    std::uint16_t id = m_choices.someId();
-    unsigned operation = m_choices.below(17);
-    if (const auto truncated = pair.model.truncatedField()) {
-      // What is added behind a truncated record is taken for its value. Fields that overlap are not compared; the
-      // truncated one can be replaced.
-      operation = 7 + m_choices.below(9);
-      if (operation == kLastUpdate) {
-        id = *truncated;
-      } else if (operation == kOwnView) {
-        operation = 9;
-      }
-    }
+    const std::uint16_t id = m_choices.someId();
+    const unsigned operation = m_choices.below(17);
     CapturedErrors errors;
     switch (operation) {
       case 0:
@@ -243,14 +233,14 @@ class MessageSequence {
       case 4:
       case 5:
       case 6:
-      case kLastUpdate: {
+      case 7: {
         const ModelValue value = m_choices.someValue(id);
         log("update", id, value);
         expect(Choices::withTyped(value, [&](auto typed) { return message.update(id, typed); }) ==
                pair.model.update(id, value));
         break;
       }
-      case kOwnView:
+      case 8:
         updateWithOwnView(pair, id);
         break;
       case 9:
@@ -301,7 +291,7 @@ class MessageSequence {
         pair.message = std::move(moved);
         break;
       }
-      case kCopy: {
+      case 15: {
         Pair& source = m_pairs[m_choices.below(2)];
         log(&source == &pair ? "copy from itself" : "copy");
         const RecordedAssertions assertions;
@@ -382,10 +372,6 @@ class MessageSequence {
   void log(const char* operation, unsigned, const Bytes& bytes) {
     m_log += std::string(operation) + " " + toHex(bytes) + "\n";
   }
-
-  static constexpr unsigned kLastUpdate = 7;
-  static constexpr unsigned kOwnView = 8;
-  static constexpr unsigned kCopy = 16;
 
   Choices& m_choices;
   ReferenceMessage::Encoding m_encoding;

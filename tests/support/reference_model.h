@@ -50,18 +50,6 @@ class ReferenceMessage {
     return list;
   }
 
-  /// The id of a last record that runs past the end of the bytes.
-  std::optional<std::uint16_t> truncatedField() const {
-    for (std::size_t position = header(m_encoding).size(); position < m_bytes.size();) {
-      const Record record = recordAt(position);
-      if (!fits(position, record)) {
-        return record.id;
-      }
-      position += record.headBytes + record.valueBytes;
-    }
-    return std::nullopt;
-  }
-
   std::optional<std::string> get(std::uint16_t id, std::uint8_t type) {
     const std::optional<std::size_t> position = find(id);
     if (!position) {
@@ -78,7 +66,7 @@ class ReferenceMessage {
       fail("IterMap Error: Attempting to GET a field of incorrect type OR overflow error", id, record.type,
            record.valueBytes);
     } else if (m_encoding == kMsgT) {
-      fail("MsgT Error: Attempting to GET a field of incorrect type!", id, record.type, record.valueBytes);
+      fail("MsgT Error: Attempting to GET a field of incorrect type!", record.id, record.type, record.valueBytes);
     }
     return std::nullopt;
   }
@@ -95,7 +83,8 @@ class ReferenceMessage {
       return std::nullopt;
     }
     const Record record = recordAt(*position);
-    return Located{record.type, static_cast<std::uint32_t>(record.valueBytes),
+    const std::uint8_t type = m_encoding == kMInt ? dictionary().at(id).type : record.type;
+    return Located{type, static_cast<std::uint32_t>(record.valueBytes),
                    std::min(*position + record.headBytes, m_bytes.size())};
   }
 
