@@ -9,6 +9,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "base/encodings.h"
 #include "command_line/dict_command_line.h"
 #include "commands/dictionary_commands.h"
 #include "dictionary/derive.h"
@@ -57,7 +58,7 @@ constexpr const char* kDiffHelp =
     "Examples:\n"
     "  mdmsg dict diff old.txt new.txt\n"
     "  mdmsg dict diff field_map.txt FieldDefinition.xml && echo the same\n"
-    "  mdmsg dict diff old.txt new.txt | grep retyped";
+    "  mdmsg dict diff --compatibility backward old.txt new.txt";
 
 constexpr const char* kShowHelp =
     "Fields named by id or name are described; without any, all fields are listed in\n"
@@ -137,14 +138,45 @@ void addConvert(CLI::App& dict, std::vector<Command>& commands) {
   });
 }
 
+struct DiffOptions {
+  std::string before;
+  std::string after;
+  std::string level;
+  std::string encoding;
+};
+
+Compatibility levelOf(const std::string& name) {
+  return name == "backward"  ? Compatibility::Backward
+         : name == "forward" ? Compatibility::Forward
+         : name == "full"    ? Compatibility::Full
+                             : Compatibility::Wire;
+}
+
 void addDiff(CLI::App& dict, std::vector<Command>& commands) {
-  const auto before = std::make_shared<std::string>();
-  const auto after = std::make_shared<std::string>();
+  const auto options = std::make_shared<DiffOptions>();
   CLI::App* const command = addDictCommand(dict, "diff", "Tell how two dictionaries differ", kDiffHelp);
-  command->add_option("OLD", *before, "Definition file")->type_name("FILE")->option_text("")->required();
-  command->add_option("NEW", *after, "Definition file")->type_name("FILE")->option_text("")->required();
-  add(command, commands, [before, after](const Session& session) {
-    return diffDictionaries(*before, *after, session.out, session.reporter);
+  CLI::Option* const level =
+      named(command
+                ->add_option("--compatibility", options->level,
+                             "Only fields that break it: backward (readers with NEW, writers with OLD), forward (the "
+                             "reverse), full (both) or wire (both, by ids alone)")
+                ->check(CLI::IsMember({"backward", "forward", "full", "wire"})),
+            "LEVEL");
+  named(command
+            ->add_option("--encoding", options->encoding,
+                         "Compatibility of messages of this encoding: mInt, IterMap or MsgT (default: of any)")
+            ->check(CLI::IsMember({"mInt", "IterMap", "MsgT"}))
+            ->needs(level),
+        "ENCODING");
+  command->add_option("OLD", options->before, "Definition file")->type_name("FILE")->option_text("")->required();
+  command->add_option("NEW", options->after, "Definition file")->type_name("FILE")->option_text("")->required();
+  add(command, commands, [options](const Session& session) {
+    if (options->level.empty()) {
+      return diffDictionaries(options->before, options->after, session.out, session.reporter);
+    }
+    const std::uint8_t code = encodingCode(options->encoding);
+    return checkCompatibility(options->before, options->after, levelOf(options->level),
+                              code != 0 ? std::optional(code) : std::nullopt, session.out, session.reporter);
   });
 }
 

@@ -78,48 +78,24 @@ const char* whyNotCarried(const Definition& entry, DefinitionFormat format) {
   return reason == nullptr && whyNoXmlName(entry.typeName) != nullptr ? "a type that is not plain text" : reason;
 }
 
-struct Row {
-  std::string name;
-  std::uint8_t type = 0;
-};
-using Rows = std::map<std::uint16_t, Row>;
-
-Rows rowsOf(const std::string& path, Reporter& reporter) {
+DictionaryRows rowsOf(const std::string& path, Reporter& reporter) {
   loadDictionary(path, reporter);
-  Rows rows;
-  for (const FIELDS::field_rec& row : MD_FieldMap::instance()) {
-    rows[row.id] = {row.name, row.type};
-  }
-  return rows;
-}
-
-/// The id of each name that is there once.
-std::map<std::string_view, std::uint16_t> idsOf(const Rows& rows) {
-  std::map<std::string_view, std::uint16_t> ids;
-  std::map<std::string_view, std::size_t> counts;
-  for (const auto& [id, row] : rows) {
-    ids[row.name] = id;
-    ++counts[row.name];
-  }
-  for (const auto& [name, count] : counts) {
-    if (count != 1) {
-      ids.erase(name);
-    }
-  }
-  return ids;
+  return currentRows();
 }
 
 class DifferenceWriter {
  public:
   explicit DifferenceWriter(Output& out) : m_out(out) {}
 
-  void write(const char* kind, std::uint16_t id, const std::string& what) {
+  /// @param reason  empty for none
+  void write(const char* kind, std::uint16_t id, const std::string& what, const std::string& reason = {}) {
     constexpr std::size_t kKindWidth = 11;
     constexpr std::size_t kIdWidth = 5;
     const std::string idText = std::to_string(id);
     std::string& text = m_out.text();
     text.append(kind).append(kKindWidth - std::string_view(kind).size() + kIdWidth - idText.size(), ' ');
-    text.append(idText).append("  ").append(printable(what)) += '\n';
+    text.append(idText).append("  ").append(printable(what));
+    text.append(reason.empty() ? "" : ": ").append(reason) += '\n';
     m_out.lineDone();
     m_hasWritten = true;
   }
@@ -131,7 +107,7 @@ class DifferenceWriter {
   bool m_hasWritten = false;
 };
 
-std::string retyped(const Row& before, const Row& after) {
+std::string retyped(const DictionaryRow& before, const DictionaryRow& after) {
   return after.name + ' ' + typeName(before.type) + " -> " + typeName(after.type);
 }
 
@@ -222,17 +198,17 @@ void convertDictionary(const std::string& path, std::optional<DefinitionFormat> 
 }
 
 ExitStatus diffDictionaries(const std::string& oldPath, const std::string& newPath, Output& out, Reporter& reporter) {
-  const Rows before = rowsOf(oldPath, reporter);
-  const Rows after = rowsOf(newPath, reporter);
-  const auto idsBefore = idsOf(before);
-  const auto idsAfter = idsOf(after);
+  const DictionaryRows before = rowsOf(oldPath, reporter);
+  const DictionaryRows after = rowsOf(newPath, reporter);
+  const auto idsBefore = idsByName(before);
+  const auto idsAfter = idsByName(after);
   // The id that a field whose id is gone has in the other dictionary, when that id is new there.
-  const auto movedTo = [](const std::string& name, const auto& ids, const Rows& others) {
+  const auto movedTo = [](const std::string& name, const auto& ids, const DictionaryRows& others) {
     const auto found = ids.find(name);
     return found != ids.end() && others.count(found->second) == 0 ? std::optional(found->second) : std::nullopt;
   };
   DifferenceWriter writer(out);
-  Rows all = before;
+  DictionaryRows all = before;
   all.insert(after.begin(), after.end());
   for (const auto& [id, row] : all) {
     const auto was = before.find(id);
@@ -244,7 +220,7 @@ ExitStatus diffDictionaries(const std::string& oldPath, const std::string& newPa
         continue;
       }
       writer.write("renumbered", id, row.name + " -> " + std::to_string(*target));
-      if (const Row& moved = after.at(*target); moved.type != row.type) {
+      if (const DictionaryRow& moved = after.at(*target); moved.type != row.type) {
         writer.write("retyped", *target, retyped(row, moved));
       }
     } else if (was == before.end()) {
@@ -259,6 +235,17 @@ ExitStatus diffDictionaries(const std::string& oldPath, const std::string& newPa
         writer.write("retyped", id, retyped(was->second, is->second));
       }
     }
+  }
+  return writer.hasWritten() ? kBadData : kDone;
+}
+
+ExitStatus checkCompatibility(const std::string& oldPath, const std::string& newPath, Compatibility level,
+                              std::optional<std::uint8_t> encoding, Output& out, Reporter& reporter) {
+  const DictionaryRows before = rowsOf(oldPath, reporter);
+  const DictionaryRows after = rowsOf(newPath, reporter);
+  DifferenceWriter writer(out);
+  for (const Incompatibility& found : incompatibilities(before, after, level, encoding)) {
+    writer.write(found.kind, found.id, found.change, found.reason);
   }
   return writer.hasWritten() ? kBadData : kDone;
 }

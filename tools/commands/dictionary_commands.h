@@ -2,12 +2,15 @@
 #ifndef MDMSG_DICTIONARY_COMMANDS_H
 #define MDMSG_DICTIONARY_COMMANDS_H
 
+#include <cstdint>
+
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "base/diagnostics.h"
 #include "base/output.h"
+#include "dictionary/compatibility.h"
 #include "dictionary/definition_file.h"
 
 namespace MD::tool {
@@ -26,6 +29,13 @@ void convertDictionary(const std::string& path, std::optional<DefinitionFormat> 
 /// Writes a line for each field that differs between the dictionaries that the library makes of two files.
 /// @return kBadData when there is one
 ExitStatus diffDictionaries(const std::string& oldPath, const std::string& newPath, Output& out, Reporter& reporter);
+
+/// Writes a line for each field that breaks a level of compatibility between the dictionaries of two files, with the
+/// reason.
+/// @param encoding  of the messages; none: any
+/// @return kBadData when there is one
+ExitStatus checkCompatibility(const std::string& oldPath, const std::string& newPath, Compatibility level,
+                              std::optional<std::uint8_t> encoding, Output& out, Reporter& reporter);
 
 /// Which fields showFields() lists.
 struct FieldSearch {
