@@ -1,0 +1,111 @@
+// Messages near the largest size that getSizeImpl() can return. Their buffers are reserved and never written, so that
+// they take addresses and no memory.
+#include <cstdint>
+
+#include <limits>
+#include <memory>
+#include <new>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "md/md_datatypes.h"
+#include "md/md_message.h"
+#include "md/md_msgdata.h"
+#include "md/md_reusable_container.h"
+#include "support/captured_errors.h"
+#include "support/dictionary.h"
+#include "support/encodings.h"
+#include "support/messages.h"
+
+namespace MD::test {
+namespace {
+
+constexpr std::uint64_t kLargest = std::numeric_limits<std::uint32_t>::max();
+
+const char* fullError(std::uint8_t code) {
+  return code == ENCODINGS::MINT
+             ? "mInt Error: Attempting to ADD a field to a message that would exceed 4294967295 bytes!"
+         : code == ENCODINGS::ITERMAP
+             ? "IterMap Error: Attempting to ADD a field to a message that would exceed 4294967295 bytes"
+             : "MsgT Error: Attempting to ADD a field to a message that would exceed 4294967295 bytes!";
+}
+
+std::uint64_t recordBytes(std::uint8_t code) {
+  return code == ENCODINGS::MINT ? 3 + 8 : code == ENCODINGS::ITERMAP ? 2 + 8 : 8 + 8;
+}
+
+class LargestMessages : public testing::TestWithParam<Encoding> {
+ protected:
+  void SetUp() override {
+    loadDictionary(kDictionary);
+    // The buffer that was returned last is the next one lent.
+    ReusableContainerWrapper<MsgData> buffer(true, nullptr);
+    m_buffer = buffer.get();
+    try {
+      m_buffer->reserve(kLargest);
+    } catch (const std::bad_alloc&) {
+      GTEST_SKIP() << "no 4 GiB of addresses";
+    }
+    buffer.unset();
+    m_message = emptyOf(GetParam());
+    ASSERT_EQ(m_message->getBinary(), m_buffer->data());
+    ASSERT_EQ(m_buffer->capacity(), kLargest + 1);
+  }
+
+  MsgData* m_buffer = nullptr;
+  std::unique_ptr<MD_Message> m_message;
+};
+
+INSTANTIATE_TEST_SUITE_P(Encodings, LargestMessages, eachEncoding(), nameOfEncoding);
+
+TEST_P(LargestMessages, AreFilledToTheLastByte) {
+  m_buffer->setSize(kLargest - recordBytes(GetParam().code));
+  CapturedErrors errors;
+  EXPECT_TRUE(m_message->add(id::kInt64, std::int64_t{5}));
+  EXPECT_EQ(m_message->getSizeImpl(), kLargest);
+  std::int64_t value = 0;
+  EXPECT_TRUE(m_message->get(id::kInt64, value));
+  EXPECT_EQ(value, 5);
+  EXPECT_EQ(errors.take(), "");
+}
+
+TEST_P(LargestMessages, RefuseAnAddThatIsOneByteTooLong) {
+  const std::uint64_t size = kLargest - recordBytes(GetParam().code) + 1;
+  m_buffer->setSize(size);
+  CapturedErrors errors;
+  EXPECT_FALSE(m_message->add(id::kInt64, std::int64_t{5}));
+  EXPECT_EQ(errors.take(), report(fullError(GetParam().code), id::kInt64, 19, 8));
+  EXPECT_FALSE(m_message->update(id::kDouble, 1.5));
+  EXPECT_EQ(errors.take(), report(fullError(GetParam().code), id::kDouble, 5, 8));
+  EXPECT_EQ(m_message->getSizeImpl(), size);
+  EXPECT_EQ(m_message->fieldCount(), 0U);
+  EXPECT_FALSE(m_message->existsImpl(id::kInt64));
+  EXPECT_TRUE(m_message->add(id::kChar, 'x'));
+}
+
+// The string would move to the end. What is behind it is one record that runs to the end.
+TEST_P(LargestMessages, RefuseAnUpdateThatGrowsThemTooLong) {
+  ASSERT_TRUE(m_message->add(id::kString, "x"));
+  const Bytes before = bytesOf(*m_message);
+  m_buffer->setSize(kLargest);
+  CapturedErrors errors;
+  EXPECT_FALSE(m_message->update(id::kString, "xy"));
+  EXPECT_EQ(errors.take(), report(fullError(GetParam().code), id::kString, 6, 3));
+  EXPECT_EQ(m_message->getSizeImpl(), kLargest);
+  EXPECT_EQ(m_message->fieldCount(), 1U);
+  EXPECT_EQ(Bytes(m_message->getBinary(), m_message->getBinary() + before.size()), before);
+  EXPECT_TRUE(m_message->update(id::kString, "y"));
+}
+
+// The type and, in mInt, the length of a value come first.
+TEST_P(LargestMessages, ReportAWrongTypeFirst) {
+  m_buffer->setSize(kLargest);
+  CapturedErrors errors;
+  EXPECT_FALSE(m_message->add(id::kInt64, 1.5));
+  const std::string text = errors.take();
+  EXPECT_NE(text.find("with incorrect id"), std::string::npos) << text;
+}
+
+}  // namespace
+}  // namespace MD::test
