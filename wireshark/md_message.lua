@@ -1,7 +1,7 @@
 -- Market-data messages (mInt, IterMap, MsgT) in Wireshark and tshark, 3.6 to 4.x.
 --
--- One file, for a plugin folder of Wireshark: docs/wireshark.md describes how to install it, filters, preferences and
--- statistics.
+-- One file, for a plugin folder of Wireshark: `mdmsg wireshark --install`, or copy it. docs/wireshark.md describes
+-- filters, preferences and statistics.
 --
 -- The file has these parts:
 --   1. Dictionary: which one, and how definition files are read

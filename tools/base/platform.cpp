@@ -74,6 +74,11 @@ bool isSameFile(int, const std::string& path, const std::string& other) {
 }
 std::size_t terminalColumns() { return 80; }
 
+std::string wiresharkPluginFolder() {
+  const char* const settings = std::getenv("APPDATA");
+  return settings != nullptr && *settings != '\0' ? std::string(settings) + "\\Wireshark\\plugins" : std::string();
+}
+
 bool isTimeZoneName(const std::string&) { return false; }
 void setTimeZone(const std::string&) {}
 
@@ -159,6 +164,11 @@ std::size_t terminalColumns() {
     }
   }
   return 80;
+}
+
+std::string wiresharkPluginFolder() {
+  const char* const home = std::getenv("HOME");
+  return home != nullptr && *home != '\0' ? std::string(home) + "/.local/lib/wireshark/plugins" : std::string();
 }
 
 bool isTimeZoneName(const std::string& name) {

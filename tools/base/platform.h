@@ -39,6 +39,9 @@ std::vector<int> endingSignals();
 /// The columns of the terminal that standard output, or else standard error, is; 80 when that is not known.
 std::size_t terminalColumns();
 
+/// The folder where Wireshark looks for the user's plugins in Lua; empty when the environment does not lead to it.
+std::string wiresharkPluginFolder();
+
 /// Whether the system knows the time zone `name`, such as "Europe/Vienna". On Windows none is known by name.
 bool isTimeZoneName(const std::string& name);
 /// Makes secondsEastOfUtc() answer for that zone; for the machine's own when `name` is empty.

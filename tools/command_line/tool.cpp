@@ -17,6 +17,7 @@
 #include "command_line/feed_command_line.h"
 #include "command_line/message_command_line.h"
 #include "command_line/output_files.h"
+#include "command_line/wireshark_command_line.h"
 #include "dictionary/dictionary.h"
 
 namespace MD::tool {
@@ -66,8 +67,8 @@ std::vector<Command> addCommands(CLI::App& app) {
       "  mdmsg convert --to MsgT quotes.hex > other.hex\n"
       "\n"
       "\"mdmsg COMMAND --help\" tells more.");
-  std::vector<Command> commands{addEncode(app),   addDecode(app), addConvert(app), addDump(app),    addStats(app),
-                                addGenerate(app), addReplay(app), addListen(app),  addDescribe(app)};
+  std::vector<Command> commands{addEncode(app),   addDecode(app), addConvert(app), addDump(app),      addStats(app),
+                                addGenerate(app), addReplay(app), addListen(app),  addWireshark(app), addDescribe(app)};
   addDictCommands(app, commands);
   return commands;
 }

@@ -1,0 +1,13 @@
+// The command "wireshark" as it stands on the command line.
+#ifndef MDMSG_WIRESHARK_COMMAND_LINE_H
+#define MDMSG_WIRESHARK_COMMAND_LINE_H
+
+#include "command_line/command.h"
+
+namespace MD::tool {
+
+Command addWireshark(CLI::App& app);
+
+}  // namespace MD::tool
+
+#endif
