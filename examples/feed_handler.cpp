@@ -4,6 +4,7 @@
 //
 //   feed_handler FILE
 
+#include <md/md_escape.h>
 #include <md/md_frac_double.h>
 #include <md/md_message.h>
 
@@ -11,7 +12,6 @@
 #include <cstdint>
 #include <fstream>
 #include <iostream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -19,7 +19,13 @@ namespace {
 
 // The fields this handler reads. A real one takes the ids from its venue's documents and the dictionary from a file on
 // the configuration search path.
-enum FieldId : std::uint16_t { kSymbol = 10, kBid = 22, kBidSize = 23, kAsk = 25, kAskSize = 26, kTime = 50 };
+constexpr MD::Field<MD::MD_Message::String> SYMBOL{10};
+constexpr MD::Field<double> BID{22};
+constexpr MD::Field<int> BID_SIZE{23};
+constexpr MD::Field<double> ASK{25};
+constexpr MD::Field<int> ASK_SIZE{26};
+constexpr MD::Field<MD::MD_EpochNS> RECV_TIME{50};
+
 constexpr const char* kDictionary =
     "SYMBOL 10 STRING\n"
     "BID 22 DOUBLE\n"
@@ -28,30 +34,31 @@ constexpr const char* kDictionary =
     "ASK_SIZE 26 INT\n"
     "RECV_TIME 50 EPOCH_NSEC\n";
 
-/// Looks at one received datagram. Nothing about its bytes is trusted: unknown fields are cut out by the parse, and a
-/// field that is absent, of another type or cut off makes its get return false.
-void onDatagram(const std::uint8_t* bytes, std::uint32_t sizeBytes) {
-  const auto message = MD::MD_Message::createFromBytes(bytes, sizeBytes);
+void printSide(const MD::MD_Message& message, const char* name, MD::Field<double> priceField,
+               MD::Field<int> sizeField) {
+  const auto price = message.get(priceField);
+  const auto size = message.get(sizeField);
+  if (price && size) {
+    std::cout << "  " << name << ' ' << *size << " @ " << MD::frac_double_to_string(*price);
+  }
+}
+
+/// Looks at one received datagram. Nothing about its bytes is trusted: unknown fields are dropped by the parse, and a
+/// field that is absent, of another type or truncated has no value.
+void onDatagram(const std::vector<std::uint8_t>& bytes) {
+  const auto message = MD::MD_Message::createFromBytes(bytes);
   if (message == nullptr) {
-    std::cout << "foreign datagram of " << sizeBytes << " bytes\n";
+    std::cout << "foreign datagram of " << bytes.size() << " bytes\n";
     return;
   }
   std::cout << "encoding " << int{message->getPB()} << ", " << message->fieldCount() << " fields:";
-  MD::MD_Message::String symbol;  // a view into the message, good until the message changes
-  if (message->get(kSymbol, symbol)) {
-    std::cout << ' ' << std::string_view(symbol);
+  if (const auto symbol = message->get(SYMBOL)) {  // a view into the message, valid until the message changes
+    std::cout << ' ' << MD::escaped(*symbol);
   }
-  double price = 0;
-  std::int32_t size = 0;
-  if (message->get(kBid, price) && message->get(kBidSize, size)) {
-    std::cout << "  bid " << size << " @ " << MD::frac_double_to_string(price);
-  }
-  if (message->get(kAsk, price) && message->get(kAskSize, size)) {
-    std::cout << "  ask " << size << " @ " << MD::frac_double_to_string(price);
-  }
-  MD::MD_EpochNS time;
-  if (message->get(kTime, time)) {
-    std::cout << "  at " << time.get_s() << " s";
+  printSide(*message, "bid", BID, BID_SIZE);
+  printSide(*message, "ask", ASK, ASK_SIZE);
+  if (const auto time = message->get(RECV_TIME)) {
+    std::cout << "  at " << time->get_s() << " s";
   }
   std::cout << '\n';
 }
@@ -82,8 +89,7 @@ int main(int argc, char** argv) {
     std::cerr << "feed_handler: cannot read " << path << '\n';
     return 2;
   }
-  std::istringstream dictionary(kDictionary);
-  MD::MD_FieldMap::reload_text(dictionary, "fields of feed_handler");
+  MD::MD_FieldMap::loadText(kDictionary);
 
   std::string line;
   std::vector<std::uint8_t> bytes;
@@ -92,7 +98,7 @@ int main(int argc, char** argv) {
       std::cerr << "feed_handler: not hex: " << line << '\n';
       return 2;
     }
-    onDatagram(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+    onDatagram(bytes);
   }
   if (file.bad()) {
     std::cerr << "feed_handler: cannot read on\n";

@@ -1,34 +1,44 @@
-// Build a message, send its bytes, receive them, read it. Uses the sample dictionary etc/field_map.txt: run it where
-// that is found, in the repository's root or with CONFIG_PATH naming the folder.
+// Build a message, send its bytes, receive them, read it. Needs no configuration: the dictionary is in the program.
 
 #include <md/md_message.h>
 #include <md/md_mint.h>
 
 #include <iostream>
 
+// Each field is a constant: its id, and the type of its value.
+constexpr MD::Field<MD::MD_Message::String> SYMBOL{1};
+constexpr MD::Field<MD::MD_EpochNS> RECV_TIME{14};
+constexpr MD::Field<double> BID{22};
+constexpr MD::Field<int> BID_QTY{26};
+
 int main() {
-  const MD::MD_FieldMap& fields = MD::MD_FieldMap::instance();
-  const auto symbol = fields.nameToId("SYMBOL");
-  const auto bid = fields.nameToId("BID");
-  const auto bidQuantity = fields.nameToId("BID_QTY");
-  const auto received = fields.nameToId("RECV_TIME");
+  MD::MD_FieldMap::loadText(
+      "SYMBOL     1  STRING\n"
+      "RECV_TIME 14  EPOCH_NSEC\n"
+      "BID       22  DOUBLE\n"
+      "BID_QTY   26  INT\n");
 
   MD::mInt quote;
-  quote.add(symbol, "NEB/USD");
-  quote.add(bid, 184.15);
-  quote.add(bidQuantity, 300);
-  quote.add(received, MD::MD_EpochNS(1717407000173980747));
-  quote.update(bid, 184.2);  // overwritten where it stands
-
-  // The message is its serialised bytes at every moment: nothing is encoded here, and nothing copied.
-  const std::uint8_t* bytes = quote.getBinary();
-  const std::uint32_t size = quote.getSizeImpl();
-
-  // The other side: the first byte tells the encoding.
-  const auto message = MD::MD_Message::createFromBytes(bytes, size);
-  double price = 0;
-  if (message != nullptr && message->get(bid, price)) {
-    std::cout << size << " bytes, " << message->fieldCount() << " fields, bid " << price << "\n" << *message;
+  const bool isBuilt = quote.add(SYMBOL, "NEB/USD") && quote.add(BID, 184.15) && quote.add(BID_QTY, 300) &&
+                       quote.add(RECV_TIME, MD::MD_EpochNS(1717407000173980747)) &&
+                       quote.update(BID, 184.2);  // updated in place
+  if (!isBuilt) {
+    std::cerr << "a field was refused: the dictionary gives it another type\n";
+    return 1;
   }
+
+  // A message is its serialised bytes at every moment: there is no encoding step, and these are views of them.
+  const std::uint8_t* bytes = quote.data();
+  const auto size = static_cast<std::uint32_t>(quote.size());
+
+  // The other side: the first byte names the encoding. Null for bytes of no encoding.
+  const auto message = MD::MD_Message::createFromBytes(bytes, size);
+  if (message == nullptr) {
+    return 1;
+  }
+  if (const auto bid = message->get(BID)) {
+    std::cout << size << " bytes, " << message->fieldCount() << " fields, bid " << *bid << "\n";
+  }
+  print(std::cout, *message);
   return 0;
 }

@@ -1,142 +1,138 @@
-// A last-value cache: one message per symbol, into which partial updates are written where they stand. A snapshot is
-// that message's bytes.
+// A last-value cache with conflation: the newest state of each symbol is kept in one message, and at every tick one
+// delta for each symbol that has changed is sent, however many updates came in between. A subscriber applies the
+// deltas, the removals of fields among them, and so holds the same states.
 //
 //   last_value_cache FILE     such as data/updates.txt
 //
-// The file has a line for each thing that happens: a message of any encoding in hex, an update, or "?" and a symbol,
-// the question of somebody who joins late. At the end the whole cache is printed. Run it where etc/field_map.txt is
-// found: in the repository's root, or with CONFIG_PATH naming the folder.
+// The file has a line for each thing that happens: a message of any encoding in hex, an update; "tick"; or "?" and a
+// symbol, the question of a subscriber that joins late. At the end the states of the subscriber are printed. Run it
+// where etc/field_map.txt is found: in the repository's root, or with CONFIG_PATH naming the folder.
 
 #include <cstdint>
 
 #include <algorithm>
 #include <charconv>
 #include <fstream>
+#include <functional>
 #include <iostream>
+#include <map>
+#include <optional>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
+#include <md/md_delta.h>
+#include <md/md_escape.h>
 #include <md/md_itermap.h>
 #include <md/md_message.h>
-#include <md/md_mint.h>
-#include <md/md_msgt.h>
 
 namespace {
 
-/// Parses bytes of any encoding into a message kept for it, where MD_Message::createFromBytes() makes a new one.
-class Parser {
+// Fields of etc/field_map.txt.
+constexpr MD::Field<MD::MD_Message::String> SYMBOL{1};
+constexpr MD::Field<char> TRADING_STATUS{19};
+constexpr MD::Field<double> BID{22};
+constexpr MD::Field<double> ASK{23};
+constexpr MD::Field<double> BID_SIZE{24};
+constexpr MD::Field<double> ASK_SIZE{25};
+constexpr MD::Field<MD::MD_Message::Buffer> VENUE_EXTENSION{40000};
+
+/// Deltas of this program carry the ids of removed fields in VENUE_EXTENSION, and the symbol in any case.
+MD::Delta makeDelta() { return MD::Delta(VENUE_EXTENSION, {SYMBOL.id()}); }
+
+/// One message for each symbol. Numbers have one width in an IterMap, so that they are updated in place, and strings
+/// may have any length.
+using States = std::map<std::string, MD::IterMap, std::less<>>;
+
+void printHex(const MD::MD_Message& message) {
+  std::cout << MD::MD_Message::Buffer(message.data(), static_cast<std::uint16_t>(message.size())) << '\n';
+}
+
+class Subscriber {
  public:
-  /// @return null when no encoding begins with the first byte; else the message, good until the next call
-  const MD::MD_Message* parse(const std::vector<std::uint8_t>& bytes) {
-    MD::MD_Message* const message = messageOf(bytes.empty() ? 0 : bytes[0]);
-    if (message != nullptr) {
-      message->setBinaryImpl(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
-    }
-    return message;
+  /// @return false when the bytes are not a delta of this program
+  bool onDelta(const std::vector<std::uint8_t>& bytes) {
+    const auto delta = MD::MD_Message::createFromBytes(bytes);
+    const auto symbol = delta != nullptr ? delta->get(SYMBOL) : std::nullopt;
+    return symbol.has_value() && m_delta.apply(*delta, m_states[std::string(*symbol)]);
   }
+
+  const States& states() const { return m_states; }
 
  private:
-  MD::MD_Message* messageOf(std::uint8_t code) {
-    switch (code) {
-      case 1:
-        return &m_iterMap;
-      case 6:
-        return &m_mInt;
-      case 70:
-        return &m_msgT;
-      default:
-        return nullptr;
-    }
-  }
-
-  MD::mInt m_mInt;
-  MD::IterMap m_iterMap;
-  MD::MsgT m_msgT;
+  MD::Delta m_delta = makeDelta();
+  States m_states;
 };
 
-/// Once every symbol, and every field of it, has been seen, an update allocates nothing. The dictionary is not to be
-/// reloaded while there is a cache: the kept messages' fields are found by the places that it gave them.
-class LastValueCache {
+class Publisher {
  public:
-  explicit LastValueCache(std::uint16_t symbolId) : m_symbolId(symbolId) {}
-
   /// Takes over the fields of `update`: those that are kept change, others are added.
-  /// @param[in,out] refusedFields  grows by the number of fields that cannot be read
   /// @return false when the symbol is absent
-  bool apply(const MD::MD_Message& update, std::uint64_t& refusedFields) {
-    MD::MD_Message::String symbol;
-    if (!update.get(m_symbolId, symbol)) {
+  bool onUpdate(const MD::MD_Message& update) {
+    const auto symbol = update.get(SYMBOL);
+    if (!symbol) {
       return false;
     }
-    m_key.assign(symbol.data, symbol.length);
-    MD::IterMap& kept = m_messages[m_key];  // made in its place when the symbol is new
-    update.get_field_ids(m_ids);
-    for (const std::uint16_t id : m_ids) {
-      refusedFields += copyField(update, id, kept) ? 0U : 1U;
+    const auto changed = m_changed.emplace(*symbol).first;
+    MD::IterMap& state = m_states[*changed];
+    // Fields that cannot be read are listed; copyMsg() would end the process.
+    m_refusedFields += copyReadable(update, state).size();
+    ++m_updates;
+    if (update.get(TRADING_STATUS) == 'H') {  // a halted instrument has no quotes
+      for (const auto field : {BID, ASK, BID_SIZE, ASK_SIZE}) {
+        state.erase(field);
+      }
     }
     return true;
   }
 
-  /// @return null for a symbol that was never seen; else the message, good until the symbol's next update
-  const MD::MD_Message* snapshot(const std::string& symbol) const {
-    const auto found = m_messages.find(symbol);
-    return found != m_messages.end() ? &found->second : nullptr;
+  /// Sends what has changed since the last tick.
+  void onTick(Subscriber& subscriber) {
+    std::cout << "tick: " << m_updates << " updates in " << m_changed.size() << " deltas\n";
+    m_updates = 0;
+    for (const std::string& symbol : m_changed) {
+      const MD::IterMap& state = m_states[symbol];
+      MD::IterMap& sent = m_sent[symbol];
+      if (!m_delta.diff(sent, state, m_message)) {
+        throw std::runtime_error("no delta can be made for " + symbol);
+      }
+      std::cout << "  " << MD::escaped(symbol) << ": ";
+      printHex(m_message);
+      // Sent and received.
+      if (!subscriber.onDelta({m_message.data(), m_message.data() + m_message.size()}) ||
+          !m_delta.apply(m_message, sent)) {
+        throw std::runtime_error("the delta for " + symbol + " cannot be applied");
+      }
+    }
+    m_changed.clear();
   }
 
-  std::vector<std::string> symbols() const {
-    std::vector<std::string> names;
-    for (const auto& entry : m_messages) {
-      names.push_back(entry.first);
-    }
-    std::sort(names.begin(), names.end());
-    return names;
+  /// @return null for a symbol that was never seen; else its newest state, valid until the next update
+  const MD::MD_Message* snapshot(const std::string& symbol) const {
+    const auto found = m_states.find(symbol);
+    return found != m_states.end() ? &found->second : nullptr;
   }
+
+  const States& states() const { return m_states; }
+  std::uint64_t refusedFields() const { return m_refusedFields; }
 
  private:
-  template <class T>
-  static bool copyAs(const MD::MD_Message& from, std::uint16_t id, MD::IterMap& to) {
-    T value{};
-    return from.get(id, value) && to.update(id, value);
-  }
-
-  /// By type, where an MD_Variant would allocate for a string and copyMsg() ends the process for a field that cannot be
-  /// read. @return false for such a field, and for one of a type that messages do not carry
-  static bool copyField(const MD::MD_Message& from, std::uint16_t id, MD::IterMap& to) {
-    switch (MD::MD_FieldMap::instance().packed(id).type) {
-      case MD::DATATYPES::CHAR:
-        return copyAs<char>(from, id, to);
-      case MD::DATATYPES::INT:
-        return copyAs<std::int32_t>(from, id, to);
-      case MD::DATATYPES::INT64:
-        return copyAs<std::int64_t>(from, id, to);
-      case MD::DATATYPES::FLOAT:
-        return copyAs<float>(from, id, to);
-      case MD::DATATYPES::DOUBLE:
-        return copyAs<double>(from, id, to);
-      case MD::DATATYPES::STRING:  // of another length than before it moves to the message's end
-        return copyAs<MD::MD_Message::String>(from, id, to);
-      case MD::DATATYPES::BUFFER:
-        return copyAs<MD::MD_Message::Buffer>(from, id, to);
-      case MD::DATATYPES::DATETIME:
-        return copyAs<MD::MD_DateTime>(from, id, to);
-      case MD::DATATYPES::EPOCH_NSEC:
-        return copyAs<MD::MD_EpochNS>(from, id, to);
-      default:
-        return false;
-    }
-  }
-
-  std::uint16_t m_symbolId;
-  // Whatever the updates' encodings are: numbers have one width in an IterMap, so that they are overwritten in place,
-  // and strings may have any length. A message is not moved by the container, since each has a node of its own.
-  std::unordered_map<std::string, MD::IterMap> m_messages;
-  // Kept for their memory.
-  std::string m_key;
-  std::vector<std::uint16_t> m_ids;
+  States m_states;
+  States m_sent;  // as subscribers have them
+  std::set<std::string> m_changed;
+  MD::Delta m_delta = makeDelta();
+  MD::IterMap m_message;
+  std::uint64_t m_updates = 0;  // since the last tick
+  std::uint64_t m_refusedFields = 0;
 };
+
+bool areSame(const States& a, const States& b) {
+  return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](const auto& left, const auto& right) {
+           return left.first == right.first && sameFields(left.second, right.second);
+         });
+}
 
 bool fromHex(std::string_view line, std::vector<std::uint8_t>& bytes) {
   bytes.clear();
@@ -151,34 +147,22 @@ bool fromHex(std::string_view line, std::vector<std::uint8_t>& bytes) {
   return line.size() % 2 == 0;
 }
 
-void printHex(const MD::MD_Message& message) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  const std::uint8_t* const bytes = message.getBinary();
-  std::string text;
-  for (std::uint32_t i = 0; i < message.getSizeImpl(); ++i) {
-    text += kDigits[bytes[i] >> 4];
-    text += kDigits[bytes[i] & 15];
-  }
-  std::cout << text << '\n';
-}
-
-void answer(const LastValueCache& cache, const std::string& symbol) {
+void answer(const Publisher& publisher, const std::string& symbol) {
   std::cout << "snapshot of " << symbol << ": ";
-  if (const MD::MD_Message* const message = cache.snapshot(symbol)) {
+  if (const MD::MD_Message* const message = publisher.snapshot(symbol)) {
     printHex(*message);
   } else {
     std::cout << "never seen\n";
   }
 }
 
-/// @return false when a line is neither a message in hex nor a question, and when reading or writing fails
+/// @return false when a line is none of those that the top of this file lists, and when reading or writing fails
 bool run(std::istream& file) {
-  LastValueCache cache(MD::MD_FieldMap::instance().nameToId("SYMBOL"));
-  Parser parser;
+  Publisher publisher;
+  Subscriber subscriber;
   std::uint64_t applied = 0;
   std::uint64_t foreign = 0;
   std::uint64_t withoutSymbol = 0;
-  std::uint64_t refusedFields = 0;
   std::uint64_t lineNumber = 0;
   std::vector<std::uint8_t> bytes;
   for (std::string line; std::getline(file, line);) {
@@ -186,25 +170,31 @@ bool run(std::istream& file) {
     if (!line.empty() && line.back() == '\r') {
       line.pop_back();
     }
-    if (line.rfind("? ", 0) == 0) {
-      answer(cache, line.substr(2));
+    if (line == "tick") {
+      publisher.onTick(subscriber);
+    } else if (line.rfind("? ", 0) == 0) {
+      answer(publisher, line.substr(2));
     } else if (!fromHex(line, bytes)) {
-      std::cerr << "last_value_cache: line " << lineNumber << " is neither hex nor a question\n";
+      std::cerr << "last_value_cache: line " << lineNumber << " is neither hex, a tick nor a question\n";
       return false;
-    } else if (const MD::MD_Message* const update = parser.parse(bytes); update == nullptr) {
+    } else if (const auto update = MD::MD_Message::createFromBytes(bytes); update == nullptr) {
       ++foreign;
     } else {
-      ++(cache.apply(*update, refusedFields) ? applied : withoutSymbol);
+      ++(publisher.onUpdate(*update) ? applied : withoutSymbol);
     }
   }
   if (file.bad()) {
     std::cerr << "last_value_cache: cannot read on\n";
     return false;
   }
-  std::cout << applied << " updates, " << refusedFields << " fields of them refused; left out: " << foreign
-            << " of no encoding, " << withoutSymbol << " without a symbol\n";
-  for (const std::string& symbol : cache.symbols()) {
-    std::cout << '\n' << *cache.snapshot(symbol);
+  publisher.onTick(subscriber);
+  std::cout << applied << " updates, " << publisher.refusedFields() << " of their fields refused; skipped: " << foreign
+            << " of no encoding, " << withoutSymbol << " without a symbol\n"
+            << "the subscriber has " << (areSame(publisher.states(), subscriber.states()) ? "the same" : "other")
+            << " states:\n";
+  for (const auto& [symbol, state] : subscriber.states()) {
+    std::cout << '\n';
+    print(std::cout, state);
   }
   if (!std::cout.flush()) {
     std::cerr << "last_value_cache: cannot write\n";
@@ -229,7 +219,7 @@ int main(int argc, char** argv) {
   try {
     return run(file) ? 0 : 1;
   } catch (const std::exception& error) {
-    std::cerr << "last_value_cache: " << error.what() << "; is field_map.txt found?\n";
+    std::cerr << "last_value_cache: " << error.what() << '\n';
     return 1;
   }
 }

@@ -10,28 +10,19 @@
 #include "md/md_fieldmap.h"
 #include "md/md_message.h"
 #include "md/md_value_types.h"
+#include "value_dispatch.h"
 
 namespace MD::detail {
 
 inline constexpr const char* kMessageFile = "md_message/src/md_message";
 
-/// Calls `use` with a value-initialised object of the value type that `type` stands for. Any other type fails the
-/// assertion "0" of `assertionLine` (none when that is 0).
-/// @return what `use` returned, or false
+/// withValueType(). Any type that is not a value type fails the assertion "0" of `assertionLine` (none when that is 0).
 template <class Use>
 bool withValueOfType(std::uint8_t type, unsigned assertionLine, Use use) {
-  switch (type) {
-#define MD_CASE(T, name, code) \
-  case code:                   \
-    return use(T{});
-    MD_VALUE_TYPES(MD_CASE)
-#undef MD_CASE
-    default:
-      if (assertionLine != 0) {
-        assertionFailed("0", kMessageFile, assertionLine);
-      }
-      return false;
+  if (assertionLine != 0 && !isValueType(type)) {
+    assertionFailed("0", kMessageFile, assertionLine);
   }
+  return withValueType(type, use);
 }
 
 /// The line under which a failed copy of a value type is filed: those of one type lie ten behind those of the one
@@ -50,11 +41,20 @@ constexpr unsigned copyAssertionLine(DATATYPES::Code type) noexcept {
   return line;
 }
 
-/// Reads each field from `source` and calls `put(id, value)`, whose result says whether it was stored. Asserts both.
+/// Reads each field from `source` and calls `put(id, value)`, whose result says whether it was stored. Asserts both or,
+/// where `notCopied` is given, lists the fields for which one of them fails.
 template <class Put>
-void copyFields(const MD_Message& source, const MD_FieldMap& map, const std::vector<std::uint16_t>& ids, Put put) {
+void copyFields(const MD_Message& source, const MD_FieldMap& map, const std::vector<std::uint16_t>& ids,
+                std::vector<std::uint16_t>* notCopied, Put put) {
   for (const std::uint16_t id : ids) {
-    withValueOfType(map.packed(id).type, 389, [&](auto value) {
+    const std::uint8_t type = map.packed(id).type;
+    if (notCopied != nullptr) {
+      if (!withValueType(type, [&](auto value) { return source.get(id, value) && put(id, value); })) {
+        notCopied->push_back(id);
+      }
+      continue;
+    }
+    withValueOfType(type, 389, [&](auto value) {
       constexpr unsigned kLine = copyAssertionLine(kTypeCode<decltype(value)>);
       return check(source.get(id, value), "b == true", kMessageFile, kLine) &&
              check(put(id, value), "b == true", kMessageFile, kLine + 3);

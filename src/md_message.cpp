@@ -3,16 +3,16 @@
 #include <algorithm>
 #include <limits>
 #include <ostream>
-#include <typeinfo>
 #include <utility>
 
 #include "assertion.h"
 #include "field_copy.h"
-#include "md/detail/encodings.h"
-#include "md/md_datatypes.h"
+#include "field_list.h"
 #include "message_memory.h"
 #include "message_printer.h"
+#include "own_class.h"
 #include "report.h"
+#include "value_dispatch.h"
 
 namespace MD {
 namespace {
@@ -63,6 +63,15 @@ bool MD_Message::get(std::uint16_t id, std::string& out) const {
   return true;
 }
 
+bool MD_Message::get(std::uint16_t id, std::string_view& out) const {
+  String text;
+  if (!getImpl(id, text)) {
+    return false;
+  }
+  out = text;
+  return true;
+}
+
 bool MD_Message::readVariant(std::uint16_t id, MD_Variant& out, Unreadable unreadable) const {
   const FIELDS::packed_rec field = m_map->packed(id);
   if (!field.isKnown()) {
@@ -100,25 +109,82 @@ void MD_Message::reserveForCopy(const MD_Message& source, std::size_t fieldCount
   m_optimizer->fitDictionary();
 }
 
-void MD_Message::copyMsg(const MD_Message& source) {
-  std::vector<std::uint16_t> ids;
-  source.getFieldIdsImpl(ids);
+/// Copies the listed fields. Asserts that each can be read there and stored here, or lists those that cannot.
+void MD_Message::takeFields(const MD_Message& source, const std::vector<std::uint16_t>& ids,
+                            std::vector<std::uint16_t>* notCopied) {
   // Without a field nothing changes: views into this message stay good.
   if (ids.empty()) {
     return;
   }
   reserveForCopy(source, ids.size());
   // A message that is its own source erases at once: its reads would see records that are only marked.
-  const std::type_info& type = &source != this ? typeid(*this) : typeid(MD_Message);
-#define MD_TAKE(Class, CODE, code)                      \
-  if (type == typeid(Class)) {                          \
-    static_cast<Class&>(*this).takeFields(source, ids); \
-    return;                                             \
+  if (&source == this ||
+      !detail::withOwnClass(*this, [&](auto& message) { message.takeFields(source, ids, notCopied); })) {
+    detail::copyFields(source, *m_map, ids, notCopied,
+                       [this](std::uint16_t id, auto value) { return addImpl(id, value) || updateImpl(id, value); });
   }
-  MD_ENCODINGS(MD_TAKE)
-#undef MD_TAKE
-  detail::copyFields(source, *m_map, ids,
-                     [this](std::uint16_t id, auto value) { return addImpl(id, value) || updateImpl(id, value); });
+}
+
+void MD_Message::copyMsg(const MD_Message& source) {
+  std::vector<std::uint16_t> ids;
+  source.getFieldIdsImpl(ids);
+  takeFields(source, ids, nullptr);
+}
+
+/// Whether a field of another message can be read there and stored here.
+bool MD_Message::canTake(const MD_Message& source, std::uint16_t id) const {
+  const std::uint8_t type = m_map->packed(id).type;
+  const bool isHeld = detail::withValueType(
+      type, [&](auto value) { return source.getImpl(id, value) && detail::storedBytes(value) <= longestValueBytes(); });
+  if (!isHeld || !existsImpl(id)) {
+    return isHeld;
+  }
+  std::uint8_t storedType = 0;
+  std::uint32_t sizeBytes = 0;
+  return fieldData(id, storedType, sizeBytes) != nullptr && storedType == type;
+}
+
+std::vector<std::uint16_t> copyFields(const MD_Message& source, const std::vector<std::uint16_t>& ids,
+                                      MD_Message& target) {
+  const detail::SilentReports silence;
+  std::vector<std::uint16_t> taken;
+  std::vector<std::uint16_t> notCopied;
+  for (const std::uint16_t id : ids) {
+    (target.canTake(source, id) ? taken : notCopied).push_back(id);
+  }
+  if (&source != &target) {
+    target.takeFields(source, taken, &notCopied);
+  }
+  return notCopied;
+}
+
+std::vector<std::uint16_t> copyReadable(const MD_Message& source, MD_Message& target) {
+  std::vector<std::uint16_t> ids;
+  detail::listFields(source, ids);
+  return copyFields(source, ids, target);
+}
+
+/// Erases the fields in `removed`, then copies the listed ones. @return false, and nothing is changed, when one of them
+/// cannot be copied
+bool MD_Message::takeChanges(const MD_Message& source, const std::vector<std::uint16_t>& ids,
+                             const std::vector<std::uint16_t>& removed) {
+  // More than the sum no message becomes, apart from longer heads: what comes near the limit is not tried.
+  if (size() + 2 * source.size() + 16 * ids.size() > kMostBytes) {
+    return false;
+  }
+  for (const std::uint16_t id : ids) {
+    if (!canTake(source, id)) {
+      return false;
+    }
+  }
+  // What can fail for want of memory comes before the first change.
+  reserveForCopy(source, ids.size());
+  if (!removed.empty()) {
+    eraseArrayImpl(removed);
+  }
+  std::vector<std::uint16_t> notCopied;
+  takeFields(source, ids, &notCopied);
+  return notCopied.empty();
 }
 
 bool MD_Message::getWND(std::uint16_t whole_id, std::uint16_t numerator_id, std::uint16_t denominator_id,

@@ -16,6 +16,7 @@
 #include <boost/container/small_vector.hpp>
 
 #include "field_copy.h"
+#include "field_update.h"
 #include "md/detail/record_layout.h"
 #include "md/detail/record_walk.h"
 #include "md/detail/value_codec.h"
@@ -361,11 +362,12 @@ bool RecordMessage<Encoding>::eraseSetImpl(const std::set<std::uint16_t>& ids) {
 }
 
 template <class Encoding>
-void RecordMessage<Encoding>::takeFields(const MD_Message& source, const std::vector<std::uint16_t>& ids) {
+void RecordMessage<Encoding>::takeFields(const MD_Message& source, const std::vector<std::uint16_t>& ids,
+                                         std::vector<std::uint16_t>* notCopied) {
   using Layout = typename Encoding::Layout;
   using Rules = typename Encoding::Rules;
   detail::RecordReplacement<Encoding, Layout, Rules> fields(*this, ids.size());
-  detail::copyFields(source, fieldMap(), ids,
+  detail::copyFields(source, fieldMap(), ids, notCopied,
                      [&fields](std::uint16_t id, auto value) { return fields.put(id, value); });
 }
 
@@ -413,7 +415,37 @@ bool RecordMessage<Encoding>::updateAt(std::uint64_t position, std::uint16_t id,
   return replace(id, position, detail::presentBytes(view, head), value);
 }
 
+/// update() of a typed field.
+template <class Encoding>
+template <class T>
+bool RecordMessage<Encoding>::updateOwnAny(std::uint16_t id, T value) {
+  using Layout = typename Encoding::Layout;
+  constexpr std::uint8_t kType = detail::kTypeCode<T>;
+  const FIELDS::packed_rec field = fieldMap().packed(id);
+  const std::uint64_t lengthBytes = Layout::valueBytes(value);
+  if (field.type != kType) {
+    return detail::refuseUpdate(detail::kUpdateOfOtherType, id, kType, lengthBytes);
+  }
+  if (lengthBytes > Layout::kMaxValueBytes) {
+    return detail::refuseUpdate(detail::kUpdateIsTooLong, id, kType, lengthBytes);
+  }
+  const std::uint64_t position = find(field);
+  if (position == 0) {
+    return append(id, value);
+  }
+  const detail::ByteView view = detail::viewOf(bytes());
+  const detail::RecordHead head = detail::headAt<Layout>(view, position, fieldMap());
+  if (Layout::id(view, position) != id || head.type != kType || !detail::isLengthOf<Layout, T>(head.valueBytes)) {
+    return detail::refuseUpdate(detail::kUpdateOfOtherRecord, id, head.type, lengthBytes);
+  }
+  return updateAt(position, id, value);
+}
+
 #define MD_SLOT(T, name, code)                                                \
+  template <class Encoding>                                                   \
+  bool RecordMessage<Encoding>::updateOwn(std::uint16_t id, T value) {        \
+    return updateOwnPlain(id, value) || updateOwnAny(id, value);              \
+  }                                                                           \
   template <class Encoding>                                                   \
   bool RecordMessage<Encoding>::readChecked(std::uint16_t id, T& out) const { \
     const std::uint64_t position = find(fieldMap().packed(id));               \

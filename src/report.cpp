@@ -26,6 +26,8 @@ std::string fieldLines(std::uint16_t id, std::uint8_t type, std::size_t sizeByte
 
 }  // namespace
 
+thread_local bool SilentReports::t_areSilent = false;
+
 void writeReport(const std::string& text) {
   if (const ReportHandler handler = g_handler.load()) {
     handler(text.c_str(), text.size());

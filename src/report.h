@@ -45,11 +45,30 @@ class BadFieldReports {
   std::atomic<int> m_written{0};
 };
 
+/// For its lifetime its thread reports nothing: of operations that say by their results what a report would say.
+class SilentReports {
+ public:
+  SilentReports() noexcept : m_wereSilent(t_areSilent) { t_areSilent = true; }
+  ~SilentReports() { t_areSilent = m_wereSilent; }
+  SilentReports(const SilentReports&) = delete;
+  SilentReports& operator=(const SilentReports&) = delete;
+
+  static bool areInForce() noexcept { return t_areSilent; }
+
+ private:
+  static thread_local bool t_areSilent;
+
+  bool m_wereSilent;
+};
+
 /// Hands `text` to the installed handler, or writes it to standard error in one piece.
 void writeReport(const std::string& text);
 
 template <class Compose>
 void report(Compose compose) noexcept {
+  if (SilentReports::areInForce()) {
+    return;
+  }
   try {
     writeReport(compose());
   } catch (...) {

@@ -406,7 +406,7 @@ void useAnyhow(MD_Message& message, const Ids& ids) {
   other->copyMsg(message);
   for (const std::uint16_t id : ids) {
     std::int32_t value = 0;
-    message.get(id, value);
+    static_cast<void>(message.get(id, value));
     message.existsImpl(id);
     message.add(id, 70000);
     message.update(id, 5);

@@ -97,13 +97,13 @@ class Encodings : public testing::TestWithParam<EncodingRules> {
 
   static std::string textOf(const MD_Message& source, std::uint16_t id) {
     std::string text = "(none)";
-    source.get(id, text);
+    static_cast<void>(source.get(id, text));
     return text;
   }
 
   static int intOf(const MD_Message& source, std::uint16_t id) {
     int value = -999;
-    source.get(id, value);
+    static_cast<void>(source.get(id, value));
     return value;
   }
 
@@ -413,7 +413,7 @@ TEST_P(Encodings, EraseSeveralFields) {
         MD_Variant value;
         EXPECT_EQ(message.get(id, value), isLeft);
         MD_Variant original;
-        expected.get(id, original);
+        static_cast<void>(expected.get(id, original));
         EXPECT_EQ(value, original);
       }
       // What was erased can be added again.

@@ -370,7 +370,7 @@ struct OutlivesThePools {
     const std::unique_ptr<MD_Message> copy = message->clone();
     message.reset();
     double value = 0;
-    copy->get(id::kDouble, value);
+    static_cast<void>(copy->get(id::kDouble, value));
     std::fprintf(stderr, " a late copy reads %.1f\n", value);
   }
 

@@ -248,7 +248,7 @@ std::vector<Operation> operationsOnFields() {
   const auto intoItself = [](bool isAdd) {
     return [isAdd](World& world) {
       MD_Message::String view;
-      world.message->get(id::kString, view);
+      static_cast<void>(world.message->get(id::kString, view));
       world.result = isAdd ? world.message->add(id::kString2, view) : world.message->update(id::kString2, view);
     };
   };

@@ -136,7 +136,7 @@ TEST_P(ReferenceModel, StaysInsideItsBytesWhereFieldsOverlap) {
           break;
         case 4: {
           MD_Message::Buffer view;
-          message->get(random.oneIn(2) ? id::kBuffer : id::kBuffer2, view);
+          static_cast<void>(message->get(random.oneIn(2) ? id::kBuffer : id::kBuffer2, view));
           message->update(id::kBuffer, view);
           break;
         }

@@ -112,6 +112,12 @@ class MD_API IterMap final : public RecordMessage<IterMap> {
 
   /// An empty message over the shared pools.
   IterMap();
+  /// A message of received bytes, one after the other, such as a std::vector<std::uint8_t> or a std::string_view. Empty
+  /// when parse() would refuse them; for bytes of any encoding see createFromBytes().
+  template <class Bytes, detail::IfReceivedBytes<Bytes> = 0>
+  explicit IterMap(const Bytes& bytes) : IterMap() {
+    static_cast<void>(this->parse(bytes));
+  }
   ~IterMap() override;
 
  private:

@@ -3,6 +3,9 @@
 /// message is its serialised bytes at every moment. It owns its contents and borrows the memory from pools. One message
 /// belongs to one thread at a time; different messages are independent.
 ///
+/// Received messages may hold anything: read them by get(), fields(), print(), to_string() and copyReadable(), which
+/// are ready for that. Iterators, `operator<<` and copyMsg() assert that every field can be read.
+///
 /// No operation on a field throws for bad data: it returns false (or null) and may write a diagnostic to standard
 /// error. When memory runs out std::bad_alloc leaves the message as it was. Making the process's first message loads
 /// the dictionary and throws what MD_FieldMap::instance() throws.
@@ -17,12 +20,18 @@
 #include <iterator>
 #include <memory>
 #include <new>
+#include <optional>
 #include <set>
 #include <string>
+#include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
+#include "md/detail/byte_range.h"
 #include "md/md_api.h"
+#include "md/md_field.h"
+#include "md/md_field_view.h"
 #include "md/md_fieldmap.h"
 #include "md/md_msgdata.h"
 #include "md/md_optimizer.h"
@@ -64,6 +73,14 @@ class MD_API MD_Message {
                                                      const Allocator& allocator);
   /// The same over the shared pools.
   static std::unique_ptr<MD_Message> createFromBytes(const std::uint8_t* bytes, std::uint32_t sizeBytes);
+  /// The same for bytes one after the other, such as a std::vector<std::uint8_t> or a std::string_view.
+  template <class Bytes, detail::IfByteRange<Bytes> = 0>
+  static std::unique_ptr<MD_Message> createFromBytes(const Bytes& bytes) {
+    const std::size_t sizeBytes = std::size(bytes);
+    return sizeBytes <= kMostBytes
+               ? createFromBytes(detail::firstByte(bytes), static_cast<std::uint32_t>(sizeBytes), DEFAULT_ALLOCATOR)
+               : nullptr;
+  }
 
   /// A new empty message of the site's preferred encoding: the number that stands in "message/preferred.conf" on the
   /// configuration search path, `MsgT` when there is none, or what a call before has read. A number from 1 to 70 that
@@ -102,7 +119,7 @@ class MD_API MD_Message {
   virtual std::unique_ptr<MD_Message> clone() const = 0;
 
   /// A new message of the same encoding that takes over the contents. This one must be cleared before it is used again.
-  virtual std::unique_ptr<MD_Message> moveToNew() = 0;
+  [[nodiscard]] virtual std::unique_ptr<MD_Message> moveToNew() = 0;
 
  protected:
   /// @{
@@ -164,11 +181,12 @@ class MD_API MD_Message {
 
   /// Reads a field. @return false, `out` unchanged, when it is absent, of another type, or truncated
 #define MD_FRONT_END(T, name, code) \
-  bool get(std::uint16_t id, T& out) const { return getImpl(id, out); }
+  [[nodiscard]] bool get(std::uint16_t id, T& out) const { return getImpl(id, out); }
   MD_VALUE_TYPES(MD_FRONT_END)
 #undef MD_FRONT_END
-  bool get(std::uint16_t id, std::string& out) const;
-  bool getString(std::uint16_t id, std::string& out) const { return get(id, out); }
+  [[nodiscard]] bool get(std::uint16_t id, std::string& out) const;
+  [[nodiscard]] bool get(std::uint16_t id, std::string_view& out) const;
+  [[nodiscard]] bool getString(std::uint16_t id, std::string& out) const { return get(id, out); }
   /// @}
 
   /// @name Adding a field
@@ -186,6 +204,18 @@ class MD_API MD_Message {
   bool addString(std::uint16_t id, const char* text, std::uint16_t length) { return addImpl(id, String(text, length)); }
   bool addString(std::uint16_t id, const std::string& text) { return add(id, text); }
   bool addString(std::uint16_t id, const char* text) { return add(id, text); }
+  /// An integer of a type that is not among the nine, such as `unsigned`, `std::size_t` and `std::uint64_t`: adds it to
+  /// an `INT` or `INT64` field. @return false, and a report on standard error, when it does not fit the field;
+  /// otherwise as the other integers
+  template <class Integer, detail::IfOtherInteger<Integer> = 0>
+  bool add(std::uint16_t id, Integer value) {
+    return addInteger(id, static_cast<std::uint64_t>(value), detail::fitsInt64(value));
+  }
+  /// Does not compile.
+  template <class Bool, detail::IfBool<Bool> = 0>
+  bool add(std::uint16_t, Bool) {
+    return detail::refuseBool<Bool>();
+  }
   /// @}
 
   /// @name Changing a field
@@ -206,6 +236,69 @@ class MD_API MD_Message {
   }
   bool updateString(std::uint16_t id, const std::string& text) { return update(id, text); }
   bool updateString(std::uint16_t id, const char* text) { return update(id, text); }
+  /// As add() of such an integer. One that does not fit changes nothing.
+  template <class Integer, detail::IfOtherInteger<Integer> = 0>
+  bool update(std::uint16_t id, Integer value) {
+    return updateInteger(id, static_cast<std::uint64_t>(value), detail::fitsInt64(value));
+  }
+  /// Does not compile.
+  template <class Bool, detail::IfBool<Bool> = 0>
+  bool update(std::uint16_t, Bool) {
+    return detail::refuseBool<Bool>();
+  }
+  /// @}
+
+  /// @name By typed field
+  /// A `Field<T>` is an id with the type of its value (md/md_field.h). Values convert to it where nothing can be lost;
+  /// others do not compile. Text and bytes longer than the encoding holds are refused, never cut.
+  /// @{
+
+  /// The value of a field: a std::string_view for a `String`, else a `T`. Nothing when get() of the id would be false.
+  template <class T>
+  [[nodiscard]] std::optional<detail::FieldValue<T>> get(Field<T> field) const {
+    return detail::readField<T>(*this, field.id());
+  }
+  /// The same for an id, as in `get<double>(22)`.
+  template <class T>
+  [[nodiscard]] std::optional<detail::FieldValue<T>> get(std::uint16_t id) const {
+    return get(Field<T>(id));
+  }
+  /// The value of a field, or `otherwise`.
+  template <class T>
+  [[nodiscard]] detail::FieldValue<T> value_or(Field<T> field, detail::FieldValue<T> otherwise) const {
+    return get(field).value_or(otherwise);
+  }
+  /// Adds a field. @return false, with the message unchanged, when it exists already, when the dictionary does not give
+  /// it the type `T`, or when the value cannot be stored
+  template <class T, class Value>
+  [[nodiscard]] bool add(Field<T> field, const Value& value) {
+    T converted{};
+    return detail::convertForField(value, converted) && addImpl(field.id(), converted);
+  }
+  /// Replaces a field's value, or adds the field when it is absent. @return false, with the message unchanged, when the
+  /// dictionary does not give it the type `T`, when the record in the message is of another type, id or width, or when
+  /// the value cannot be stored
+  template <class T, class Value>
+  [[nodiscard]] bool update(Field<T> field, const Value& value) {
+    T converted{};
+    return detail::convertForField(value, converted) && updateField(field.id(), converted);
+  }
+  /// Erases a field. @return whether it was present
+  template <class T>
+  bool erase(Field<T> field) {
+    return eraseImpl(field.id());
+  }
+  /// @{
+  /// Whether the message has the field.
+  template <class T>
+  bool exists(Field<T> field) const {
+    return existsImpl(field.id());
+  }
+  template <class T>
+  bool contains(Field<T> field) const {
+    return existsImpl(field.id());
+  }
+  /// @}
   /// @}
 
   /// @name By variant
@@ -213,19 +306,52 @@ class MD_API MD_Message {
 
   /// As get(), add() and update() of a value of the type that the dictionary declares, whatever that is. Asserts that
   /// it is one of the nine value types and, for add and update, that the variant holds that type.
-  bool get(std::uint16_t id, MD_Variant& out) const;
+  [[nodiscard]] bool get(std::uint16_t id, MD_Variant& out) const;
   bool add(std::uint16_t id, const MD_Variant& value);
   bool update(std::uint16_t id, const MD_Variant& value);
   /// @}
 
   /// Copies every field of `source`, of any encoding: fields that both hold take its value, other fields of this
-  /// message stay. Asserts that each field can be read there and stored here.
+  /// message stay. Asserts that each field can be read there and stored here; copyReadable() does not.
   void copyMsg(const MD_Message& source);
 
   /// Reads a price kept as three `INT` fields: whole + numerator / denominator. An absent whole or numerator counts as
   /// 0, an absent denominator as 100; a stored denominator of 0 divides as doubles do.
   /// @return false, `out` unchanged, when none of the three can be read
-  bool getWND(std::uint16_t whole_id, std::uint16_t numerator_id, std::uint16_t denominator_id, double& out) const;
+  [[nodiscard]] bool getWND(std::uint16_t whole_id, std::uint16_t numerator_id, std::uint16_t denominator_id,
+                            double& out) const;
+
+  /// @name As a container
+  /// Plain names of what the slots do.
+  /// @{
+
+  /// The number of serialised bytes, the header included.
+  std::size_t size() const noexcept { return static_cast<std::size_t>(m_data->size()); }
+  /// The serialised message, size() bytes, valid until the message changes.
+  const std::uint8_t* data() const noexcept { return m_data->data(); }
+  /// Whether there is no byte after the header.
+  bool empty() const { return emptyImpl(); }
+  /// Whether the message has the field.
+  bool contains(std::uint16_t id) const { return existsImpl(id); }
+  /// Erases a field. @return whether it was present
+  bool erase(std::uint16_t id) { return eraseImpl(id); }
+  /// Removes all fields and keeps the memory.
+  void clear() { clearImpl(); }
+
+  /// Replaces the contents by received bytes of this encoding, one after the other, such as a std::vector<std::uint8_t>
+  /// or a std::string_view. Records with ids unknown to the dictionary are dropped and reported, as by setBinaryImpl().
+  /// @return false, and nothing changed, when the first byte is not the encoding's, or there is none
+  template <class Bytes, detail::IfByteRange<Bytes> = 0>
+  [[nodiscard]] bool parse(const Bytes& bytes) {
+    const std::size_t sizeBytes = std::size(bytes);
+    return sizeBytes != 0 && sizeBytes <= kMostBytes && *detail::firstByte(bytes) == getPB() &&
+           setBinaryImpl(detail::firstByte(bytes), static_cast<std::uint32_t>(sizeBytes));
+  }
+
+  /// Every field, each id once, in wire order (where received bytes repeat an id, at the place of its last record, the
+  /// one that counts). Fields that cannot be read are listed as well, and say why. Silent.
+  std::vector<FieldView> fields() const;
+  /// @}
 
   /// The number of fields that can be found.
   std::size_t fieldCount() const { return m_optimizer->get_field_count(); }
@@ -241,7 +367,7 @@ class MD_API MD_Message {
   void print() const;
 
   /// @{
-  /// Walks the fields in wire order. A field that cannot be read is asserted against.
+  /// Walks the fields in wire order. A field that cannot be read is asserted against; fields() lists it.
   const_iterator begin() const;
   const_iterator end() const;
   /// @}
@@ -254,6 +380,13 @@ class MD_API MD_Message {
 
   /// Writes id, type (as a raw byte) and size of a field to standard error, a line each.
   void printError(std::uint16_t id, std::uint8_t type, std::size_t sizeBytes) const;
+
+  /// @{
+  /// update() of a typed field, nine of it.
+#define MD_SLOT(T, name, code) bool updateField(std::uint16_t id, T value);
+  MD_VALUE_TYPES(MD_SLOT)
+#undef MD_SLOT
+  /// @}
 
   /// The dictionary.
   const MD_FieldMap& fieldMap() const noexcept { return *m_map; }
@@ -269,11 +402,28 @@ class MD_API MD_Message {
   /// @}
 
  private:
+  friend class Delta;
+  friend class FieldView;
   friend class MessagePrinter;
+
+  friend MD_API std::vector<std::uint16_t> copyFields(const MD_Message& source, const std::vector<std::uint16_t>& ids,
+                                                      MD_Message& target);
+
+  static constexpr std::size_t kMostBytes = 0xffff'ffff;
 
   static String terminated(const char* text) { return {text, static_cast<std::uint16_t>(std::strlen(text))}; }
   enum class Unreadable { IsAssertedAgainst, ReadsAsEmpty };
   bool readVariant(std::uint16_t id, MD_Variant& out, Unreadable unreadable) const;
+  bool addInteger(std::uint16_t id, std::uint64_t bits, bool fitsInt64);
+  bool updateInteger(std::uint16_t id, std::uint64_t bits, bool fitsInt64);
+  template <class T>
+  MD_LOCAL bool updateTyped(std::uint16_t id, T value);
+  MD_LOCAL std::uint64_t longestValueBytes() const;
+  MD_LOCAL bool canTake(const MD_Message& source, std::uint16_t id) const;
+  MD_LOCAL void takeFields(const MD_Message& source, const std::vector<std::uint16_t>& ids,
+                           std::vector<std::uint16_t>* notCopied);
+  MD_LOCAL bool takeChanges(const MD_Message& source, const std::vector<std::uint16_t>& ids,
+                            const std::vector<std::uint16_t>& removed);
   void reserveForCopy(const MD_Message& source, std::size_t fieldCount);
 
   const MD_FieldMap* m_map;
@@ -345,9 +495,40 @@ class MD_API MD_Message::const_iterator {
 };
 
 /// Prints a message, one field a line: its name (the id, when the dictionary does not know it) in a column of 22
-/// characters, " = ", the value. Asserts that each field can be read; when the assertion's handler returns, "<VARIANT>"
-/// stands for one that cannot. The stream's width is ignored, and 0 afterwards.
+/// characters, " = ", the value. The text of received messages goes out as it is, a field that received bytes repeat
+/// each time with its whole value; print() is made for those. Asserts that each field can be read; when the assertion's
+/// handler returns, "<VARIANT>" stands for one that cannot. The stream's width is ignored, and 0 afterwards.
 MD_API std::ostream& operator<<(std::ostream& out, const MD_Message& message);
+
+/// A message as text, in the layout of `operator<<` and ready for any bytes: names, text and bytes in the form of
+/// escaped() (md/md_escape.h); "<truncated: 3 of 8 bytes>", or another reason, for a field that cannot be read; each id
+/// once, in the order of fields(), with " <the last of 3 records>" after the value of one that received bytes repeat.
+/// Silent. Takes time and room in proportion to the message.
+MD_API std::string to_string(const MD_Message& message);
+/// Writes to_string() of the message, whatever the format flags and the width of the stream, which is 0 afterwards.
+MD_API std::ostream& print(std::ostream& out, const MD_Message& message);
+
+/// Copies the listed fields of `source`, of any encoding, to `target`, as copyMsg() does, and ready for any bytes.
+/// Takes time in proportion to the messages. Silent.
+/// @return the ids that were not copied: `source` does not have the field or it cannot be read, or `target` cannot hold
+///         the value (an mInt no string of more than 254 characters)
+MD_API std::vector<std::uint16_t> copyFields(const MD_Message& source, const std::vector<std::uint16_t>& ids,
+                                             MD_Message& target);
+
+/// The same for every field of `source`: what copyMsg() does, without an assertion.
+/// @return the ids that were not copied
+[[nodiscard]] MD_API std::vector<std::uint16_t> copyReadable(const MD_Message& source, MD_Message& target);
+
+/// Whether two messages have the same fields: the same ids with values of the same type and the same bits, whatever the
+/// encodings and the order. Of an id that received bytes repeat, the last record counts. Fields that cannot be read are
+/// the same when both messages have the encoding and the records have the bytes in common.
+[[nodiscard]] MD_API bool sameFields(const MD_Message& a, const MD_Message& b);
+
+/// Replaces the contents of `changed` by the ids of `after` that `before` does not have or holds another value of, and
+/// those of `removed` by the ids of `before` that `after` does not have; each in the order of its message. Values are
+/// compared as by sameFields().
+MD_API void changedFields(const MD_Message& before, const MD_Message& after, std::vector<std::uint16_t>& changed,
+                          std::vector<std::uint16_t>& removed);
 
 }  // namespace MD
 

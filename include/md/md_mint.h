@@ -128,6 +128,12 @@ class MD_API mInt final : public RecordMessage<mInt> {
  public:
   /// An empty message over the shared pools.
   mInt();
+  /// A message of received bytes, one after the other, such as a std::vector<std::uint8_t> or a std::string_view. Empty
+  /// when parse() would refuse them; for bytes of any encoding see createFromBytes().
+  template <class Bytes, detail::IfReceivedBytes<Bytes> = 0>
+  explicit mInt(const Bytes& bytes) : mInt() {
+    static_cast<void>(this->parse(bytes));
+  }
   ~mInt() override;
 
  private:

@@ -69,6 +69,12 @@ class MD_API MsgT final : public RecordMessage<MsgT> {
  public:
   /// An empty message over the shared pools.
   MsgT();
+  /// A message of received bytes, one after the other, such as a std::vector<std::uint8_t> or a std::string_view. Empty
+  /// when parse() would refuse them; for bytes of any encoding see createFromBytes().
+  template <class Bytes, detail::IfReceivedBytes<Bytes> = 0>
+  explicit MsgT(const Bytes& bytes) : MsgT() {
+    static_cast<void>(this->parse(bytes));
+  }
   ~MsgT() override;
 
  private:

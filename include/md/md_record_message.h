@@ -7,13 +7,17 @@
 #include <cstdint>
 
 #include <memory>
+#include <optional>
 #include <set>
+#include <type_traits>
 #include <vector>
 
+#include "md/detail/byte_range.h"
 #include "md/detail/record_layout.h"
 #include "md/detail/value_codec.h"
 #include "md/detail/wire_bytes.h"
 #include "md/md_api.h"
+#include "md/md_field.h"
 #include "md/md_fieldmap.h"
 #include "md/md_message.h"
 #include "md/md_value_types.h"
@@ -23,7 +27,11 @@ namespace MD {
 namespace detail {
 template <class Encoding, class Layout, class Rules>
 class RecordReplacement;
-}
+
+/// Bytes that a message is made of. A message of another encoding is not: copyMsg() and copyReadable() convert.
+template <class Bytes>
+using IfReceivedBytes = std::enable_if_t<kIsByteRange<Bytes> && !std::is_base_of_v<MD_Message, Bytes>, int>;
+}  // namespace detail
 
 /// Implements every slot of `MD_Message` over `Encoding::Layout`, which says how the bytes of an encoding lie
 /// (checkLayout() lists what it states), and `Encoding::Rules`, which holds its decisions and the texts of its reports
@@ -37,7 +45,7 @@ class MD_API RecordMessage : public MD_Message {
   const std::uint8_t* fieldData(std::uint16_t id, std::uint8_t& type, std::uint32_t& sizeBytes) const final;
   std::unique_ptr<MD_Message> createEmpty() const final;
   std::unique_ptr<MD_Message> clone() const final;
-  std::unique_ptr<MD_Message> moveToNew() final;
+  [[nodiscard]] std::unique_ptr<MD_Message> moveToNew() final;
   bool eraseArrayImpl(const std::vector<std::uint16_t>& ids) final;
   bool eraseSetImpl(const std::set<std::uint16_t>& ids) final;
   bool eraseImpl(std::uint16_t id) final;
@@ -54,12 +62,37 @@ class MD_API RecordMessage : public MD_Message {
   using MD_Message::add;
   using MD_Message::get;
   using MD_Message::update;
-#define MD_FRONT_END(T, name, code)                                                                                \
-  MD_ALWAYS_INLINE bool get(std::uint16_t id, T& out) const { return readPlain(id, out) || readChecked(id, out); } \
-  MD_ALWAYS_INLINE bool add(std::uint16_t id, T value) { return addPlain(id, value) || addChecked(id, value); }    \
+#define MD_FRONT_END(T, name, code)                                                                             \
+  [[nodiscard]] MD_ALWAYS_INLINE bool get(std::uint16_t id, T& out) const {                                     \
+    return readPlain(id, out) || readChecked(id, out);                                                          \
+  }                                                                                                             \
+  MD_ALWAYS_INLINE bool add(std::uint16_t id, T value) { return addPlain(id, value) || addChecked(id, value); } \
   MD_ALWAYS_INLINE bool update(std::uint16_t id, T value) { return updatePlain(id, value) || updateChecked(id, value); }
   MD_VALUE_TYPES(MD_FRONT_END)
 #undef MD_FRONT_END
+  template <class T>
+  [[nodiscard]] MD_ALWAYS_INLINE std::optional<detail::FieldValue<T>> get(Field<T> field) const {
+    return detail::readField<T>(*this, field.id());
+  }
+  template <class T>
+  [[nodiscard]] MD_ALWAYS_INLINE std::optional<detail::FieldValue<T>> get(std::uint16_t id) const {
+    return get(Field<T>(id));
+  }
+  template <class T>
+  [[nodiscard]] MD_ALWAYS_INLINE detail::FieldValue<T> value_or(Field<T> field, detail::FieldValue<T> otherwise) const {
+    return get(field).value_or(otherwise);
+  }
+  template <class T, class Value>
+  [[nodiscard]] MD_ALWAYS_INLINE bool add(Field<T> field, const Value& value) {
+    T converted{};
+    return detail::convertForField(value, converted) && add(field.id(), converted);
+  }
+  template <class T, class Value>
+  [[nodiscard]] MD_ALWAYS_INLINE bool update(Field<T> field, const Value& value) {
+    T converted{};
+    return detail::convertForField(value, converted) &&
+           (updateOwnPlain(field.id(), converted) || updateField(field.id(), converted));
+  }
 
  protected:
   /// A message with borrowed objects as the pools gave them; startEmpty() or setBinaryImpl() makes it usable.
@@ -92,6 +125,8 @@ class MD_API RecordMessage : public MD_Message {
   template <class T>
   MD_ALWAYS_INLINE inline bool updatePlain(std::uint16_t id, T value);
   template <class T>
+  MD_ALWAYS_INLINE inline bool updateOwnPlain(std::uint16_t id, T value);
+  template <class T>
   MD_ALWAYS_INLINE inline bool findPlain(std::uint16_t id, std::uint64_t lengthBytes, detail::RecordHead& head) const;
 
   // Any case.
@@ -119,8 +154,15 @@ class MD_API RecordMessage : public MD_Message {
   MD_LOCAL bool replace(std::uint16_t id, std::uint64_t position, std::uint64_t recordBytes, T value);
   template <class Ids>
   MD_LOCAL bool eraseMany(const Ids& ids);
-  /// copyMsg() of these fields of another message.
-  MD_LOCAL void takeFields(const MD_Message& source, const std::vector<std::uint16_t>& ids);
+  /// MD_Message::takeFields() from another message.
+  MD_LOCAL void takeFields(const MD_Message& source, const std::vector<std::uint16_t>& ids,
+                           std::vector<std::uint16_t>* notCopied);
+  /// Updates a field whose record, if there is one, is its own and holds a value of its type.
+#define MD_UPDATE_OWN(T, name, code) MD_LOCAL bool updateOwn(std::uint16_t id, T value);
+  MD_VALUE_TYPES(MD_UPDATE_OWN)
+#undef MD_UPDATE_OWN
+  template <class T>
+  MD_RARE MD_LOCAL bool updateOwnAny(std::uint16_t id, T value);
 };
 
 template <class Encoding>
@@ -187,6 +229,33 @@ bool RecordMessage<Encoding>::updatePlain(std::uint16_t id, T value) {
     return false;
   }
   Layout::overwrite(detail::ByteWriter(bytes().data() + head.valuePosition()), value);
+  return true;
+}
+
+/// updatePlain() of a record that has the field's own id, where the dictionary gives that id a `T`.
+template <class Encoding>
+template <class T>
+bool RecordMessage<Encoding>::updateOwnPlain(std::uint16_t id, T value) {
+  using Layout = typename Encoding::Layout;
+  constexpr std::uint8_t kType = detail::kTypeCode<T>;
+  MsgData& data = bytes();
+  const detail::WholeBytes whole(data.data());
+  const Optimizer& table = positions();
+  const FIELDS::packed_rec field = fieldMap().packed(id);
+  const std::uint64_t lengthBytes = Layout::bytesInPlace(value);
+  if (MD_UNLIKELY(field.type != kType) || MD_UNLIKELY(!table.hasRoomFor(field))) {
+    return false;
+  }
+  const std::uint64_t position = table.position(field);
+  if (MD_UNLIKELY(position + Layout::headBytes(kType) + lengthBytes > data.size()) ||
+      MD_UNLIKELY(Layout::id(whole, position) != id)) {
+    return false;
+  }
+  const detail::RecordHead head = Layout::head(whole, position, kType);
+  if (MD_UNLIKELY(head.type != kType) || MD_UNLIKELY(head.valueBytes != lengthBytes)) {
+    return false;
+  }
+  Layout::overwrite(detail::ByteWriter(data.data() + head.valuePosition()), value);
   return true;
 }
 

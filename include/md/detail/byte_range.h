@@ -1,0 +1,42 @@
+/// @file
+/// Bytes in whatever the standard library keeps them. For the library's own headers.
+#ifndef MD_DETAIL_BYTE_RANGE_H
+#define MD_DETAIL_BYTE_RANGE_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include <iterator>
+#include <type_traits>
+#include <utility>
+
+namespace MD::detail {
+
+/// The types that hold one byte of a message.
+template <class T>
+inline constexpr bool kIsByte = std::is_same_v<T, unsigned char> || std::is_same_v<T, signed char> ||
+                                std::is_same_v<T, char> || std::is_same_v<T, std::byte>;
+
+/// Whether `Range` holds bytes one after the other, as std::vector<std::uint8_t>, std::array<std::byte, 8> and
+/// std::string_view do. A literal does not: its NUL is not one of its characters.
+template <class Range, class = void>
+inline constexpr bool kIsByteRange = false;
+template <class Range>
+inline constexpr bool kIsByteRange<Range, std::void_t<decltype(std::data(std::declval<const Range&>())),
+                                                      decltype(std::size(std::declval<const Range&>()))>> =
+    std::is_pointer_v<decltype(std::data(std::declval<const Range&>()))>&&
+        kIsByte<std::remove_cv_t<std::remove_pointer_t<decltype(std::data(std::declval<const Range&>()))>>> &&
+    !(std::is_array_v<Range> && std::is_same_v<std::remove_cv_t<std::remove_extent_t<Range>>, char>);
+
+template <class Range>
+using IfByteRange = std::enable_if_t<kIsByteRange<Range>, int>;
+
+/// The first byte of a range. A byte may be read through any of the character types.
+template <class Range>
+const std::uint8_t* firstByte(const Range& range) noexcept {
+  return reinterpret_cast<const std::uint8_t*>(std::data(range));
+}
+
+}  // namespace MD::detail
+
+#endif
