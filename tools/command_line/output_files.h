@@ -18,8 +18,8 @@ struct Files {
   /// @throws UsageError
   static void open(OutputFile& file, const std::string& path, const CommonOptions& options);
 
-  /// After a run that did not come to its end: removes files that were made and got nothing, which would be in the way of
-  /// the next try. @return what is to be said of the others, empty for nothing
+  /// After a run that did not come to its end: removes files that were made and got nothing, which would be in the way
+  /// of the next try. @return what is to be said of the others, empty for nothing
   std::string leaveUnfinished();
 };
 
