@@ -120,28 +120,32 @@ MD_C_API bool MD_Message_readDateTime(MD_MessageHandle message, uint16_t id, MD_
 /* ---- Several fields in one call ----
  * Programs in other languages read many fields of each message; a call per field costs them more than the read. */
 
+/* A value, in the member of its type. */
+typedef union MD_FieldValue {
+  char c;      /**< a CHAR */
+  int32_t i;   /**< an INT */
+  int64_t l;   /**< an INT64 */
+  float f;     /**< a FLOAT */
+  double d;    /**< a DOUBLE */
+  MD_String s; /**< a STRING; when read, a view: valid until the message is changed or deleted */
+  MD_Buffer b; /**< a BUFFER; likewise */
+  uint64_t dt; /**< a DATETIME's packed word */
+  uint64_t ns; /**< the nanoseconds of an EPOCH_NSEC */
+} MD_FieldValue;
+
 /* A field to read or write. The layout is part of the binary interface. */
 typedef struct MD_FieldSlot {
-  uint16_t id;
-  uint8_t type;   /* the MD_TYPE_ code of the value */
-  uint8_t status; /* set by the call: 1 when the field was read or written, otherwise 0 */
-  union {
-    char c;
-    int32_t i;
-    int64_t l;
-    float f;
-    double d;
-    MD_String s; /* when read, a view: valid until the message is changed or deleted */
-    MD_Buffer b; /* likewise */
-    uint64_t dt; /* a date-time's packed word */
-    uint64_t ns; /* nanoseconds */
-  } value;
+  uint16_t id;         /**< the field */
+  uint8_t type;        /**< the MD_TYPE_ code of the value */
+  uint8_t status;      /**< set by the call: 1 when the field was read or written, otherwise 0 */
+  MD_FieldValue value; /**< its value */
 } MD_FieldSlot;
 
 /* Reads the fields that slots[0] to slots[count - 1] name, each as the get function of its type does. The value of a
  * slot whose field cannot be read stays as it was. Returns the number of fields that were read. */
 MD_C_API size_t MD_Message_readFields(MD_MessageHandle message, MD_FieldSlot* slots, size_t count);
 
+/* What MD_Message_writeFields does with each field. */
 enum { MD_WRITE_ADD = 0, MD_WRITE_UPDATE = 1 };
 
 /* Adds or updates, by `mode`, the fields of slots[0] to slots[count - 1] in their order, each as the function of its
@@ -164,6 +168,7 @@ MD_C_API void MD_Receiver_delete(MD_ReceiverHandle receiver);
  * must not be deleted. Null for bytes of no encoding and for no bytes. */
 MD_C_API MD_MessageHandle MD_Receiver_parse(MD_ReceiverHandle receiver, const uint8_t* bytes, uint32_t size);
 
+/* @{ */
 /* Each reads one field of a serialised message in any encoding without building a message: the answer of the get
  * function on the message that MD_Message_createFromBytes builds from the bytes. MD::peek() in md/md_peek.h describes
  * the rules. Of a repeated field the last record counts, for MD_peekFirst... the first one. Nothing is copied,
@@ -187,14 +192,15 @@ MD_C_API bool MD_peekFirstString(const uint8_t* bytes, uint32_t size, uint16_t i
 MD_C_API bool MD_peekFirstBuffer(const uint8_t* bytes, uint32_t size, uint16_t id, MD_Buffer* out);
 MD_C_API bool MD_peekFirstDateTime(const uint8_t* bytes, uint32_t size, uint16_t id, uint64_t* out); /* likewise */
 MD_C_API bool MD_peekFirstEpochNS(const uint8_t* bytes, uint32_t size, uint16_t id, uint64_t* out);
+/* @} */
 
 /* A record of received bytes, which it refers to. */
 typedef struct MD_Record {
-  uint16_t id;
-  uint8_t type;        /* one of the MD_TYPE_ codes */
-  bool isTruncated;    /* whether the bytes end within the record, which is then the last */
-  uint32_t size;       /* how many value bytes there are; of a truncated record fewer than it announces */
-  const uint8_t* data; /* the value as it is on the wire: a string with its NUL */
+  uint16_t id;         /**< the field */
+  uint8_t type;        /**< one of the MD_TYPE_ codes */
+  bool isTruncated;    /**< whether the bytes end within the record, which is then the last */
+  uint32_t size;       /**< how many value bytes there are; of a truncated record fewer than it announces */
+  const uint8_t* data; /**< the value as it is on the wire: a string with its NUL */
 } MD_Record;
 
 /* Finds the next record of a serialised message in any encoding: those that the message which
@@ -235,9 +241,9 @@ MD_C_API uint64_t MD_FieldMap_fingerprint(void);
 /* A field as a program knows it, such as the headers that "mdmsg dict generate" writes: its name, terminated by NUL,
  * its id and the code of its type. */
 typedef struct MD_ExpectedField {
-  const char* name;
-  uint16_t id;
-  uint8_t type;
+  const char* name; /**< terminated by NUL */
+  uint16_t id;      /**< the field id */
+  uint8_t type;     /**< the MD_TYPE_ code of its type */
 } MD_ExpectedField;
 
 /* Whether the dictionary has each of `count` fields with this id and type; it may have others besides them. False when

@@ -5,6 +5,7 @@ s/ final : public RecordMessage<[A-Za-z]*>/ final : public MD_Message/
 s/^ *friend class .*;$//
 # What is declared for each value type is shown once, for T.
 /^#define MD_GET(/,/^MD_API std::string MD_Variant::get</s/.*//
+/^#define MD_PEEK(/,/^#undef MD_PEEK/s/.*//
 /^#define MD_TYPE_CODE(/,/^#undef MD_TYPE_CODE/s/.*//
 s/^ *#define MD_[A-Z_]*(T, name, code) *\\\{0,1\}//
 s/^ *MD_VALUE_TYPES(MD_[A-Z_]*)$//

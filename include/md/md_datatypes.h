@@ -54,6 +54,7 @@ namespace ENCODINGS {
 /// The encoding byte: the first byte of a serialised message, `MD_Message::getPB()`, and what
 /// `MD_Message::createFromPB()` takes.
 enum Code : std::uint8_t {
+/// An entry of the list as an enumerator.
 #define MD_ENUMERATOR(Class, CODE, code) CODE = code,
   MD_ENCODINGS(MD_ENUMERATOR)
 #undef MD_ENUMERATOR
@@ -64,10 +65,10 @@ struct Encoding {
   const char* name;  ///< the name of its class
 };
 
-/// All encodings.
-inline constexpr Encoding kAll[] = {
+/// An entry of the list as a row of the table.
 #define MD_ROW(Class, CODE, code) {CODE, #Class},
-    MD_ENCODINGS(MD_ROW)
+/// All encodings.
+inline constexpr Encoding kAll[] = {MD_ENCODINGS(MD_ROW)
 #undef MD_ROW
 };
 

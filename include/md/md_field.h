@@ -179,11 +179,12 @@ MD_ALWAYS_INLINE inline bool convertForField(const V& value, T& out) noexcept {
   }
 }
 
-/// Integers of types that are not among the nine, and that no promotion makes one of them.
+// Integers of types that are not among the nine, and that no promotion makes one of them.
 template <class T>
-inline constexpr bool kIsOtherInteger = std::is_integral_v<T> &&
-                                        sizeof(T) >= sizeof(std::int32_t) && kTypeCode<T> == DATATYPES::RAW &&
-                                        !std::is_same_v<T, wchar_t> && !std::is_same_v<T, char32_t>;
+inline constexpr bool kIsOtherInteger =
+    std::conjunction_v<std::is_integral<T>,
+                       std::bool_constant<(sizeof(T) >= sizeof(std::int32_t) && kTypeCode<T> == DATATYPES::RAW)>,
+                       std::negation<std::is_same<T, wchar_t>>, std::negation<std::is_same<T, char32_t>>>;
 template <class T>
 using IfOtherInteger = std::enable_if_t<kIsOtherInteger<T>, int>;
 

@@ -13,8 +13,8 @@ namespace MD {
 
 /// A field as a program knows it.
 struct ExpectedField {
-  const char* name;  ///< terminated by NUL
-  std::uint16_t id;
+  const char* name;   ///< terminated by NUL
+  std::uint16_t id;   ///< the field id
   std::uint8_t type;  ///< a `DATATYPES` code
 };
 

@@ -103,7 +103,7 @@ class MD_API MD_FieldMap {
   /// @{
   /// Replaces the dictionary by the entries of a text in memory, or of a text file, in the format of reload_text(), and
   /// reports the entries that were skipped. A file on the configuration search path is not looked for.
-  /// @param name  what source(), the report and error texts call the text
+  /// source(), the report and error texts call a text in memory `name`.
   /// @throws std::runtime_error  as reload_text()
   static LoadReport loadText(std::string_view text, const std::string& name = "text in memory");
   static LoadReport loadTextFile(const std::string& path);
