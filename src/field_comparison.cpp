@@ -19,7 +19,12 @@ namespace {
 template <class T>
 bool isSame(const T& a, const T& b) noexcept {
   if constexpr (std::is_floating_point_v<T>) {
-    return std::memcmp(&a, &b, sizeof a) == 0;
+    const auto bitsOf = [](T value) {
+      std::conditional_t<sizeof(T) == sizeof(std::uint32_t), std::uint32_t, std::uint64_t> bits = 0;
+      std::memcpy(&bits, &value, sizeof bits);
+      return bits;
+    };
+    return bitsOf(a) == bitsOf(b);
   } else {
     return a == b;
   }

@@ -73,8 +73,8 @@ class EndWatch::Thread {
       if (!m_endsItself || (signal != SIGINT && signal != SIGTERM)) {
         end("interrupted");
         // As without the watch.
-        std::signal(signal, SIG_DFL);
-        std::raise(signal);
+        static_cast<void>(std::signal(signal, SIG_DFL));
+        static_cast<void>(std::raise(signal));
       } else if (m_isAskedToEnd) {
         endStuck();
       }
