@@ -36,42 +36,6 @@ TEST_F(IterMapBytes, StartAsTheHeader) {
   EXPECT_TRUE(m_message.emptyImpl());
 }
 
-TEST_F(IterMapBytes, OfAnInt) {
-  EXPECT_TRUE(m_message.add(id::kInt, 5));
-  EXPECT_EQ(hexOf(m_message), "01 2C 01 05 00 00 00");
-}
-
-TEST_F(IterMapBytes, OfEachType) {
-  EXPECT_TRUE(m_message.add(id::kChar, 'A'));
-  EXPECT_TRUE(m_message.add(id::kInt, -2));
-  EXPECT_TRUE(m_message.add(id::kInt64, std::int64_t{-2}));
-  EXPECT_TRUE(m_message.add(id::kFloat, 1.5f));
-  EXPECT_TRUE(m_message.add(id::kDouble, -1.25));
-  EXPECT_TRUE(m_message.add(id::kString, "AB"));
-  EXPECT_TRUE(m_message.add(id::kString2, ""));
-  EXPECT_TRUE(m_message.add(id::kBuffer, bufferOf({"\x00\xFF\x01", 3})));
-  EXPECT_TRUE(m_message.add(id::kBuffer2, bufferOf("")));
-  EXPECT_TRUE(m_message.add(id::kDateTime, MD_DateTime(20240115, 93000000, -300)));
-  EXPECT_TRUE(m_message.add(id::kEpochNS, MD_EpochNS(0x0102030405060708)));
-  EXPECT_TRUE(m_message.add(id::kHigh, 200));
-  EXPECT_TRUE(m_message.add(id::kOptiPrice, 5));
-  EXPECT_EQ(hexOf(m_message),
-            "01 "
-            "0A 00 41 "
-            "2C 01 FE FF FF FF "
-            "14 00 FE FF FF FF FF FF FF FF "
-            "28 00 00 00 C0 3F "
-            "16 00 00 00 00 00 00 00 F4 BF "
-            "3C 00 03 00 41 42 00 "
-            "3D 00 01 00 00 "
-            "46 00 03 00 00 00 00 FF 01 "
-            "47 00 00 00 00 00 "
-            "50 00 40 11 8B F5 82 8F DA FF "
-            "5A 00 08 07 06 05 04 03 02 01 "
-            "40 9C C8 00 00 00 "
-            "64 00 05 00 00 00");
-}
-
 TEST_F(IterMapBytes, OfTheLongestBuffer) {
   const std::string bytes(65535, 'x');
   EXPECT_TRUE(m_message.add(id::kBuffer, bufferOf(bytes)));

@@ -15,6 +15,7 @@
 #include "support/dictionary.h"
 #include "support/encodings.h"
 #include "support/fresh_buffer.h"
+#include "support/golden_records.h"
 #include "support/messages.h"
 #include "support/scripted_message.h"
 
@@ -28,41 +29,7 @@ const char* ofEncoding(const Encoding& encoding, const char* iterMap, const char
   return encoding.code == ENCODINGS::ITERMAP ? iterMap : encoding.code == ENCODINGS::MINT ? mInt : msgT;
 }
 
-/// CH 'x', QTY 5, SEQ -2, VOLA 1.5, BID 1.25, SYMBOL "AB", BLOB 00 FF 80, WHEN 20240115 93000000 (-300), RECV
-/// 1700000000123456789
-const char* allTypesHex(const Encoding& encoding) {
-  return ofEncoding(encoding,
-                    "01 "
-                    "0A 00 78 "
-                    "2C 01 05 00 00 00 "
-                    "14 00 FE FF FF FF FF FF FF FF "
-                    "28 00 00 00 C0 3F "
-                    "16 00 00 00 00 00 00 00 F4 3F "
-                    "3C 00 03 00 41 42 00 "
-                    "46 00 03 00 00 00 00 FF 80 "
-                    "50 00 40 11 8B F5 82 8F DA FF "
-                    "5A 00 15 CD 85 3D FE 9C 97 17",
-                    "06 "
-                    "0A 00 01 78 "
-                    "2C 01 01 05 "
-                    "14 00 08 FE FF FF FF FF FF FF FF "
-                    "28 00 04 00 00 C0 3F "
-                    "16 00 08 00 00 00 00 00 00 F4 3F "
-                    "3C 00 03 41 42 00 "
-                    "46 00 03 00 FF 80 "
-                    "50 00 08 40 11 8B F5 82 8F DA FF "
-                    "5A 00 08 15 CD 85 3D FE 9C 97 17",
-                    "46 51 52 31 "
-                    "00 0A 00 01 00 00 00 01 78 "
-                    "01 2C 00 02 00 00 00 04 00 00 00 05 "
-                    "00 14 00 13 00 00 00 08 FF FF FF FF FF FF FF FE "
-                    "00 28 00 04 00 00 00 04 3F C0 00 00 "
-                    "00 16 00 05 00 00 00 08 3F F4 00 00 00 00 00 00 "
-                    "00 3C 00 06 00 00 00 03 41 42 00 "
-                    "00 46 00 0E 00 00 00 03 00 FF 80 "
-                    "00 50 00 14 00 00 00 08 40 11 8B F5 82 8F DA FF "
-                    "00 5A 00 16 00 00 00 08 15 CD 85 3D FE 9C 97 17");
-}
+std::string allTypesHex(const Encoding& encoding) { return goldenMessageOfAllTypes(encoding.code); }
 
 std::unique_ptr<MD_Message> allTypesOf(const Encoding& encoding) { return received(fromHex(allTypesHex(encoding))); }
 
@@ -164,7 +131,7 @@ TEST_P(CopyBetween, SharedFieldsTakeTheValueAndOthersStay) {
   EXPECT_EQ(textOf(*copy, id::kString), "AB");
   char character = 0;
   EXPECT_TRUE(copy->get(id::kChar, character));
-  EXPECT_EQ(character, 'x');
+  EXPECT_EQ(character, 'A');
   EXPECT_EQ(m_errors.take(), "");
   EXPECT_EQ(RecordedAssertions::entries(), Report{});
 }
@@ -316,17 +283,8 @@ TEST_P(Copy, OfAMessageIntoItselfKeepsItsValues) {
   message->copyMsg(*message);
   if (GetParam().code == ENCODINGS::MINT) {
     // Each field is updated with its own value, which moves a short integer to the end.
-    EXPECT_EQ(hexOf(*message),
-              "06 "
-              "0A 00 01 78 "
-              "14 00 08 FE FF FF FF FF FF FF FF "
-              "28 00 04 00 00 C0 3F "
-              "16 00 08 00 00 00 00 00 00 F4 3F "
-              "3C 00 03 41 42 00 "
-              "46 00 03 00 FF 80 "
-              "50 00 08 40 11 8B F5 82 8F DA FF "
-              "5A 00 08 15 CD 85 3D FE 9C 97 17 "
-              "2C 01 01 05");
+    EXPECT_EQ(hexOf(*message), goldenMessage(ENCODINGS::MINT, {"Char", "Int64", "Float", "Double", "String", "Buffer",
+                                                               "DateTime", "EpochNS", "IntFive"}));
   } else {
     EXPECT_EQ(hexOf(*message), allTypesHex(GetParam()));
   }

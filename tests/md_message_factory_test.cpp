@@ -16,7 +16,9 @@
 #include "support/captured_errors.h"
 #include "support/configuration.h"
 #include "support/dictionary.h"
+#include "support/encodings.h"
 #include "support/fresh_process.h"
+#include "support/golden_records.h"
 #include "support/messages.h"
 
 namespace MD {
@@ -36,38 +38,26 @@ std::unique_ptr<MD_Message> fromBytes(const Bytes& bytes) {
   return MD_Message::createFromBytes(block.data(), block.size());
 }
 
-// The same fields in each encoding: QTY 300 is 100000, SYMBOL 60 is "IBM".
-struct Encoding {
-  const char* name;
-  std::uint8_t code;
-  const char* emptyHex;
-  const char* filledHex;
-
-  friend std::ostream& operator<<(std::ostream& out, const Encoding& encoding) { return out << encoding.name; }
-};
-
-constexpr Encoding kEncodings[] = {
-    {"IterMap", 1, "01", "01 2C 01 A0 86 01 00 3C 00 04 00 49 42 4D 00"},
-    {"MInt", 6, "06", "06 2C 01 04 A0 86 01 00 3C 00 04 49 42 4D 00"},
-    {"MsgT", 70, "46 51 52 31", "46 51 52 31 01 2C 00 02 00 00 00 04 00 01 86 A0 00 3C 00 06 00 00 00 04 49 42 4D 00"},
-};
+using test::Encoding;
 
 class Factory : public testing::TestWithParam<Encoding> {
  protected:
   void SetUp() override { test::loadDictionary(test::kDictionary); }
 
-  static Bytes filled() { return test::fromHex(GetParam().filledHex); }
+  static std::string emptyHex() { return test::goldenHeader(GetParam().code); }
+  /// QTY 300 is 100000, SYMBOL 60 is "IBM".
+  static std::string filledHex() { return test::goldenMessage(GetParam().code, {"IntHundredThousand", "StringIbm"}); }
+  static Bytes filled() { return test::fromHex(filledHex()); }
 };
 
-INSTANTIATE_TEST_SUITE_P(Encodings, Factory, testing::ValuesIn(kEncodings),
-                         [](const auto& param) { return std::string(param.param.name); });
+INSTANTIATE_TEST_SUITE_P(Encodings, Factory, test::eachEncoding(), test::nameOfEncoding);
 
 TEST_P(Factory, MakesAnEmptyMessageOfACode) {
   const std::unique_ptr<MD_Message> message = MD_Message::createFromPB(GetParam().code);
   ASSERT_NE(message, nullptr);
   EXPECT_EQ(message->getPB(), GetParam().code);
   EXPECT_TRUE(message->emptyImpl());
-  EXPECT_EQ(test::hexOf(*message), GetParam().emptyHex);
+  EXPECT_EQ(test::hexOf(*message), emptyHex());
   EXPECT_EQ(message->fieldCount(), 0U);
 }
 
@@ -76,14 +66,14 @@ TEST_P(Factory, MessagesOfACodeAreIndependent) {
   const auto second = MD_Message::createFromPB(GetParam().code);
   ASSERT_TRUE(first->add(id::kInt, 5));
   EXPECT_TRUE(second->emptyImpl());
-  EXPECT_EQ(test::hexOf(*second), GetParam().emptyHex);
+  EXPECT_EQ(test::hexOf(*second), emptyHex());
 }
 
 TEST_P(Factory, RecognisesReceivedBytesByTheFirst) {
   CapturedErrors errors;
   const auto message = fromBytes(filled());  // a copy: the bytes are gone
   EXPECT_EQ(codeOf(message), GetParam().code);
-  EXPECT_EQ(test::hexOf(*message), GetParam().filledHex);
+  EXPECT_EQ(test::hexOf(*message), filledHex());
   EXPECT_EQ(message->fieldCount(), 2U);
   std::int32_t quantity = 0;
   EXPECT_TRUE(message->get(id::kInt, quantity));
@@ -103,10 +93,10 @@ TEST_P(Factory, AMessageOfReceivedBytesGoesOnAsOneOfItsOwn) {
 }
 
 TEST_P(Factory, AHeaderAloneIsAnEmptyMessage) {
-  const auto message = fromBytes(test::fromHex(GetParam().emptyHex));
+  const auto message = fromBytes(test::fromHex(emptyHex()));
   EXPECT_EQ(codeOf(message), GetParam().code);
   EXPECT_TRUE(message->emptyImpl());
-  EXPECT_EQ(test::hexOf(*message), GetParam().emptyHex);
+  EXPECT_EQ(test::hexOf(*message), emptyHex());
 }
 
 TEST_P(Factory, TheFirstByteAloneIsAnEmptyMessage) {
@@ -128,7 +118,7 @@ TEST_P(Factory, AFieldUnknownToTheDictionaryIsCutOut) {
   bytes.insert(bytes.end(), record.begin(), record.end());
   CapturedErrors errors;
   const auto message = fromBytes(bytes);
-  EXPECT_EQ(test::hexOf(*message), GetParam().filledHex);
+  EXPECT_EQ(test::hexOf(*message), filledHex());
   const std::uint8_t typeOnTheWire = GetParam().code == 70 ? 2 : 0;
   EXPECT_EQ(errors.take(), test::badField(999, typeOnTheWire, 0) +
                                test::remainder("QTY                    = 100000\nSYMBOL                 = IBM\n"));
@@ -195,7 +185,7 @@ TEST_P(Factory, TheAllocatorLendsToMIntAndMsgTOnly) {
   auto message = MD_Message::createFromBytes(filled().data(), static_cast<std::uint32_t>(filled().size()), allocator);
   ASSERT_NE(message, nullptr);
   EXPECT_EQ(message->getBinary() == idle, borrows);
-  EXPECT_EQ(test::hexOf(*message), GetParam().filledHex);
+  EXPECT_EQ(test::hexOf(*message), filledHex());
   EXPECT_EQ(message->fieldCount(), 2U);
 
   message.reset();  // objects go back as they are
@@ -206,9 +196,9 @@ TEST_P(Factory, TheAllocatorLendsToMIntAndMsgTOnly) {
 TEST_P(Factory, WhatTheAllocatorLendsIsReset) {
   const MD_Message::Allocator allocator(std::make_shared<Buffers>(), std::make_shared<Tables>());
   MD_Message::createFromBytes(filled().data(), static_cast<std::uint32_t>(filled().size()), allocator).reset();
-  const Bytes header = test::fromHex(GetParam().emptyHex);
+  const Bytes header = test::fromHex(emptyHex());
   const auto message = MD_Message::createFromBytes(header.data(), static_cast<std::uint32_t>(header.size()), allocator);
-  EXPECT_EQ(test::hexOf(*message), GetParam().emptyHex);
+  EXPECT_EQ(test::hexOf(*message), emptyHex());
   EXPECT_EQ(message->fieldCount(), 0U);
   EXPECT_FALSE(message->existsImpl(id::kInt));
 }

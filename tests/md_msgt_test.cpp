@@ -39,44 +39,6 @@ TEST_F(MsgTBytes, StartAsTheMagic) {
   EXPECT_TRUE(m_message.emptyImpl());
 }
 
-TEST_F(MsgTBytes, OfAnInt) {
-  loadDictionary("ONE 258 INT\n");
-  MsgT message;
-  EXPECT_TRUE(message.add(0x0102, 1));
-  EXPECT_EQ(hexOf(message), "46 51 52 31 01 02 00 02 00 00 00 04 00 00 00 01");
-}
-
-TEST_F(MsgTBytes, OfEachType) {
-  EXPECT_TRUE(m_message.add(id::kChar, 'A'));
-  EXPECT_TRUE(m_message.add(id::kInt, -2));
-  EXPECT_TRUE(m_message.add(id::kInt64, std::int64_t{-2}));
-  EXPECT_TRUE(m_message.add(id::kFloat, 1.5f));
-  EXPECT_TRUE(m_message.add(id::kDouble, -1.25));
-  EXPECT_TRUE(m_message.add(id::kString, "ab"));
-  EXPECT_TRUE(m_message.add(id::kString2, ""));
-  EXPECT_TRUE(m_message.add(id::kBuffer, bufferOf({"\x00\xFF\x01", 3})));
-  EXPECT_TRUE(m_message.add(id::kBuffer2, bufferOf("")));
-  EXPECT_TRUE(m_message.add(id::kDateTime, MD_DateTime(20240115, 93000000, -300)));
-  EXPECT_TRUE(m_message.add(id::kEpochNS, MD_EpochNS(0x0102030405060708)));
-  EXPECT_TRUE(m_message.add(id::kHigh, 200));
-  EXPECT_TRUE(m_message.add(id::kOptiPrice, 5));
-  EXPECT_EQ(hexOf(m_message),
-            "46 51 52 31 "
-            "00 0A 00 01 00 00 00 01 41 "
-            "01 2C 00 02 00 00 00 04 FF FF FF FE "
-            "00 14 00 13 00 00 00 08 FF FF FF FF FF FF FF FE "
-            "00 28 00 04 00 00 00 04 3F C0 00 00 "
-            "00 16 00 05 00 00 00 08 BF F4 00 00 00 00 00 00 "
-            "00 3C 00 06 00 00 00 03 61 62 00 "
-            "00 3D 00 06 00 00 00 01 00 "
-            "00 46 00 0E 00 00 00 03 00 FF 01 "
-            "00 47 00 0E 00 00 00 00 "
-            "00 50 00 14 00 00 00 08 40 11 8B F5 82 8F DA FF "
-            "00 5A 00 16 00 00 00 08 08 07 06 05 04 03 02 01 "
-            "9C 40 00 02 00 00 00 04 00 00 00 C8 "
-            "00 64 00 02 00 00 00 04 00 00 00 05");
-}
-
 TEST_F(MsgTBytes, OfTheLongestStringAndBuffer) {
   const std::string text(65535, 'x');
   EXPECT_TRUE(m_message.add(id::kString, text));
