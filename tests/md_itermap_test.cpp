@@ -13,7 +13,6 @@
 #include "support/captured_errors.h"
 #include "support/dictionary.h"
 #include "support/messages.h"
-#include "support/truncated_records.h"
 
 namespace MD::test {
 namespace {
@@ -226,42 +225,6 @@ TEST_F(IterMapBytes, WithAnUnknownIdLoseTwoBytesAtATime) {
 TEST_F(IterMapBytes, OfOneByteAtTheEndAreCutOff) {
   EXPECT_EQ(hexOf(*parse<IterMap>(fromHex("01 0A 00 41 2C"))), "01 0A 00 41");
   EXPECT_EQ(hexOf(*parse<IterMap>(fromHex("01 E7 03 2C"))), "01");
-}
-
-const TruncatedRecord kTruncatedRecords[] = {
-    {"IntOfThreeBytes", "01 2C 01 05 00 00", id::kInt, 2, 4},
-    {"IntOfNoBytes", "01 2C 01", id::kInt, 2, 4},
-    {"StringLongerThanTheMessage", "01 3C 00 04 00 61 62 63", id::kString, 6, 4},
-    {"StringOfHalfALengthWord", "01 3C 00 04", id::kString, 6, 4},
-    {"StringWithoutALengthWord", "01 3C 00", id::kString, 6, 0},
-    {"BufferLongerThanTheMessage", "01 46 00 03 00 00 00 61 62", id::kBuffer, 14, 3},
-    {"BufferOfAHugeLength", "01 46 00 FF FF FF FF 61", id::kBuffer, 14, 4294967295},
-    {"BufferOfHalfALengthWord", "01 46 00 03 00 00", id::kBuffer, 14, 3},
-    {"DateTimeOfSevenBytes", "01 50 00 01 02 03 04 05 06 07", id::kDateTime, 20, 8},
-};
-
-TEST_F(IterMapBytes, OfATruncatedRecordAreListedButNotRead) {
-  for (const TruncatedRecord& row : kTruncatedRecords) {
-    SCOPED_TRACE(row.name);
-    const auto message = parse<IterMap>(fromHex(row.bytes));
-    EXPECT_EQ(hexOf(*message), row.bytes);
-    expectListedButNotRead(*message, row, kGetError, m_errors);
-    EXPECT_EQ(hexOf(*message), "01");
-  }
-}
-
-TEST_F(IterMapBytes, OfATruncatedRecordAreReplacedByAnUpdate) {
-  const auto number = parse<IterMap>(fromHex("01 2C 01 05 00"));
-  EXPECT_TRUE(number->update(id::kInt, 7));
-  EXPECT_EQ(hexOf(*number), "01 2C 01 07 00 00 00");
-  const auto text = parse<IterMap>(fromHex("01 3C 00 04 00 61 62"));
-  EXPECT_TRUE(text->update(id::kString, "xyz"));
-  EXPECT_EQ(hexOf(*text), "01 3C 00 04 00 78 79 7A 00");
-  // The type is tested before that.
-  const auto other = parse<IterMap>(fromHex("01 2C 01 05 00"));
-  EXPECT_FALSE(other->update(id::kInt, 1.5f));
-  EXPECT_EQ(hexOf(*other), "01 2C 01 05 00");
-  EXPECT_EQ(m_errors.take(), report(kUpdateError, id::kInt, 2, 4));
 }
 
 TEST_F(IterMapBytes, OfABufferThatNoViewCanCarryAreNotRead) {

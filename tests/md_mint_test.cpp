@@ -218,10 +218,6 @@ const IntReadCase kIntReadCases[] = {
     {"ThreeBytes", "06 2C 01 03 01 00 00", false, 7},
     {"FourBytes", "06 2C 01 04 01 00 00 80", true, -2147483647},
     {"FiveBytes", "06 2C 01 05 01 00 00 00 00", false, 7},
-    {"OneByteTruncated", "06 2C 01 01", false, 7},
-    {"TwoBytesTruncated", "06 2C 01 02 01", false, 7},
-    {"FourBytesTruncated", "06 2C 01 04 01 00 00", false, 7},
-    {"LengthMissing", "06 2C 01", false, 7},
 };
 
 TEST_F(MInt, ReadsReceivedIntegersByTheirStoredLength) {
@@ -305,46 +301,6 @@ TEST_F(MInt, ReadsAStringWithoutItsLastByteWhateverThatIs) {
   text = "before";
   EXPECT_TRUE(parse<mInt>(fromHex("06 3C 00 00"))->get(id::kString, text));
   EXPECT_EQ(text, "");
-}
-
-TEST_F(MInt, ALastRecordThatIsCutShortIsListedButNotRead) {
-  const auto message = parse<mInt>(fromHex("06 2C 01 01 05 3C 00 04 49 42 4D"));
-  EXPECT_EQ(m_errors.take(), "");
-  EXPECT_EQ(message->getSizeImpl(), 11u);
-  EXPECT_EQ(idsOf(*message), (Ids{id::kInt, id::kString}));
-  EXPECT_EQ(message->fieldCount(), 2u);
-  EXPECT_TRUE(message->existsImpl(id::kString));
-  std::string text = "before";
-  EXPECT_FALSE(message->get(id::kString, text));
-  EXPECT_EQ(text, "before");
-
-  std::uint8_t type = 0;
-  std::uint32_t size = 0;
-  EXPECT_EQ(message->fieldData(id::kString, type, size), message->getBinary() + 8);
-  EXPECT_EQ(type, 6);
-  EXPECT_EQ(size, 4u);
-
-  EXPECT_TRUE(message->eraseImpl(id::kString));
-  EXPECT_EQ(hexOf(*message), "06 2C 01 01 05");
-  EXPECT_EQ(m_errors.take(), "");
-}
-
-TEST_F(MInt, AnUpdateOfARecordThatIsCutShortReplacesIt) {
-  const auto message = parse<mInt>(fromHex("06 3C 00 04 49 42 4D"));
-  EXPECT_TRUE(message->update(id::kString, "abc"));
-  EXPECT_EQ(hexOf(*message), "06 3C 00 04 61 62 63 00");
-  const auto number = parse<mInt>(fromHex("06 16 00 08 01"));
-  EXPECT_TRUE(number->update(id::kDouble, -1.25));
-  EXPECT_EQ(hexOf(*number), "06 16 00 08 00 00 00 00 00 00 F4 BF");
-  const auto bare = parse<mInt>(fromHex("06 16 00"));
-  EXPECT_TRUE(bare->update(id::kDouble, -1.25));
-  EXPECT_EQ(hexOf(*bare), "06 16 00 08 00 00 00 00 00 00 F4 BF");
-}
-
-TEST_F(MInt, AnAddAppendsAtTheEndOfTheBytes) {
-  const auto message = parse<mInt>(fromHex("06 3C 00 04 49 42 4D"));
-  EXPECT_TRUE(message->add(id::kInt, 5));
-  EXPECT_EQ(hexOf(*message), "06 3C 00 04 49 42 4D 2C 01 01 05");
 }
 
 TEST_F(MInt, CutsOutARecordOfAnUnknownIdAndKeepsTheOthers) {

@@ -11,7 +11,6 @@
 #include "support/captured_errors.h"
 #include "support/dictionary.h"
 #include "support/messages.h"
-#include "support/truncated_records.h"
 
 namespace MD::test {
 namespace {
@@ -175,35 +174,6 @@ TEST_F(MsgTBytes, OfBadFieldsAreCutOut) {
     EXPECT_EQ(hexOf(*message), kMagic + row.left);
     EXPECT_EQ(message->fieldCount(), message->emptyImpl() ? 0u : 1u);
   }
-}
-
-const TruncatedRecord kTruncatedRecords[] = {
-    {"IntOfThreeBytes", " 01 2C 00 02 00 00 00 04 00 00 00", id::kInt, 2, 4},
-    {"IntOfNoBytes", " 01 2C 00 02 00 00 00 04", id::kInt, 2, 4},
-    {"IntWithoutALength", " 01 2C 00 02", id::kInt, 2, 0},
-    {"IntOfHalfALength", " 01 2C 00 02 00 00", id::kInt, 2, 0},
-    {"HugeString", " 00 3C 00 06 FF FF FF FF 41", id::kString, 6, 4294967295},
-    {"BufferOfOneByteTooFew", " 00 46 00 0E 00 00 00 02 41", id::kBuffer, 14, 2},
-    {"RawWithoutAType", " 00 C9", id::kRaw, 0, 0},
-};
-
-TEST_F(MsgTBytes, OfATruncatedRecordAreListedButNotRead) {
-  for (const TruncatedRecord& row : kTruncatedRecords) {
-    SCOPED_TRACE(row.name);
-    const auto message = parsed(row.bytes);
-    EXPECT_EQ(hexOf(*message), kMagic + row.bytes);
-    expectListedButNotRead(*message, row, kGetError, m_errors);
-    EXPECT_EQ(hexOf(*message), kMagic);
-  }
-}
-
-TEST_F(MsgTBytes, OfATruncatedRecordAreReplacedByAnUpdate) {
-  const auto number = parsed(" 01 2C 00 02 00 00 00 04 00 00");
-  EXPECT_TRUE(number->update(id::kInt, 7));
-  EXPECT_EQ(hexOf(*number), kMagic + " 01 2C 00 02 00 00 00 04 00 00 00 07");
-  const auto text = parsed(" 00 3C 00 06 00 00 00 04 61");
-  EXPECT_TRUE(text->update(id::kString, "xyz"));
-  EXPECT_EQ(hexOf(*text), kMagic + " 00 3C 00 06 00 00 00 04 78 79 7A 00");
 }
 
 // Records keep the type they were written with.

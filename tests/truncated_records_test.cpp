@@ -1,6 +1,7 @@
-// Records whose bytes another operation has changed: an update of a truncated record, once something was added behind
-// it, writes over the records that follow, and a reload makes ids lead to other records. The field table leads to a
-// record; its own bytes decide from there on.
+// Received records that the message ends within, and records whose bytes another operation has changed: an update of a
+// truncated record, once something was added behind it, writes over the records that follow, and a reload makes ids
+// lead to other records. The field table leads to a record; its own bytes decide from there on.
+#include <cstddef>
 #include <cstdint>
 
 #include <functional>
@@ -17,6 +18,7 @@
 #include "md/md_msgt.h"
 #include "support/captured_errors.h"
 #include "support/dictionary.h"
+#include "support/golden_records.h"
 #include "support/messages.h"
 
 namespace MD::test {
@@ -24,6 +26,147 @@ namespace {
 
 using String = MD_Message::String;
 using Buffer = MD_Message::Buffer;
+
+// Truncated records ---------------------------------------------------------------------------------------------------
+
+constexpr const char* kIterMapGet = "IterMap Error: Attempting to GET a field of incorrect type OR overflow error";
+constexpr const char* kMsgTGet = "MsgT Error: Attempting to GET a field of incorrect type!";
+
+/// The last record of a message, and what the message tells of it.
+struct TruncatedRecord {
+  const char* name;
+  std::uint8_t code;
+  const char* record;
+  std::uint16_t id;
+  std::uint8_t type;
+  std::size_t sizeBytes;
+
+  std::string getReport() const {
+    return code == ENCODINGS::MINT ? "" : report(code == ENCODINGS::MSGT ? kMsgTGet : kIterMapGet, id, type, sizeBytes);
+  }
+};
+
+void PrintTo(const TruncatedRecord& row, std::ostream* out) { *out << row.name; }
+
+constexpr std::uint8_t kMInt = ENCODINGS::MINT;
+constexpr std::uint8_t kIterMap = ENCODINGS::ITERMAP;
+constexpr std::uint8_t kMsgT = ENCODINGS::MSGT;
+
+const TruncatedRecord kTruncatedRecords[] = {
+    {"MIntStringLongerThanTheMessage", kMInt, "3C 00 04 49 42 4D", id::kString, 6, 4},
+    {"MIntStringOfNoBytes", kMInt, "3C 00 04", id::kString, 6, 4},
+    {"MIntStringWithoutALength", kMInt, "3C 00", id::kString, 6, 0},
+    {"MIntBufferOfOneByteTooFew", kMInt, "46 00 02 61", id::kBuffer, 14, 2},
+    {"MIntDoubleOfOneByte", kMInt, "16 00 08 01", id::kDouble, 5, 8},
+    {"MIntDoubleWithoutALength", kMInt, "16 00", id::kDouble, 5, 0},
+    {"MIntIntOfNoBytes", kMInt, "2C 01 01", id::kInt, 2, 1},
+    {"MIntIntOfOneByteOfTwo", kMInt, "2C 01 02 01", id::kInt, 2, 2},
+    {"MIntIntOfThreeBytes", kMInt, "2C 01 04 01 00 00", id::kInt, 2, 4},
+    {"MIntDateTimeOfSevenBytes", kMInt, "50 00 08 01 02 03 04 05 06 07", id::kDateTime, 20, 8},
+    {"IterMapIntOfThreeBytes", kIterMap, "2C 01 05 00 00", id::kInt, 2, 4},
+    {"IterMapIntOfNoBytes", kIterMap, "2C 01", id::kInt, 2, 4},
+    {"IterMapStringLongerThanTheMessage", kIterMap, "3C 00 04 00 61 62 63", id::kString, 6, 4},
+    {"IterMapStringOfHalfALengthWord", kIterMap, "3C 00 04", id::kString, 6, 4},
+    {"IterMapStringWithoutALengthWord", kIterMap, "3C 00", id::kString, 6, 0},
+    {"IterMapBufferLongerThanTheMessage", kIterMap, "46 00 03 00 00 00 61 62", id::kBuffer, 14, 3},
+    {"IterMapBufferOfAHugeLength", kIterMap, "46 00 FF FF FF FF 61", id::kBuffer, 14, 4294967295},
+    {"IterMapBufferOfHalfALengthWord", kIterMap, "46 00 03 00 00", id::kBuffer, 14, 3},
+    {"IterMapDateTimeOfSevenBytes", kIterMap, "50 00 01 02 03 04 05 06 07", id::kDateTime, 20, 8},
+    {"MsgTIntOfThreeBytes", kMsgT, "01 2C 00 02 00 00 00 04 00 00 00", id::kInt, 2, 4},
+    {"MsgTIntOfNoBytes", kMsgT, "01 2C 00 02 00 00 00 04", id::kInt, 2, 4},
+    {"MsgTIntWithoutALength", kMsgT, "01 2C 00 02", id::kInt, 2, 0},
+    {"MsgTIntOfHalfALength", kMsgT, "01 2C 00 02 00 00", id::kInt, 2, 0},
+    {"MsgTHugeString", kMsgT, "00 3C 00 06 FF FF FF FF 41", id::kString, 6, 4294967295},
+    {"MsgTBufferOfOneByteTooFew", kMsgT, "00 46 00 0E 00 00 00 02 41", id::kBuffer, 14, 2},
+    {"MsgTRawWithoutAType", kMsgT, "00 C9", id::kRaw, 0, 0},
+};
+
+class TruncatedRecords : public testing::TestWithParam<TruncatedRecord> {
+ protected:
+  TruncatedRecords() { loadDictionary(kDictionary); }
+
+  static std::string header() { return goldenHeader(GetParam().code); }
+  /// A message of nothing but the record.
+  static std::unique_ptr<MD_Message> alone() {
+    return parse(GetParam().code, fromHex(header() + " " + GetParam().record));
+  }
+
+  CapturedErrors m_errors;
+};
+
+INSTANTIATE_TEST_SUITE_P(Each, TruncatedRecords, testing::ValuesIn(kTruncatedRecords),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST_P(TruncatedRecords, AreListedButNotRead) {
+  const auto message = alone();
+  EXPECT_EQ(m_errors.take(), "");
+  EXPECT_EQ(hexOf(*message), header() + " " + GetParam().record);
+  EXPECT_EQ(idsOf(*message), Ids{GetParam().id});
+  EXPECT_EQ(message->fieldCount(), 1U);
+  EXPECT_TRUE(message->existsImpl(GetParam().id));
+  for (const ValueType& type : valueTypes()) {
+    SCOPED_TRACE(type.name);
+    std::string read;
+    EXPECT_FALSE(type.get(*message, GetParam().id, 0, read));
+    EXPECT_EQ(read, type.raw(0));
+    EXPECT_EQ(m_errors.take(), GetParam().getReport());
+  }
+}
+
+TEST_P(TruncatedRecords, AreLocatedInTheMessage) {
+  const auto message = alone();
+  std::uint8_t type = 0;
+  std::uint32_t size = 0;
+  const std::uint8_t* const data = message->fieldData(GetParam().id, type, size);
+  EXPECT_GT(data, message->getBinary());
+  EXPECT_LE(data, message->getBinary() + message->getSizeImpl());
+  EXPECT_EQ(type, GetParam().type);
+  EXPECT_EQ(size, GetParam().sizeBytes);
+}
+
+TEST_P(TruncatedRecords, AreErasedUpToTheEnd) {
+  const auto one = alone();
+  EXPECT_TRUE(one->eraseImpl(GetParam().id));
+  EXPECT_EQ(hexOf(*one), header());
+  EXPECT_EQ(one->fieldCount(), 0U);
+  const auto several = alone();
+  EXPECT_TRUE(several->eraseArrayImpl({GetParam().id}));
+  EXPECT_EQ(hexOf(*several), header());
+}
+
+TEST_P(TruncatedRecords, AreReplacedByAnUpdate) {
+  for (const ValueType& type : valueTypes()) {
+    if (type.field == GetParam().id) {
+      for (std::size_t sample = 0; sample < type.sampleCount; ++sample) {
+        SCOPED_TRACE(sample);
+        const auto message = alone();
+        EXPECT_TRUE(type.update(*message, type.field, sample));
+        const auto fresh = MD_Message::createFromPB(GetParam().code);
+        EXPECT_TRUE(type.add(*fresh, type.field, sample));
+        EXPECT_EQ(hexOf(*message), hexOf(*fresh));
+      }
+    }
+  }
+  EXPECT_EQ(m_errors.take(), "");
+}
+
+TEST_P(TruncatedRecords, StayBeforeWhatIsAdded) {
+  const auto message = alone();
+  EXPECT_TRUE(message->add(id::kChar, 'A'));
+  EXPECT_EQ(hexOf(*message), header() + " " + GetParam().record + " " + goldenRecord("Char").in(GetParam().code));
+}
+
+// The type is tested before whether there is room for the value.
+TEST(TruncatedRecord, KeepsItsTypeInIterMap) {
+  loadDictionary(kDictionary);
+  CapturedErrors errors;
+  const auto message = parse(kIterMap, fromHex("01 2C 01 05 00"));
+  EXPECT_FALSE(message->update(id::kInt, 1.5F));
+  EXPECT_EQ(hexOf(*message), "01 2C 01 05 00");
+  EXPECT_EQ(errors.take(), report("IterMap Error: Attempting to UPDATE a field with incorrect type", id::kInt, 2, 4));
+}
+
+// Overwritten records -------------------------------------------------------------------------------------------------
 
 /// Reads a field twice, through the base class and through the message's own, and expects the same of both.
 template <class T>
@@ -89,9 +232,6 @@ void expectLocated(const MD_Message& message, std::uint16_t id, std::uint8_t typ
   EXPECT_EQ(foundType, type);
   EXPECT_EQ(foundBytes, sizeBytes);
 }
-
-constexpr const char* kIterMapGet = "IterMap Error: Attempting to GET a field of incorrect type OR overflow error";
-constexpr const char* kMsgTGet = "MsgT Error: Attempting to GET a field of incorrect type!";
 
 const std::string kLongText(253, 'x');
 constexpr const char* kMIntDictionary = "TEXT 6 STRING\nBLOB 256 BUFFER\nNAME 513 STRING\nBIG 65533 INT64\n";
