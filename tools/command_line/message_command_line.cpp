@@ -65,6 +65,24 @@ constexpr const char* kStatsHelp =
     "  mdmsg stats --svg feed.svg --time-zone America/New_York feed.pcap\n"
     "  mdmsg stats --time-field RECV_TIME quotes.hex";
 
+constexpr const char* kDiffHelp =
+    "Messages with the same values of the fields of --key belong together, the first of\n"
+    "OLD with the first of NEW and so on; without --key each with the one in its place.\n"
+    "Encodings may differ. --fields limits what is compared. OLD is held in memory.\n"
+    "Exit status: 1 when there is a difference.\n"
+    "\n"
+    "Examples:\n"
+    "  mdmsg diff --key SYMBOL old.hex new.hex\n"
+    "  mdmsg diff --key SYMBOL,SEQ --fields BID,ASK monday.pcap tuesday.pcap\n"
+    "  mdmsg diff --key SYMBOL --format json old.hex new.hex | jq .after";
+
+struct DiffLine : CommonOptions {
+  DiffOptions diff;
+  std::string format = "text";
+  SourceLine source;
+  SelectionOptions selection;
+};
+
 struct EncodeLine : CommonOptions {
   std::string encoding;
   bool isCsv = false;
@@ -154,6 +172,39 @@ Command addConvert(CLI::App& app) {
   return {command, line, [line](const Session& session) {
             convert(InputTask(session, *line, line->source.options(), line->selection).task(),
                     {line->encoding, line->sink.options()});
+          }};
+}
+
+Command addDiff(CLI::App& app) {
+  CLI::App* const command = app.add_subcommand("diff", "Compare the messages of two files, field by field");
+  const auto line = std::make_shared<DiffLine>();
+  named(command->add_option("--key", line->diff.keys, "Fields that identify a message, by name or id, with commas")
+            ->delimiter(',')
+            ->allow_extra_args(false),
+        "FIELDS");
+  named(command->add_option("--format", line->format, "What to write: text (default) or json")
+            ->check(CLI::IsMember({"text", "json"})),
+        "FORMAT");
+  line->source.add(*command);
+  addSelectionOptions(*command, line->selection, true);
+  line->addOutput(*command);
+  line->add(*command);
+  command->get_option("FILE")->description("OLD and NEW, \"-\" for standard input")->expected(2)->required();
+  command->footer(kDiffHelp);
+  return {command, line, [line](const Session& session) {
+            if (line->files[0] == "-" && line->files[1] == "-") {
+              throw UsageError("only one of the two inputs can be standard input");
+            }
+            CommonOptions before = *line;
+            CommonOptions after = *line;
+            before.files = {line->files[0]};
+            after.files = {line->files[1]};
+            DiffOptions options = line->diff;
+            options.isJson = line->format == "json";
+            const SourceOptions source = line->source.options();
+            const InputTask old(session, before, source, line->selection);
+            const InputTask now(session, after, source, line->selection);
+            diff(old.task(), now.task(), options);
           }};
 }
 

@@ -9,6 +9,7 @@ namespace MD::tool {
 Command addEncode(CLI::App& app);
 Command addDecode(CLI::App& app);
 Command addConvert(CLI::App& app);
+Command addDiff(CLI::App& app);
 Command addDump(CLI::App& app);
 Command addStats(CLI::App& app);
 

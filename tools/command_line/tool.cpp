@@ -67,8 +67,9 @@ std::vector<Command> addCommands(CLI::App& app) {
       "  mdmsg convert --to MsgT quotes.hex > other.hex\n"
       "\n"
       "\"mdmsg COMMAND --help\" tells more.");
-  std::vector<Command> commands{addEncode(app),   addDecode(app), addConvert(app), addDump(app),      addStats(app),
-                                addGenerate(app), addReplay(app), addListen(app),  addWireshark(app), addDescribe(app)};
+  std::vector<Command> commands{addEncode(app), addDecode(app),    addConvert(app),  addDiff(app),
+                                addDump(app),   addStats(app),     addGenerate(app), addReplay(app),
+                                addListen(app), addWireshark(app), addDescribe(app)};
   addDictCommands(app, commands);
   return commands;
 }

@@ -6,6 +6,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "base/diagnostics.h"
 #include "base/output.h"
@@ -54,6 +55,15 @@ struct ConvertOptions {
 /// Messages to messages of another encoding.
 /// @throws UsageError for an encoding that there is not
 void convert(const Task& task, const ConvertOptions& options);
+
+struct DiffOptions {
+  std::vector<std::string> keys;  ///< fields by which messages belong together; none: by their order alone
+  bool isJson = false;
+};
+
+/// The messages of two inputs that differ, and in which fields. Differences count as bad data.
+/// @throws UsageError for a key that there is not
+void diff(const Task& before, const Task& after, const DiffOptions& options);
 
 /// Messages taken apart byte by byte. One with flaws counts as bad data.
 void dump(const Task& task, bool isColored);

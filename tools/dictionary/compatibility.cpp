@@ -86,9 +86,8 @@ std::vector<Incompatibility> incompatibilities(const DictionaryRows& before, con
         found.push_back(
             {"removed", id, withType(row), "IterMap readers with the new dictionary misread what follows the field"});
       }
-    } else if (areNamesKnown && movedTo(row.name, id, idsAfter, idsBefore)) {
-      continue;  // which the old id tells
-    } else if (mustBeKnown && level != Compatibility::Backward) {
+    } else if (const bool isReportedAtOldId = areNamesKnown && movedTo(row.name, id, idsAfter, idsBefore);
+               !isReportedAtOldId && mustBeKnown && level != Compatibility::Backward) {
       found.push_back(
           {"added", id, withType(row), "IterMap readers with the old dictionary misread what follows the field"});
     }

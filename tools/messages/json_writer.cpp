@@ -90,7 +90,32 @@ void appendValue(MD_DateTime value, std::string& out) {
 
 void appendValue(MD_EpochNS value, std::string& out) { appendWhole(value.get(), out); }
 
+void appendUnreadableValue(const MD_Message& message, std::uint16_t id, std::string& out) {
+  const StoredBytes there = valueBytes(message, id);
+  appendMember("unreadable", there.data, there.sizeBytes, out);
+}
+
 }  // namespace
+
+bool appendJsonValue(const MD_Message& message, std::uint16_t id, std::uint8_t type, std::string& out) {
+  switch (type) {
+#define MD_CASE(T, name, code)    \
+  case code: {                    \
+    T value{};                    \
+    if (message.get(id, value)) { \
+      appendValue(value, out);    \
+      return true;                \
+    }                             \
+    break;                        \
+  }
+    MD_VALUE_TYPES(MD_CASE)
+#undef MD_CASE
+    default:
+      break;
+  }
+  appendUnreadableValue(message, id, out);
+  return false;
+}
 
 void JsonWriter::append(const MD_Message& message, std::string& out) {
   bool isWhole = listFields(message, m_names, m_reporter, m_ids);
@@ -197,8 +222,7 @@ bool JsonWriter::appendOddString(const MD_Message& message, std::uint16_t id, MD
 }
 
 void JsonWriter::appendUnreadable(const MD_Message& message, std::uint16_t id, std::string& out) {
-  const StoredBytes there = valueBytes(message, id);
-  appendMember("unreadable", there.data, there.sizeBytes, out);
+  appendUnreadableValue(message, id, out);
   noteUnreadable(message, id, m_names, m_reporter);
 }
 

@@ -69,7 +69,7 @@ class Help : public Program {
 TEST_F(Help, EveryCommandHasThreeExamplesToCopy) {
   const std::vector<std::string> all = commands();
   for (const char* const expected :
-       {"encode", "decode", "convert", "dump", "stats", "generate", "replay", "listen", "wireshark", "dict",
+       {"encode", "decode", "convert", "diff", "dump", "stats", "generate", "replay", "listen", "wireshark", "dict",
         "dict check", "dict convert", "dict diff", "dict show", "dict derive", "dict generate"}) {
     EXPECT_NE(std::find(all.begin(), all.end(), expected), all.end()) << expected;
   }
@@ -181,7 +181,7 @@ TEST_F(Completion, BashCompletesCommandsOptionsAndValues) {
                      "try mdmsg decode --dictionary fi\n"
                      "try mdmsg --v\n"),
             "complete -o default -F _mdmsg mdmsg\n"
-            "mdmsg d: decode dump dict\n"
+            "mdmsg d: decode diff dump dict\n"
             "mdmsg dict c: check convert\n"
             "mdmsg dict convert --to : text xml\n"
             "mdmsg convert --to m: mInt\n"
