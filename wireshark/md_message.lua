@@ -1499,11 +1499,12 @@ local function countMessage(total, noted)
 end
 
 local function reportOf(total)
-  local title = format("%-36s %10s %9s %12s %14s", "Encoding, symbol", "Messages", "Share", "Bytes", "With problems")
+  -- Wireshark's window for text is 72 columns wide. A message with several problems counts once.
+  local title = format("%-28s %9s %8s %11s %9s", "Encoding, symbol", "Messages", "Share", "Bytes", "Problems")
   local lines = { ("="):rep(#title), title, ("-"):rep(#title) }
   local function addLine(indent, name, tally)
     local share = total.messages == 0 and 0 or 100 * tally.messages / total.messages
-    lines[#lines + 1] = format("%-36s %10d %8.2f%% %12d %14d", ("  "):rep(indent) .. name, tally.messages, share,
+    lines[#lines + 1] = format("%-28s %9d %7.2f%% %11d %9d", ("  "):rep(indent) .. name, tally.messages, share,
       tally.bytes, tally.withProblems)
     local names = {}
     for key in pairs(tally.below) do
