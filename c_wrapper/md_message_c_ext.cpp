@@ -19,6 +19,7 @@
 #include "cells.h"
 #include "md/md_assert.h"
 #include "md/md_datatypes.h"
+#include "md/md_delta.h"
 #include "md/md_field_check.h"
 #include "md/md_fieldmap.h"
 #include "md/md_message.h"
@@ -157,6 +158,17 @@ bool handOut(Iterator first, std::size_t found, std::uint16_t* ids, std::size_t 
   return written == found;
 }
 
+/// Tells which fields were not copied. @return whether there is none
+bool tellRest(const std::vector<std::uint16_t>& rest, std::uint16_t* ids, std::size_t capacity, std::size_t* count) {
+  if (ids != nullptr) {
+    std::copy_n(rest.begin(), std::min(rest.size(), capacity), ids);
+  }
+  if (count != nullptr) {
+    *count = rest.size();
+  }
+  return rest.empty();
+}
+
 /// Looks up a field and hands it to `use`.
 /// @return what `use` returned, null or false for an unknown field
 template <class Find, class Use>
@@ -245,6 +257,10 @@ MD_MessageHandle MD_Message_createPreferred(bool cached) {
   return newHandle([=] { return MD_Message::createPreferred(cached); });
 }
 
+MD_MessageHandle MD_Message_tryCreateFromBytes(const unsigned char* bytes, uint32_t size) {
+  return newHandle([=] { return MD_Message::createFromBytes(bytes, size); });
+}
+
 MD_MessageHandle MD_Message_createEmpty(MD_MessageHandle message) {
   return isHeld(message) ? newHandle([=] { return message->message->createEmpty(); }) : nullptr;
 }
@@ -266,6 +282,40 @@ bool MD_Message_copyMsg(MD_MessageHandle to, MD_MessageHandle from) {
          });
 }
 
+bool MD_Message_copyReadable(MD_MessageHandle to, MD_MessageHandle from, uint16_t* not_copied, size_t capacity,
+                             size_t* count) {
+  return isHeld(to) && isHeld(from) && withoutExceptions([=] {
+           return tellRest(MD::copyReadable(*from->message, *to->message), not_copied, capacity, count);
+         });
+}
+
+bool MD_Message_copyFields(MD_MessageHandle to, MD_MessageHandle from, const uint16_t* ids, size_t id_count,
+                           uint16_t* not_copied, size_t capacity, size_t* count) {
+  return isHeld(to) && isHeld(from) && ids != nullptr && withoutExceptions([=] {
+           const std::vector<std::uint16_t> listed(ids, ids + id_count);
+           return tellRest(MD::copyFields(*from->message, listed, *to->message), not_copied, capacity, count);
+         });
+}
+
+bool MD_Message_sameFields(MD_MessageHandle a, MD_MessageHandle b) {
+  return isHeld(a) && isHeld(b) && withoutExceptions([=] { return MD::sameFields(*a->message, *b->message); });
+}
+
+bool MD_Message_diff(MD_MessageHandle before, MD_MessageHandle after, MD_MessageHandle delta, uint16_t removed_ids,
+                     const uint16_t* keys, size_t key_count) {
+  return isHeld(before) && isHeld(after) && isHeld(delta) && withoutExceptions([=] {
+           std::vector<std::uint16_t> listed(keys, keys != nullptr ? keys + key_count : keys);
+           MD::Delta made(MD::Field<MD_Message::Buffer>(removed_ids), std::move(listed));
+           return made.diff(*before->message, *after->message, *delta->message);
+         });
+}
+
+bool MD_Message_applyDelta(MD_MessageHandle state, MD_MessageHandle delta, uint16_t removed_ids) {
+  return isHeld(state) && isHeld(delta) && withoutExceptions([=] {
+           return MD::Delta(MD::Field<MD_Message::Buffer>(removed_ids)).apply(*delta->message, *state->message);
+         });
+}
+
 bool MD_Message_copyFieldIds(MD_MessageHandle message, uint16_t* ids, size_t capacity, size_t* count) {
   return isHeld(message) && count != nullptr && withoutExceptions([=] {
            std::vector<std::uint16_t> found;
@@ -280,6 +330,10 @@ bool MD_Message_toText(MD_MessageHandle message, char* text, size_t capacity, si
 
 bool MD_Message_toPriceText(MD_MessageHandle message, char* text, size_t capacity, size_t* length) {
   return printTo(message, text, capacity, length, [](const MD_Message& held) { return MD::PriceOutput(held); });
+}
+
+bool MD_Message_toSafeText(MD_MessageHandle message, char* text, size_t capacity, size_t* length) {
+  return printTo(message, text, capacity, length, [](const MD_Message& held) { return to_string(held); });
 }
 
 bool MD_Message_fieldData(MD_MessageHandle message, uint16_t id, const uint8_t** data, uint32_t* size, uint8_t* type) {

@@ -67,6 +67,10 @@ MD_C_API MD_MessageHandle MD_Message_createFromPB(uint8_t code);
  * in the life of the process instead of on every call. Null when the file names a code that is no encoding's. */
 MD_C_API MD_MessageHandle MD_Message_createPreferred(bool cached);
 
+/* A message that holds a copy of `size` received bytes, as MD_Message_createFromBytes makes it, but null where that
+ * returns a handle that holds no message: for null bytes, for none, and for bytes of no encoding. */
+MD_C_API MD_MessageHandle MD_Message_tryCreateFromBytes(const unsigned char* bytes, uint32_t size);
+
 /* A new empty message of the same encoding. Null for a null handle. */
 MD_C_API MD_MessageHandle MD_Message_createEmpty(MD_MessageHandle message);
 
@@ -74,7 +78,7 @@ MD_C_API MD_MessageHandle MD_Message_createEmpty(MD_MessageHandle message);
 MD_C_API MD_MessageHandle MD_Message_clone(MD_MessageHandle message);
 
 /* ---- The message as a whole ----
- * None but MD_Message_copyMsg changes a message. */
+ * Only the functions that copy, and those of deltas, change a message. */
 
 /* The encoding's code. 0 for a null handle. Needs no memory. */
 MD_C_API uint8_t MD_Message_getPB(MD_MessageHandle message);
@@ -87,6 +91,32 @@ MD_C_API const uint8_t* MD_Message_getBinary(MD_MessageHandle message);
  * of `to` stay. A field that cannot be read there or stored here fails an assertion (convention 5) and, when the
  * handler returns, is left out. False, and `to` as it was, for a null handle and when memory runs out. */
 MD_C_API bool MD_Message_copyMsg(MD_MessageHandle to, MD_MessageHandle from);
+
+/* Copies every field of `from` to `to` that can be read there and held here, without an assertion. Writes the ids of
+ * the other fields to not_copied[0] to not_copied[capacity - 1], as far as there is room, and their number to `count`.
+ * A null `not_copied` or `count` only forgoes that. True when every field was copied; false, and `to` as it was, also
+ * for a null handle and when memory runs out, `count` being as it was. */
+MD_C_API bool MD_Message_copyReadable(MD_MessageHandle to, MD_MessageHandle from, uint16_t* not_copied, size_t capacity,
+                                      size_t* count);
+
+/* The same for `id_count` listed fields. A field that `from` does not have is not copied, either. */
+MD_C_API bool MD_Message_copyFields(MD_MessageHandle to, MD_MessageHandle from, const uint16_t* ids, size_t id_count,
+                                    uint16_t* not_copied, size_t capacity, size_t* count);
+
+/* Whether two messages have the same fields, whatever the encodings and the order: the same ids with values of the same
+ * type and the same bits. Of an id that received bytes repeat, the last record counts. */
+MD_C_API bool MD_Message_sameFields(MD_MessageHandle a, MD_MessageHandle b);
+
+/* Replaces the contents of `delta`, of any encoding, by what turns `before` into `after`: the fields that are new or
+ * have another value, the fields `keys` in any case, and a BUFFER field `removed_ids` that lists the ids of removed
+ * fields. A null `keys` stands for none. False, and `delta` is empty, when a delta cannot say that (see md/md_delta.h);
+ * send the whole message instead. False for a null handle, and when memory runs out, which may leave `delta` empty. */
+MD_C_API bool MD_Message_diff(MD_MessageHandle before, MD_MessageHandle after, MD_MessageHandle delta,
+                              uint16_t removed_ids, const uint16_t* keys, size_t key_count);
+
+/* Changes `state` by a delta whose list of removed fields is `removed_ids`. False, and `state` as it was, when `delta`
+ * is not a delta, when `state` cannot hold a value, for a null handle and when memory runs out. */
+MD_C_API bool MD_Message_applyDelta(MD_MessageHandle state, MD_MessageHandle delta, uint16_t removed_ids);
 
 /* Writes the ids of all fields in wire order to ids[0] to ids[capacity - 1] and their number to `count` (convention 4).
  * A field that received bytes repeat is listed each time. */
@@ -101,6 +131,10 @@ MD_C_API bool MD_Message_toText(MD_MessageHandle message, char* text, size_t cap
 /* The same, but a price that is kept in integer fields named stem_WHOLE, stem_NUM and stem_DENOM prints as one line of
  * the stem and the decimal number. */
 MD_C_API bool MD_Message_toPriceText(MD_MessageHandle message, char* text, size_t capacity, size_t* length);
+
+/* A message as text that is ready for any received bytes, without an assertion: as MD_Message_toText, but each id once,
+ * text escaped (md/md_escape.h), and "<truncated: 3 of 8 bytes>" for a field that cannot be read. */
+MD_C_API bool MD_Message_toSafeText(MD_MessageHandle message, char* text, size_t capacity, size_t* length);
 
 /* ---- Reading a field ----
  * False, and the outputs as they were, when the field is absent or cut off by the end of the message. Neither needs

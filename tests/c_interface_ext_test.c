@@ -198,6 +198,83 @@ static void copyOfAnUnreadableField(void) {
   MD_Message_delete(target);
 }
 
+static void receivedBytes(void) {
+  static const unsigned char bytes[] = {6, 44, 1, 1, 5};
+  static const unsigned char foreign[] = {5, 1};
+  int32_t number = 0;
+  MD_MessageHandle message = MD_Message_tryCreateFromBytes(bytes, sizeof bytes);
+  CHECK(message != NULL && MD_Message_getInt(message, kInt, &number) && number == 5);
+  CHECK(MD_Message_tryCreateFromBytes(foreign, sizeof foreign) == NULL);
+  CHECK(MD_Message_tryCreateFromBytes(bytes, 0) == NULL && MD_Message_tryCreateFromBytes(NULL, 5) == NULL);
+  MD_Message_delete(message);
+}
+
+/* An mInt of received bytes whose double is truncated. */
+static MD_MessageHandle truncatedMessage(void) {
+  static const unsigned char bytes[] = {6, 44, 1, 1, 5, 22, 0, 8, 1, 2, 3};
+  return MD_Message_tryCreateFromBytes(bytes, sizeof bytes);
+}
+
+static void copiesWithoutAssertions(void) {
+  MD_MessageHandle source = truncatedMessage();
+  MD_MessageHandle target = MD_Message_createFromPB(MD_ENCODING_MSGT);
+  MD_MessageHandle held = emptyHandle();
+  const uint16_t listed[] = {kInt, kUnknown, kDouble};
+  uint16_t rest[2] = {kMarked, kMarked};
+  size_t count = kMarked;
+  int32_t number = 0;
+
+  CHECK(!MD_Message_copyReadable(target, source, rest, 2, &count) && count == 1);
+  CHECK(rest[0] == kDouble && rest[1] == kMarked);
+  CHECK(MD_Message_getInt(target, kInt, &number) && number == 5 && MD_Message_fieldCount(target) == 1);
+  CHECK(!MD_Message_copyFields(target, source, listed, 3, rest, 1, &count) && count == 2);
+  CHECK(rest[0] == kUnknown && rest[1] == kMarked);
+  CHECK(MD_Message_copyFields(target, source, listed, 1, rest, 2, &count) && count == 0);
+  CHECK(!MD_Message_copyReadable(target, source, NULL, 0, NULL) &&
+        MD_Message_copyFields(target, source, listed, 1, NULL, 0, NULL));
+  CHECK(MD_Message_copyFields(target, source, listed, 0, NULL, 0, NULL));
+
+  count = kMarked;
+  CHECK(!MD_Message_copyReadable(NULL, source, rest, 2, &count) &&
+        !MD_Message_copyReadable(target, NULL, rest, 2, &count));
+  CHECK(!MD_Message_copyReadable(held, source, rest, 2, &count) &&
+        !MD_Message_copyReadable(target, held, rest, 2, &count));
+  CHECK(!MD_Message_copyFields(target, source, NULL, 1, rest, 2, &count) && count == kMarked);
+  MD_Message_delete(source);
+  MD_Message_delete(target);
+  MD_Message_delete(held);
+}
+
+static void deltas(void) {
+  MD_MessageHandle before = MD_Message_createFromPB(MD_ENCODING_MINT);
+  MD_MessageHandle after = MD_Message_createFromPB(MD_ENCODING_ITERMAP);
+  MD_MessageHandle delta = MD_Message_createFromPB(MD_ENCODING_MSGT);
+  MD_MessageHandle held = emptyHandle();
+  const uint16_t keys[] = {kString};
+  MD_Buffer removed = {NULL, 0};
+
+  CHECK(MD_Message_addInt(before, kInt, 5) && addsString(before, kString, "IBM"));
+  CHECK(addsString(after, kString, "IBM") && MD_Message_addDouble(after, kDouble, 1.5));
+  CHECK(!MD_Message_sameFields(before, after) && MD_Message_sameFields(before, before));
+  CHECK(MD_Message_diff(before, after, delta, kBuffer, keys, 1) && MD_Message_fieldCount(delta) == 3);
+  CHECK(MD_Message_getBuffer(delta, kBuffer, &removed) && removed.length == 2);
+  CHECK(removed.data[0] == (kInt & 255) && removed.data[1] == kInt >> 8);
+  CHECK(MD_Message_applyDelta(before, delta, kBuffer) && MD_Message_sameFields(before, after));
+  CHECK(MD_Message_diff(before, after, delta, kBuffer, NULL, 0) && MD_Message_empty(delta));
+  CHECK(!MD_Message_diff(before, after, before, kBuffer, NULL, 0) && MD_Message_empty(before));
+  CHECK(!MD_Message_applyDelta(after, after, kBuffer));
+
+  CHECK(!MD_Message_sameFields(NULL, after) && !MD_Message_sameFields(after, held));
+  CHECK(!MD_Message_diff(NULL, after, delta, kBuffer, NULL, 0) &&
+        !MD_Message_diff(before, held, delta, kBuffer, NULL, 0));
+  CHECK(!MD_Message_diff(before, after, NULL, kBuffer, NULL, 0));
+  CHECK(!MD_Message_applyDelta(NULL, delta, kBuffer) && !MD_Message_applyDelta(after, held, kBuffer));
+  MD_Message_delete(before);
+  MD_Message_delete(after);
+  MD_Message_delete(delta);
+  MD_Message_delete(held);
+}
+
 static void fieldIds(void) {
   static const unsigned char kBytes[] = {6, 44, 1, 1, 5, 10, 0, 1, 'x', 44, 1, 1, 6};
   MD_MessageHandle held = emptyHandle();
@@ -304,6 +381,14 @@ static bool hasNoData(MD_MessageHandle message, uint16_t id) {
   uint32_t size = kMarked;
   uint8_t type = 255;
   return !MD_Message_fieldData(message, id, &data, &size, &type) && data == &mark && size == kMarked && type == 255;
+}
+
+static void safeText(void) {
+  MD_MessageHandle message = truncatedMessage();
+  printsInto(MD_Message_toSafeText, message,
+             "QTY                    = 5\nBID                    = <truncated: 3 of 8 bytes>\n");
+  printsNothingFor(MD_Message_toSafeText, NULL);
+  MD_Message_delete(message);
 }
 
 static void fieldDataOfEachEncoding(void) {
@@ -536,8 +621,12 @@ int main(int argc, char** argv) {
   bytesAndCode();
   copies();
   copyOfAnUnreadableField();
+  receivedBytes();
+  copiesWithoutAssertions();
+  deltas();
   fieldIds();
   printOuts();
+  safeText();
   fieldDataOfEachEncoding();
   fieldDataThatIsCutOff();
   dateTimes();
