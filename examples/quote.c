@@ -1,6 +1,6 @@
 /* A quote through the C interface: build it, change it, read it back, receive one as bytes. Run it where the sample
  * dictionary etc/field_map.txt is found: in the repository's root, or with CONFIG_PATH naming the folder. */
-#include <md/md_message_c.h>
+#include <md/md_message_c_ext.h>
 
 #include <inttypes.h>
 #include <stdio.h>
@@ -46,7 +46,10 @@ int main(void) {
   MD_Message_erase(quote, EXCH_TIME);
   print_quote(quote);
 
-  received = MD_Message_createFromBytes(datagram, sizeof datagram);
+  received = MD_Message_tryCreateFromBytes(datagram, sizeof datagram);
+  if (received == NULL) { /* bytes of no encoding, or no memory */
+    return 1;
+  }
   print_quote(received);
 
   MD_Message_delete(received);

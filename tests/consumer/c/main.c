@@ -31,8 +31,8 @@ int main(void) {
   bytes[2] = 0;
   bytes[3] = 1;
   bytes[4] = 25;
-  received = MD_Message_createFromBytes(bytes, 5);
-  if (MD_Message_getPB(received) != MD_ENCODING_MINT) {
+  received = MD_Message_tryCreateFromBytes(bytes, 5);
+  if (MD_Message_getPB(received) != MD_ENCODING_MINT || MD_FieldMap_fingerprint() == 0) {
     return 1;
   }
   if (!MD_Message_getInt(received, BID_QTY, &quantity) || MD_Message_getDouble(received, BID, &bid) ||

@@ -6,6 +6,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include <md/md_delta.h>
+#include <md/md_field.h>
 #include <md/md_file_search.h>
 #include <md/md_frac_double.h>
 #include <md/md_itermap.h>
@@ -66,6 +68,25 @@ int main() {
   std::ostringstream price;
   price << MD::PriceOutput(message);
   std::cout << (price.str().find("184.25") != std::string::npos ? "price\n" : "no price\n");
+
+  // Typed fields, and what takes any received bytes.
+  constexpr MD::Field<double> BID{22};
+  constexpr MD::Field<MD::MD_Message::String> SYMBOL{1};
+  constexpr MD::Field<MD::MD_Message::Buffer> REMOVED{900};
+  const std::uint8_t truncated[] = {6, 1, 0, 2, 'A', 0, 22, 0, 8, 1, 2, 3};
+  const auto received = MD::MD_Message::createFromBytes(truncated);
+  MD::mInt target;
+  std::cout << copyReadable(*received, target).size() << " field not copied\n";
+  print(std::cout, *received);
+  if (!target.update(BID, 2) || !target.update(SYMBOL, "AB")) {
+    return 1;
+  }
+  MD::Delta delta(REMOVED);
+  MD::IterMap changes;
+  if (!delta.diff(message, target, changes) || !delta.apply(changes, message) || !sameFields(message, target)) {
+    return 1;
+  }
+  std::cout << to_string(message) << message.value_or(BID, 0.0) << ", " << *MD::lookUp("ASK") << "\n";
 
   printError([&] { fields.idToType(65535); });
   printError([] { MD::file_search(nullptr, MD::CONFIG_PATH, nullptr, "Korvane"); });
