@@ -33,7 +33,8 @@ constexpr std::string_view kBlanks = " \t\n\v\f\r";
 bool isBlank(char c) noexcept { return kBlanks.find(c) != kBlanks.npos; }
 
 bool hasControlCharacter(std::string_view text) noexcept {
-  return std::any_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; });
+  return std::any_of(text.begin(), text.end(),
+                     [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; });
 }
 
 std::string fieldLabel(const std::string& name) { return "field " + printable(name) + ": "; }
