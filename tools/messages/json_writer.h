@@ -16,7 +16,8 @@
 
 namespace MD::tool {
 
-/// Appends a field's value alone, in the same form for every encoding; the bytes that are there where it cannot be read.
+/// Appends a field's value alone, in the same form for every encoding; the bytes that are there where it cannot be
+/// read.
 /// @return whether it can be read
 bool appendJsonValue(const MD_Message& message, std::uint16_t id, std::uint8_t type, std::string& out);
 
