@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <type_traits>
 
+#include "md/detail/layouts.h"
 #include "md/detail/record_layout.h"
 #include "md/detail/record_walk.h"
 #include "md/detail/value_codec.h"
@@ -16,37 +17,8 @@
 #include "md/md_api.h"
 #include "md/md_datatypes.h"
 #include "md/md_fieldmap.h"
-#include "md/md_itermap.h"
-#include "md/md_mint.h"
-#include "md/md_msgt.h"
 
 namespace MD::detail {
-
-/// Names a layout without an object of it.
-template <class L>
-struct LayoutTag {
-  using Layout = L;
-};
-
-/// Calls `use` with the layout of the encoding that the first byte names.
-/// @return what `use` returns; a null result for bytes of no encoding, and for null or no bytes
-template <class Use>
-MD_ALWAYS_INLINE inline auto withLayout(const std::uint8_t* bytes, std::uint64_t sizeBytes, Use use)
-    -> decltype(use(LayoutTag<MIntLayout>())) {
-  if (bytes != nullptr && sizeBytes != 0) {
-    switch (bytes[0]) {
-      case ENCODINGS::ITERMAP:
-        return use(LayoutTag<IterMapLayout>());
-      case ENCODINGS::MINT:
-        return use(LayoutTag<MIntLayout>());
-      case ENCODINGS::MSGT:
-        return use(LayoutTag<MsgTLayout>());
-      default:
-        break;
-    }
-  }
-  return {};
-}
 
 /// The dictionary; null when this is its first use and it cannot be loaded.
 inline const MD_FieldMap* dictionaryOrNull() noexcept {

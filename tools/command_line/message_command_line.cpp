@@ -55,10 +55,10 @@ constexpr const char* kDumpHelp =
     "  mdmsg dump --port 30001 --skip 99 --limit 1 feed.pcap";
 
 constexpr const char* kStatsHelp =
-    "Bad messages hold something that receivers cut out or cannot read, truncated ones\n"
-    "end inside a record; what begins with no encoding's code is not ours. Rates need\n"
-    "the times of a capture or --time-field. The exit status is 1 when a message was\n"
-    "bad, truncated or not ours.\n"
+    "Truncated messages end within a record, malformed ones have a value of a wrong\n"
+    "size, a type other than the dictionary's or a repeated field; unrecognised data\n"
+    "begins with an unknown encoding byte. Rates need the times of a capture or\n"
+    "--time-field. The exit status is 1 when a message had a flaw or was unrecognised.\n"
     "\n"
     "Examples:\n"
     "  mdmsg stats feed.pcap.gz\n"

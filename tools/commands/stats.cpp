@@ -6,7 +6,7 @@
 #include "commands/commands.h"
 #include "commands/taken_messages.h"
 #include "dictionary/field_names.h"
-#include "md/md_message.h"
+#include "md/md_peek.h"
 #include "messages/statistics.h"
 
 namespace MD::tool {
@@ -14,13 +14,11 @@ namespace {
 
 /// When a message was sent, or else captured.
 std::optional<std::int64_t> timeOf(const InputMessage& input, const std::optional<Field>& timeField) {
-  if (timeField) {
-    const auto message = MD_Message::createFromBytes(input.data, static_cast<std::uint32_t>(input.sizeBytes));
-    MD_EpochNS time;
-    constexpr auto kLatest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
-    if (message != nullptr && message->get(timeField->id, time) && time.get() <= kLatest) {
-      return static_cast<std::int64_t>(time.get());
-    }
+  constexpr auto kLatest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+  MD_EpochNS time;
+  if (timeField && input.sizeBytes <= std::numeric_limits<std::uint32_t>::max() &&
+      peek(input.data, static_cast<std::uint32_t>(input.sizeBytes), timeField->id, time) && time.get() <= kLatest) {
+    return static_cast<std::int64_t>(time.get());
   }
   return input.timeNs;
 }
@@ -42,7 +40,7 @@ void stats(const Task& task, const StatsOptions& options) {
   if (const CaptureCounts* const counts = task.messages.counts()) {
     statistics.capture = *counts;
   }
-  if (statistics.bad + statistics.truncated + statistics.foreign != 0) {
+  if (statistics.malformed + statistics.withUnknown + statistics.truncated + statistics.foreign != 0) {
     task.reporter.flawed();
   }
   appendReport(statistics, names, options.zone, options.columns, task.out.text());

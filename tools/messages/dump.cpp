@@ -196,7 +196,7 @@ class Dumper {
         break;
     }
     const bool isReadable = part.flaw != Flaw::EndsInValue &&
-                            part.sizeBytes >= (part.flaw == Flaw::WrongSize ? fixedSizeOf(record.type) : 0);
+                            part.sizeBytes >= (part.flaw == Flaw::WrongSize ? fixedValueBytes(record.type) : 0);
     return isReadable && record.hasType && isCarried(record.type) ? textOfValue(record, part) : std::string();
   }
 
@@ -293,14 +293,13 @@ DumpResult writeDump(const std::uint8_t* bytes, std::size_t sizeBytes, const MD_
   DumpResult result;
   Dumper dumper(bytes, map, isColored, out);
   RecordWalk walk(map);
-  walk.begin(bytes, sizeBytes);
-  for (Record record; walk.next(record);) {
+  walk.forEach(bytes, sizeBytes, [&](const Record& record) {
     dumper.show(record);
     result.isTruncated = record.isTruncated;
     for (const Part& part : record.parts) {
       result.flaws += part.flaw == Flaw::None ? 0U : 1U;
     }
-  }
+  });
   return result;
 }
 

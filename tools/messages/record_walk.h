@@ -10,6 +10,7 @@
 #include <boost/container/static_vector.hpp>
 
 #include "md/md_fieldmap.h"
+#include "md/md_wire_record.h"
 
 namespace MD::tool {
 
@@ -51,40 +52,41 @@ struct Record {
   std::uint8_t dictionaryType = 0;
   bool hasType = false;      ///< by the record itself or by the dictionary
   std::uint8_t type = 0;     ///< of the value: the record's own where it has one, else the dictionary's
-  bool isReadable = false;   ///< receivers read a value of the field from it
   bool isTruncated = false;  ///< the message ends inside it
   std::size_t earlier = 0;   ///< of a Repeated one: where the record before it with the same field begins
   boost::container::static_vector<Part, 4> parts;
 };
 
-/// Walks over received bytes in the way of receivers, but keeps what they cut out. Reads nothing outside the bytes,
-/// whatever they are; each byte belongs to one part. Memory follows the dictionary, not the message, and is kept from
-/// one message to the next.
+/// Walks over received bytes as messages of them do, but keeps what those drop, and names what is wrong. Reads nothing
+/// outside the bytes, whatever they are; each byte belongs to one part. Memory follows the dictionary, not the message,
+/// and is kept from one message to the next.
 class RecordWalk {
  public:
   /// @param map  outlives the walk
   explicit RecordWalk(const MD_FieldMap& map) : m_map(map), m_lastRecords(std::size_t{map.compactCount()} + 1) {}
 
-  /// Begins a message, which stays where it is for as long as it is walked over.
-  void begin(const std::uint8_t* bytes, std::size_t sizeBytes);
-
-  /// Sets `record` to the header, which is the first, then to each record. @return false at the end
-  bool next(Record& record);
+  /// Calls `use` with the header as a `const Record&`, then with each record; not at all for no bytes.
+  template <class Use>
+  void forEach(const std::uint8_t* bytes, std::size_t sizeBytes, Use use) {
+    if (sizeBytes == 0) {
+      return;
+    }
+    begin(bytes, sizeBytes);
+    use(header());
+    forEachWireRecord(bytes, sizeBytes, m_map, [&](const WireRecord& wire) { use(recordOf(wire)); });
+  }
 
  private:
   std::size_t left() const noexcept { return m_sizeBytes - m_at; }
-  std::uint64_t number(std::size_t sizeBytes, bool isBigEndian) const noexcept;
+  std::uint64_t number(std::size_t sizeBytes) const noexcept;
   Part& add(Record& record, Part::Kind kind, std::size_t sizeBytes, Flaw flaw = Flaw::None);
-  void cut(Record& record, Part::Kind kind, Flaw flaw);
+  bool addWhole(Record& record, Part::Kind kind, std::size_t sizeBytes);
 
-  void readHeader(Record& record);
-  void readMInt(Record& record);
-  void readIterMap(Record& record);
-  void readMsgT(Record& record);
-  bool readId(Record& record, bool isBigEndian, const std::uint8_t* typeBehind = nullptr);
-  void readLengthAndValue(Record& record, std::size_t wordBytes, bool isBigEndian);
-  void readValue(Record& record, std::uint64_t sizeBytes);
-  Flaw flawOfValue(const Record& record, std::size_t sizeBytes) const noexcept;
+  void begin(const std::uint8_t* bytes, std::size_t sizeBytes);
+  Record header();
+  Record recordOf(const WireRecord& wire);
+  void addId(Record& record, const WireRecord& wire);
+  void addValue(Record& record, const WireRecord& wire);
 
   const MD_FieldMap& m_map;
   const std::uint8_t* m_bytes = nullptr;
@@ -93,9 +95,6 @@ class RecordWalk {
   std::vector<std::size_t> m_lastRecords;  // by slot: where the field's last record begins, 0 before there is one
   std::vector<std::uint16_t> m_slots;      // of fields that have one
 };
-
-/// The number of bytes that a value of this type has, 0 when it varies or messages carry no values of it.
-std::size_t fixedSizeOf(std::uint8_t type) noexcept;
 
 /// The number that `sizeBytes` bytes hold, at most 8.
 std::uint64_t numberIn(const std::uint8_t* bytes, std::size_t sizeBytes, bool isBigEndian) noexcept;

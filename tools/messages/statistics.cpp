@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <iterator>
 
+#include "md/md_datatypes.h"
+#include "md/md_wire_record.h"
+
 namespace MD::tool {
 namespace {
 
@@ -70,32 +73,56 @@ std::int64_t RateHistogram::barBeginNs(std::size_t index) const noexcept {
   return std::max<std::int64_t>(static_cast<std::int64_t>(begin), 0);
 }
 
+template <class Use>
+void SizeHistogram::forEach(Use use) const {
+  for (std::size_t size = 0; size != m_small.size(); ++size) {
+    if (m_small[size] != 0) {
+      use(size, m_small[size]);
+    }
+  }
+  for (const auto& [size, count] : m_large) {
+    use(size, count);
+  }
+}
+
+std::uint64_t SizeHistogram::smallest() const {
+  const auto first = std::find_if(m_small.begin(), m_small.end(), [](std::uint64_t count) { return count != 0; });
+  return first != m_small.end() ? static_cast<std::uint64_t>(first - m_small.begin()) : m_large.begin()->first;
+}
+
+std::uint64_t SizeHistogram::largest() const {
+  std::uint64_t last = 0;
+  forEach([&](std::uint64_t size, std::uint64_t) { last = size; });
+  return last;
+}
+
 std::uint64_t SizeHistogram::percentile(unsigned percent) const {
   // As many as this, rounded up, are to be no larger.
   const std::uint64_t wanted = m_total / 100 * percent + (m_total % 100 * percent + 99) / 100;
   std::uint64_t seen = 0;
-  for (const auto& [size, count] : m_counts) {
+  std::uint64_t found = 0;
+  forEach([&](std::uint64_t size, std::uint64_t count) {
+    found = seen < wanted ? size : found;
     seen += count;
-    if (seen >= wanted) {
-      return size;
-    }
-  }
-  return largest();
+  });
+  return found;
 }
 
 std::vector<SizeHistogram::Bar> SizeHistogram::bars(std::size_t most) const {
   if (isEmpty()) {
     return {};
   }
-  const std::uint64_t width = (largest() - smallest()) / most + 1;
-  std::vector<Bar> bars(static_cast<std::size_t>((largest() - smallest()) / width + 1));
+  const std::uint64_t first = smallest();
+  const std::uint64_t last = largest();
+  const std::uint64_t width = (last - first) / most + 1;
+  std::vector<Bar> bars(static_cast<std::size_t>((last - first) / width + 1));
   for (std::size_t i = 0; i != bars.size(); ++i) {
-    bars[i].from = smallest() + i * width;
-    bars[i].to = std::min(bars[i].from + width - 1, largest());
+    bars[i].from = first + i * width;
+    bars[i].to = std::min(bars[i].from + width - 1, last);
   }
-  for (const auto& [size, count] : m_counts) {
-    bars[static_cast<std::size_t>((size - smallest()) / width)].count += count;
-  }
+  forEach([&](std::uint64_t size, std::uint64_t count) {
+    bars[static_cast<std::size_t>((size - first) / width)].count += count;
+  });
   return bars;
 }
 
@@ -117,30 +144,40 @@ void MessageCounter::count(const InputMessage& input, std::optional<std::int64_t
 }
 
 void MessageCounter::countRecords(const InputMessage& input, Statistics& statistics) {
-  bool isSound = true;
+  ++m_message;
   bool isTruncated = false;
-  for (m_walk.begin(input.data, input.sizeBytes); m_walk.next(m_record);) {
-    if (m_record.isHeader) {
-      continue;
-    }
-    isTruncated = m_record.isTruncated;
-    isSound = isSound && m_record.isReadable && m_record.parts[0].flaw != Flaw::Repeated;
-    if (m_record.isKnown && m_record.type == m_record.dictionaryType) {
-      // Of a repeated field the last record counts.
-      State& state = m_states[m_record.id];
-      if (state == State::Absent) {
-        m_ids.push_back(m_record.id);
+  bool isMalformed = false;
+  bool hasUnknown = false;
+  std::uint64_t* const fields = statistics.fields.data();
+  forEachWireRecord(input.data, input.sizeBytes, m_map, [&](const WireRecord& record) {
+    const bool isReadable = record.value == WireRecord::Value::Readable;
+    isTruncated = record.value == WireRecord::Value::Truncated;
+    isMalformed |= !isReadable;
+    if (record.kind == WireRecord::Kind::Field) {
+      std::uint64_t& lastSeen = m_lastSeen[record.field.slot];
+      if (lastSeen / 2 == m_message) {
+        // Of a repeated field the last record counts.
+        isMalformed = true;
+        fields[record.id] -= lastSeen % 2;
       }
-      state = m_record.isReadable ? State::Readable : State::Unreadable;
+      fields[record.id] += isReadable ? 1U : 0U;
+      lastSeen = 2 * m_message + (isReadable ? 1U : 0U);
+    } else if (record.kind == WireRecord::Kind::UnknownField) {
+      // Behind one whose length nobody knows, ids are what happens to be there.
+      if (!hasUnknown || input.data[0] != ENCODINGS::ITERMAP) {
+        ++statistics.unknownIds[record.id];
+      }
+      hasUnknown = true;
+    } else {
+      isMalformed = true;
     }
-  }
-  for (const std::uint16_t id : m_ids) {
-    statistics.fields[id] += m_states[id] == State::Readable ? 1U : 0U;
-    m_states[id] = State::Absent;
-  }
-  m_ids.clear();
-  if (!isSound) {
-    ++(isTruncated ? statistics.truncated : statistics.bad);
+  });
+  if (isTruncated) {
+    ++statistics.truncated;
+  } else if (hasUnknown) {
+    ++statistics.withUnknown;
+  } else if (isMalformed) {
+    ++statistics.malformed;
   }
 }
 

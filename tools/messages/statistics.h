@@ -13,7 +13,6 @@
 
 #include "dictionary/field_names.h"
 #include "md/md_message.h"
-#include "messages/record_walk.h"
 #include "text/time_text.h"
 #include "transport/message_source.h"
 
@@ -53,13 +52,13 @@ class RateHistogram {
 class SizeHistogram {
  public:
   void add(std::uint64_t sizeBytes) {
-    ++m_counts[sizeBytes];
+    ++(sizeBytes < m_small.size() ? m_small[static_cast<std::size_t>(sizeBytes)] : m_large[sizeBytes]);
     ++m_total;
   }
 
   bool isEmpty() const noexcept { return m_total == 0; }
-  std::uint64_t smallest() const { return m_counts.begin()->first; }
-  std::uint64_t largest() const { return m_counts.rbegin()->first; }
+  std::uint64_t smallest() const;
+  std::uint64_t largest() const;
   /// The smallest size that `percent` of all do not exceed.
   std::uint64_t percentile(unsigned percent) const;
 
@@ -72,7 +71,12 @@ class SizeHistogram {
   std::vector<Bar> bars(std::size_t most) const;
 
  private:
-  std::map<std::uint64_t, std::uint64_t> m_counts;
+  /// Calls `use(size, count)` for each size that occurs, the smallest first.
+  template <class Use>
+  void forEach(Use use) const;
+
+  std::vector<std::uint64_t> m_small = std::vector<std::uint64_t>(2048);  // by size: those of nearly all messages
+  std::map<std::uint64_t, std::uint64_t> m_large;
   std::uint64_t m_total = 0;
 };
 
@@ -88,8 +92,10 @@ struct Statistics {
   std::uint64_t bytes = 0;                                          ///< of them
   std::uint64_t foreign = 0;                                        ///< begin with no encoding's code
   std::uint64_t truncated = 0;                                      ///< end inside a record
-  std::uint64_t bad = 0;       ///< hold, not being truncated, something that cannot be read
-  std::uint64_t unusable = 0;  ///< lines, packets and the like that are no message at all
+  std::uint64_t withUnknown = 0;  ///< not truncated, with a field that the dictionary lacks
+  std::uint64_t malformed = 0;    ///< neither, but with a value that cannot be read or a repeated field
+  std::map<std::uint16_t, std::uint64_t> unknownIds;  ///< in how many records each is; of `IterMap` only the first one
+  std::uint64_t unusable = 0;                         ///< lines, packets and the like that are no message at all
   std::vector<std::uint64_t> fields =
       std::vector<std::uint64_t>(65536);  ///< by id: in how many messages it can be read
   SizeHistogram sizes;
@@ -100,20 +106,17 @@ struct Statistics {
 /// Counts messages as they came.
 class MessageCounter {
  public:
-  explicit MessageCounter(const MD_FieldMap& map) : m_walk(map), m_states(65536) {}
+  explicit MessageCounter(const MD_FieldMap& map) : m_map(map), m_lastSeen(std::size_t{map.compactCount()} + 1) {}
 
   /// @param timeNs  empty when nothing tells when
   void count(const InputMessage& input, std::optional<std::int64_t> timeNs, Statistics& statistics);
 
  private:
-  enum class State : std::uint8_t { Absent, Unreadable, Readable };
-
   void countRecords(const InputMessage& input, Statistics& statistics);
 
-  RecordWalk m_walk;
-  Record m_record;
-  std::vector<State> m_states;       // of the fields of the message at hand, by id
-  std::vector<std::uint16_t> m_ids;  // of those that are there
+  const MD_FieldMap& m_map;
+  std::uint64_t m_message = 0;            // number of the message at hand
+  std::vector<std::uint64_t> m_lastSeen;  // by slot: twice the number of the message, plus 1 where it was readable
 };
 
 /// Appends a report for people, bars included.

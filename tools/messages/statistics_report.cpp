@@ -156,9 +156,23 @@ class Report {
                     " bytes, " + ratio(encoding.bytes, encoding.messages, 1) + " each");
       }
     }
-    counted("bad", all.bad);
+    counted("malformed", all.malformed);
     counted("truncated", all.truncated);
-    counted("not ours", all.foreign);
+    counted("with unknown fields", all.withUnknown, unknownIds());
+    counted("unrecognised", all.foreign);
+  }
+
+  /// The most frequent ids that the dictionary does not have, with the number of their records.
+  std::string unknownIds() const {
+    constexpr std::size_t kMost = 10;
+    std::vector<std::pair<std::uint16_t, std::uint64_t>> ids(m_statistics.unknownIds.begin(),
+                                                             m_statistics.unknownIds.end());
+    std::stable_sort(ids.begin(), ids.end(), [](const auto& a, const auto& b) { return a.second > b.second; });
+    std::string text;
+    for (std::size_t i = 0; i != std::min(ids.size(), kMost); ++i) {
+      text += (i == 0 ? ", ids " : ", ") + std::to_string(ids[i].first) + " (" + std::to_string(ids[i].second) + ')';
+    }
+    return ids.size() > kMost ? text + " and " + std::to_string(ids.size() - kMost) + " more" : text;
   }
 
   void times() {

@@ -38,11 +38,10 @@ class Cursor {
   std::size_t m_sizeBytes;
 };
 
-Packet malformed(const char* reason) {
-  Packet packet;
+void setMalformed(Packet& packet, const char* reason) {
+  packet = {};
   packet.kind = PacketKind::Malformed;
   packet.reason = reason;
-  return packet;
 }
 
 bool isVlanTag(std::uint16_t etherType) noexcept {
@@ -119,51 +118,51 @@ void setAddress(IpAddress& address, const std::uint8_t* bytes, std::uint8_t size
 }
 
 /// @param ipPayloadBytes  by the IP header; the capture may hold less
-Packet readUdp(Packet packet, Cursor rest, std::size_t ipPayloadBytes) {
+void readUdp(Packet& packet, Cursor rest, std::size_t ipPayloadBytes) {
   packet.kind = PacketKind::CutShort;
   if (ipPayloadBytes < kUdpHeaderBytes) {
-    return malformed("the IP packet ends inside the UDP header");
+    return setMalformed(packet, "the IP packet ends inside the UDP header");
   }
   if (!rest.has(kUdpHeaderBytes)) {
-    return packet;
+    return;
   }
   packet.source.port = rest.word(0);
   packet.destination.port = rest.word(2);
   const std::size_t udpBytes = rest.word(4);
   if (udpBytes < kUdpHeaderBytes || udpBytes > ipPayloadBytes) {
-    return malformed("the UDP length does not fit the IP packet");
+    return setMalformed(packet, "the UDP length does not fit the IP packet");
   }
   packet.payloadBytes = udpBytes - kUdpHeaderBytes;
   if (!rest.has(udpBytes)) {
-    return packet;
+    return;
   }
   packet.kind = PacketKind::Datagram;
   packet.payload = rest.data() + kUdpHeaderBytes;
-  return packet;
 }
 
-Packet readTransport(Packet packet, Cursor rest, std::size_t ipPayloadBytes) {
+void readTransport(Packet& packet, Cursor rest, std::size_t ipPayloadBytes) {
   packet.kind = PacketKind::OtherTransport;
-  return packet.protocol == kUdp ? readUdp(packet, rest, ipPayloadBytes) : packet;
+  if (packet.protocol == kUdp) {
+    readUdp(packet, rest, ipPayloadBytes);
+  }
 }
 
-Packet readIpv4(Cursor rest) {
+void readIpv4(Packet& packet, Cursor rest) {
   if (!rest.has(kIpv4HeaderBytes)) {
-    return malformed("it ends inside the IPv4 header");
+    return setMalformed(packet, "it ends inside the IPv4 header");
   }
   const std::size_t headerBytes = std::size_t{4} * (rest.byte(0) & 0x0fU);
   const std::size_t totalBytes = rest.word(2);
   if (rest.byte(0) >> 4 != 4 || headerBytes < kIpv4HeaderBytes || totalBytes < headerBytes || !rest.has(headerBytes)) {
-    return malformed("the IPv4 header's lengths or version are wrong");
+    return setMalformed(packet, "the IPv4 header's lengths or version are wrong");
   }
-  Packet packet;
   packet.protocol = rest.byte(9);
   setAddress(packet.source.address, rest.data() + 12, 4);
   setAddress(packet.destination.address, rest.data() + 16, 4);
   constexpr unsigned kMoreFragmentsAndOffset = 0x3fff;
   if ((rest.word(6) & kMoreFragmentsAndOffset) != 0) {
     packet.kind = PacketKind::Fragment;
-    return packet;
+    return;
   }
   if (rest.has(totalBytes)) {
     rest.cutTo(totalBytes);  // short frames are padded
@@ -191,14 +190,13 @@ std::size_t extensionBytes(std::uint8_t type, std::uint8_t lengthByte) noexcept 
   }
 }
 
-Packet readIpv6(Cursor rest) {
+void readIpv6(Packet& packet, Cursor rest) {
   if (!rest.has(kIpv6HeaderBytes)) {
-    return malformed("it ends inside the IPv6 header");
+    return setMalformed(packet, "it ends inside the IPv6 header");
   }
   if (rest.byte(0) >> 4 != 6) {
-    return malformed("the IPv6 header's version is wrong");
+    return setMalformed(packet, "the IPv6 header's version is wrong");
   }
-  Packet packet;
   std::size_t payloadBytes = rest.word(4);
   packet.protocol = rest.byte(6);
   setAddress(packet.source.address, rest.data() + 8, 16);
@@ -213,13 +211,13 @@ Packet readIpv6(Cursor rest) {
       return readTransport(packet, rest, payloadBytes);
     }
     if (bytes > payloadBytes || !rest.has(bytes)) {
-      return malformed("it ends inside the IPv6 extension headers");
+      return setMalformed(packet, "it ends inside the IPv6 extension headers");
     }
     constexpr std::uint8_t kFragmentHeader = 44;
     constexpr unsigned kOffsetAndMoreFragments = 0xfff9;
     if (packet.protocol == kFragmentHeader && (rest.word(2) & kOffsetAndMoreFragments) != 0) {
       packet.kind = PacketKind::Fragment;
-      return packet;
+      return;
     }
     packet.protocol = rest.byte(0);
     rest.skip(bytes);
@@ -341,19 +339,17 @@ bool isKnownLinkType(int link) noexcept {
 }
 
 Packet readPacket(int link, const std::uint8_t* bytes, std::size_t capturedBytes) {
+  Packet packet;
   Cursor rest(bytes, capturedBytes);
   std::uint16_t etherType = 0;
   if (!skipLink(link, rest, etherType)) {
-    return malformed("it ends inside the link header");
+    setMalformed(packet, "it ends inside the link header");
+  } else if (etherType == kEtherIpv4) {
+    readIpv4(packet, rest);
+  } else if (etherType == kEtherIpv6) {
+    readIpv6(packet, rest);
   }
-  switch (etherType) {
-    case kEtherIpv4:
-      return readIpv4(rest);
-    case kEtherIpv6:
-      return readIpv6(rest);
-    default:
-      return {};
-  }
+  return packet;
 }
 
 void appendFrame(const Endpoint& source, const Endpoint& destination, std::uint16_t identification,

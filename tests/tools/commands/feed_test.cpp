@@ -81,9 +81,10 @@ TEST_F(FeedCommand, StatisticsOfItCountWhatWasDamaged) {
     const Result stats = mdmsg("stats", feed.out);
     EXPECT_EQ(stats.status, 1);
     EXPECT_EQ(numberIn(stats.out, "messages "), 2000 - foreign);
-    EXPECT_EQ(numberIn(stats.out, "bad "), unknown + repeated);
+    EXPECT_EQ(numberIn(stats.out, "with unknown fields "), unknown);
+    EXPECT_EQ(numberIn(stats.out, "malformed "), repeated);
     EXPECT_EQ(numberIn(stats.out, "truncated "), truncated);
-    EXPECT_EQ(numberIn(stats.out, "not ours "), foreign);
+    EXPECT_EQ(numberIn(stats.out, "unrecognised "), foreign);
   }
 }
 

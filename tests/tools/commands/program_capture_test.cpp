@@ -274,9 +274,10 @@ TEST_F(ProgramForms, CountsWithoutACapture) {
             "messages                         4, 152 bytes\n"
             "  mInt                           2    50.0 %, 58 bytes, 29.0 each\n"
             "  MsgT                           2    50.0 %, 94 bytes, 47.0 each\n"
-            "bad                              0\n"
+            "malformed                        0\n"
             "truncated                        0\n"
-            "not ours                         1\n"
+            "with unknown fields              0\n"
+            "unrecognised                     1\n"
             "\n"
             "time\n"
             "  first               2024-06-03T09:30:00.173980747Z\n"
@@ -376,9 +377,10 @@ TEST_F(ProgramCaptures, StatsCountWhatWasDamaged) {
             "  mInt                         343    34.7 %, 7364 bytes, 21.4 each\n"
             "  IterMap                      317    32.0 %, 7608 bytes, 24.0 each\n"
             "  MsgT                         328    33.1 %, 8712 bytes, 26.5 each\n"
-            "bad                             25\n"
+            "malformed                       12\n"
             "truncated                       13\n"
-            "not ours                        12\n"
+            "with unknown fields             13, ids 999 (13)\n"
+            "unrecognised                    12\n"
             "\n"
             "time\n"
             "  first               2024-06-03T09:30:00.000000000Z\n"
@@ -415,9 +417,10 @@ TEST_F(RecordedCaptures, ForeignDatagramsAreCountedAndNothingIsInvented) {
   EXPECT_EQ(withFields("stats realtime.pcap"), (Result{"packets                        739\n"
                                                        "  UDP datagrams                739\n"
                                                        "messages                         0, 0 bytes\n"
-                                                       "bad                              0\n"
+                                                       "malformed                        0\n"
                                                        "truncated                        0\n"
-                                                       "not ours                       739\n",
+                                                       "with unknown fields              0\n"
+                                                       "unrecognised                   739\n",
                                                        "", 1}));
   EXPECT_EQ(withFields("decode --group 239.39.62.190 realtime.pcap").err.substr(0, 60),
             "mdmsg: realtime.pcap: 375 of 375 datagrams are not ours (pac");

@@ -3,12 +3,10 @@
 
 #include <ostream>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include "md/md_datatypes.h"
 #include "text/hex_reader.h"
 #include "tools/tool_support.h"
 
@@ -32,7 +30,7 @@ class RecordWalkTest : public testing::Test {
     return kNames[static_cast<std::size_t>(flaw)];
   }
 
-  /// A line for each record: "300 INT: id 1+2, length 3+1 =4, value 4+4 =4; readable".
+  /// A line for each record: "300: id 1+2, length 3+1 =4, value 4+4 =4;".
   static std::string walked(const std::string& hex) {
     std::vector<std::uint8_t> bytes;
     parseHex(hex, Blanks::BetweenBytes, bytes);
@@ -43,8 +41,7 @@ class RecordWalkTest : public testing::Test {
     // Twice, since what is kept from one message to the next must not show in it.
     for (int round = 0; round != 2; ++round) {
       text.clear();
-      walk.begin(block.data(), block.size());
-      for (Record record; walk.next(record);) {
+      walk.forEach(block.data(), block.size(), [&](const Record& record) {
         text += record.isHeader ? "header:" : std::to_string(record.id) + ':';
         for (const Part& part : record.parts) {
           text += std::string(" ") + nameOf(part.kind) + ' ' + std::to_string(part.offset) + '+' +
@@ -54,11 +51,10 @@ class RecordWalkTest : public testing::Test {
           text += ',';
         }
         text.back() = ';';
-        text += record.isReadable ? " readable" : "";
         text += record.isTruncated ? " truncated" : "";
         text += record.earlier != 0 ? " earlier at " + std::to_string(record.earlier) : "";
         text += '\n';
-      }
+      });
     }
     return text;
   }
@@ -67,16 +63,16 @@ class RecordWalkTest : public testing::Test {
 TEST_F(RecordWalkTest, GivesEveryPartOfEveryEncoding) {
   EXPECT_EQ(walked("06 2c01 02 2c01 3c00 02 4100"),
             "header: code 0+1;\n"
-            "300: id 1+2, length 3+1 =2, value 4+2 =2; readable\n"
-            "60: id 6+2, length 8+1 =2, value 9+2 =2; readable\n");
+            "300: id 1+2, length 3+1 =2, value 4+2 =2;\n"
+            "60: id 6+2, length 8+1 =2, value 9+2 =2;\n");
   EXPECT_EQ(walked("01 2c01 05000000 3c00 0200 4100 4600 01000000 ff"),
             "header: code 0+1;\n"
-            "300: id 1+2, value 3+4 =4; readable\n"
-            "60: id 7+2, length 9+2 =2, value 11+2 =2; readable\n"
-            "70: id 13+2, length 15+4 =1, value 19+1 =1; readable\n");
+            "300: id 1+2, value 3+4 =4;\n"
+            "60: id 7+2, length 9+2 =2, value 11+2 =2;\n"
+            "70: id 13+2, length 15+4 =1, value 19+1 =1;\n");
   EXPECT_EQ(walked("46515231 012c 0002 00000004 00000005"),
             "header: code 0+1, mark 1+3;\n"
-            "300: id 4+2, type 6+2 =2, length 8+4 =4, value 12+4 =4; readable\n");
+            "300: id 4+2, type 6+2 =2, length 8+4 =4, value 12+4 =4;\n");
 }
 
 TEST_F(RecordWalkTest, TellsWhatIsWrongWhereItIs) {
@@ -91,18 +87,18 @@ TEST_F(RecordWalkTest, TellsWhatIsWrongWhereItIs) {
       {"Unknown", "06 e703 01 05", "999: id 1+2 Unknown, length 3+1 =1, value 4+1 =1;\n"},
       {"UnknownWithoutLength", "01 e703", "999: id 1+2 Unknown;\n"},
       {"Repeated", "06 2c01 01 05 2c01 01 06",
-       "300: id 1+2, length 3+1 =1, value 4+1 =1; readable\n"
-       "300: id 5+2 Repeated, length 7+1 =1, value 8+1 =1; readable earlier at 1\n"},
+       "300: id 1+2, length 3+1 =1, value 4+1 =1;\n"
+       "300: id 5+2 Repeated, length 7+1 =1, value 8+1 =1; earlier at 1\n"},
       {"OtherType", "46515231 012c 0006 00000002 4100",
        "300: id 4+2, type 6+2 =6 OtherType, length 8+4 =2, value 12+2 =2;\n"},
       {"HighType", "46515231 012c 0102 00000004 00000005",
-       "300: id 4+2, type 6+2 =2 HighType, length 8+4 =4, value 12+4 =4; readable\n"},
+       "300: id 4+2, type 6+2 =2 HighType, length 8+4 =4, value 12+4 =4;\n"},
       {"NoType", "46515231 012c", "300: id 4+2, type 6+0 EndsInRecord; truncated\n"},
       {"NoLength", "06 2c01", "300: id 1+2, length 3+0 EndsInRecord; truncated\n"},
       {"HalfAValue", "06 2c01 04 0102", "300: id 1+2, length 3+1 =4, value 4+2 =4 EndsInValue; truncated\n"},
       {"WrongSize", "06 2c01 03 010203", "300: id 1+2, length 3+1 =3, value 4+3 =3 WrongSize;\n"},
-      {"NoNul", "06 3c00 00", "60: id 1+2, length 3+1, value 4+0 NoNul; readable\n"},
-      {"OtherEnd", "06 3c00 01 41", "60: id 1+2, length 3+1 =1, value 4+1 =1 OtherEnd; readable\n"},
+      {"NoNul", "06 3c00 00", "60: id 1+2, length 3+1, value 4+0 NoNul;\n"},
+      {"OtherEnd", "06 3c00 01 41", "60: id 1+2, length 3+1 =1, value 4+1 =1 OtherEnd;\n"},
   };
   for (const auto& row : cases) {
     SCOPED_TRACE(row.name);
@@ -125,27 +121,5 @@ TEST_F(RecordWalkTest, ALengthBeyondWhatAReadReturnsIsAFlaw) {
 }
 
 TEST_F(RecordWalkTest, NothingHasNoRecords) { EXPECT_EQ(walked(""), ""); }
-
-TEST(FixedSize, IsThatOfValuesThatMessagesCarry) {
-  const std::pair<int, std::size_t> sizes[] = {
-      {MD::DATATYPES::CHAR, 1},
-      {MD::DATATYPES::INT, 4},
-      {MD::DATATYPES::INT64, 8},
-      {MD::DATATYPES::FLOAT, 4},
-      {MD::DATATYPES::DOUBLE, 8},
-      {MD::DATATYPES::DATETIME, 8},
-      {MD::DATATYPES::EPOCH_NSEC, 8},
-      {MD::DATATYPES::STRING, 0},
-      {MD::DATATYPES::BUFFER, 0},
-      {MD::DATATYPES::DATE, 0},
-      {MD::DATATYPES::FRACTION, 0},
-      {15, 0},
-      {23, 0},
-      {255, 0},
-  };
-  for (const auto& [type, sizeBytes] : sizes) {
-    EXPECT_EQ(fixedSizeOf(static_cast<std::uint8_t>(type)), sizeBytes) << type;
-  }
-}
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include "messages/statistics.h"
 
 #include <limits>
+#include <map>
 #include <numeric>
 
 #include <gtest/gtest.h>
@@ -100,7 +101,7 @@ TEST(SizeHistogram, BarsHoldEverySize) {
   EXPECT_TRUE(SizeHistogram().bars(20).empty());
 }
 
-TEST(Statistics, TellsBadTruncatedAndForeignApart) {
+TEST(Statistics, TellsWhatIsWrongApart) {
   MD::test::loadDictionary(MD::test::kDictionary);
   const QuietLibrary quiet;
   MessageCounter counter(MD::MD_FieldMap::instance());
@@ -108,23 +109,27 @@ TEST(Statistics, TellsBadTruncatedAndForeignApart) {
     const char* name;
     const char* hex;
     std::uint64_t messages;
-    std::uint64_t bad;
+    std::uint64_t malformed;
     std::uint64_t truncated;
+    std::uint64_t withUnknown;
     std::uint64_t foreign;
     std::uint64_t fields;
   } cases[] = {
-      {"Sound", "06 2c010105 3c00024100", 1, 0, 0, 0, 2},
-      {"Empty", "06", 1, 0, 0, 0, 0},
-      {"UnknownField", "06 e7030105 2c010105", 1, 1, 0, 0, 1},
-      {"OtherType", "46515231 012c0006000000024100", 1, 1, 0, 0, 0},
-      {"Repeated", "06 2c010105 2c010106", 1, 1, 0, 0, 1},
-      {"OddInt", "06 2c0103010203", 1, 1, 0, 0, 0},
-      {"WrongSizeOfAType", "06 16000411223344 2c010105", 1, 1, 0, 0, 1},
-      {"CutInTheValue", "06 2c010105 16000800", 1, 0, 1, 0, 1},
-      {"CutInTheHead", "46515231 012c0002", 1, 0, 1, 0, 0},
-      {"CutInTheId", "06 2c010105 16", 1, 0, 1, 0, 1},
-      {"CutBehindAnUnknownField", "06 e7030105 16000800", 1, 0, 1, 0, 0},
-      {"Foreign", "07 2c010105", 0, 0, 0, 1, 0},
+      {"Sound", "06 2c010105 3c00024100", 1, 0, 0, 0, 0, 2},
+      {"Empty", "06", 1, 0, 0, 0, 0, 0},
+      {"UnknownField", "06 e7030105 2c010105", 1, 0, 0, 1, 0, 1},
+      {"UnknownFieldAndAWrongSize", "06 e7030105 2c0103010203", 1, 0, 0, 1, 0, 0},
+      {"OtherType", "46515231 012c0006000000024100", 1, 1, 0, 0, 0, 0},
+      {"Repeated", "06 2c010105 2c010106", 1, 1, 0, 0, 0, 1},
+      {"RepeatedLastNotReadable", "06 2c010105 2c0103010203", 1, 1, 0, 0, 0, 0},
+      {"RepeatedFirstNotReadable", "06 2c0103010203 2c010105", 1, 1, 0, 0, 0, 1},
+      {"OddInt", "06 2c0103010203", 1, 1, 0, 0, 0, 0},
+      {"WrongSizeOfAType", "06 16000411223344 2c010105", 1, 1, 0, 0, 0, 1},
+      {"CutInTheValue", "06 2c010105 16000800", 1, 0, 1, 0, 0, 1},
+      {"CutInTheHead", "46515231 012c0002", 1, 0, 1, 0, 0, 0},
+      {"CutInTheId", "06 2c010105 16", 1, 0, 1, 0, 0, 1},
+      {"CutBehindAnUnknownField", "06 e7030105 16000800", 1, 0, 1, 0, 0, 0},
+      {"Foreign", "07 2c010105", 0, 0, 0, 0, 1, 0},
   };
   for (const auto& row : cases) {
     SCOPED_TRACE(row.name);
@@ -133,11 +138,36 @@ TEST(Statistics, TellsBadTruncatedAndForeignApart) {
     Statistics statistics;
     counter.count(MD::test::inputOf(bytes), std::nullopt, statistics);
     EXPECT_EQ(statistics.messages, row.messages);
-    EXPECT_EQ(statistics.bad, row.bad);
+    EXPECT_EQ(statistics.malformed, row.malformed);
     EXPECT_EQ(statistics.truncated, row.truncated);
+    EXPECT_EQ(statistics.withUnknown, row.withUnknown);
     EXPECT_EQ(statistics.foreign, row.foreign);
     EXPECT_EQ(std::accumulate(statistics.fields.begin(), statistics.fields.end(), std::uint64_t{0}), row.fields);
   }
+}
+
+TEST(Statistics, NamesTheUnknownIds) {
+  MD::test::loadDictionary(MD::test::kDictionary);
+  MessageCounter counter(MD::MD_FieldMap::instance());
+  Statistics statistics;
+  // Behind an unknown id of IterMap the next two bytes pass for an id.
+  for (const char* const hex : {"06 e7030105 e8030105", "06 e7030105", "01 e703 e903", "01 e703 ea03"}) {
+    std::vector<std::uint8_t> bytes;
+    parseHex(hex, Blanks::BetweenBytes, bytes);
+    counter.count(MD::test::inputOf(bytes), std::nullopt, statistics);
+  }
+  EXPECT_EQ(statistics.unknownIds, (std::map<std::uint16_t, std::uint64_t>{{999, 4}, {1000, 1}}));
+}
+
+TEST(SizeHistogram, CountsLargeSizesToo) {
+  SizeHistogram sizes;
+  for (const std::uint64_t size : {5U, 2047U, 2048U, 70000U, 70000U}) {
+    sizes.add(size);
+  }
+  EXPECT_EQ(sizes.smallest(), 5U);
+  EXPECT_EQ(sizes.largest(), 70000U);
+  EXPECT_EQ(sizes.percentile(60), 2048U);
+  EXPECT_EQ(sizes.percentile(61), 70000U);
 }
 
 TEST(Statistics, APictureIsDrawnOfWhatThereIs) {

@@ -1,0 +1,140 @@
+/// @file
+/// Received bytes record by record, with what is wrong: also the records that a message built from the bytes drops. For
+/// tools that examine messages; the records that a message holds are those of RecordRange (md/md_record_range.h), which
+/// takes the same walk. Nothing is copied, allocated, locked or reported. Thread-safe while the dictionary is not
+/// reloaded.
+#ifndef MD_WIRE_RECORD_H
+#define MD_WIRE_RECORD_H
+
+#include <cstdint>
+
+#include <array>
+#include <iterator>
+#include <string_view>
+
+#include "md/detail/layouts.h"
+#include "md/detail/record_walk.h"
+#include "md/md_api.h"
+#include "md/md_fieldmap.h"
+#include "md/md_value_types.h"
+
+namespace MD {
+
+/// One record as it is on the wire. Positions count from the first byte of the message.
+struct WireRecord {
+  /// Whether a message holds the record.
+  enum class Kind : std::uint8_t {
+    Field,         ///< it does: the dictionary has the field, with the type of the record
+    UnknownField,  ///< dropped: the dictionary does not have the field
+    OtherType,     ///< dropped: the dictionary has the field with another type
+    LoneByte,      ///< dropped: what is left is less than a field id
+  };
+  /// Whether the value can be read as one of `type`.
+  enum class Value : std::uint8_t {
+    Readable,    ///< it can, given that the record is a Field
+    Truncated,   ///< the bytes end within the record, which is the last
+    WrongSize,   ///< values of the type are of another size
+    TooLong,     ///< a string or buffer longer than what a read returns
+    NotCarried,  ///< messages carry no values of the type, or the type is not known
+  };
+
+  std::uint64_t position;     ///< where the record starts, with its field id
+  std::uint64_t endPosition;  ///< where the next record starts; the end of the bytes for a truncated one
+  std::uint64_t valueBytes;   ///< the length that the record announces
+  std::uint32_t headBytes;    ///< of what precedes the value: field id, type and length
+  std::uint8_t typeBytes;     ///< of them the type's, 0 in an encoding whose records have none
+  std::uint8_t type;          ///< a `DATATYPES` code: the record's own or, where it has none, the dictionary's
+  std::uint16_t id;           ///< the field; of a lone byte, that byte
+  FIELDS::packed_rec field;   ///< what the dictionary knows of the id
+  Kind kind;                  ///< whether a message holds it
+  Value value;                ///< whether its value can be read
+};
+
+namespace detail {
+
+/// Of WireRecord::Value: the sizes of values by type code, 0 for types that messages do not carry.
+inline constexpr std::uint8_t kVaryingSize = 255;
+inline constexpr std::array<std::uint8_t, 256> kSizesOfValues = [] {
+  std::array<std::uint8_t, 256> sizes{};
+#define MD_SIZE(T, name, code) sizes[code] = kIsView<T> ? kVaryingSize : static_cast<std::uint8_t>(sizeof(T));
+  MD_VALUE_TYPES(MD_SIZE)
+#undef MD_SIZE
+  return sizes;
+}();
+
+/// What the encoding's own reading says of a whole record's value, the size of which is not the one of its type.
+template <class Layout>
+WireRecord::Value readabilityOf(const ByteView& bytes, const RecordHead& head) noexcept {
+  using Value = WireRecord::Value;
+  if (head.type == kTypeCode<StringView16>) {
+    StringView16 text;
+    return head.valueBytes == 0 || Layout::decode(bytes.whole(), head, text) ? Value::Readable : Value::TooLong;
+  }
+  if (head.type == kTypeCode<BufferView16>) {
+    BufferView16 buffer;
+    return Layout::decode(bytes.whole(), head, buffer) ? Value::Readable : Value::TooLong;
+  }
+  if constexpr (!Layout::template kHasOneWidth<std::int32_t>) {
+    std::int32_t number = 0;
+    if (head.type == kTypeCode<std::int32_t> && Layout::decode(bytes.whole(), head, number)) {
+      return Value::Readable;
+    }
+  }
+  return Value::WrongSize;
+}
+
+template <class Layout>
+MD_ALWAYS_INLINE inline WireRecord wireRecordOf(const ByteView& bytes, const WalkedRecord& walked) noexcept {
+  using Kind = WireRecord::Kind;
+  using Value = WireRecord::Value;
+  const RecordHead& head = walked.head;
+  const Kind kind = walked.kind == WalkedRecord::Kind::Field      ? Kind::Field
+                    : walked.kind == WalkedRecord::Kind::LoneByte ? Kind::LoneByte
+                    : walked.field.isKnown()                      ? Kind::OtherType
+                                                                  : Kind::UnknownField;
+  const std::uint8_t size = kSizesOfValues[head.type];
+  const Value value = kind == Kind::LoneByte || walked.isTruncated()    ? Value::Truncated
+                      : size == 0                                       ? Value::NotCarried
+                      : size != kVaryingSize && head.valueBytes == size ? Value::Readable
+                                                                        : readabilityOf<Layout>(bytes, head);
+  return {head.position, walked.end, head.valueBytes, head.headBytes, Layout::kTypesAreOnTheWire ? 2U : 0U,
+          head.type,     walked.id,  walked.field,    kind,           value};
+}
+
+}  // namespace detail
+
+/// Calls `use` with a `const WireRecord&` for each record, in wire order; not at all for bytes of no encoding, and for
+/// null or no bytes.
+/// @param bytes       a serialised message in any encoding
+/// @param dictionary  decides which records are fields, as in a message
+template <class Use>
+void forEachWireRecord(const std::uint8_t* bytes, std::uint64_t sizeBytes, const MD_FieldMap& dictionary, Use use) {
+  detail::withLayout(bytes, sizeBytes, [&](auto layout) {
+    using Layout = typename decltype(layout)::Layout;
+    const detail::ByteView view(bytes, sizeBytes);
+    detail::RecordWalk<Layout> walk(view, dictionary);
+    for (detail::WalkedRecord walked; walk.next(walked);) {
+      use(detail::wireRecordOf<Layout>(view, walked));
+    }
+  });
+}
+
+/// The size in bytes that all values of a type have, 0 where it varies and for types that messages do not carry. `mInt`
+/// stores small integers shorter.
+constexpr std::uint32_t fixedValueBytes(std::uint8_t type) noexcept {
+  const std::uint8_t size = detail::kSizesOfValues[type];
+  return size == detail::kVaryingSize ? 0 : size;
+}
+
+/// The bytes before the first record that messages of an encoding are built with, the encoding byte first. Empty for a
+/// code of no encoding.
+inline std::string_view encodingHeader(std::uint8_t code) noexcept {
+  return detail::withLayout(&code, 1, [](auto layout) {
+    const void* const header = decltype(layout)::Layout::kHeader;
+    return std::string_view(static_cast<const char*>(header), std::size(decltype(layout)::Layout::kHeader));
+  });
+}
+
+}  // namespace MD
+
+#endif
