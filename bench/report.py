@@ -1,10 +1,8 @@
 #!/usr/bin/env python3
-"""Turns the benchmark program's JSON into a table on the terminal, performance.md and performance.svg."""
+"""Turns the benchmark program's JSON into a table on the terminal and RESULTS.md."""
 
 import argparse
-import html
 import json
-import math
 import os
 import re
 import statistics
@@ -12,14 +10,14 @@ import sys
 
 MARKER = "<!-- Written by hand from here on; scripts/bench keeps it. -->"
 FORMS = ("reused", "fresh")
-GENERIC_PEERS = ("protobuf DynamicMessage", "msgpack", "libbson", "rapidjson", "hand-written map")
+GENERIC_LIBRARIES = ("protobuf DynamicMessage", "msgpack", "libbson", "rapidjson", "hand-written map")
 SUBJECTS = (
     "mInt", "IterMap", "MsgT", "mInt from the factory", "C interface", "bare loop", "protobuf",
     "protobuf on an arena", "protobuf DynamicMessage", "flatbuffers in place", "flatbuffers copy and verify",
     "capnproto", "msgpack", "libbson", "rapidjson", "hand-written map")
-WORK_NAMES = {"W1": "W1 build", "W2": "W2 read all", "W3": "W3 read two", "W4": "W4 update", "W5": "W5 read 200"}
-# W6: the parts of the name behind the work, and what it is.
-THREAD_WORKS = (
+WORKLOAD_NAMES = {"W1": "W1 build", "W2": "W2 read all", "W3": "W3 read two", "W4": "W4 update", "W5": "W5 read 200"}
+# W6: the rest of the benchmark's name after the workload, and its title.
+THREAD_WORKLOADS = (
     ("Q/fresh/mInt", "build and read, fresh"), ("Q/reused/mInt", "build and read, reused"),
     ("Q/1 alive/mInt", "1 message alive, fresh"), ("Q/2 alive/mInt", "2 messages alive, fresh"),
     ("Q/3 alive/mInt", "3 messages alive, fresh"), ("Q/8 alive/mInt", "8 messages alive, fresh"),
@@ -29,10 +27,10 @@ THREAD_WORKS = (
     ("Q/8 alive/mInt from the factory", "8 messages of the factory alive"),
     ("Q/64 alive/mInt from the factory", "64 messages of the factory alive"),
     ("Q/hand-over/mInt from the factory", "producer to consumer"),
-    ("Q/hand-over/bare blocks", "floor: producer to consumer, bare blocks"),
+    ("Q/hand-over/bare blocks", "lower bound: producer to consumer, memory blocks alone"),
     ("-/-/arithmetic", "control: arithmetic alone"))
-# Work, message and form of the columns and panels that compare subjects.
-CORE = [(work, "B" if work == "W5" else "Q", form) for work in WORK_NAMES for form in FORMS
+# Workload, message and form of the columns that compare implementations.
+CORE = [(work, "B" if work == "W5" else "Q", form) for work in WORKLOAD_NAMES for form in FORMS
         if (work, form) != ("W4", "fresh")]
 
 
@@ -105,7 +103,7 @@ def pair(ours, theirs):
 
 
 def row(work, message, form, subject, other, target, other_message=None, against=None):
-    name = f"{WORK_NAMES[work]}, {form}" if work != "W4" else WORK_NAMES[work]
+    name = f"{WORKLOAD_NAMES[work]}, {form}" if work != "W4" else WORKLOAD_NAMES[work]
     return Row(name, against or other, target,
                pair(f"{work}/{message}/{form}/{subject}", f"{work}/{other_message or message}/{form}/{other}"))
 
@@ -123,7 +121,7 @@ def headline_rows():
         row("W5", "B", "reused", "mInt", "protobuf", 0.70),
         row("W5", "B", "reused", "mInt", "bare loop", 1.4),
     ]
-    for name, title in THREAD_WORKS:
+    for name, title in THREAD_WORKLOADS:
         rows.append(Row(f"W6 {title}, two threads", "one thread (best repetitions)", 1.85, lambda run, name="W6/" + name:
                         divided(run.best(name, 1), run.best(name, 2)), at_least=True))
     for work in ("W1", "W2"):
@@ -134,18 +132,18 @@ def headline_rows():
         made = row("W2", "X", form, "mInt", "mInt", 1.5, other_message="Q", against="X / Q")
         made.work += ", large dictionary"
         rows.append(made)
-    load, bare = "load/{} rows/-/dictionary", "load/{} rows/-/bare loop into a set"
-    rows.append(Row("dictionary of 60,000 rows: load", "bare loop into a set", 1.5,
-                    pair(load.format(60000), bare.format(60000))))
-    rows.append(Row("dictionary: growth from 6,000 to 60,000 rows", "the bare loop's growth", 1.25, lambda run: divided(
+    load, baseline = "load/{} rows/-/dictionary", "load/{} rows/-/bare loop into a set"
+    rows.append(Row("dictionary of 60,000 entries: load", "hand-written baseline", 1.5,
+                    pair(load.format(60000), baseline.format(60000))))
+    rows.append(Row("dictionary: growth from 6,000 to 60,000 entries", "growth of the hand-written baseline", 1.25, lambda run: divided(
         divided(run.median(load.format(60000)), run.median(load.format(6000))),
-        divided(run.median(bare.format(60000)), run.median(bare.format(6000))))))
+        divided(run.median(baseline.format(60000)), run.median(baseline.format(6000))))))
     return rows
 
 
 def generic_rows():
-    return [row(work, message, form, "mInt", peer, 0.5 if (work, peer) == ("W3", "libbson") else 0.25)
-            for peer in GENERIC_PEERS for work, message, form in CORE]
+    return [row(work, message, form, "mInt", library, 0.5 if (work, library) == ("W3", "libbson") else 0.25)
+            for library in GENERIC_LIBRARIES for work, message, form in CORE]
 
 
 def encoding_rows():
@@ -167,6 +165,12 @@ def time_text(nanoseconds):
     return f"{nanoseconds:.1f}"
 
 
+def shown(subject):
+    """An implementation's name in the document; benchmarks have shorter ones."""
+    return (subject.replace("bare loop into a set", "hand-written baseline").replace("bare loop", "hand-written baseline")
+            .replace("bare blocks", "memory blocks alone").replace("C interface", "C API"))
+
+
 def table(head, rows):
     lines = ["| " + " | ".join(head) + " |", "|" + "---|" * len(head)]
     lines += ["| " + " | ".join(str(cell) for cell in cells) + " |" for cells in rows]
@@ -174,13 +178,13 @@ def table(head, rows):
 
 
 def target_table(rows, run, before):
-    head = ["work", "against", "ratio", "target", "met"]
+    head = ["workload", "against", "ratio", "target", "met"]
     if before:
-        head.insert(2, "before")
+        head.insert(2, "previous run")
     cells = []
     for each in rows:
         ratio = each.value(run)
-        line = [each.work, each.against, number(ratio), each.limit(), each.met(ratio)]
+        line = [each.work, shown(each.against), number(ratio), each.limit(), each.met(ratio)]
         if before:
             line.insert(2, number(each.value(before)))
         cells.append(line)
@@ -188,29 +192,29 @@ def target_table(rows, run, before):
 
 
 def subject_rows(run, instructions):
-    head = ["subject"] + [f"{WORK_NAMES[w]}{'' if w == 'W4' else ', ' + f}" for w, _, f in CORE]
+    head = ["implementation"] + [f"{WORKLOAD_NAMES[w]}{'' if w == 'W4' else ', ' + f}" for w, _, f in CORE]
     times, allocations, counts = [], [], []
     for subject in SUBJECTS:
         names = [f"{w}/{m}/{f}/{subject}" for w, m, f in CORE]
         if not any((name, 1) in run.times for name in names):
             continue
-        times.append([subject] + [time_text(run.median(name)) for name in names])
-        allocations.append([subject] + [
+        times.append([shown(subject)] + [time_text(run.median(name)) for name in names])
+        allocations.append([shown(subject)] + [
             "-" if (name, 1) not in run.allocs else f"{statistics.median(run.allocs[name, 1]):.3g}" for name in names])
         if instructions:
-            counts.append([subject] + [f"{instructions[n]:.0f}" if n in instructions else "-" for n in names])
+            counts.append([shown(subject)] + [f"{instructions[n]:.0f}" if n in instructions else "-" for n in names])
     return head, times, allocations, counts
 
 
 THREADS_TITLE = """### Two threads: ns per operation over all threads, best repetitions
 
-*Alive*: so many messages are created one after the other, then all are destroyed; through the own class two fields are added to each, from
-the factory each is parsed and two fields are read. *Hand-over*: one thread creates messages from received bytes, the other reads all fields
-and destroys them; an operation is half of this, and a single thread does both. *Bare blocks* do the same without the library: 64-bit
-copies in recycled memory.
+*Alive*: the benchmark creates this number of messages one after another, then destroys all of them. Through the message's own class, two
+fields are added to each; from the factory, each message is parsed and two fields are read. *Producer to consumer*: one thread creates
+messages from received bytes, the other reads all fields and destroys them. An operation is one half of this, and a single thread does both
+halves. *Memory blocks alone* does the same without the library: 64-bit copies in recycled memory.
 
 """
-THREADS_HEAD = ["subject", "form", "1 thread", "2 threads", "speed-up"]
+THREADS_HEAD = ["implementation", "form", "1 thread", "2 threads", "speed-up"]
 
 
 def thread_rows(run):
@@ -219,11 +223,11 @@ def thread_rows(run):
     lines = []
     for name in names:
         one, two = run.best(name, 1), run.best(name, 2)
-        lines.append([name.split("/")[3], name.split("/")[2], time_text(one), time_text(two), number(divided(one, two))])
+        lines.append([shown(name.split("/")[3]), name.split("/")[2].replace("hand-over", "producer to consumer"), time_text(one), time_text(two), number(divided(one, two))])
     return lines
 
 
-def other_works(run):
+def other_workloads(run):
     parts = []
     messages = (("X", "quotes over the large dictionary"), ("R", "recorded ticks"))
     for message, title in messages:
@@ -231,9 +235,9 @@ def other_works(run):
         for subject in SUBJECTS:
             values = [time_text(run.median(f"{w}/{message}/{f}/{subject}")) for w in ("W1", "W2") for f in FORMS]
             if set(values) != {"-"}:
-                lines.append([subject] + values)
+                lines.append([shown(subject)] + values)
         if lines:
-            head = ["subject"] + [f"{WORK_NAMES[w]}, {f}" for w in ("W1", "W2") for f in FORMS]
+            head = ["implementation"] + [f"{WORKLOAD_NAMES[w]}, {f}" for w in ("W1", "W2") for f in FORMS]
             parts.append(f"### {message}: {title}, ns\n\n" + table(head, lines))
 
     lines = thread_rows(run)
@@ -268,19 +272,19 @@ def other_works(run):
                 lines.append([title, subject] + [number(1 / v if v else None) for v in per_byte] +
                              [number(divided(per_byte[2], per_byte[0]))])
     if lines:
-        parts.append("### Parsing garbage, GB per second\n\n" + table(
+        parts.append("### Parsing garbage, GB/s\n\n" + table(
             ["bytes", "encoding", *sizes, "time per byte, 4 MiB / 64 KiB"], lines))
 
     lines = [[name.split("/")[3], time_text(run.median(name))] for name, _ in sorted(run.times) if
              name.startswith("floor/")]
     if lines:
-        parts.append("### What the machine charges, ns\n\n" + table(["operation", "time"], lines))
+        parts.append("### Baseline costs on this machine, ns\n\n" + table(["operation", "time"], lines))
 
-    lines = [[name.split("/")[1], name.split("/")[3], time_text(run.median(name)),
+    lines = [[name.split("/")[1].replace("rows", "entries"), shown(name.split("/")[3]), time_text(run.median(name)),
               f"{statistics.median(run.allocs[name, 1]):.0f}"] for name, _ in sorted(run.times) if
              name.startswith("load/")]
     if lines:
-        parts.append("### Loading a text dictionary\n\n" + table(["definitions", "by", "time", "allocations"], lines))
+        parts.append("### Loading a text dictionary\n\n" + table(["dictionary", "loaded by", "time", "allocations"], lines))
     return "\n\n".join(parts)
 
 
@@ -299,7 +303,7 @@ def machine(run):
             (f", load average at the start {load[0]:.2f}." if load else "."),
             f"- Compiler: {context.get('compiler', '?')}; {context.get('flags', '?')}."]
     if context.get("left_out"):
-        text.append(f"- Left out: {context['left_out']}.")
+        text.append(f"- Not measured: {context['left_out']}.")
     return "\n".join(text)
 
 
@@ -309,45 +313,58 @@ def document(run, before, instructions, command):
     spread = "" if not spreads else (
         f"half of a benchmark's repetitions lie within {statistics.median(spreads):.1%} of its median for half of the "
         f"benchmarks, within {spreads[int(len(spreads) * 0.9)]:.1%} for nine of ten")
-    parts = [f"""# Performance
+    parts = [f"""# Benchmark results
 
-Made by `{command}`.
-
-![Medians of the works as bars](performance.svg)
+Generated by `{command}`. `docs/performance.md` is the summary for users.
 
 ## Method
 
-One process runs every subject on the same data. Before a subject's clock starts, its answers for all messages are
-compared with the source values; a wrong answer ends the run. Each benchmark is repeated {run.repetitions()} times,
-repetitions of all benchmarks interleaved in random order; times are medians of processor time, for works in threads of
-real time. Only ratios within one run are compared. A second thread is alive throughout, so that locks and atomic counts
-cost what they cost in servers. Allocations are counted by a replaced `malloc`, instructions by callgrind.
+One process runs all implementations on the same data. Before the clock starts, the benchmark compares the answers of the implementation
+for all messages with the source values; a wrong answer ends the run. Each benchmark is repeated {run.repetitions()} times, with the repetitions of
+all benchmarks interleaved in random order. Times are medians of CPU time, for workloads in threads of wall-clock time. Ratios are only
+formed within one run. A second thread is alive throughout, so that locks and atomic counters cost what they cost in servers.
+Allocations are counted by a replaced `malloc`, instructions by callgrind.
 
-Messages: **Q**, a quote of 16 fields (4 double prices, 6 integers that are small, large and negative, 1 64-bit integer,
-1 character, texts of 8 and 12 characters, 1 time in nanoseconds, 1 date-time), 64 different ones in turn; **B**, 200
-fields of all types; **R**, recorded quotes and trades; **X**, Q's fields spread over a real dictionary of 6,066 fields.
+Messages:
 
-Works: **W1** fills a message and takes its bytes; **W2** takes received bytes and reads all fields; **W3** the same with
-two fields; **W4** replaces four numbers of a live message and takes its bytes; **W5** is W2 on B. *Fresh* messages are
-made and destroyed in each operation, *reused* ones live on.
+- **Q**: a quote of 16 fields (4 double prices; 6 integers that are small, large and negative; one 64-bit integer; one character;
+  texts of 8 and 12 characters; one nanosecond timestamp; one date-time). 64 different quotes are used in turn.
+- **B**: 200 fields of all types.
+- **R**: recorded quotes and trades.
+- **X**: the fields of Q spread over a real dictionary of 6,066 fields.
 
-Subjects: the library's three encodings through their own classes, `mInt` as the factory hands it out, and the C
-interface by the functions of `md_message_c.h` alone (which hand out a message's size, not its bytes, and tell of a date-time
-only that it can be read); a bare loop over `mInt`'s very bytes that tests nothing, in static memory; and peers, each used as its documentation advises for
-speed. What a peer cannot do in place it does by its own means: protobuf, msgpack and JSON serialise again after an update.
-FlatBuffers in place and Cap'n Proto read received bytes where they lie; the former without any check. The
-JSON, BSON and MessagePack documents name fields by number, which is the shortest, and are read in one walk.
+Workloads:
+
+- **W1** fills a message and reads its bytes.
+- **W2** parses received bytes and reads all fields.
+- **W3** parses received bytes and reads two fields.
+- **W4** replaces four numbers of an existing message and reads its bytes.
+- **W5** is W2 on B.
+
+*Fresh* messages are created and destroyed in each operation; *reused* messages are kept.
+
+Implementations:
+
+- The three encodings of the library through their own classes, and `mInt` as the factory returns it.
+- The C API through the functions of `md_message_c.h` alone. These return the size of a message but not its bytes, and only report whether
+  a date-time is readable.
+- A hand-written baseline: the bytes of an `mInt` in static memory, without any checks.
+- Other libraries, each used as its documentation advises for speed. Operations that a library cannot do in place use its recommended
+  alternative: protobuf, msgpack and JSON serialise again after an update. FlatBuffers in place and Cap'n Proto read received bytes without
+  a copy; FlatBuffers in place does so without any check. The JSON, BSON and MessagePack documents name fields by number, which is the
+  shortest form, and are read in a single pass.
 
 {machine(run)}
 - Spread: {spread}.
 
 ## Targets
 
-Ratios of medians of `mInt` to what stands in the second column, unless that names both.
+Median time of `mInt` divided by that of the column "against", or of the two implementations named there. Lower is better; targets with ≥ are
+speed-ups. [Missed targets and why](#missed-targets-and-why) gives the reasons for "no".
 
 {target_table(headline_rows(), run, before)}
 
-### Against what reads any message by description or by name
+### Versus schema-at-runtime and name-based formats
 
 {target_table(generic_rows(), run, before)}
 
@@ -364,51 +381,8 @@ Ratios of medians of `mInt` to what stands in the second column, unless that nam
 {table(head, allocations)}"""]
     if counts:
         parts.append("### Instructions per operation\n\n" + table(head, counts))
-    parts.append("## Other works\n\n" + other_works(run))
+    parts.append("## Other workloads\n\n" + other_workloads(run))
     return "\n\n".join(parts) + "\n"
-
-
-def chart(run):
-    """Horizontal bars on a logarithmic axis, a panel per work."""
-    left, width, bar, gap, title = 210, 560, 14, 4, 34
-    panels = []
-    for work, message, form in CORE:
-        if form == "reused":
-            values = [(s, run.median(f"{work}/{message}/reused/{s}")) for s in SUBJECTS]
-            panels.append((f"{WORK_NAMES[work]} (reused), ns", sorted((v, s) for s, v in values if v)))
-    height = 30 + sum(title + len(p[1]) * (bar + gap) + 12 for p in panels)
-    ours = {"mInt", "IterMap", "MsgT", "mInt from the factory", "C interface"}
-    out = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{left + width + 90}" height="{height}" '
-           f'font-family="sans-serif" font-size="12">',
-           f'<rect width="100%" height="100%" fill="#ffffff"/>',
-           f'<text x="10" y="20" fill="#444444">Time per operation, logarithmic scale, shorter is better</text>']
-    y = 30
-    for name, bars in panels:
-        if not bars:
-            continue
-        low = 10 ** math.floor(math.log10(bars[0][0]))
-        high = 10 ** math.ceil(math.log10(bars[-1][0] * 1.01))
-        out.append(f'<text x="10" y="{y + 20}" font-weight="bold">{html.escape(name)}</text>')
-        y += title
-        bottom = y + len(bars) * (bar + gap)
-        tick = low
-        while tick <= high * 1.001:
-            x = left + width * math.log(tick / low) / math.log(high / low)
-            out.append(f'<line x1="{x:.1f}" y1="{y - 4}" x2="{x:.1f}" y2="{bottom}" stroke="#dddddd"/>')
-            out.append(f'<text x="{x:.1f}" y="{y - 7}" text-anchor="middle" fill="#888888" font-size="10">'
-                       f'{tick:g}</text>')
-            tick *= 10
-        for value, subject in bars:
-            length = max(2.0, width * math.log(value / low) / math.log(high / low))
-            colour = "#1f6fb2" if subject in ours else "#7a9a4f" if subject == "bare loop" else "#b0b0b0"
-            out.append(f'<text x="{left - 8}" y="{y + bar - 3}" text-anchor="end">{html.escape(subject)}</text>')
-            out.append(f'<rect x="{left}" y="{y}" width="{length:.1f}" height="{bar}" fill="{colour}"/>')
-            out.append(f'<text x="{left + length + 5:.1f}" y="{y + bar - 3}" fill="#444444" font-size="11">'
-                       f'{time_text(value)}</text>')
-            y += bar + gap
-        y += 12
-    out.append("</svg>\n")
-    return "\n".join(out)
 
 
 def read_instructions(prefix, operations):
@@ -451,14 +425,14 @@ def main():
     parser.add_argument("--before", help="the JSON of an earlier run, for a column of its ratios")
     parser.add_argument("--callgrind", help="the path that callgrind's dumps begin with")
     parser.add_argument("--operations", type=int, default=1024, help="operations in each of those dumps")
-    parser.add_argument("--output", required=True, help="the folder for performance.md and performance.svg")
+    parser.add_argument("--output", required=True, help="the folder for RESULTS.md")
     parser.add_argument("--command", default="scripts/bench", help="how this run was started")
     options = parser.parse_args()
 
     run = Run(options.results)
     before = Run(options.before) if options.before else None
     instructions = read_instructions(options.callgrind, options.operations) if options.callgrind else {}
-    page = os.path.join(options.output, "performance.md")
+    page = os.path.join(options.output, "RESULTS.md")
     notes = ""
     if os.path.exists(page):
         with open(page, encoding="utf-8") as file:
@@ -467,10 +441,8 @@ def main():
     os.makedirs(options.output, exist_ok=True)
     with open(page, "w", encoding="utf-8") as file:
         file.write(document(run, before, instructions, options.command) + "\n" + MARKER + (notes or "\n"))
-    with open(os.path.join(options.output, "performance.svg"), "w", encoding="utf-8") as file:
-        file.write(chart(run))
     print_summary(run, before)
-    print(f"written: {page} and performance.svg beside it")
+    print(f"written: {page}")
     return 0
 
 
