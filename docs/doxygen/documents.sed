@@ -3,3 +3,5 @@
 # A page that another one names is a link.
 s,`\(docs/[a-z_]*\.md\)`,[\1](\1),g
 s,`\([A-Z]*\.md\)`,[\1](\1),g
+# Sections have names of their own in the pages.
+s|\(](\(\.\./\)*[A-Za-z_/]*\.md\)#[^)]*)|\1)|g
