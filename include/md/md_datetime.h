@@ -1,5 +1,6 @@
 /// @file
-/// A date, a time of day and an exchange's offset from GMT in one 64-bit word. A plain value.
+/// A date, a time of day and the UTC offset of an exchange in one 64-bit word. A plain value. Use hhmmssmmm (local time as
+/// decimal digits, 93000000 is 09:30:00.000) as the unit of the time of day and minutes east of UTC as that of the offset.
 #ifndef MD_DATETIME_H
 #define MD_DATETIME_H
 
@@ -13,26 +14,26 @@
 
 namespace MD {
 
-/// Packed word, bit 0 the least significant: time 0-27, day 28-32, month 33-36, year minus 1900 in 37-44, the signed
-/// 16-bit offset from bit 45 on, its sign filling the top. Parts out of range are cut to their width, silently.
+/// Packed word, bit 0 the least significant: time 0-27, day 28-32, month 33-36, year minus 1900 in 37-44, and the
+/// sign-extended 16-bit offset from bit 45. Parts out of range are silently reduced to their width.
 class MD_DateTime {
  public:
   /// The word 0.
   constexpr MD_DateTime() noexcept = default;
 
-  /// @param date             the decimal number yyyymmdd; years outside 1900-2155 come back shifted by 256
-  /// @param time             time of day below 2^28, in a unit of the caller's own
-  /// @param exch_gmt_offset  the exchange's offset from GMT, in a unit of the caller's own
+  /// @param date             the decimal number yyyymmdd; years outside 1900-2155 are returned shifted by 256
+  /// @param time             time of day below 2^28; recommended unit: hhmmssmmm
+  /// @param exch_gmt_offset  the exchange's UTC offset; recommended unit: minutes east of UTC
   constexpr MD_DateTime(int date, int time, short exch_gmt_offset) noexcept
       : m_packed(cut(time, kTimeBits) | cut(date % 100, kDayBits) << kDayShift |
                  cut(date / 100 % 100, kMonthBits) << kMonthShift |
                  cut(date / 10000 - kFirstYear, kYearBits) << kYearShift |
                  static_cast<std::uint64_t>(std::int64_t{exch_gmt_offset}) << kOffsetShift) {}
 
-  /// A date-time whose parts all come back as they are given. Nothing for a date that the calendar does not have, for a
-  /// year outside 1900 to 2155 and for a time outside 0 to 2^28 - 1.
-  /// @param time             time of day, in a unit of the caller's own
-  /// @param exch_gmt_offset  the exchange's offset from GMT, in a unit of the caller's own
+  /// A date-time that returns all its parts unchanged. Empty for an invalid date, a year outside 1900 to 2155, and a time
+  /// outside 0 to 2^28 - 1.
+  /// @param time             time of day; recommended unit: hhmmssmmm
+  /// @param exch_gmt_offset  the exchange's UTC offset; recommended unit: minutes east of UTC
   static constexpr std::optional<MD_DateTime> fromDate(int year, int month, int day, int time = 0,
                                                        short exch_gmt_offset = 0) noexcept {
     if (year < kFirstYear || year >= kFirstYear + (1 << kYearBits) || month < 1 || month > 12 || day < 1 ||
@@ -50,9 +51,9 @@ class MD_DateTime {
   constexpr int month() const noexcept { return part(kMonthShift, kMonthBits); }
   constexpr int day() const noexcept { return part(kDayShift, kDayBits); }
   /// @}
-  /// The time of day, as it was given.
+  /// The time of day, in the unit that was passed in.
   constexpr int time() const noexcept { return part(0, kTimeBits); }
-  /// The exchange's offset from GMT, as it was given.
+  /// The exchange's UTC offset, in the unit that was passed in.
   constexpr short exch_gmt_offset() const noexcept {
     return static_cast<short>(static_cast<std::uint16_t>(m_packed >> kOffsetShift));
   }
