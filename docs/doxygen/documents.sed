@@ -5,3 +5,4 @@ s,`\(docs/[a-z_]*\.md\)`,[\1](\1),g
 s,`\([A-Z]*\.md\)`,[\1](\1),g
 # Sections have names of their own in the pages.
 s|\(](\(\.\./\)*[A-Za-z_/]*\.md\)#[^)]*)|\1)|g
+s|\[\([^]]*\)\](#[^)]*)|\1|g

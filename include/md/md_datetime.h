@@ -1,6 +1,7 @@
 /// @file
-/// A date, a time of day and the UTC offset of an exchange in one 64-bit word. A plain value. Use hhmmssmmm (local time as
-/// decimal digits, 93000000 is 09:30:00.000) as the unit of the time of day and minutes east of UTC as that of the offset.
+/// A date, a time of day and the UTC offset of an exchange in one 64-bit word. A plain value. Use hhmmssmmm (local time
+/// as decimal digits, 93000000 is 09:30:00.000) as the unit of the time of day and minutes east of UTC as that of the
+/// offset.
 #ifndef MD_DATETIME_H
 #define MD_DATETIME_H
 
@@ -30,8 +31,8 @@ class MD_DateTime {
                  cut(date / 10000 - kFirstYear, kYearBits) << kYearShift |
                  static_cast<std::uint64_t>(std::int64_t{exch_gmt_offset}) << kOffsetShift) {}
 
-  /// A date-time that returns all its parts unchanged. Empty for an invalid date, a year outside 1900 to 2155, and a time
-  /// outside 0 to 2^28 - 1.
+  /// A date-time that returns all its parts unchanged. Empty for an invalid date, a year outside 1900 to 2155, and a
+  /// time outside 0 to 2^28 - 1.
   /// @param time             time of day; recommended unit: hhmmssmmm
   /// @param exch_gmt_offset  the exchange's UTC offset; recommended unit: minutes east of UTC
   static constexpr std::optional<MD_DateTime> fromDate(int year, int month, int day, int time = 0,
