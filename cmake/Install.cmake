@@ -13,6 +13,16 @@ install(TARGETS md_message EXPORT md_message-targets
 install(DIRECTORY include/md DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" FILES_MATCHING PATTERN "*.h")
 install(FILES ${MD_C_HEADERS} DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/md")
 
+# The documents, with the folders of the repository, so that their links work.
+if(MD_DEBIAN_PACKAGES)
+  set(MD_DOCUMENTS_DIR share/doc/libmd-message-dev)
+else()
+  set(MD_DOCUMENTS_DIR "${CMAKE_INSTALL_DOCDIR}")
+endif()
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md DESTINATION "${MD_DOCUMENTS_DIR}")
+install(DIRECTORY docs DESTINATION "${MD_DOCUMENTS_DIR}"
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png" PATTERN doxygen EXCLUDE)
+
 install(EXPORT md_message-targets NAMESPACE md_message:: DESTINATION "${MD_CMAKE_DIR}")
 if(TARGET md_message_static)
   install(TARGETS md_message_static EXPORT md_message-static-targets)
@@ -26,7 +36,7 @@ install(FILES "${PROJECT_BINARY_DIR}/md_message-config.cmake" "${PROJECT_BINARY_
   cmake/md_message_generate_fields.cmake
   DESTINATION "${MD_CMAKE_DIR}")
 
-# Paths are relative to the module's own, so that an unpacked archive works where it lies.
+# Paths are relative to the pkg-config file itself, so that an unpacked archive works at any location.
 file(RELATIVE_PATH MD_PREFIX_FROM_PC "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
 cmake_path(NORMAL_PATH MD_PREFIX_FROM_PC)
 cmake_path(APPEND MD_PC_LIBDIR "\${prefix}" "${CMAKE_INSTALL_LIBDIR}")

@@ -1,10 +1,10 @@
 # Three Debian packages: libmd-message1, libmd-message-dev and mdmsg. scripts/package configures, builds and checks them.
 if(NOT TARGET mdmsg_descriptions)
-  message(FATAL_ERROR "MD_DEBIAN_PACKAGES needs the program mdmsg: MD_BUILD_TOOLS=ON")
+  message(FATAL_ERROR "MD_DEBIAN_PACKAGES needs the mdmsg tool: MD_BUILD_TOOLS=ON")
 endif()
 set(MD_PACKAGE_MAINTAINER "md_message developers <md_message@packages.invalid>" CACHE STRING "Maintainer of the packages")
 
-# Compressed as Debian wants it: without a time stamp.
+# Compressed as Debian requires: without a time stamp.
 function(md_compress input output)
   execute_process(COMMAND gzip -9nc INPUT_FILE "${input}" OUTPUT_FILE "${output}" COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
@@ -43,8 +43,8 @@ set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libmd-message1)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "market-data messages that are their serialised bytes
 A message is a set of fields, each a 16-bit id and one value, in one of three
-wire encodings. Sending costs no encoding step, receiving is one pass over the
-bytes. A dictionary, loaded once per process, declares the fields.")
+wire encodings. Sending needs no encoding step, and received bytes are parsed
+in a single pass. A dictionary, loaded once per process, declares the fields.")
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/cmake/debian/triggers")
@@ -54,19 +54,19 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libmd-message1 (= ${version})")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS libtinyxml-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "market-data messages, development files
-Headers for C++17 and C, the static library, the CMake package and the
-pkg-config file, with examples. Linking the static library needs
-libtinyxml-dev too.")
+Headers for C++17 and C, the static library, the CMake package, the
+pkg-config file, documents and examples. Linking the static library also
+needs libtinyxml-dev.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME mdmsg)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libmd-message1 (>= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "wireshark | tshark")
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "market-data messages in pipes and files
-Makes messages of JSON or CSV and the reverse, converts between encodings,
-takes messages apart byte by byte and counts them. Reads hex lines, raw and
-length-prefixed messages and captures; makes up, replays and shows feeds.
-With a dissector for Wireshark.")
+Converts JSON and CSV to messages and back, transcodes between encodings,
+dumps messages byte by byte and prints statistics. Reads hex lines, raw and
+length-prefixed messages and captures; generates, sends and receives feeds.
+Includes a dissector for Wireshark.")
 
 foreach(component IN ITEMS library development tools)
   string(TOUPPER "${component}" upper)

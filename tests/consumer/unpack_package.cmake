@@ -25,3 +25,10 @@ if(EXISTS "${BUILD}/tools/man/mdmsg.1")
     message(FATAL_ERROR "the package has no completion for zsh")
   endif()
 endif()
+
+# The documents, with the folders that their links need.
+foreach(file IN ITEMS README.md SECURITY.md docs/guide.md docs/images/architecture.svg)
+  if(NOT EXISTS "${DESTINATION}/share/doc/md_message/${file}")
+    message(FATAL_ERROR "the package has no share/doc/md_message/${file}")
+  endif()
+endforeach()
