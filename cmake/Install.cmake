@@ -6,7 +6,7 @@ set(MD_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/md_message")
 # Components, which Debian's packages are made of: library, development, tools.
 option(MD_DEBIAN_PACKAGES "Pack Debian packages, as scripts/package does" OFF)
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
-install(TARGETS md_message EXPORT md_message-targets
+install(TARGETS md_message md_message_arrow EXPORT md_message-targets
   RUNTIME COMPONENT library
   LIBRARY COMPONENT library NAMELINK_COMPONENT development
   ARCHIVE COMPONENT development)

@@ -3,37 +3,12 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "utf8.h"
+
 namespace MD {
 namespace {
 
 constexpr char kHexDigits[] = "0123456789abcdef";
-
-struct Character {
-  std::uint32_t codePoint;
-  std::size_t lengthBytes;  ///< 0: no character starts here
-};
-
-/// The character of several bytes at the start of `text`: neither overlong, nor a surrogate, nor above U+10FFFF.
-Character longCharacter(std::string_view text) noexcept {
-  const auto lead = static_cast<std::uint8_t>(text[0]);
-  const std::size_t length = lead < 0xc2 ? 0 : lead < 0xe0 ? 2 : lead < 0xf0 ? 3 : lead < 0xf5 ? 4 : 0;
-  if (length == 0 || length > text.size()) {
-    return {0, 0};
-  }
-  std::uint32_t codePoint = lead & (0x7fU >> length);
-  for (std::size_t i = 1; i < length; ++i) {
-    const auto byte = static_cast<std::uint8_t>(text[i]);
-    if ((byte & 0xc0) != 0x80) {
-      return {0, 0};
-    }
-    codePoint = codePoint << 6 | (byte & 0x3fU);
-  }
-  constexpr std::uint32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
-  if (codePoint < kLeast[length] || codePoint > 0x10ffff || (codePoint >= 0xd800 && codePoint <= 0xdfff)) {
-    return {0, 0};
-  }
-  return {codePoint, length};
-}
 
 /// Whether a terminal may obey a character of several bytes, or show what is not there.
 bool isControl(std::uint32_t codePoint) noexcept {
@@ -72,7 +47,7 @@ void appendEscaped(std::string_view text, std::string& out) {
     const auto byte = static_cast<std::uint8_t>(text[0]);
     std::size_t lengthBytes = 1;
     if (byte >= 0x80) {
-      const Character character = longCharacter(text);
+      const detail::Character character = detail::longCharacter(text);
       lengthBytes = character.lengthBytes != 0 ? character.lengthBytes : 1;
       if (character.lengthBytes == 0) {
         appendByte(byte, out);

@@ -1,34 +1,9 @@
 #include "md/md_peek.h"
 
-#include <limits>
-
 #include "received_bytes.h"
 
 namespace MD::detail {
 namespace {
-
-/// Reads a string with the length field 0 as a message does: in one encoding that may stand for the longest string,
-/// which consists of whatever the message has kept of the bytes after it.
-template <class Layout>
-MD_RARE bool readLongestString(const ByteView& bytes, const RecordHead& head, const MD_FieldMap& dictionary,
-                               StringView16& out) {
-  if (head.type != kTypeCode<StringView16> || !bytes.fits(head.position, head.bytes())) {
-    return false;
-  }
-  constexpr std::uint64_t kNeeded = std::uint64_t{std::numeric_limits<std::uint16_t>::max()} + 1;
-  std::uint64_t kept = 0;
-  bool isContiguous = true;
-  RecordWalk<Layout> walk(bytes, dictionary, head.position + head.bytes());
-  for (WalkedRecord record; kept < kNeeded && walk.next(record);) {
-    if (record.kind == WalkedRecord::Kind::Field) {
-      kept += record.end - record.head.position;
-    } else {
-      isContiguous = false;
-    }
-  }
-  return (isContiguous || kept < kNeeded) &&
-         Layout::decode(ByteView(bytes.at(0), head.valuePosition() + kept), head, out);
-}
 
 enum class Which { First, Last };
 
@@ -76,13 +51,7 @@ MD_RARE bool peekChecked(const std::uint8_t* data, std::uint32_t sizeBytes, cons
   if (search.found == 0) {
     return false;
   }
-  const RecordHead head = Layout::head(bytes, search.found, kTypeCode<T>);
-  if constexpr (std::is_same_v<T, StringView16>) {
-    if (head.valueBytes == 0) {
-      return readLongestString<Layout>(bytes, head, dictionary, out);
-    }
-  }
-  return readRecord<Layout>(bytes, head, dictionary, out);
+  return readAsMessage<Layout>(bytes, search.found, dictionary, out);
 }
 
 template <Which which, class T>
@@ -97,9 +66,7 @@ bool peekFor(const std::uint8_t* data, std::uint32_t sizeBytes, std::uint16_t id
     const Search search = searchWholeFields<which, Layout>(bytes, *dictionary, id);
     if (search.found != 0 && (which == Which::First || search.next == sizeBytes)) {
       const RecordHead head = Layout::head(bytes.whole(), search.found, kTypeCode<T>);
-      constexpr bool kIsString = std::is_same_v<T, StringView16>;
-      constexpr std::uint64_t kLeastBytes = kIsString ? 1 : Layout::template kHasOneWidth<T> ? sizeof(T) : 0;
-      if (head.valueBytes >= kLeastBytes) {
+      if (isPlain<Layout, T>(head)) {
         return Layout::decode(bytes.whole(), head, out);
       }
     }

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include <algorithm>
+#include <limits>
 #include <type_traits>
 
 #include "md/detail/layouts.h"
@@ -71,6 +72,49 @@ MD_ALWAYS_INLINE inline bool readRecord(const ByteView& bytes, const RecordHead&
   } else {
     return readValue<Layout>(bytes, head, out);
   }
+}
+
+/// Reads a string with the length field 0 as a message does: in one encoding that may stand for the longest string,
+/// which consists of whatever the message has kept of the bytes after it.
+template <class Layout>
+MD_RARE bool readLongestString(const ByteView& bytes, const RecordHead& head, const MD_FieldMap& dictionary,
+                               StringView16& out) {
+  if (head.type != kTypeCode<StringView16> || !bytes.fits(head.position, head.bytes())) {
+    return false;
+  }
+  constexpr std::uint64_t kNeeded = std::uint64_t{std::numeric_limits<std::uint16_t>::max()} + 1;
+  std::uint64_t kept = 0;
+  bool isContiguous = true;
+  RecordWalk<Layout> walk(bytes, dictionary, head.position + head.bytes());
+  for (WalkedRecord record; kept < kNeeded && walk.next(record);) {
+    if (record.kind == WalkedRecord::Kind::Field) {
+      kept += record.end - record.head.position;
+    } else {
+      isContiguous = false;
+    }
+  }
+  return (isContiguous || kept < kNeeded) &&
+         Layout::decode(ByteView(bytes.at(0), head.valuePosition() + kept), head, out);
+}
+
+/// Reads the value of the field whose record is at `position` as a message that was built from the bytes does.
+template <class Layout, class T>
+MD_RARE bool readAsMessage(const ByteView& bytes, std::uint64_t position, const MD_FieldMap& dictionary, T& out) {
+  const RecordHead head = Layout::head(bytes, position, kTypeCode<T>);
+  if constexpr (std::is_same_v<T, StringView16>) {
+    if (head.valueBytes == 0) {
+      return readLongestString<Layout>(bytes, head, dictionary, out);
+    }
+  }
+  return readRecord<Layout>(bytes, head, dictionary, out);
+}
+
+/// Whether the value of a whole record lies inside it, so that Layout::decode() reads it as a message does.
+template <class Layout, class T>
+constexpr bool isPlain(const RecordHead& head) noexcept {
+  constexpr bool kIsString = std::is_same_v<T, StringView16>;
+  constexpr std::uint64_t kLeastBytes = kIsString ? 1 : Layout::template kHasOneWidth<T> ? sizeof(T) : 0;
+  return head.valueBytes >= kLeastBytes;
 }
 
 }  // namespace MD::detail

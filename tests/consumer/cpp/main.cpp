@@ -6,6 +6,7 @@
 #include <sstream>
 #include <stdexcept>
 
+#include <md/md_arrow.h>
 #include <md/md_delta.h>
 #include <md/md_field.h>
 #include <md/md_file_search.h>
@@ -87,6 +88,14 @@ int main() {
     return 1;
   }
   std::cout << to_string(message) << message.value_or(BID, 0.0) << ", " << *MD::lookUp("ASK") << "\n";
+
+  MD::ColumnBuilder columns({bid, symbol});
+  ArrowArray batch;
+  if (!columns.append(message) || !columns.exportBatch(&batch)) {
+    return 1;
+  }
+  std::cout << batch.length << " row of " << batch.n_children << " columns\n";
+  batch.release(&batch);
 
   printError([&] { fields.idToType(65535); });
   printError([] { MD::file_search(nullptr, MD::CONFIG_PATH, nullptr, "Korvane"); });
