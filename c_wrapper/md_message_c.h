@@ -1,29 +1,28 @@
-/* md_message_c.h: the flat C interface of md_message.
+/* md_message_c.h: the C API of md_message.
  *
- * Conventions, for all functions unless a function says otherwise:
+ * Conventions, for all functions unless documented otherwise:
  *
- * 1. Ownership. A handle owns one object. MD_mInt_new and MD_Message_createFromBytes make message handles, released by
- *    MD_Message_delete; MD_DateTime_new and MD_DateTime_new_empty make date-time handles, released by
- *    MD_DateTime_delete. Deleting null does nothing; deleting twice, or using a handle after its deletion, is
+ * 1. Ownership. A handle owns one object. MD_mInt_new and MD_Message_createFromBytes create message handles, released
+ *    by MD_Message_delete; MD_DateTime_new and MD_DateTime_new_empty create date-time handles, released by
+ *    MD_DateTime_delete. Deleting NULL does nothing; deleting twice, or using a handle after its deletion, is
  *    undefined.
- * 2. Null arguments. A null handle, or another null pointer that a function says it checks, gives the function's null
- *    result (false, 0; true for MD_Message_empty) and nothing else happens. Pointers not said to be checked must be
- *    good.
- * 3. Empty handles. MD_Message_createFromBytes returns a handle that holds no message when it does not recognise the
- *    bytes; of these functions only MD_Message_delete may be called on it. Test the first byte before (1, 6 or 70), or
- *    MD_Message_getPB of md_message_c_ext.h behind.
- * 4. Lifetime of views. What MD_Message_getString and MD_Message_getBuffer point to belongs to the message and is valid
- *    until the message is changed or deleted. Such a view is a valid argument of an add or update of the same message.
- *    The memory behind a view that is added or updated is copied.
- * 5. Results. bool is true for done. A failed get leaves the output as it was; why it failed may stand on standard
- *    error. No function returns an error code, and errno tells nothing.
- * 6. Field ids are unsigned 16-bit numbers; each field's type is the one that the process's field dictionary declares,
- *    which is loaded on first use from the configuration search path (environment variable CONFIG_PATH).
- * 7. Threads. One handle belongs to one thread at a time; different handles are independent.
- * 8. Exceptions. Running out of memory throws std::bad_alloc out of a function, and leaves the message as it was. The
- *    first use of the dictionary, by whatever makes the first message, throws std::runtime_error when a definition file
- *    is found that cannot be loaded. A C program, which has no way to catch them, ends there; asking md_message_c_ext.h
- *    for the dictionary first (MD_FieldMap_size, or loading one) spares it the latter.
+ * 2. Null arguments. A null handle, or another null pointer that is documented as checked, returns the null result of
+ *    the function (false, 0; true for MD_Message_empty) without any other effect. All other pointers must be valid.
+ * 3. Invalid handles. MD_Message_createFromBytes returns an invalid handle if it does not recognise the bytes; of these
+ *    functions only MD_Message_delete may be called on it. Check the first byte before the call (1, 6 or 70), or
+ *    MD_Message_getPB of md_message_c_ext.h after it.
+ * 4. Lifetime of views. The views of MD_Message_getString and MD_Message_getBuffer belong to the message and are valid
+ *    until the message is modified or deleted. A view is a valid argument of an add or update of the same message. The
+ *    memory of a view that is added or updated is copied.
+ * 5. Results. bool is true for success. A failed get leaves the output unchanged; the reason may be written to standard
+ *    error. No function returns an error code or sets errno.
+ * 6. Field ids are unsigned 16-bit numbers. The field dictionary of the process declares the type of each field. It is
+ *    loaded on first use from the configuration search path (environment variable CONFIG_PATH).
+ * 7. Threads. A handle belongs to one thread at a time; different handles are independent.
+ * 8. Exceptions. If memory runs out, a function throws std::bad_alloc and leaves the message unchanged. The first use
+ *    of the dictionary, when the first message is created, throws std::runtime_error if a dictionary file is found that
+ *    cannot be loaded. A C program cannot catch these exceptions and ends. To avoid the latter, use the dictionary by a
+ *    function of md_message_c_ext.h first (MD_FieldMap_size, or one that loads a dictionary).
  */
 #ifndef MD_MESSAGE_C_H
 #define MD_MESSAGE_C_H
@@ -49,43 +48,43 @@
 extern "C" {
 #endif
 
-/* A message behind a pointer. */
+/* An opaque handle of a message. */
 typedef struct MD_MessageCell* MD_MessageHandle;
-/* A date-time behind a pointer. */
+/* An opaque handle of a date-time. */
 typedef struct MD_DateTimeCell* MD_DateTimeHandle;
 
-/* Characters with their count, a terminating NUL not counted. */
+/* Characters with their number, which excludes a terminating NUL. */
 typedef struct MD_String {
   const char* data; /**< the first character */
-  uint16_t length;  /**< how many there are */
+  uint16_t length;  /**< number of characters */
 } MD_String;
 
-/* Bytes with their count. */
+/* Bytes with their number. */
 typedef struct MD_Buffer {
   const uint8_t* data; /**< the first byte */
-  uint16_t length;     /**< how many there are */
+  uint16_t length;     /**< number of bytes */
 } MD_Buffer;
 
-/* ---- Making and deleting messages ---- */
+/* ---- Creating and deleting messages ---- */
 
 /* A new empty message of the mInt encoding. Never null. */
 MD_C_API MD_MessageHandle MD_mInt_new(void);
 
-/* A message that holds a copy of `length` received bytes, in the encoding that the first byte names: 1 IterMap, 6 mInt,
- * 70 MsgT. Never null; the handle is empty (convention 3) when the bytes are null, none, or of another first byte.
- * Fields unknown to the dictionary are cut out and reported on standard error. */
+/* A message that holds a copy of `length` received bytes, in the encoding given by the first byte: 1 IterMap, 6 mInt,
+ * 70 MsgT. Never null; the handle is invalid (convention 3) if `bytes` is null, `length` is 0, or the first byte is
+ * another one. Unknown fields are dropped and reported on standard error. */
 MD_C_API MD_MessageHandle MD_Message_createFromBytes(const unsigned char* bytes, uint32_t length);
 
 /* Deletes the message and its handle. */
 MD_C_API void MD_Message_delete(MD_MessageHandle message);
 
-/* Replaces the contents by a copy of received bytes in the message's own encoding, header included and not tested.
- * False when `bytes` is null. */
+/* Replaces the contents by a copy of received bytes in the encoding of the message, including the header, which is not
+ * checked. False if `bytes` is null. */
 MD_C_API bool MD_Message_setBinary(MD_MessageHandle message, const unsigned char* bytes, uint32_t length);
 
 /* ---- Reading a field ----
- * False, and the output as it was, when the field is absent, of another type, or cut off by the end of the message.
- * A null output pointer is checked and gives false. */
+ * False, with the output unchanged, if the field is absent, of another type, or truncated. A null output pointer is
+ * checked and returns false. */
 
 /* A character. */
 MD_C_API bool MD_Message_getChar(MD_MessageHandle message, uint16_t id, char* out);
@@ -108,17 +107,17 @@ MD_C_API bool MD_Message_getString(MD_MessageHandle message, uint16_t id, MD_Str
 /* The bytes of a buffer, a view into the message (convention 4). */
 MD_C_API bool MD_Message_getBuffer(MD_MessageHandle message, uint16_t id, MD_Buffer* out);
 
-/* Tells whether a date-time could be read from the field. `dt` is checked for null and otherwise not touched: the value
- * is not handed back. */
+/* Whether a date-time can be read from the field. `dt` is checked for null and otherwise unchanged: the value is not
+ * returned. */
 MD_C_API bool MD_Message_getDateTime(MD_MessageHandle message, uint16_t id, MD_DateTimeHandle dt);
 
 /* Nanoseconds since 1970-01-01 UTC. */
 MD_C_API bool MD_Message_getEpochNS(MD_MessageHandle message, uint16_t id, uint64_t* out);
 
 /* ---- Adding a field ----
- * False, and the message as it was, when the field exists already, when the dictionary does not know the id or gives it
- * another type, or when the encoding cannot hold the value (mInt: strings of more than 254 characters, buffers of more
- * than 255 bytes). */
+ * False, with the message unchanged, if the field is already present, if the dictionary does not contain the id or
+ * declares another type for it, or if the encoding cannot hold the value (mInt: strings of more than 254 characters,
+ * buffers of more than 255 bytes). */
 
 /* A character. */
 MD_C_API bool MD_Message_addChar(MD_MessageHandle message, uint16_t id, char value);
@@ -148,9 +147,9 @@ MD_C_API bool MD_Message_addDateTime(MD_MessageHandle message, uint16_t id, MD_D
 MD_C_API bool MD_Message_addEpochNS(MD_MessageHandle message, uint16_t id, uint64_t value);
 
 /* ---- Updating a field ----
- * Replaces the value of a field, or adds the field when it is absent. A value of another length moves the field to the
- * end of the message. False when the value cannot be stored; what a refused update of another type leaves behind is the
- * encoding's rule, and may be the removal of the field. */
+ * Replaces the value of a field, or adds the field if it is absent. A value of another length moves the field to the
+ * end of the message. False if the value cannot be stored; in some encodings a refused update with a value of another
+ * type removes the field. */
 
 /* A character. */
 MD_C_API bool MD_Message_updateChar(MD_MessageHandle message, uint16_t id, char value);
@@ -181,11 +180,11 @@ MD_C_API bool MD_Message_updateEpochNS(MD_MessageHandle message, uint16_t id, ui
 
 /* ---- The message as a whole ---- */
 
-/* Erases a field. False when it is absent. */
+/* Erases a field. False if it is absent. */
 MD_C_API bool MD_Message_erase(MD_MessageHandle message, uint16_t id);
 
-/* Erases `count` fields. True when all of them were present; those present are erased in either case. For a count of 0
- * and for an empty message the result is the encoding's. `ids` is checked for null, whatever the count. */
+/* Erases `count` fields. True if all of them were present; those present are erased in either case. For a count of 0
+ * and for an empty message the result depends on the encoding. `ids` is checked for null, regardless of the count. */
 MD_C_API bool MD_Message_erase_array(MD_MessageHandle message, const uint16_t* ids, size_t count);
 
 /* Removes all fields. */
@@ -200,27 +199,30 @@ MD_C_API bool MD_Message_exists(MD_MessageHandle message, uint16_t id);
 /* The length of the serialised message in bytes. */
 MD_C_API uint32_t MD_Message_getSize(MD_MessageHandle message);
 
-/* The number of fields that can be found. */
+/* The number of different fields. */
 MD_C_API uint64_t MD_Message_fieldCount(MD_MessageHandle message);
 
-/* Reads a price kept in three integer fields: whole + numerator / denominator. An absent whole or numerator counts as
- * 0, an absent denominator as 100. False when none of the three can be read. A null `out` is checked. */
+/* Reads a price stored in three integer fields: whole part + numerator / denominator. The default of a missing whole
+ * part or numerator is 0, that of a missing denominator 100. False if none of the three can be read. A null `out` is
+ * checked. */
 MD_C_API bool MD_Message_getWND(MD_MessageHandle message, uint16_t whole_id, uint16_t numerator_id,
                                 uint16_t denominator_id, double* out);
 
-/* Prints nothing. True for a handle that is not null. */
+/* A no-op, kept for compatibility. True for a handle that is not null. */
 MD_C_API bool MD_Message_print(MD_MessageHandle message);
 
-/* Writes the ids of all fields in wire order to ids[0], ids[1], ... and their number to `count`. There is no bound:
- * make room for every record of the message, which received bytes may make more than MD_Message_fieldCount (they can
- * repeat a field); no record is shorter than 2 bytes. Null `ids` and `count` are checked. True also when there are
- * none. */
+/* Writes the ids of all fields in wire order to ids[0], ids[1], ... and their number to `count`. There is no capacity
+ * check: provide space for every record of the message. Received bytes can repeat a field, so this can be more than
+ * MD_Message_fieldCount; no record is shorter than 2 bytes. Null `ids` and `count` are checked. True also for no
+ * fields.
+ */
 MD_C_API bool MD_Message_getFieldIds(MD_MessageHandle message, uint16_t* ids, size_t* count);
 
 /* ---- Date-times ---- */
 
-/* A date-time of a date as the number yyyymmdd, a time of day below 2^28 and the exchange's offset from GMT, the two
- * last in units of the caller's own. Parts out of range are cut to their width. Never null. */
+/* A date-time of a date as the number yyyymmdd, a time of day below 2^28 and the exchange's UTC offset. Recommended
+ * units: hhmmssmmm (93000000 is 09:30:00.000) and minutes east of UTC. Parts out of range are reduced to their width.
+ * Never null. */
 MD_C_API MD_DateTimeHandle MD_DateTime_new(int32_t date, int32_t time, int16_t exch_gmt_offset);
 
 /* A date-time whose packed word is 0. Never null. */
@@ -235,13 +237,13 @@ MD_C_API bool MD_DateTime_serialize(char* buffer, MD_DateTimeHandle dt);
 /* Reads the packed word from buffer[0] to buffer[7]. The handle is the first argument here; `buffer` is checked. */
 MD_C_API bool MD_DateTime_deserialize(MD_DateTimeHandle dt, const char* buffer);
 
-/* The date as the number yyyymmdd. `out` is not checked, nor in the two below. */
+/* The date as the number yyyymmdd. `out` is not checked in this function and the two below. */
 MD_C_API bool MD_DateTime_date(MD_DateTimeHandle dt, int32_t* out);
 
 /* The time of day. */
 MD_C_API bool MD_DateTime_time(MD_DateTimeHandle dt, int32_t* out);
 
-/* The exchange's offset from GMT. */
+/* The exchange's UTC offset. */
 MD_C_API bool MD_DateTime_exch_gmt_offset(MD_DateTimeHandle dt, int16_t* out);
 
 #ifdef __cplusplus
