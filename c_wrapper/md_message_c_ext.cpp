@@ -336,6 +336,11 @@ bool MD_Message_toSafeText(MD_MessageHandle message, char* text, size_t capacity
   return printTo(message, text, capacity, length, [](const MD_Message& held) { return to_string(held); });
 }
 
+bool MD_Message_toSafePriceText(MD_MessageHandle message, char* text, size_t capacity, size_t* length) {
+  return printTo(message, text, capacity, length,
+                 [](const MD_Message& held) { return to_string(MD::PriceOutput(held)); });
+}
+
 bool MD_Message_fieldData(MD_MessageHandle message, uint16_t id, const uint8_t** data, uint32_t* size, uint8_t* type) {
   if (!isHeld(message) || data == nullptr || size == nullptr || type == nullptr) {
     return false;

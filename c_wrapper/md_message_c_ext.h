@@ -138,6 +138,8 @@ MD_C_API bool MD_Message_toPriceText(MD_MessageHandle message, char* text, size_
 /* Writes any received message as text, without an assertion: as MD_Message_toText, but each id once, text escaped
  * (md/md_escape.h), and "<truncated: 3 of 8 bytes>" for a field that cannot be read. */
 MD_C_API bool MD_Message_toSafeText(MD_MessageHandle message, char* text, size_t capacity, size_t* length);
+/* The same with prices as in MD_Message_toPriceText. */
+MD_C_API bool MD_Message_toSafePriceText(MD_MessageHandle message, char* text, size_t capacity, size_t* length);
 
 /* ---- Reading a field ----
  * False, with the outputs unchanged, if the field is absent or truncated. These functions allocate nothing. */

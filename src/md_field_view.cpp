@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <locale>
+#include <optional>
 #include <ostream>
 #include <sstream>
 #include <utility>
@@ -12,7 +13,9 @@
 #include "md/md_escape.h"
 #include "md/md_fieldmap.h"
 #include "md/md_message.h"
+#include "md/md_price_output.h"
 #include "md_typemap.h"
+#include "price_fields.h"
 #include "report.h"
 #include "value_dispatch.h"
 
@@ -53,15 +56,43 @@ class ValueText {
   std::ostringstream m_stream;
 };
 
-void appendLabel(const FieldView& field, std::string& out) {
+void appendLabel(std::string_view label, std::string& out) {
   constexpr std::size_t kColumns = 22;
   const std::size_t start = out.size();
-  if (field.name().empty()) {
-    out += std::to_string(field.id());
-  } else {
-    appendEscaped(field.name(), out);
-  }
+  appendEscaped(label, out);
   out.append(kColumns - std::min(kColumns, out.size() - start), ' ');
+  out += " = ";
+}
+
+/// @param prices  those of the message, where they are shown as decimal numbers; null: each field by itself
+std::string textOf(const MD_Message& message, detail::PriceFields* prices) {
+  const detail::SilentReports silence;
+  ValueText values;
+  std::string out;
+  for (const FieldView& field : message.fields()) {
+    const std::string_view name = field.name();
+    const auto price = prices != nullptr ? prices->price(name, field.value()) : std::nullopt;
+    if (!price && prices != nullptr && prices->isShownInPrice(name, field.id())) {
+      continue;
+    }
+    if (name.empty()) {
+      appendLabel(std::to_string(field.id()), out);
+    } else {
+      appendLabel(price ? price->stem : name, out);
+    }
+    if (price) {
+      out += price->value;
+    } else if (field.isReadable()) {
+      values.append(field, out);
+    } else {
+      out += '<' + field.reason() + '>';
+    }
+    if (field.recordCount() > 1) {
+      out += " <the last of " + std::to_string(field.recordCount()) + " records>";
+    }
+    out += '\n';
+  }
+  return out;
 }
 
 }  // namespace
@@ -149,23 +180,11 @@ std::vector<FieldView> MD_Message::fields() const {
   return fields;
 }
 
-std::string to_string(const MD_Message& message) {
-  ValueText values;
-  std::string out;
-  for (const FieldView& field : message.fields()) {
-    appendLabel(field, out);
-    out += " = ";
-    if (field.isReadable()) {
-      values.append(field, out);
-    } else {
-      out += '<' + field.reason() + '>';
-    }
-    if (field.recordCount() > 1) {
-      out += " <the last of " + std::to_string(field.recordCount()) + " records>";
-    }
-    out += '\n';
-  }
-  return out;
+std::string to_string(const MD_Message& message) { return textOf(message, nullptr); }
+
+std::string to_string(const PriceOutput& price) {
+  detail::PriceFields prices(price.m_message);
+  return textOf(price.m_message, &prices);
 }
 
 std::ostream& print(std::ostream& out, const MD_Message& message) {

@@ -5,26 +5,14 @@
 #include <ios>
 #include <locale>
 #include <ostream>
-#include <stdexcept>
 #include <streambuf>
 #include <utility>
 #include <vector>
 
-#include "md/md_frac_double.h"
 #include "report.h"
 
 namespace MD {
 namespace {
-
-constexpr std::string_view kWhole = "_WHOLE";
-constexpr std::string_view kNum = "_NUM";
-constexpr std::string_view kDenom = "_DENOM";
-
-bool endsWith(std::string_view name, std::string_view suffix) noexcept {
-  return name.size() >= suffix.size() && name.substr(name.size() - suffix.size()) == suffix;
-}
-
-std::string withSuffix(std::string_view stem, std::string_view suffix) { return std::string(stem).append(suffix); }
 
 /// Gives a stream back with the flags and fill it came with, and the width 0.
 class StreamState {
@@ -89,8 +77,15 @@ void MessagePrinter::printLine(const MD_Message::const_iterator::Field& field) {
   const MD_FieldMap& map = m_message.fieldMap();
   const auto row = map.findById(field.id);
   const bool isNamed = row != map.end();
-  if (m_mode == kPriceMode && isNamed && (printPrice(row->name, field.value) || isShownInPrice(row->name, field.id))) {
-    return;
+  if (m_mode == kPriceMode && isNamed) {
+    if (const auto price = m_prices.price(row->name, field.value)) {
+      printLabel(price->stem);
+      m_out << price->value << '\n';
+      return;
+    }
+    if (m_prices.isShownInPrice(row->name, field.id)) {
+      return;
+    }
   }
   if (isNamed) {
     printLabel(row->name);
@@ -101,69 +96,6 @@ void MessagePrinter::printLine(const MD_Message::const_iterator::Field& field) {
 }
 
 void MessagePrinter::printLabel(std::string_view label) { m_out << std::setw(22) << label << " = "; }
-
-/// Prints the price of a field that holds its whole part. @return false, with nothing printed, for any other field
-bool MessagePrinter::printPrice(std::string_view name, const MD_Variant& value) {
-  if (!endsWith(name, kWhole) || value.type() != DATATYPES::INT) {
-    return false;
-  }
-  const std::string_view stem = name.substr(0, name.size() - kWhole.size());
-  std::int32_t num = 0;
-  std::int32_t denom = 100;
-  readInt(withSuffix(stem, kNum), num);
-  readInt(withSuffix(stem, kDenom), denom);
-  const double price = denom > 0 ? double{1} * num / denom + value.get<std::int32_t>() : 0.0;
-  printLabel(stem);
-  m_out << frac_double_to_string(price) << '\n';
-  return true;
-}
-
-/// Whether the field is the numerator or denominator of a price that this message prints.
-bool MessagePrinter::isShownInPrice(std::string_view name, std::uint16_t id) {
-  for (const std::string_view suffix : {kNum, kDenom}) {
-    if (endsWith(name, suffix)) {
-      const MD_FieldMap& map = m_message.fieldMap();
-      // Of two fields of the same name the price shows the one that the name leads to.
-      if (map.packed(id).type != DATATYPES::INT || map.nameToId(std::string(name)) != id) {
-        return false;
-      }
-      if (!m_printedStems) {
-        m_printedStems = printedStems();
-      }
-      return m_printedStems->count(name.substr(0, name.size() - suffix.size())) != 0;
-    }
-  }
-  return false;
-}
-
-/// The stems of the prices that this message prints. Several rows of the dictionary may have a whole part's name.
-std::set<std::string_view> MessagePrinter::printedStems() const {
-  const MD_FieldMap& map = m_message.fieldMap();
-  std::vector<std::uint16_t> ids;
-  m_message.getFieldIdsImpl(ids);
-  std::set<std::string_view> stems;
-  for (const std::uint16_t id : ids) {
-    if (id == MD_Message::const_iterator::kEnd) {
-      break;
-    }
-    std::int32_t ignored = 0;
-    const auto row = map.findById(id);
-    if (row != map.end() && row->type == DATATYPES::INT && endsWith(row->name, kWhole) && m_message.get(id, ignored)) {
-      stems.insert(std::string_view(row->name).substr(0, row->name.size() - kWhole.size()));
-    }
-  }
-  return stems;
-}
-
-/// Reads an `INT` field by name. @return false, `out` unchanged, when dictionary or message do not have it
-bool MessagePrinter::readInt(const std::string& name, std::int32_t& out) const {
-  const MD_FieldMap& map = m_message.fieldMap();
-  try {
-    return map.nameToType(name) == DATATYPES::INT && m_message.get(map.nameToId(name), out);
-  } catch (const std::domain_error&) {
-    return false;
-  }
-}
 
 namespace detail {
 

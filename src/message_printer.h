@@ -5,12 +5,10 @@
 #include <cstdint>
 
 #include <iosfwd>
-#include <optional>
-#include <set>
-#include <string>
 #include <string_view>
 
 #include "md/md_message.h"
+#include "price_fields.h"
 
 namespace MD {
 
@@ -20,7 +18,7 @@ class MessagePrinter {
   static constexpr std::int32_t kPriceMode = 1;
 
   MessagePrinter(std::ostream& out, const MD_Message& message, std::int32_t mode)
-      : m_out(out), m_message(message), m_mode(mode) {}
+      : m_out(out), m_message(message), m_mode(mode), m_prices(message) {}
 
   /// Prints one line for each field from `field` on.
   void print(MD_Message::const_iterator field);
@@ -30,16 +28,12 @@ class MessagePrinter {
 
  private:
   void printLine(const MD_Message::const_iterator::Field& field);
-  bool printPrice(std::string_view name, const MD_Variant& value);
   void printLabel(std::string_view label);
-  bool isShownInPrice(std::string_view name, std::uint16_t id);
-  std::set<std::string_view> printedStems() const;
-  bool readInt(const std::string& name, std::int32_t& out) const;
 
   std::ostream& m_out;
   const MD_Message& m_message;
   std::int32_t m_mode;
-  std::optional<std::set<std::string_view>> m_printedStems;  // once they were asked for
+  detail::PriceFields m_prices;
 };
 
 namespace detail {

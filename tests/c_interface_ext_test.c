@@ -388,6 +388,9 @@ static void safeText(void) {
   printsInto(MD_Message_toSafeText, message,
              "QTY                    = 5\nBID                    = <truncated: 3 of 8 bytes>\n");
   printsNothingFor(MD_Message_toSafeText, NULL);
+  printsInto(MD_Message_toSafePriceText, message,
+             "QTY                    = 5\nBID                    = <truncated: 3 of 8 bytes>\n");
+  printsNothingFor(MD_Message_toSafePriceText, NULL);
   MD_Message_delete(message);
 }
 

@@ -254,6 +254,25 @@ TEST_P(PricePrintOut, AWholePartThatCannotBeReadPrintsAsAnEmptyValue) {
   EXPECT_EQ(RecordedAssertions::entries().size(), 1U);  // the iterator's
 }
 
+// What to_string() makes of any bytes: nothing is asserted or reported, each id comes once.
+TEST_P(PricePrintOut, ReadyForAnyBytes) {
+  Bytes bytes = bytesOf(*messageOf({{1, 12}, {2, 5}, {3, 8}, {4, 1}, {41, 255}}));
+  const Bytes once = bytesOf(*messageOf({{41, 7}, {1, 13}}));
+  bytes.insert(bytes.end(), once.begin() + emptyOf(GetParam())->getSizeImpl(), once.end());
+  CapturedErrors errors;
+  const RecordedAssertions assertions;
+  EXPECT_EQ(to_string(PriceOutput(*received(bytes))),
+            "TICK                   = 1.0\n"
+            "QTY                    = 7 <the last of 2 records>\n"
+            "PX                     = 13.625 <the last of 2 records>\n");
+  bytes.pop_back();
+  const std::string text = to_string(PriceOutput(*received(bytes)));
+  EXPECT_EQ(text.find("PX_NUM                 = 5\nPX_DENOM               = 8\n"), 0U) << text;
+  EXPECT_NE(text.find("\nPX_WHOLE               = <truncated: "), text.npos) << text;
+  EXPECT_EQ(errors.text(), "");
+  EXPECT_TRUE(RecordedAssertions::entries().empty());
+}
+
 TEST_P(PricePrintOut, StreamsComeBackAsTheyWere) {
   const auto message = messageOf({{1, 12}, {2, 34}, {3, 100}, {41, 255}});
   std::ostringstream out;

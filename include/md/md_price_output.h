@@ -4,6 +4,7 @@
 #define MD_PRICE_OUTPUT_H
 
 #include <iosfwd>
+#include <string>
 
 #include "md/md_api.h"
 #include "md/md_message.h"
@@ -18,6 +19,7 @@ class PriceOutput {
 
  private:
   friend MD_API std::ostream& operator<<(std::ostream& out, const PriceOutput& price);
+  friend MD_API std::string to_string(const PriceOutput& price);
 
   const MD_Message& m_message;
 };
@@ -26,6 +28,10 @@ class PriceOutput {
 /// prints as one line, the stem and whole + num / denom (0.0 when the denominator is not positive). An absent numerator
 /// counts as 0, an absent denominator as 100.
 MD_API std::ostream& operator<<(std::ostream& out, const PriceOutput& price);
+
+/// The same text ready for any bytes, as to_string() of a message makes it: escaped, each id once, silent. Takes time
+/// and room in proportion to the message.
+MD_API std::string to_string(const PriceOutput& price);
 
 }  // namespace MD
 
