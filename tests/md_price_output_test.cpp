@@ -269,7 +269,7 @@ TEST_P(PricePrintOut, ReadyForAnyBytes) {
   const std::string text = to_string(PriceOutput(*received(bytes)));
   EXPECT_EQ(text.find("PX_NUM                 = 5\nPX_DENOM               = 8\n"), 0U) << text;
   EXPECT_NE(text.find("\nPX_WHOLE               = <truncated: "), text.npos) << text;
-  EXPECT_EQ(errors.text(), "");
+  EXPECT_EQ(errors.take(), "");
   EXPECT_TRUE(RecordedAssertions::entries().empty());
 }
 

@@ -1,6 +1,7 @@
 #include "base/diagnostics.h"
 
 #include <iostream>
+#include <utility>
 
 #include "base/end_watch.h"
 #include "md/md_assert.h"
@@ -43,27 +44,63 @@ std::string textOf(const Place& place) {
   return {};
 }
 
+/// What the messages and fields are that are only counted.
+constexpr struct {
+  const char* one;
+  const char* many;
+} kKindNames[kReportKinds] = {
+    {"malformed message", "malformed messages"},
+    {"message of unknown encoding", "messages of unknown encoding"},
+    {"message that is too long", "messages that are too long"},
+    {"message for which memory was short", "messages for which memory was short"},
+    {"message that the output cannot hold", "messages that the output cannot hold"},
+    {"message with dropped bytes", "messages with dropped bytes"},
+    {"repeated field", "repeated fields"},
+    {"value that cannot be read", "values that cannot be read"},
+    {"message that encode writes with other bytes", "messages that encode writes with other bytes"},
+    {"entry of a dictionary", "entries of a dictionary"},
+};
+
 }  // namespace
 
 std::string Reporter::place() const { return m_input + textOf(m_place); }
 
-void Reporter::error(const LineError& error) { reportLine("", error.field(), error.what()); }
+void Reporter::setInput(std::string name) {
+  finish();
+  m_input = std::move(name);
+}
 
-void Reporter::note(std::string_view field, std::string_view text) { reportLine("note: ", field, text); }
+void Reporter::error(const LineError& error) { reportLine(error.kind(), "", error.field(), error.what()); }
 
-void Reporter::reportLine(std::string_view kind, std::string_view field, std::string_view text) {
-  std::string report = place() + ": ";
-  report += kind;
+void Reporter::note(ReportKind kind, std::string_view field, std::string_view text) {
+  reportLine(kind, "note: ", field, text);
+}
+
+void Reporter::entry(std::string_view place, std::string_view text, bool isLeftOut) {
+  if (isLeftOut) {
+    raise(kBadData);
+  }
+  if (isToBeWritten(ReportKind::Dictionary)) {
+    write(std::string(place) + (isLeftOut ? ": " : ": note: ") + std::string(text));
+  }
+}
+
+void Reporter::reportLine(ReportKind kind, std::string_view label, std::string_view field, std::string_view text) {
+  raise(kBadData);
+  if (!isToBeWritten(kind)) {
+    return;
+  }
+  std::string report = pathText(m_input) + textOf(m_place) + ": ";
+  report += label;
   if (!field.empty()) {
     report.append("field ").append(printable(field)).append(": ");
   }
   report += text;
-  write(std::move(report));
-  raise(kBadData);
+  write(report);
 }
 
 void Reporter::wholeInput(std::string_view text) {
-  write(m_input + ": " + std::string(text));
+  write(pathText(m_input) + ": " + std::string(text));
   raise(kBadData);
 }
 
@@ -71,19 +108,37 @@ void Reporter::hint(std::string_view place, std::string_view text) {
   write(std::string(place) + ": note: " + std::string(text));
 }
 
-void Reporter::unusable(std::string_view text) {
-  write(std::string(text));
+void Reporter::unusable(std::string_view text, std::string_view advice) {
+  write(text, advice);
   raise(kBadUsage);
 }
 
-void Reporter::write(std::string text) {
+void Reporter::finish() {
+  std::string text;
+  for (std::size_t kind = 0; kind != kReportKinds; ++kind) {
+    const std::uint64_t count = std::exchange(m_counts[kind], 0);
+    if (count > m_most) {
+      text += text.empty() ? "" : ", ";
+      text += counted(count - m_most, kKindNames[kind].one, kKindNames[kind].many);
+    }
+  }
+  if (!text.empty()) {
+    write(pathText(m_input) + ": not reported one by one: " + text + " (--max-reports)");
+  }
+}
+
+void Reporter::write(std::string_view text, std::string_view advice) {
   m_out.flush();
   if (m_progress != nullptr) {
     m_progress->clear();
   }
-  text.insert(0, "mdmsg: ") += '\n';
+  std::string lines = "mdmsg: " + harmless(text) + '\n';
+  if (!advice.empty()) {
+    lines.append(advice) += '\n';
+  }
   const BlockingWrite blocking;
-  m_err.write(text.data(), static_cast<std::streamsize>(text.size())).flush();
+  m_err.clear();  // a report that could not be written does not keep the next one back
+  m_err.write(lines.data(), static_cast<std::streamsize>(lines.size())).flush();
 }
 
 QuietLibrary::QuietLibrary()

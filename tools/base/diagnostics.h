@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include <array>
 #include <iosfwd>
 #include <string>
 #include <string_view>
@@ -14,6 +15,9 @@
 #include "base/quoted_text.h"
 
 namespace MD::tool {
+
+/// How many reports of a kind are written per input when nothing else is said.
+constexpr std::uint64_t kMostReports = 10;
 
 enum ExitStatus { kDone = 0, kBadData = 1, kBadUsage = 2 };
 
@@ -32,14 +36,18 @@ struct Place {
   std::uint64_t offset = 0;
 };
 
-/// Writes the reports and keeps the exit status that follows from them.
+/// Writes the reports and keeps the exit status that follows from them. Of each kind it writes a bounded number per
+/// input, and at the input's end how many there were besides.
 class Reporter {
  public:
   /// @param out  written out before each report, so that both appear in order where they share a terminal
   Reporter(std::ostream& err, Output& out) : m_err(err), m_out(out) {}
 
+  /// How many reports of a kind are written per input.
+  void setMostReports(std::uint64_t most) noexcept { m_most = most; }
+
   /// The input that the reports are about from here on, and the place in it.
-  void setInput(std::string name) { m_input = std::move(name); }
+  void setInput(std::string name);
   void setPlace(Place place) noexcept { m_place = place; }
   void setLine(std::uint64_t line) noexcept { m_place = {Place::Kind::Line, line, 0}; }
   const std::string& input() const noexcept { return m_input; }
@@ -67,29 +75,38 @@ class Reporter {
   void error(const LineError& error);
   /// The message at hand went out, not all of it as it came.
   /// @param field  empty when the note is about the whole message
-  void note(std::string_view field, std::string_view text);
+  void note(ReportKind kind, std::string_view field, std::string_view text);
   /// The current input as a whole is not what it should be.
   void wholeInput(std::string_view text);
+  /// An entry at a place of a dictionary is left out, or, where `isLeftOut` is false, something is to be known of it.
+  void entry(std::string_view place, std::string_view text, bool isLeftOut = true);
   /// Something to know about a place of the dictionary, which leaves the exit status as it is.
   void hint(std::string_view place, std::string_view text);
   /// What was done, which leaves the exit status as it is.
   void tell(std::string_view text) { write(std::string(text)); }
   /// An input cannot be read, or the program not be used in this way.
-  void unusable(std::string_view text);
+  /// @param advice  a line of its own, empty for none
+  void unusable(std::string_view text, std::string_view advice = {});
+  /// Tells of the reports that were not written.
+  void finish();
 
   ExitStatus status() const noexcept { return m_status; }
   /// From here on it is at least this.
   void raise(ExitStatus status) noexcept { m_status = status > m_status ? status : m_status; }
 
  private:
-  void reportLine(std::string_view kind, std::string_view field, std::string_view text);
-  void write(std::string text);
+  /// Counts a report.
+  bool isToBeWritten(ReportKind kind) noexcept { return m_counts[static_cast<std::size_t>(kind)]++ < m_most; }
+  void reportLine(ReportKind kind, std::string_view label, std::string_view field, std::string_view text);
+  void write(std::string_view text, std::string_view advice = {});
 
   std::ostream& m_err;
   Output& m_out;
   Progress* m_progress = nullptr;
   std::string m_input;
   Place m_place;
+  std::uint64_t m_most = kMostReports;
+  std::array<std::uint64_t, kReportKinds> m_counts{};  // of the reports about the input
   ExitStatus m_status = kDone;
 };
 

@@ -2,10 +2,28 @@
 #ifndef MDMSG_ERRORS_H
 #define MDMSG_ERRORS_H
 
+#include <cstddef>
+
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace MD::tool {
+
+/// Which reports are alike. Hostile input must not fill a log: of each kind an input has only some.
+enum class ReportKind {
+  Malformed,
+  UnknownEncoding,
+  TooLong,
+  OutOfMemory,
+  NotHeld,     ///< the output cannot hold the message
+  Dropped,     ///< bytes that receivers cut out
+  Repeated,    ///< a field that is there several times
+  Unreadable,  ///< a value that cannot be read
+  OtherBytes,  ///< a message that is not written as it came
+  Dictionary,  ///< a part of a dictionary
+};
+constexpr std::size_t kReportKinds = 10;
 
 /// Ends the program: the command line, or a file that it names, cannot be used.
 class UsageError : public std::runtime_error {
@@ -16,15 +34,20 @@ class UsageError : public std::runtime_error {
 /// Why one message of an input is left out.
 class LineError : public std::runtime_error {
  public:
-  explicit LineError(const std::string& reason, std::string field = {})
-      : std::runtime_error(reason), m_field(std::move(field)) {}
+  explicit LineError(const std::string& reason, std::string field = {}, ReportKind kind = ReportKind::Malformed)
+      : std::runtime_error(reason), m_field(std::move(field)), m_kind(kind) {}
+  LineError(ReportKind kind, const std::string& reason) : LineError(reason, {}, kind) {}
 
   /// The field it is about, empty when it is about the whole message.
   const std::string& field() const noexcept { return m_field; }
+  ReportKind kind() const noexcept { return m_kind; }
 
  private:
   std::string m_field;
+  ReportKind m_kind;
 };
+
+inline LineError outOfMemory() { return {ReportKind::OutOfMemory, "there is not enough memory for it"}; }
 
 /// Why an input cannot be read on; what came before it stands.
 class InputError : public std::runtime_error {

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "base/end_watch.h"
+#include "base/quoted_text.h"
 
 namespace MD::tool {
 namespace {
@@ -24,7 +25,7 @@ bool meansBrokenPipe(int code) noexcept {
 }  // namespace
 
 OutputError::OutputError(const std::string& name, int code)
-    : std::runtime_error("cannot write " + name + ": " + (code != 0 ? std::strerror(code) : "unknown error")),
+    : std::runtime_error("cannot write " + pathText(name) + ": " + (code != 0 ? std::strerror(code) : "unknown error")),
       m_isBrokenPipe(meansBrokenPipe(code)) {}
 
 void Output::flush() {

@@ -48,6 +48,8 @@ class Output {
   }
   /// Forgets the line at hand.
   void dropLine() { m_text.resize(m_complete); }
+  /// Gives back the memory that text() does not need at the moment.
+  void releaseMemory() noexcept { m_text.shrink_to_fit(); }
   /// Writes all complete lines. @throws OutputError
   void flush();
   /// The same at the end, also where there was nothing to write; a file is closed. @throws OutputError

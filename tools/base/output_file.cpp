@@ -14,6 +14,7 @@
 
 #include "base/errors.h"
 #include "base/platform.h"
+#include "base/quoted_text.h"
 
 namespace MD::tool {
 namespace {
@@ -51,12 +52,12 @@ void OutputFile::open(const std::string& path, bool isForced) {
   const bool isMade = descriptor != kNone;
   if (!isMade && errno == EEXIST) {
     if (!isForced) {
-      throw UsageError(path + " exists; --force writes over it");
+      throw UsageError(pathText(path) + " exists; --force writes over it");
     }
     descriptor = repeatedly([&] { return ::open(path.c_str(), kOpenFlags); });
   }
   if (descriptor == kNone) {
-    throw UsageError("cannot write " + path + ": " + std::strerror(errno));
+    throw UsageError("cannot write " + pathText(path) + ": " + std::strerror(errno));
   }
   struct stat status {};
   m_isRegular = fstat(descriptor, &status) == 0 && (status.st_mode & S_IFMT) == S_IFREG;

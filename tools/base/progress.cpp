@@ -15,7 +15,7 @@ std::string megabytes(std::uint64_t bytes) {
 }  // namespace
 
 void Progress::begin(const std::string& input, std::uint64_t sizeBytes) {
-  m_input = printable(input);
+  m_input = pathText(input);
   m_sizeBytes = sizeBytes;
 }
 

@@ -1,10 +1,11 @@
 #include "base/quoted_text.h"
 
 #include <cstddef>
-#include <cstdint>
 
-#include "base/hex.h"
+#include <algorithm>
+
 #include "base/utf8.h"
+#include "md/md_escape.h"
 
 namespace MD::tool {
 namespace {
@@ -22,21 +23,32 @@ std::string printable(std::string_view text) {
       text.remove_suffix(1);
     }
   }
-  const bool keepsNonAscii = isUtf8(text);
-  std::string out;
-  for (const char c : text) {
-    const auto byte = static_cast<std::uint8_t>(c);
-    if (byte < 0x20 || byte == 0x7f || (byte >= 0x80 && !keepsNonAscii)) {
-      out += "\\x";
-      appendHex(&byte, 1, out);
-    } else {
-      out += c;
-    }
-  }
+  std::string out = escaped(text);
   if (isCut) {
     out += "...";
   }
   return out;
+}
+
+std::string pathText(std::string_view path) {
+#if defined(_WIN32)
+  return harmless(path);
+#else
+  return escaped(path);
+#endif
+}
+
+std::string harmless(std::string_view report) {
+  std::string out;
+  for (;;) {
+    const std::size_t backslash = std::min(report.find('\\'), report.size());
+    appendEscaped(report.substr(0, backslash), out);
+    if (backslash == report.size()) {
+      return out;
+    }
+    out += '\\';
+    report.remove_prefix(backslash + 1);
+  }
 }
 
 std::string inQuotes(std::string_view text) { return '"' + printable(text) + '"'; }

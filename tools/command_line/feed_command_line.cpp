@@ -207,6 +207,7 @@ Command addListen(CLI::App& app) {
   addSelectionOptions(*command, line->selection, true);
   line->addOutput(*command);
   line->addDictionary(*command);
+  line->addReports(*command);
   command->footer(kListenHelp);
   return {command, line, [line](const Session& session) {
             ListenOptions listenOptions = line->listen;

@@ -48,6 +48,7 @@ std::string sentence(const std::string& text) {
 /// Appends paragraphs; lines that begin with blanks stand as they are.
 void appendText(const std::string& text, std::string& out) {
   std::istringstream lines(text);
+  lines.exceptions(std::ios_base::badbit);
   bool isExample = false;
   bool isNew = true;
   for (std::string line; std::getline(lines, line);) {

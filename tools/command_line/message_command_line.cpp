@@ -248,7 +248,7 @@ Command addStats(CLI::App& app) {
     Output picture(session.streams.out);
     if (line->svgFile) {
       if (session.files.output.isOpen() && session.files.output.isAt(*line->svgFile)) {
-        throw UsageError(*line->svgFile + " is the output, too");
+        throw UsageError(pathText(*line->svgFile) + " is the output, too");
       }
       Files::open(session.files.svg, *line->svgFile, *line);
       picture.redirect(session.files.svg);

@@ -30,6 +30,7 @@ std::string complaintAboutNumber(const std::string& text) {
 void CommonOptions::add(CLI::App& command) {
   addDictionary(command);
   command.add_flag("--no-progress", isQuiet, "Show no progress on a terminal");
+  addReports(command);
   addFiles(command);
 }
 
@@ -41,6 +42,14 @@ void CommonOptions::addDictionary(CLI::App& command) {
   named(command.add_option("--dictionary", dictionary,
                            "Field dictionary, XML or text (default: the one on the search path, else a built-in one)"),
         "FILE");
+}
+
+void CommonOptions::addReports(CLI::App& command) {
+  named(command
+            .add_option("--max-reports", mostReports,
+                        "Report at most N problems of a kind per input one by one, default 10; the rest is counted")
+            ->check(&complaintAboutNumber),
+        "N");
 }
 
 void CommonOptions::addOutput(CLI::App& command) {
@@ -165,6 +174,7 @@ TimeZone TimeZoneLine::timeZone() const { return zone ? TimeZone::parse(*zone) :
 
 void DecodeLine::add(CLI::App& command) {
   command.add_flag("--price", isPrice, "Print prices kept as whole, numerator and denominator as one");
+  command.add_flag("--raw-text", isRawText, "Text only: do not escape control characters of names and values");
   command.add_flag("--iso-time", isIsoTime, "Of json and csv: nanosecond times as 2024-06-03T09:30:00...");
   zone.add(command);
 }
@@ -173,6 +183,9 @@ DecodeOptions DecodeLine::options() const {
   if (isPrice && format != "text") {
     throw UsageError("--price goes with --format text");
   }
+  if (isRawText && format != "text") {
+    throw UsageError("--raw-text goes with --format text");
+  }
   if (isIsoTime && format == "text") {
     throw UsageError("--iso-time goes with --format json or csv");
   }
@@ -180,6 +193,7 @@ DecodeOptions DecodeLine::options() const {
     throw UsageError("--time-zone goes with --iso-time");
   }
   DecodeOptions options;
+  options.isRawText = isRawText;
   options.format = format == "json"  ? Format::Json
                    : format == "csv" ? Format::Csv
                    : isPrice         ? Format::PriceText

@@ -34,11 +34,13 @@ struct CommonOptions {
   bool isQuiet = false;  ///< no progress
   std::optional<std::string> outputFile;
   bool isForced = false;
+  std::uint64_t mostReports = kMostReports;
 
-  /// Adds --dictionary, --no-progress and the files.
+  /// Adds --dictionary, --no-progress, --max-reports and the files.
   void add(CLI::App& command);
   void addFiles(CLI::App& command);
   void addDictionary(CLI::App& command);
+  void addReports(CLI::App& command);
   /// Adds --output and --force.
   void addOutput(CLI::App& command);
 };
@@ -89,6 +91,7 @@ struct TimeZoneLine {
 struct DecodeLine {
   std::string format = "text";
   bool isPrice = false;
+  bool isRawText = false;
   bool isIsoTime = false;
   TimeZoneLine zone;
 

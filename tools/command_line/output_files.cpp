@@ -4,6 +4,7 @@
 
 #include "base/errors.h"
 #include "base/platform.h"
+#include "base/quoted_text.h"
 
 namespace MD::tool {
 namespace {
@@ -13,10 +14,10 @@ void refuseInputs(const OutputFile& file, const CommonOptions& options) {
   const std::string& path = file.path();
   const auto isRead = [&](const std::string& input) { return input == "-" ? isStandardInput(path) : file.isAt(input); };
   if (options.files.empty() ? isStandardInput(path) : std::any_of(options.files.begin(), options.files.end(), isRead)) {
-    throw UsageError(path + " is an input, too");
+    throw UsageError(pathText(path) + " is an input, too");
   }
   if (options.dictionary && file.isAt(*options.dictionary)) {
-    throw UsageError(path + " is the dictionary, too");
+    throw UsageError(pathText(path) + " is the dictionary, too");
   }
 }
 
@@ -32,7 +33,7 @@ std::string Files::leaveUnfinished() {
   for (OutputFile* const file : {&output, &svg}) {
     file->removeIfEmpty();
     if (file->isPartial()) {
-      text += (text.empty() ? "" : "; ") + file->path() + " holds only a part of the output";
+      text += (text.empty() ? "" : "; ") + pathText(file->path()) + " holds only a part of the output";
     }
   }
   return text;

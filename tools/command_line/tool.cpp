@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <exception>
 #include <memory>
+#include <new>
 #include <ostream>
 #include <sstream>
 
@@ -74,6 +75,12 @@ std::vector<Command> addCommands(CLI::App& app) {
   return commands;
 }
 
+/// The command line cannot be parsed.
+class CommandLineError : public UsageError {
+ public:
+  using UsageError::UsageError;
+};
+
 /// What is wrong with a command line that the parser refused.
 std::string complaintOf(const CLI::App& app, const CLI::ParseError& error) {
   const CLI::App* asked = &app;
@@ -98,13 +105,14 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, Files
   } catch (const CLI::ParseError& error) {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
       std::ostringstream text;
+      text.exceptions(std::ios_base::badbit);
       app.exit(error, text, streams.err);
       out.text() = text.str();
       out.lineDone();
       out.flush();
       return kDone;
     }
-    throw UsageError(complaintOf(app, error) + "\nTry \"mdmsg --help\".");
+    throw CommandLineError(complaintOf(app, error));
   }
 
   const QuietLibrary quiet;
@@ -122,7 +130,9 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, Files
   if (streams.isErrTerminal && !options.isQuiet && (!streams.isOutTerminal || options.outputFile || command.isSilent)) {
     reporter.setProgress(&progress);
   }
+  reporter.setMostReports(options.mostReports);
   command.run({streams, files, watch, out, reporter});
+  reporter.finish();
   out.finish();
   return reporter.status();
 }
@@ -135,7 +145,7 @@ int run(std::vector<std::string> arguments, const Streams& streams) {
   Progress progress(streams.err);
   Output out(streams.out);
   Reporter reporter(streams.err, out);
-  const auto tell = [&](const std::string& text) { streams.err << "mdmsg: " + text + '\n' << std::flush; };
+  const auto tell = [&](const std::string& text) { streams.err << "mdmsg: " + harmless(text) + '\n' << std::flush; };
   try {
     return runCommand(std::move(arguments), streams, files, watch, progress, out, reporter);
   } catch (const OutputError& error) {
@@ -143,11 +153,16 @@ int run(std::vector<std::string> arguments, const Streams& streams) {
       return reporter.status();
     }
     tell(error.what());
+  } catch (const CommandLineError& error) {
+    reporter.unusable(error.what(), "Try \"mdmsg --help\".");
   } catch (const std::exception& error) {
+    const char* const reason =
+        dynamic_cast<const std::bad_alloc*>(&error) != nullptr ? "not enough memory" : error.what();
     try {
-      reporter.unusable(error.what());
+      reporter.finish();
+      reporter.unusable(reason);
     } catch (const OutputError&) {
-      tell(error.what());
+      tell(reason);
     }
   }
   if (const std::string text = files.leaveUnfinished(); !text.empty()) {

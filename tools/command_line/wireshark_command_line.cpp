@@ -49,7 +49,7 @@ Command addWireshark(CLI::App& app) {
     session.out.lineDone();
     if (line->isInstalled) {
       session.out.finish();
-      session.reporter.tell(path + " is installed");
+      session.reporter.tell(pathText(path) + " is installed");
     }
   };
   return {command, line, run, false};

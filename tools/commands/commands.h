@@ -37,10 +37,12 @@ struct EncodeOptions {
 void encode(Inputs& inputs, const SelectionOptions& selection, const EncodeOptions& options, Output& out,
             Reporter& reporter);
 
+/// How messages are shown. The texts escape what a terminal would obey.
 enum class Format { Text, PriceText, Json, Csv };
 
 struct DecodeOptions {
   Format format = Format::Text;
+  bool isRawText = false;           ///< of the texts: the bytes of names and values as they are
   std::optional<TimeZone> isoTime;  ///< of JSON and CSV: show nanosecond times as moments in this zone
 };
 

@@ -33,7 +33,7 @@ class Converter {
       } else if (!m_converted->existsImpl(id) || !isStoredWhole(*m_converted, id)) {
         const std::size_t terminator = m_names.type(id) == DATATYPES::STRING ? 1 : 0;
         throw LineError(tooLong(*m_converted, id, valueBytes(received, id).sizeBytes - terminator).what(),
-                        m_names.label(id));
+                        m_names.label(id), ReportKind::NotHeld);
       }
     }
     m_selection.keepFields(*m_converted);
@@ -57,11 +57,7 @@ void convert(const Task& task, const ConvertOptions& options) {
   MessageSink sink(options.sink, names, task.out);
   TakenMessages messages(task, selection);
   while (const MD_Message* const message = messages.next()) {
-    try {
-      sink.append(converter.convert(*message), messages.input().timeNs);
-    } catch (const LineError& error) {
-      leaveOut(task, error);
-    }
+    attempt(task, [&] { sink.append(converter.convert(*message), messages.input().timeNs); });
   }
 }
 

@@ -51,43 +51,64 @@ class MessageWriter {
   virtual void append(const MD_Message& message) = 0;
 };
 
-/// Writes messages as print-outs of the library.
+/// Writes messages as text, each field once.
 class TextWriter : public MessageWriter {
  public:
-  TextWriter(const FieldNames& names, const Selection& selection, bool isPrice, const Task& task)
+  TextWriter(const FieldNames& names, const Selection& selection, const DecodeOptions& options, const Task& task)
       : m_names(names),
         m_selection(selection),
-        m_isPrice(isPrice),
+        m_isPrice(options.format == Format::PriceText),
+        m_isRaw(options.isRawText),
         m_task(task),
         m_appender(task.out.text()),
-        m_printed(&m_appender) {}
+        m_printed(&m_appender) {
+    // Else the stream would keep to itself that memory is short, and write nothing from then on.
+    m_printed.exceptions(std::ios_base::badbit);
+  }
 
   void append(const MD_Message& message) override {
-    listFields(message, m_names, m_task.reporter, m_ids);
+    // Of a message with fields that are repeated or cannot be read, the library's stream operators write the last value
+    // as often as the field is there, and a placeholder.
+    bool isPlain = listFields(message, m_names, m_task.reporter, m_ids);
     m_selection.keepIncluded(m_ids);
     for (const std::uint16_t id : m_ids) {
       if (!isReadable(message, id, m_names.type(id))) {
         noteUnreadable(message, id, m_names, m_task.reporter);
+        isPlain = false;
       }
-    }
-    if (std::find(m_ids.begin(), m_ids.end(), kEndOfPrintOut) != m_ids.end()) {
-      m_task.reporter.note(m_names.label(kEndOfPrintOut), "ends the print-out; use --format json to see all fields");
     }
     if (!m_isFirst) {
       m_task.out.text() += '\n';
     }
-    m_isFirst = false;
     if (m_selection.hasFields()) {
       const auto part = message.clone();
       m_selection.keepFields(*part);
-      print(*part);
+      print(*part, isPlain);
     } else {
-      print(message);
+      print(message, isPlain);
     }
+    m_isFirst = false;
   }
 
  private:
-  void print(const MD_Message& message) {
+  void print(const MD_Message& message, bool isPlain) {
+    if (!m_isRaw) {
+      m_task.out.text() += m_isPrice ? to_string(PriceOutput(message)) : to_string(message);
+    } else if (isPlain) {
+      printRaw(message);
+    } else {
+      const auto once = message.createEmpty();
+      static_cast<void>(copyReadable(message, *once));  // what cannot be read has been noted
+      printRaw(*once);
+    }
+  }
+
+  void printRaw(const MD_Message& message) {
+    if (std::find(m_ids.begin(), m_ids.end(), kEndOfPrintOut) != m_ids.end()) {
+      m_task.reporter.note(ReportKind::Unreadable, m_names.label(kEndOfPrintOut),
+                           "ends the raw text; leave --raw-text out to see all fields");
+    }
+    m_printed.clear();
     if (m_isPrice) {
       m_printed << PriceOutput(message);
     } else {
@@ -98,6 +119,7 @@ class TextWriter : public MessageWriter {
   const FieldNames& m_names;
   const Selection& m_selection;
   bool m_isPrice;
+  bool m_isRaw;
   const Task& m_task;
   StringAppender m_appender;
   std::ostream m_printed;
@@ -150,7 +172,7 @@ std::unique_ptr<MessageWriter> makeWriter(const DecodeOptions& options, const Fi
     case Format::PriceText:
       break;
   }
-  return std::make_unique<TextWriter>(names, selection, options.format == Format::PriceText, task);
+  return std::make_unique<TextWriter>(names, selection, options, task);
 }
 
 }  // namespace
@@ -161,11 +183,7 @@ void decode(const Task& task, const DecodeOptions& options) {
   const auto writer = makeWriter(options, names, selection, task);
   TakenMessages messages(task, selection);
   while (const MD_Message* const message = messages.next()) {
-    try {
-      writer->append(*message);
-    } catch (const LineError& error) {
-      leaveOut(task, error);
-    }
+    attempt(task, [&] { writer->append(*message); });
   }
 }
 

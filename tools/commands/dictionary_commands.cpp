@@ -13,6 +13,7 @@
 #include "base/utf8.h"
 #include "dictionary/dictionary.h"
 #include "md/md_datatypes.h"
+#include "md/md_escape.h"
 #include "md/md_fieldmap.h"
 #include "text/value_text.h"
 
@@ -60,9 +61,10 @@ bool checkDictionary(const std::string& path, Output& out) {
   std::size_t problems = 0;
   for (const Finding& finding : file.findings) {
     problems += finding.isProblem ? 1 : 0;
-    out.text() += filePlaceText(path, finding.place) + ": " + (finding.isProblem ? "" : "note: ") + finding.text + '\n';
+    out.text() +=
+        filePlaceText(path, finding.place) + ": " + (finding.isProblem ? "" : "note: ") + harmless(finding.text) + '\n';
   }
-  out.text() += path + ": " + (file.isXml ? "XML" : "text") + ", " + counted(fields, "field") + ", " +
+  out.text() += pathText(path) + ": " + (file.isXml ? "XML" : "text") + ", " + counted(fields, "field") + ", " +
                 counted(problems, "problem") + ", " + counted(file.findings.size() - problems, "note") + '\n';
   out.lineDone();
   return problems == 0;
@@ -178,16 +180,18 @@ void convertDictionary(const std::string& path, std::optional<DefinitionFormat> 
   const DefinitionFormat to = format.value_or(file.isXml ? DefinitionFormat::Text : DefinitionFormat::Xml);
   const bool isToXml = to == DefinitionFormat::Xml;
   if (file.comments != 0) {
-    reporter.hint(path, counted(file.comments, "comment") + " left out");
+    reporter.hint(pathText(path), counted(file.comments, "comment") + " left out");
   }
   out.text() += isToXml ? kXmlStart : "";
+  reporter.setInput(path);
   for (const Definition& entry : file.entries) {
-    reporter.setInput(filePlaceText(path, entry.place));
+    const auto leaveOut = [&](const std::string& reason) {
+      reporter.entry(filePlaceText(path, entry.place), "field " + printable(entry.name) + ": " + reason + "; left out");
+    };
     if (!entry.isRead) {
-      reporter.wholeInput("field " + printable(entry.name) + ": the library does not read it; left out");
+      leaveOut("the library does not read it");
     } else if (const char* const reason = whyNotCarried(entry, to)) {
-      reporter.wholeInput("field " + printable(entry.name) + ": " + (isToXml ? "XML" : "text") + " cannot carry " +
-                          reason + "; left out");
+      leaveOut(std::string(isToXml ? "XML" : "text") + " cannot carry " + reason);
     } else {
       isToXml ? appendXmlDefinition(entry, out.text()) : appendTextDefinition(entry, out.text());
       out.lineDone();
@@ -255,7 +259,7 @@ void showFields(const std::vector<std::string>& keys, Output& out, Reporter& rep
   for (const std::string& key : keys) {
     const auto row = findField(key);
     if (row == MD_FieldMap::instance().end()) {
-      reporter.setInput("field " + printable(key));
+      reporter.setInput("field " + key);
       reporter.wholeInput("the dictionary does not have it");
       continue;
     }
@@ -287,7 +291,7 @@ ExitStatus listFields(const FieldSearch& search, Output& out, Reporter& reporter
     }
     isFound = true;
     Definition entry;
-    entry.name = row.name;
+    entry.name = escaped(row.name);
     entry.id = row.id;
     entry.typeName = typeName(row.type);
     appendTextDefinition(entry, out.text());

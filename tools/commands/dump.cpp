@@ -11,7 +11,7 @@ namespace {
 
 /// "# feed.pcap: packet 3 (byte 1084), 2024-06-03T09:30:00.173980747Z, 10.0.0.1:5 to 239.1.1.1:30001: mInt, 39 bytes"
 void appendDumpTitle(const InputMessage& input, const Reporter& reporter, std::string& out) {
-  out += "# " + printable(reporter.place());
+  out += "# " + pathText(reporter.place());
   if (input.timeNs && *input.timeNs >= 0) {
     out += ", ";
     appendIsoTime(static_cast<std::uint64_t>(*input.timeNs), TimeZone(), out);
@@ -29,13 +29,15 @@ void dump(const Task& task, bool isColored) {
   Selection selection(task.selection, names);
   bool isFirst = true;
   for (InputMessage input; readTaken(task, selection, input);) {
-    std::string& out = task.out.text();
-    out += isFirst ? "" : "\n";
-    isFirst = false;
-    appendDumpTitle(input, task.reporter, out);
-    if (writeDump(input.data, input.sizeBytes, MD_FieldMap::instance(), isColored, task.out).flaws != 0) {
-      task.reporter.flawed();
-    }
+    attempt(task, [&] {
+      std::string& out = task.out.text();
+      out += isFirst ? "" : "\n";
+      appendDumpTitle(input, task.reporter, out);
+      isFirst = false;
+      if (writeDump(input.data, input.sizeBytes, MD_FieldMap::instance(), isColored, task.out).flaws != 0) {
+        task.reporter.flawed();
+      }
+    });
   }
 }
 

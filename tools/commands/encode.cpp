@@ -1,4 +1,5 @@
 #include <memory>
+#include <new>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -109,6 +110,10 @@ void encode(Inputs& inputs, const SelectionOptions& selectionOptions, const Enco
     } catch (const LineError& error) {
       out.dropLine();
       reporter.error(error);
+    } catch (const std::bad_alloc&) {
+      out.dropLine();
+      out.releaseMemory();
+      reporter.error(outOfMemory());
     }
     return true;
   };

@@ -63,11 +63,7 @@ void listen(const ListenOptions& options, const SelectionOptions& selection, Out
   } else {
     DatagramWriter writer(options.form, out);
     for (InputMessage datagram; readNext(task, datagram);) {
-      try {
-        writer.append(datagram);
-      } catch (const LineError& error) {
-        leaveOut(task, error);
-      }
+      attempt(task, [&] { writer.append(datagram); });
     }
   }
   if (const std::uint64_t dropped = source.dropped()) {

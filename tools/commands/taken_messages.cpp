@@ -41,7 +41,9 @@ bool readNext(const Task& task, InputMessage& message) {
 
 bool readTaken(const Task& task, Selection& selection, InputMessage& message) {
   while (!selection.isDone() && readNext(task, message)) {
-    if (takesBytes(selection, message)) {
+    bool isTaken = false;
+    attempt(task, [&] { isTaken = takesBytes(selection, message); });
+    if (isTaken) {
       return true;
     }
   }
@@ -51,19 +53,23 @@ bool readTaken(const Task& task, Selection& selection, InputMessage& message) {
 
 void leaveOut(const Task& task, const LineError& error) {
   task.out.dropLine();
+  if (error.kind() == ReportKind::OutOfMemory) {
+    task.out.releaseMemory();
+  }
   task.reporter.error(error);
 }
 
 const MD_Message* TakenMessages::next() {
   while (!m_selection.isDone() && readNext(m_task, m_input)) {
-    try {
+    bool isTaken = false;
+    attempt(m_task, [&] {
+      m_message.reset();
       m_message = receive(m_input);
-      if (m_selection.takes(*m_message)) {
-        noteLeftOut(*m_message, m_input, m_task.reporter);
-        return m_message.get();
-      }
-    } catch (const LineError& error) {
-      leaveOut(m_task, error);
+      isTaken = m_selection.takes(*m_message);
+    });
+    if (isTaken) {
+      noteLeftOut(*m_message, m_input, m_task.reporter);
+      return m_message.get();
     }
   }
   m_task.out.lineDone();

@@ -3,6 +3,7 @@
 #define MDMSG_TAKEN_MESSAGES_H
 
 #include <memory>
+#include <new>
 #include <string>
 
 #include "base/errors.h"
@@ -27,6 +28,19 @@ bool readTaken(const Task& task, Selection& selection, InputMessage& message);
 
 /// Reports why the message at hand cannot go out, and takes back what has been put out of it.
 void leaveOut(const Task& task, const LineError& error);
+
+/// Calls `use`, which works on the message at hand. Where the message cannot go out, or memory is short, it is left
+/// out.
+template <class Use>
+void attempt(const Task& task, Use use) {
+  try {
+    use();
+  } catch (const LineError& error) {
+    leaveOut(task, error);
+  } catch (const std::bad_alloc&) {
+    leaveOut(task, outOfMemory());
+  }
+}
 
 /// The messages that a selection takes, one after the other.
 class TakenMessages {

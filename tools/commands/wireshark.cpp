@@ -5,6 +5,7 @@
 
 #include "base/errors.h"
 #include "base/platform.h"
+#include "base/quoted_text.h"
 
 namespace MD::tool {
 
@@ -16,7 +17,7 @@ std::string dissectorPath(const std::string& folder) {
   std::error_code error;
   std::filesystem::create_directories(plugins, error);
   if (error) {
-    throw UsageError("cannot create the folder " + plugins + ": " + error.message());
+    throw UsageError("cannot create the folder " + pathText(plugins) + ": " + error.message());
   }
   return (std::filesystem::path(plugins) / "md_message.lua").string();
 }

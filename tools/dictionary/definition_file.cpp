@@ -120,6 +120,8 @@ class TextReader {
  public:
   explicit TextReader(std::string_view text) : m_text(text), m_stream(std::string(text)) {
     m_stream.imbue(std::locale::classic());
+    // A stream that keeps a failure to itself would look like the end of the file.
+    m_stream.exceptions(std::ios_base::badbit);
   }
 
   /// Goes to the next token. @return its place, or that of the end
@@ -273,21 +275,21 @@ void noteOthers(const TiXmlElement* element, const std::string& name, Definition
 }  // namespace
 
 std::string filePlaceText(const std::string& path, const FilePlace& place) {
-  return path + ':' + std::to_string(place.line) + ':' + std::to_string(place.column);
+  return pathText(path) + ':' + std::to_string(place.line) + ':' + std::to_string(place.column);
 }
 
 std::string definitionsIn(const std::string& path) {
   std::error_code error;
   if (std::filesystem::is_directory(path, error)) {
-    throw UsageError("cannot read dictionary " + path + ": it is a directory");
+    throw UsageError("cannot read dictionary " + pathText(path) + ": it is a directory");
   }
   std::ifstream file(path, std::ios::binary);
   if (!file.is_open()) {
-    throw UsageError("cannot open dictionary " + path + ": " + std::strerror(errno));
+    throw UsageError("cannot open dictionary " + pathText(path) + ": " + std::strerror(errno));
   }
   std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
   if (file.bad()) {
-    throw UsageError("cannot read dictionary " + path);
+    throw UsageError("cannot read dictionary " + pathText(path));
   }
   return text;
 }
@@ -349,7 +351,7 @@ DefinitionFile readXmlDefinitions(const std::string& path) {
   file.isXml = true;
   const std::unique_ptr<std::FILE, FileCloser> input(std::fopen(path.c_str(), "rb"));
   if (input == nullptr) {
-    throw UsageError("cannot open dictionary " + path + ": " + std::strerror(errno));
+    throw UsageError("cannot open dictionary " + pathText(path) + ": " + std::strerror(errno));
   }
   TiXmlDocument document;
   document.SetTabSize(1);

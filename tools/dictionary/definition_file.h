@@ -40,7 +40,7 @@ struct Finding {
   bool isProblem = true;  ///< else something to know
 };
 
-/// "path:line:column".
+/// "path:line:column", for reports.
 std::string filePlaceText(const std::string& path, const FilePlace& place);
 
 struct DefinitionFile {

@@ -343,7 +343,7 @@ class Deriver {
     if ((column.types & types) == 0) {
       if (!column.isReported) {
         column.isReported = true;
-        m_reporter.note(column.name,
+        m_reporter.note(ReportKind::Dictionary, column.name,
                         types == 0 ? "no type takes this value" : "no type takes this value and those before");
       }
       return;
@@ -386,15 +386,17 @@ void deriveDictionary(Inputs& inputs, const DeriveOptions& options, Output& out,
     const char* reason = isXml ? whyNoXmlName(column.name) : whyNoTextName(column.name);
     reason = reason == nullptr && isOfDigits(column.name) ? "a name of digits, which is taken for an id," : reason;
     if (reason != nullptr) {
-      reporter.wholeInput(label + reason + " cannot be in a dictionary in " + (isXml ? "XML" : "text") + "; left out");
+      reporter.entry("samples",
+                     label + reason + " cannot be in a dictionary in " + (isXml ? "XML" : "text") + "; left out");
       continue;
     }
     if (id > kLastId) {
-      reporter.wholeInput(label + "no id is left for it (the last one is " + std::to_string(kLastId) + "); left out");
+      reporter.entry("samples",
+                     label + "no id is left for it (the last one is " + std::to_string(kLastId) + "); left out");
       continue;
     }
     if (!column.hasValue) {
-      reporter.hint("samples", label + "no value seen; taken for a STRING");
+      reporter.entry("samples", label + "no value seen; taken for a STRING", false);
     }
     Definition entry;
     entry.name = column.name;

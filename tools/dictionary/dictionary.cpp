@@ -4,6 +4,7 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "base/quoted_text.h"
 #include "base/utf8.h"
 #include "dictionary/definition_file.h"
 #include "md/md_fieldmap.h"
@@ -53,7 +54,7 @@ DefinitionFile loadDictionaryFile(const std::string& path, Reporter& reporter) {
 void loadDictionary(const std::string& path, Reporter& reporter) {
   loadDictionaryFile(path, reporter);
   if (MD_FieldMap::instance().size() == 0) {
-    throw UsageError("dictionary " + path + " holds no field");
+    throw UsageError("dictionary " + pathText(path) + " holds no field");
   }
 }
 

@@ -240,7 +240,7 @@ void JsonWriter::noteOtherBytes(const MD_Message& message) {
     return there.data + there.sizeBytes <= difference;
   };
   const auto field = std::find_if_not(m_ids.begin(), m_ids.end(), isBefore);
-  m_reporter.note(field != m_ids.end() ? m_names.label(*field) : std::string(),
+  m_reporter.note(ReportKind::OtherBytes, field != m_ids.end() ? m_names.label(*field) : std::string(),
                   "encode writes other bytes than these, from byte " + std::to_string(difference - received) + " on");
 }
 

@@ -40,7 +40,7 @@ void forEachDifference(const ComparedMessage* before, const ComparedMessage* aft
 /// A name of an input, which need not be UTF-8, as a JSON string.
 void appendPlace(const std::string& place, std::string& out) {
   if (!appendJsonString(place, out)) {
-    appendJsonString(printable(place), out);
+    appendJsonString(pathText(place), out);
   }
 }
 
@@ -115,9 +115,9 @@ void MessageDiff::writeText(const char* change, const ComparedMessage* before, c
   std::string& out = m_out.text();
   const std::string& key = (before != nullptr ? before : after)->key;
   out.append(change).append(key.empty() ? "" : " ").append(key) += " (";
-  out += before != nullptr ? printable(before->place) : "";
+  out += before != nullptr ? pathText(before->place) : "";
   out += before != nullptr && after != nullptr ? " -> " : "";
-  out += after != nullptr ? printable(after->place) : "";
+  out += after != nullptr ? pathText(after->place) : "";
   out += ")\n";
   forEachDifference(before, after, [&](std::uint16_t id, const std::string* was, const std::string* is) {
     out.append("  ").append(printable(m_names.label(id))).append(": ");

@@ -65,7 +65,8 @@ void MessageSink::append(const std::uint8_t* bytes, std::uint32_t sizeBytes, std
       return;
     case OutputForm::Raw:
       if (m_hasRaw) {
-        throw LineError("a raw output holds one message; u16le, u16be, u32le and u32be keep several apart");
+        throw LineError(ReportKind::NotHeld,
+                        "a raw output holds one message; u16le, u16be, u32le and u32be keep several apart");
       }
       m_hasRaw = true;
       return appendBytes(bytes, sizeBytes, m_out.text());
@@ -93,7 +94,7 @@ std::int64_t MessageSink::packetTime(const MD_Message& message, std::optional<st
 void MessageSink::appendFramed(const std::uint8_t* bytes, std::uint32_t sizeBytes) {
   const Framing framing = m_options.framing;
   if (framing.sizeBytes == 2 && sizeBytes > 0xffff) {
-    throw LineError(std::to_string(sizeBytes) + " bytes are too long for a length of 2 bytes");
+    throw LineError(ReportKind::NotHeld, std::to_string(sizeBytes) + " bytes are too long for a length of 2 bytes");
   }
   for (unsigned i = 0; i != framing.sizeBytes; ++i) {
     const unsigned shift = 8 * (framing.isBigEndian ? framing.sizeBytes - 1U - i : i);

@@ -12,7 +12,7 @@ namespace MD::tool {
 
 std::unique_ptr<MD_Message> receive(const InputMessage& input) {
   if (input.sizeBytes > std::numeric_limits<std::uint32_t>::max()) {
-    throw LineError("a message cannot be longer than 4294967295 bytes");
+    throw LineError(ReportKind::TooLong, "a message cannot be longer than 4294967295 bytes");
   }
   auto message = MD_Message::createFromBytes(input.data, static_cast<std::uint32_t>(input.sizeBytes));
   if (message == nullptr) {
@@ -23,18 +23,19 @@ std::unique_ptr<MD_Message> receive(const InputMessage& input) {
 
 void noteLeftOut(const MD_Message& message, const InputMessage& input, Reporter& reporter) {
   if (const std::size_t stripped = input.sizeBytes - message.getSizeImpl()) {
-    reporter.note({}, std::to_string(stripped) + (stripped == 1 ? " byte is" : " bytes are") +
-                          " left out: no field that the dictionary has, or has with this type");
+    reporter.note(ReportKind::Dropped, {},
+                  std::to_string(stripped) + (stripped == 1 ? " byte is" : " bytes are") +
+                      " left out: no field that the dictionary has, or has with this type");
   }
 }
 
 LineError notOurs(const InputMessage& input) {
   if (input.sizeBytes == 0) {
-    return LineError("there is no byte in it");
+    return LineError(ReportKind::UnknownEncoding, "there is no byte in it");
   }
   std::string code;
   appendHex(input.data, 1, code);
-  return LineError("no encoding begins with byte " + code + " (" + encodingList() + ")");
+  return LineError(ReportKind::UnknownEncoding, "no encoding begins with byte " + code + " (" + encodingList() + ")");
 }
 
 bool listFields(const MD_Message& message, const FieldNames& names, Reporter& reporter,
@@ -58,7 +59,7 @@ bool listFields(const MD_Message& message, const FieldNames& names, Reporter& re
   std::sort(repeated.begin(), repeated.end());
   for (auto first = repeated.begin(); first != repeated.end();) {
     const auto next = std::upper_bound(first, repeated.end(), *first);
-    reporter.note(names.label(*first),
+    reporter.note(ReportKind::Repeated, names.label(*first),
                   "stands " + std::to_string(next - first + 1) + " times in the message; the last one counts");
     first = next;
   }
@@ -108,7 +109,7 @@ void noteUnreadable(const MD_Message& message, std::uint16_t id, const FieldName
       text = "the " + std::to_string(sizeBytes) + " bytes of its value are no " + typeName(type);
     }
   }
-  reporter.note(names.label(id), text);
+  reporter.note(ReportKind::Unreadable, names.label(id), text);
 }
 
 }  // namespace MD::tool

@@ -33,7 +33,7 @@ bool isCapture(std::string_view firstBytes) noexcept {
 }
 
 LineError noSuchTime(const std::string& ns) {
-  return LineError("a capture cannot say the time " + ns + " (years 1970 to 2106)");
+  return LineError(ReportKind::NotHeld, "a capture cannot say the time " + ns + " (years 1970 to 2106)");
 }
 
 void CaptureWriter::begin(std::string& out) {
@@ -48,8 +48,8 @@ void CaptureWriter::begin(std::string& out) {
 void CaptureWriter::append(std::int64_t timeNs, const std::uint8_t* payload, std::size_t payloadBytes,
                            std::string& out) {
   if (payloadBytes > kMaxPayloadBytes) {
-    throw LineError(std::to_string(payloadBytes) + " bytes are too long for a datagram (" +
-                    std::to_string(kMaxPayloadBytes) + ")");
+    throw LineError(ReportKind::NotHeld, std::to_string(payloadBytes) + " bytes are too long for a datagram (" +
+                                             std::to_string(kMaxPayloadBytes) + ")");
   }
   constexpr std::int64_t kNsPerSecond = 1'000'000'000;
   if (timeNs < 0 || timeNs / kNsPerSecond > std::numeric_limits<std::uint32_t>::max()) {

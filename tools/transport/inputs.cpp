@@ -29,7 +29,7 @@ InputBuffer* Inputs::next() {
     const std::string& path = m_files[m_next++];
     // What is read would grow with what is written.
     if (m_isOutputStandard && (path == "-" ? isStandardInputWritten() : isStandardOutput(path))) {
-      m_reporter.unusable((path == "-" ? "standard input" : path) + " is the output, too");
+      m_reporter.unusable((path == "-" ? "standard input" : pathText(path)) + " is the output, too");
       continue;
     }
     if (path == "-") {
@@ -46,12 +46,12 @@ InputBuffer* Inputs::next() {
 bool Inputs::openFile(const std::string& path) {
   std::error_code error;
   if (std::filesystem::is_directory(path, error)) {
-    m_reporter.unusable("cannot read " + path + ": it is a directory");
+    m_reporter.unusable("cannot read " + pathText(path) + ": it is a directory");
     return false;
   }
   m_file.pubsetbuf(m_fileBuffer.data(), static_cast<std::streamsize>(m_fileBuffer.size()));
   if (m_file.open(path, std::ios::in | std::ios::binary) == nullptr) {
-    m_reporter.unusable("cannot open " + path + ": " + std::strerror(errno));
+    m_reporter.unusable("cannot open " + pathText(path) + ": " + std::strerror(errno));
     return false;
   }
   const std::uintmax_t sizeBytes = std::filesystem::file_size(path, error);

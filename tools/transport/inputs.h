@@ -37,7 +37,7 @@ class Inputs {
       // Part of it was used.
       m_reporter.wholeInput(std::string(error.what()) + "; what comes before was read");
     } catch (const std::ios_base::failure&) {
-      m_reporter.unusable("cannot read " + m_reporter.input());
+      m_reporter.unusable("cannot read " + pathText(m_reporter.input()));
     }
     return false;
   }

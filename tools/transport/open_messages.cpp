@@ -141,7 +141,7 @@ std::unique_ptr<MessageSource> openMessages(InputBuffer& in, const SourceOptions
     form = isCapture(in.peek(kCaptureMagicBytes)) ? InputForm::Capture : InputForm::HexLines;
   }
   if (form != InputForm::Capture && options.selectsDatagrams()) {
-    throw UsageError("--port, --group and --filter go with captures; " + reporter.input() + " is none");
+    throw UsageError("--port, --group and --filter go with captures; " + pathText(reporter.input()) + " is none");
   }
   switch (form) {
     case InputForm::Raw:

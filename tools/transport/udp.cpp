@@ -127,7 +127,7 @@ class UdpSender::Socket {
     error_code error;
     m_socket.send_to(asio::buffer(bytes, sizeBytes), m_to, 0, error);
     if (error == asio::error::message_size) {
-      throw LineError(std::to_string(sizeBytes) + " bytes are too long for a datagram");
+      throw LineError(ReportKind::NotHeld, std::to_string(sizeBytes) + " bytes are too long for a datagram");
     }
     require(error, "send to " + m_name);
   }

@@ -14,6 +14,7 @@ namespace {
 using MD::test::Reports;
 using MD::tool::Output;
 using MD::tool::OutputError;
+using MD::tool::ReportKind;
 
 TEST(Output, WritesWholeLinesOnly) {
   Reports reports;
@@ -22,7 +23,7 @@ TEST(Output, WritesWholeLinesOnly) {
   reports.out.text() += "tw";
   reports.reporter.setInput("f");
   reports.reporter.setLine(2);
-  reports.reporter.note("BID", "odd");
+  reports.reporter.note(ReportKind::Repeated, "BID", "odd");
   EXPECT_EQ(reports.outText.str(), "one\n");
   EXPECT_EQ(reports.text(), "mdmsg: f:2: note: field BID: odd\n");
   reports.out.dropLine();

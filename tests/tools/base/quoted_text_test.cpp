@@ -18,4 +18,15 @@ TEST(Printable, KeepsAReportOnOneReadableLine) {
   EXPECT_EQ(printable(std::string(199, 'x') + "\xe2\x82\xac"), std::string(199, 'x') + "...");
 }
 
+TEST(Printable, IsReversible) {
+  EXPECT_EQ(printable("\\x0a"), "\\\\x0a");
+  EXPECT_EQ(printable("\xc2\x9b\xe2\x80\xae"), "\\u{9b}\\u{202e}");
+}
+
+TEST(Harmless, EscapesWhatIsNotEscapedYet) {
+  EXPECT_EQ(harmless("in\x1b[2J: " + printable("\x07\\") + " \xc2\x85"), "in\\x1b[2J: \\x07\\\\ \\u{85}");
+  EXPECT_EQ(harmless("ends in \\"), "ends in \\");
+  EXPECT_EQ(harmless(""), "");
+}
+
 }  // namespace
