@@ -147,6 +147,9 @@ void RecordMessage<Encoding>::indexChecked(std::uint64_t position) {
 
 template <class Encoding>
 void RecordMessage<Encoding>::getFieldIdsImpl(std::vector<std::uint16_t>& out) const {
+  if (out.empty()) {
+    out.reserve(positions().get_field_count());
+  }
   detail::RecordWalk<typename Encoding::Layout> walk(detail::viewOf(bytes()), fieldMap());
   for (detail::WalkedRecord record; walk.next(record);) {
     if (record.kind != detail::WalkedRecord::Kind::LoneByte) {
