@@ -21,7 +21,11 @@ endfunction()
 
 compare(printed "${output}" "${EXPECTED}")
 if(EXPECTED_REPORTS)
-  string(REGEX MATCHALL "${REPORTS_OF}: [^\n]*\n" reports "${errors}")
+  # A semicolon separates the elements of a list, so those of the reports are put aside.
+  string(ASCII 1 semicolon)
+  string(REPLACE ";" "${semicolon}" reports "${errors}")
+  string(REGEX MATCHALL "${REPORTS_OF}: [^\n]*\n" reports "${reports}")
   string(REPLACE ";" "" reports "${reports}")
+  string(REPLACE "${semicolon}" ";" reports "${reports}")
   compare(reported "${reports}" "${EXPECTED_REPORTS}")
 endif()
