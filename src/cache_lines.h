@@ -6,7 +6,8 @@
 
 namespace MD::detail {
 
-/// What one thread writes to begins and ends at multiples of this many bytes: processors fetch lines of 64 in pairs.
+/// What one thread writes to begins and ends at multiples of this many bytes: x86-64 fetches lines of 64 in
+/// pairs, and some ARM processors have lines of 128.
 inline constexpr std::size_t kCacheLinesBytes = 128;
 
 }  // namespace MD::detail

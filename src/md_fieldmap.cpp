@@ -76,6 +76,7 @@ MD_FieldMap* MD_FieldMap::createForInstance() {
 }
 
 const MD_FieldMap& MD_FieldMap::instance() {
+  // Whoever finds it made sees all of it: the test of a local static acquires what its making released.
   static const MD_FieldMap* const dictionary = createForInstance();
   return *dictionary;
 }

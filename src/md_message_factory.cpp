@@ -18,6 +18,7 @@ static_assert(sizeof(IterMap) == sizeof(MD_Message) && sizeof(mInt) == sizeof(MD
 namespace {
 
 // What createPreferred() makes. Each thread writes what it read from the same file.
+// Relaxed: the code is all that threads share.
 std::atomic<std::uint8_t> g_preferredCode{ENCODINGS::MSGT};
 
 /// Reads the preference file; what cannot be read or is out of range leaves the code as it is.

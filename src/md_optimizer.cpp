@@ -12,8 +12,8 @@
 namespace MD {
 namespace {
 
-// From this size on, whole pages that no field is placed in are worth leaving out.
-constexpr std::size_t kPagedFromBytes = 16384;
+// From so many on, whole pages that no field is placed in are worth leaving out.
+constexpr std::size_t kPagedFromPages = 4;
 
 constexpr std::align_val_t kOwnCacheLines{detail::kCacheLinesBytes};
 
@@ -60,7 +60,7 @@ void Optimizer::makeRoom() {
 void Optimizer::resize(std::uint32_t slotCount) {
   Memory memory = Memory::Ordinary;
   void* made = nullptr;
-  if (m_memory != Memory::Ordinary && bytesFor(slotCount) >= kPagedFromBytes) {
+  if (m_memory != Memory::Ordinary && bytesFor(slotCount) >= kPagedFromPages * detail::pageBytes()) {
     memory = Memory::ZeroPages;
     made = detail::newZeroPages(bytesFor(slotCount));
   }

@@ -8,6 +8,7 @@
 namespace MD {
 namespace {
 
+// Sequentially consistent, the default: what a program wrote before it installed a handler, the handler sees.
 std::atomic<ReportHandler> g_handler{nullptr};
 
 }  // namespace

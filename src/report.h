@@ -42,6 +42,7 @@ class BadFieldReports {
  private:
   static constexpr int kLimit = 100;
 
+  // Relaxed: the count is all that threads share, and each takes numbers of its own from it whatever their order.
   std::atomic<int> m_written{0};
 };
 

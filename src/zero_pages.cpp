@@ -4,11 +4,18 @@
 #include <windows.h>
 #else
 #include <sys/mman.h>
+#include <unistd.h>
 #endif
 
 namespace MD::detail {
 
 #if defined(_WIN32)
+
+std::size_t pageBytes() noexcept {
+  SYSTEM_INFO system;
+  GetSystemInfo(&system);
+  return system.dwPageSize;
+}
 
 void* newZeroPages(std::size_t bytes) noexcept {
   return VirtualAlloc(nullptr, bytes, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
@@ -20,6 +27,8 @@ void freePages(void* pages, std::size_t) noexcept { VirtualFree(pages, 0, MEM_RE
 bool zeroPagesAnew(void*, std::size_t) noexcept { return false; }
 
 #else
+
+std::size_t pageBytes() noexcept { return static_cast<std::size_t>(sysconf(_SC_PAGESIZE)); }
 
 void* newZeroPages(std::size_t bytes) noexcept {
   void* const pages = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);

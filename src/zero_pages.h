@@ -6,6 +6,9 @@
 
 namespace MD::detail {
 
+/// The size of a page: 4 KiB on x86-64, 4, 16 or 64 KiB on ARM.
+std::size_t pageBytes() noexcept;
+
 /// @return null when there are none to be had
 void* newZeroPages(std::size_t bytes) noexcept;
 

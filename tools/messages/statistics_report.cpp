@@ -30,10 +30,11 @@ std::uint64_t scaled(std::uint64_t value, std::uint64_t factor, std::uint64_t di
   if (divisor == 0) {
     return 0;
   }
-  const long double result =
-      static_cast<long double>(value) * static_cast<long double>(factor) / static_cast<long double>(divisor);
+  // Not in long double, whose precision depends on the platform.
+  __extension__ using Wide = unsigned __int128;
+  const Wide result = Wide{value} * factor / divisor;
   constexpr auto kMost = std::numeric_limits<std::uint64_t>::max();
-  return result >= static_cast<long double>(kMost) ? kMost : static_cast<std::uint64_t>(result);
+  return result > kMost ? kMost : static_cast<std::uint64_t>(result);
 }
 
 /// `part` / `whole` with `decimals` digits behind the point, rounded down.
