@@ -1,5 +1,5 @@
 /// @file
-/// The growable byte buffer that holds a message's serialised bytes. It owns its memory; not safe for concurrent use.
+/// The growable buffer of the serialised bytes of a message. It owns its memory; not safe for concurrent use.
 #ifndef MD_MSGDATA_H
 #define MD_MSGDATA_H
 
@@ -9,8 +9,8 @@
 
 namespace MD {
 
-/// Raw memory with a size and a capacity. It grows to the next multiple of 1024 bytes and never shrinks, so that a
-/// pooled buffer soon allocates nothing. A failed allocation throws std::bad_alloc and changes nothing.
+/// Raw memory with a size and a capacity. It grows to the next multiple of 1024 bytes and never shrinks, so a pooled
+/// buffer soon stops allocating. A failed allocation throws std::bad_alloc and changes nothing.
 class MD_API MsgData {
  public:
   /// No memory.
@@ -20,7 +20,7 @@ class MD_API MsgData {
   MsgData& operator=(const MsgData&) = delete;
 
   /// @{
-  /// The first byte in use, and the one behind the last.
+  /// The first byte in use, and the one after the last.
   std::uint8_t* data() noexcept { return m_data; }
   const std::uint8_t* data() const noexcept { return m_data; }
   std::uint8_t* begin() noexcept { return m_data; }
@@ -33,25 +33,25 @@ class MD_API MsgData {
   /// Bytes allocated.
   std::uint64_t capacity() const noexcept { return m_capacity; }
 
-  /// Inserts [first, last) before `pos`, which points into this buffer or at its end. The bytes may be this buffer's
-  /// own.
+  /// Inserts [first, last) before `pos`, which points into this buffer or at its end. The bytes may belong to this
+  /// buffer.
   void insert(std::uint8_t* pos, const std::uint8_t* first, const std::uint8_t* last);
 
   /// Removes [first, last).
   /// @return first
   std::uint8_t* erase(std::uint8_t* first, std::uint8_t* last);
 
-  /// Makes room for `bytes` in all.
+  /// Increases the capacity to at least `bytes`.
   void reserve(std::uint64_t bytes) {
     if (bytes > m_capacity) {
       grow(bytes);
     }
   }
 
-  /// Sets the bytes in use, at most the capacity; bytes that come into use keep whatever the memory holds.
+  /// Sets the number of bytes in use, at most the capacity; additional bytes are not initialised.
   void setSize(std::uint64_t bytes) noexcept { m_size = bytes; }
 
-  /// Tells whether `bytes` points into this buffer's memory, so that growing or moving would pull it away.
+  /// Whether `bytes` points into the memory of this buffer, so that growing or moving would invalidate it.
   bool owns(const void* bytes) const noexcept;
 
  private:

@@ -1,5 +1,5 @@
 /// @file
-/// A message's field table: from field id to the position of the field's record. Not safe for concurrent use.
+/// The field index of a message: from field id to the offset of the record. Not safe for concurrent use.
 #ifndef MD_OPTIMIZER_H
 #define MD_OPTIMIZER_H
 
@@ -13,24 +13,24 @@
 
 namespace MD {
 
-/// One 64-bit value for each field of the dictionary, 0 for an absent one. A look-up is two array reads. Operations
-/// that take a `packed_rec` are the same ones for callers that have looked the field up already.
-// A slot holds the stamp of the filling that it was set in and its value in one word. A later filling has a higher
-// stamp: so clear() need not touch the slots, and "absent" and "behind the end of the message" are one comparison.
+/// One 64-bit value per field of the dictionary, 0 for an absent field. A lookup is two array reads. Operations with a
+/// `packed_rec` are the same ones for callers that have already looked up the field.
+// A slot holds its value and the generation in which it was set in one word. clear() increments the generation instead
+// of touching the slots, and one comparison tests for "absent" and "after the end of the message".
 class MD_API Optimizer {
  public:
   /// All fields absent, over `MD_FieldMap::instance()`.
   Optimizer();
-  /// A table with the other's values.
+  /// A copy of the values of another index.
   Optimizer(const Optimizer& other);
-  /// Takes over the other's values. Costs what the dictionary holds.
+  /// Copies the values of another index. The cost is proportional to the size of the dictionary.
   Optimizer& operator=(const Optimizer& other);
   ~Optimizer();
 
-  /// Sets the field's value. A value of 0 is not recognised as a removal.
-  /// @return false for an id that the dictionary does not hold
+  /// Sets the value of a field. A value of 0 is not recognised as a removal.
+  /// @return false for an id that the dictionary does not contain
   bool set(std::uint16_t id, std::uint64_t value) { return set(m_map->packed(id), value); }
-  /// The same, and false (nothing changed) when the dictionary's type for the id is not `type`.
+  /// The same, but false (nothing changed) if the dictionary declares another type than `type`.
   bool set(std::uint16_t id, std::uint8_t type, std::uint64_t value) {
     const FIELDS::packed_rec field = m_map->packed(id);
     return field.type == type && set(field, value);
@@ -52,7 +52,7 @@ class MD_API Optimizer {
   }
 
   /// @{
-  /// @return the field's value, 0 for an absent or unknown one
+  /// @return the value of the field, 0 for an absent or unknown one
   std::uint64_t get(std::uint16_t id) const noexcept { return get(m_map->packed(id)); }
   std::uint64_t get(FIELDS::packed_rec field) const noexcept {
     if (!hasRoomFor(field) || isAbsent(field)) {
@@ -64,7 +64,7 @@ class MD_API Optimizer {
   /// @}
 
   /// @{
-  /// Makes a field absent, if it is not.
+  /// Makes a field absent, if it is present.
   void erase(std::uint16_t id) noexcept { erase(m_map->packed(id)); }
   void erase(FIELDS::packed_rec field) noexcept {
     if (get(field) != 0) {
@@ -74,7 +74,7 @@ class MD_API Optimizer {
   }
   /// @}
 
-  /// Makes every field absent, whatever was set at no cost.
+  /// Makes every field absent. The cost does not depend on the number of fields that were set.
   void clear() noexcept {
     m_fieldCount = 0;
     if (MD_UNLIKELY(m_stamp >= kLastStamp)) {
@@ -84,7 +84,7 @@ class MD_API Optimizer {
     }
   }
 
-  /// Makes room for every field of the dictionary as it is now. As long as that does not change, place() may be used.
+  /// Reserves a slot for every field of the present dictionary. Until the dictionary changes, place() may be used.
   void fitDictionary() {
     if (m_slotCount <= m_map->compactCount()) {
       makeRoom();
@@ -94,16 +94,16 @@ class MD_API Optimizer {
   /// Whether place() and isAbsent() may be used for the field.
   MD_ALWAYS_INLINE bool hasRoomFor(FIELDS::packed_rec field) const noexcept { return field.slot < m_slotCount; }
 
-  /// Whether a field for which there is room has no value.
+  /// Whether a field with a slot has no value.
   MD_ALWAYS_INLINE bool isAbsent(FIELDS::packed_rec field) const noexcept { return m_slots[field.slot] <= m_stamp; }
 
-  /// The value of a field for which there is room and that was placed; for an absent one more than any message is long,
-  /// to which 32 bits can be added without a wrap.
+  /// The value of a field with a slot. For an absent field it is greater than the length of any message, and 32 bits
+  /// can be added to it without overflow.
   MD_ALWAYS_INLINE std::uint64_t position(FIELDS::packed_rec field) const noexcept {
     return m_slots[field.slot] - m_stamp;
   }
 
-  /// set() of a known field, for which there is room, to a position in a message.
+  /// set() of a known field with a slot, to an offset in a message.
   void place(FIELDS::packed_rec field, std::uint64_t value) noexcept {
     m_fieldCount += std::size_t{isAbsent(field)};
     m_slots[field.slot] = m_stamp + value;
@@ -114,7 +114,7 @@ class MD_API Optimizer {
     m_slots[field.slot] = m_stamp + value;
   }
 
-  /// A run of place() calls, with what they change at hand instead of in memory. Nothing else may use the table
+  /// A series of place() calls whose state is kept in registers instead of memory. Nothing else may use the index
   /// meanwhile.
   class Filling {
    public:
@@ -142,18 +142,18 @@ class MD_API Optimizer {
 
  protected:
   struct ForPools {};
-  /// A table for the pools: it shares no cache line with anything else, and of a large one only those pages take memory
-  /// that fields were placed in.
+  /// An index for the pools: it shares no cache line with other data, and in a large index only pages with a field take
+  /// memory.
   explicit Optimizer(ForPools);
 
  private:
   enum class Memory : std::uint8_t { Ordinary, OwnCacheLines, ZeroPages };
 
-  // Values below this stand in the slots; of others a slot holds this instead. Far less than a step, so that a value of
-  // an earlier filling taken for one of this filling is a step or more, and far from where it would wrap.
+  // Slots hold values below this; for other values they hold this constant. It is far less than a step, so that a value
+  // of an earlier generation, read as one of the present generation, is a step or more and does not overflow.
   static constexpr std::uint64_t kElsewhere = std::uint64_t{1} << 39;
   static constexpr std::uint64_t kStampStep = std::uint64_t{1} << 40;
-  // Far below where stamps would wrap: when they start anew, a large table gives its memory back.
+  // Far below the overflow of generations: when they restart, a large index releases its memory.
   static constexpr std::uint64_t kLastStamp = std::uint64_t{0xFFFF} << 40;
 
   void makeRoom();
@@ -169,7 +169,7 @@ class MD_API Optimizer {
   std::size_t m_fieldCount = 0;
   std::uint32_t m_slotCount = 0;
   Memory m_memory = Memory::Ordinary;
-  std::map<std::uint16_t, std::uint64_t> m_large;  // by slot, for those that say kElsewhere
+  std::map<std::uint16_t, std::uint64_t> m_large;  // by slot, for slots that hold kElsewhere
 };
 
 }  // namespace MD

@@ -1,6 +1,6 @@
 /// @file
-/// Object pools, and the handle that borrows from one. A pool may be used by any number of threads; a handle belongs
-/// to one thread at a time.
+/// Object pools, and the handle that takes an object from one. A pool may be used by any number of threads; a handle
+/// belongs to one thread at a time.
 #ifndef MD_REUSABLE_CONTAINER_H
 #define MD_REUSABLE_CONTAINER_H
 
@@ -23,12 +23,12 @@ class MessageMemory;
 template <class T>
 class MD_API ReusableContainerWrapper;
 
-/// A pool of idle objects, last returned first lent. Objects come back as they are and keep their memory; they are
-/// freed with the pool. Objects of different threads never share a cache line. Made for `MsgData` and `Optimizer`.
+/// A pool of idle objects, last in, first out. Objects are returned unchanged and keep their memory; they are freed
+/// with the pool. Objects of different threads never share a cache line. For `MsgData` and `Optimizer`.
 ///
-/// In front of the process's shared pool each thread has a cache, from which it is lent what it returned last without a
-/// lock. The cache exchanges up to 32 objects at a time with the pool. It holds up to 64 objects, and more, up to
-/// 1,024, as long as the thread uses them. When the thread ends they go to the pool.
+/// In front of the shared pool of the process, each thread has a cache, from which it takes the object that it returned
+/// last without a lock. The cache exchanges up to 32 objects at a time with the pool. It holds up to 64 objects, and up
+/// to 1,024 while the thread uses them. When the thread ends, they are returned to the pool.
 template <class T>
 class MD_API ReusableContainer {
  public:
@@ -52,33 +52,33 @@ class MD_API ReusableContainer {
 
   std::mutex m_mutex;
   std::vector<T*> m_idle;
-  std::size_t m_owned = 0;  // lent and idle ones; m_idle always has room for all, so that giving back cannot fail
+  std::size_t m_owned = 0;  // lent and idle; the capacity of m_idle covers all, so that a return cannot fail
   bool m_isClosed = false;
 };
 
-/// Borrows one object from a pool and gives it back at the end.
+/// Takes one object from a pool and returns it in the destructor.
 template <class T>
 class MD_API ReusableContainerWrapper {
  public:
-  /// @param borrowNow  whether to borrow at once
-  /// @param container  the pool; empty for the process's shared pool of `T`
-  /// @throws std::bad_alloc, std::system_error when the pool's mutex fails
+  /// @param borrowNow  whether to take an object immediately
+  /// @param container  the pool; empty for the shared pool of `T`
+  /// @throws std::bad_alloc, std::system_error if the mutex of the pool fails
   ReusableContainerWrapper(bool borrowNow, std::shared_ptr<ReusableContainer<T>> container);
   ~ReusableContainerWrapper();
   ReusableContainerWrapper(const ReusableContainerWrapper&) = delete;
   ReusableContainerWrapper& operator=(const ReusableContainerWrapper&) = delete;
 
-  /// Borrows an object, unless there is one already.
+  /// Takes an object, unless there is already one.
   void set();
-  /// Gives the object back as it is, if there is one.
+  /// Returns the object unchanged, if there is one.
   void unset();
-  /// Exchanges object and pool with `other`: every object goes back to the pool it came from.
+  /// Exchanges object and pool with `other`: every object is returned to the pool it came from.
   void swap(ReusableContainerWrapper& other) noexcept;
 
-  /// The borrowed object, or null. Constness is the handle's, not the object's.
+  /// The object, or null. Constness applies to the handle, not to the object.
   T* get() const noexcept { return m_item; }
   /// @{
-  /// The borrowed object; there must be one.
+  /// The object; there must be one.
   T* operator->() const noexcept { return m_item; }
   T& operator*() const noexcept { return *m_item; }
   /// @}

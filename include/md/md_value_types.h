@@ -1,5 +1,5 @@
 /// @file
-/// The nine types of value that a field can carry, and the one list from which everything per type is made.
+/// The nine types of value that a field can carry, and the one list from which all code per type is generated.
 #ifndef MD_VALUE_TYPES_H
 #define MD_VALUE_TYPES_H
 
@@ -26,15 +26,15 @@ using IfOtherText =
     std::enable_if_t<std::is_convertible_v<const Text&, std::string_view> && !std::is_same_v<Text, StringView16>, int>;
 }  // namespace detail
 
-/// Characters that somebody else owns: a message, for a view obtained from one, until that message changes. The length
-/// does not count a terminating NUL. Callers know it as `MD_Message::String`.
+/// A view of characters owned by another object. A view obtained from a message is valid until that message changes.
+/// The length excludes a terminating NUL. Callers use the name `MD_Message::String`.
 struct StringView16 {
   /// Null, of length 0.
   StringView16() noexcept = default;
-  /// `count` characters from `first` on.
+  /// `count` characters starting at `first`.
   StringView16(const char* first, std::uint16_t count) noexcept : data(first), length(count) {}
   /// @{
-  /// All of `text`. The length is cut to 16 bits; nothing tests it here.
+  /// All of `text`. The length is reduced to 16 bits without a check.
   StringView16(std::string_view text) noexcept : StringView16(text.data(), static_cast<std::uint16_t>(text.size())) {}
   StringView16(const std::string& text) noexcept : StringView16(std::string_view(text)) {}
   /// @}
@@ -43,7 +43,7 @@ struct StringView16 {
   operator std::string_view() const noexcept { return {data, length}; }
 
   /// @{
-  /// Equal when the characters are. A `Text` is any text of the standard library, a literal among them.
+  /// Equal if the characters are equal. A `Text` is any text of the standard library, or a literal.
   friend bool operator==(StringView16 a, StringView16 b) noexcept { return std::string_view(a) == std::string_view(b); }
   friend bool operator!=(StringView16 a, StringView16 b) noexcept { return !(a == b); }
   template <class Text, detail::IfOtherText<Text> = 0>
@@ -64,33 +64,33 @@ struct StringView16 {
   }
   /// @}
 
-  /// Writes the characters as they are. Show those of untrusted parties in the form of escaped() (md/md_escape.h).
+  /// Writes the characters unchanged. Use escaped() (md/md_escape.h) for characters of untrusted parties.
   friend MD_API std::ostream& operator<<(std::ostream& out, StringView16 text);
 
   const char* data = nullptr;  ///< the first character
-  std::uint16_t length = 0;    ///< how many there are
+  std::uint16_t length = 0;    ///< number of characters
 };
 
-/// Bytes that somebody else owns, with the lifetime rules of `StringView16`. Callers know it as `MD_Message::Buffer`.
+/// A view of bytes owned by another object, with the lifetime of a `StringView16`. Callers use `MD_Message::Buffer`.
 struct BufferView16 {
   /// Null, of length 0.
   BufferView16() noexcept = default;
-  /// `count` bytes from `first` on.
+  /// `count` bytes starting at `first`.
   BufferView16(const std::uint8_t* first, std::uint16_t count) noexcept : data(first), length(count) {}
 
   /// @{
-  /// Equal when the bytes are.
+  /// Equal if the bytes are equal.
   friend bool operator==(BufferView16 a, BufferView16 b) noexcept {
     return a.length == b.length && (a.length == 0 || std::memcmp(a.data, b.data, a.length) == 0);
   }
   friend bool operator!=(BufferView16 a, BufferView16 b) noexcept { return !(a == b); }
   /// @}
 
-  /// Writes two lower-case hex digits for each byte.
+  /// Writes two lower-case hex digits per byte.
   friend MD_API std::ostream& operator<<(std::ostream& out, BufferView16 bytes);
 
   const std::uint8_t* data = nullptr;  ///< the first byte
-  std::uint16_t length = 0;            ///< how many there are
+  std::uint16_t length = 0;            ///< number of bytes
 };
 
 }  // namespace MD

@@ -1,5 +1,5 @@
 /// @file
-/// A tagged copy of one field value. It owns what it holds; a plain value type as far as threads go.
+/// A tagged copy of one field value. It owns its value; regarding threads it is a plain value type.
 #ifndef MD_VARIANT_H
 #define MD_VARIANT_H
 
@@ -23,7 +23,7 @@ class MD_API BufferHolder {
 
   /// The number of bytes.
   std::uint32_t size() const noexcept { return m_size; }
-  /// Null when the size is 0.
+  /// Null if the size is 0.
   const std::uint8_t* data() const noexcept { return m_block.get(); }
 
  private:
@@ -31,10 +31,10 @@ class MD_API BufferHolder {
   std::unique_ptr<std::uint8_t[]> m_block;
 };
 
-/// Holds any one of the nine value types, or nothing. Its tag is the value's `DATATYPES` code, 0 for nothing.
+/// Holds a value of one of the nine value types, or nothing. Its tag is the `DATATYPES` code of the value, 0 if empty.
 class MD_API MD_Variant {
  public:
-  /// What a variant of tag `FOLDED_INT` holds. No message operation makes or takes one.
+  /// The value of a variant with the tag `FOLDED_INT`. No message operation creates or accepts one.
   using FoldedInts = std::map<std::uint16_t, std::int32_t>;
 
   /// Empty.
@@ -45,12 +45,12 @@ class MD_API MD_Variant {
   MD_VALUE_TYPES(MD_CONSTRUCT)
 #undef MD_CONSTRUCT
   /// @{
-  /// A string of any length; adding it to a message cuts the length to 16 bits. A `const char*` must not be null.
+  /// A string of any length; adding it to a message reduces the length to 16 bits. A `const char*` must not be null.
   explicit MD_Variant(const std::string& value);
   explicit MD_Variant(const char* value) : MD_Variant(std::string(value)) {}
   /// @}
   /// @{
-  /// A copy of the other's value, or the value itself.
+  /// Copies or moves the value of another variant.
   MD_Variant(const MD_Variant& other);
   MD_Variant(MD_Variant&& other) noexcept { swap(other); }
   MD_Variant& operator=(const MD_Variant& other);
@@ -59,7 +59,7 @@ class MD_API MD_Variant {
   ~MD_Variant() { clear(); }
 
   /// @{
-  /// Values of types that dictionaries know and messages do not carry.
+  /// Values of types that dictionaries declare and messages do not carry.
   static MD_Variant ofShort(std::int16_t value);            ///< tag `SHORT`
   static MD_Variant ofUnsigned(std::uint32_t value);        ///< tag `UINT`
   static MD_Variant ofUnsignedLong(std::uint64_t value);    ///< tag `ULONG_INT`
@@ -77,21 +77,21 @@ class MD_API MD_Variant {
   void clear() noexcept;
 
   /// @{
-  /// Releases the old value and holds a copy of the new one. Views into the variant itself are fine.
+  /// Releases the old value and holds a copy of the new one. Views into the variant itself are valid arguments.
 #define MD_SET(T, name, code) void set(T value);
   MD_VALUE_TYPES(MD_SET)
 #undef MD_SET
   void set(const std::string& value);
   /// @}
 
-  /// The value as a `T`: one of the nine value types (views point into the variant) or std::string. Asserts that the
-  /// tag is that of `T`; when the assertion's handler returns, in-place values are read as the bits held and others are
+  /// The value as a `T`: one of the nine value types (views point into the variant) or std::string. Aborts if the tag
+  /// is not that of `T`; if the assertion handler returns, in-place values are read as the stored bits and others are
   /// empty.
   template <class T>
   T get() const;
 
   /// @{
-  /// Equal when tag and value are.
+  /// Equal if tag and value are equal.
   friend MD_API bool operator==(const MD_Variant& a, const MD_Variant& b);
   friend bool operator!=(const MD_Variant& a, const MD_Variant& b) { return !(a == b); }
   /// @}
@@ -99,7 +99,7 @@ class MD_API MD_Variant {
  private:
   friend MD_API std::ostream& operator<<(std::ostream& out, const MD_Variant& value);
 
-  // Exactly one of these is alive; the tag says which. 8 bytes.
+  // Exactly one of these is alive; the tag determines which. 8 bytes.
   union Slot {
     std::uint64_t bits;
     std::string* text;
@@ -129,9 +129,9 @@ MD_API std::string MD_Variant::get<std::string>() const;
 /// Exchanges the values.
 inline void swap(MD_Variant& a, MD_Variant& b) noexcept { a.swap(b); }
 
-/// Writes the value: numbers as the stream does, doubles as exact decimal text, strings and buffers as they are,
-/// "<BUFFER>" for an empty buffer, "<MAP>" for folded ints, "<VARIANT>" for nothing or an unknown tag. The stream's
-/// width applies to the whole text.
+/// Writes the value: numbers as the stream does, doubles as exact decimal text, strings and buffers unchanged,
+/// "<BUFFER>" for an empty buffer, "<MAP>" for folded ints, "<VARIANT>" for no value or an unknown tag. The width of
+/// the stream applies to the whole text.
 MD_API std::ostream& operator<<(std::ostream& out, const MD_Variant& value);
 
 }  // namespace MD
