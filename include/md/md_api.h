@@ -1,10 +1,10 @@
 /// @file
-/// What every public header needs first: the language level and the export mark.
+/// Definitions for every public header: the language level and the export attribute.
 
 /// @namespace MD
-/// All of the library's classes and functions.
+/// All classes and functions of the library.
 /// @namespace MD::FIELDS
-/// The rows of the dictionary.
+/// The entries of the dictionary.
 #ifndef MD_API_H
 #define MD_API_H
 
@@ -12,7 +12,7 @@
 #error "md_message needs C++17 or later (-std=c++17)"
 #endif
 
-/// Marks what the shared library exports. Define `MD_STATIC` where the library's objects are linked in directly.
+/// Marks the exports of the shared library. Define `MD_STATIC` if the objects of the library are linked directly.
 #if defined(_WIN32) && !defined(MD_STATIC)
 #if defined(MD_BUILDING_LIBRARY)
 #define MD_API __declspec(dllexport)
@@ -26,11 +26,11 @@
 #endif
 
 /// @def MD_UNLIKELY
-/// A condition that seldom holds.
+/// A condition that is rarely true.
 /// @def MD_ALWAYS_INLINE
-/// Marks what costs less than the call: an operation on one field of a well-formed message.
+/// Marks a function that costs less than its call: an operation on one field of a well-formed message.
 /// @def MD_RARE
-/// Marks a function that is seldom called: it stays out of the way of its callers.
+/// Marks a rarely called function, which is not inlined and is placed separately.
 #if defined(__GNUC__)
 #define MD_ALWAYS_INLINE [[gnu::always_inline]]
 #define MD_RARE [[gnu::noinline]]

@@ -1,5 +1,5 @@
 /// @file
-/// The library's assertions. They guard states that callers must not produce and stay active in every build.
+/// The assertions of the library. They guard preconditions and stay active in every build.
 /// Thread-safe: the handler is one process-wide atomic pointer.
 #ifndef MD_ASSERT_H
 #define MD_ASSERT_H
@@ -8,13 +8,13 @@
 
 namespace MD {
 
-/// Called with the text of a failed assertion, the source it is filed under and its line there. It may throw or not
-/// return; when it returns, the operation goes on as its own description says.
+/// Called with the text of a failed assertion, its source file and its line. It may throw or not return; if it returns,
+/// the operation continues as documented.
 using AssertionHandler = void (*)(const char* expression, const char* file, unsigned line);
 
-/// Installs `handler` for the whole process; null restores the default, which hands expression, file and line to the
+/// Installs `handler` for the whole process; null restores the default, which passes expression, file and line to the
 /// C runtime (a message on standard error, then abort).
-/// @return the handler that was installed before, null when it was the default
+/// @return the handler that was installed before, null for the default
 MD_API AssertionHandler set_assertion_handler(AssertionHandler handler) noexcept;
 
 }  // namespace MD

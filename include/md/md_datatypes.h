@@ -1,5 +1,5 @@
 /// @file
-/// Type codes of fields, as dictionaries declare them and encodings compare them, and the codes of the encodings.
+/// The type codes of fields, used in dictionaries and encodings, and the encoding ids.
 #ifndef MD_DATATYPES_H
 #define MD_DATATYPES_H
 
@@ -9,10 +9,10 @@
 
 namespace MD {
 
-/// A scope of its own, so that `MD::DATATYPES::INT` exists and `MD::INT` does not.
+/// A separate scope, so that `MD::DATATYPES::INT` exists and `MD::INT` does not.
 namespace DATATYPES {
 
-/// One unsigned byte a type. Only the nine types of `MD_VALUE_TYPES` can be read and written through a message; the
+/// One unsigned byte per type. Only the nine types of `MD_VALUE_TYPES` can be read and written through a message; the
 /// others exist in dictionaries for other encodings of the same data.
 enum Code : std::uint8_t {
   RAW = 0,
@@ -41,18 +41,18 @@ enum Code : std::uint8_t {
 
 }  // namespace DATATYPES
 
-/// A scope of its own, as `DATATYPES`.
+/// A separate scope, like `DATATYPES`.
 namespace ENCODINGS {
 
-/// Expands X(class, enumerator, code) for each encoding. The library and its C interface make everything per encoding
-/// from this list; md/detail/encodings.h includes the classes.
+/// Expands X(class, enumerator, code) for each encoding. The library and its C API generate all code per encoding from
+/// this list; md/detail/encodings.h includes the classes.
 #define MD_ENCODINGS(X)  \
   X(mInt, MINT, 6)       \
   X(IterMap, ITERMAP, 1) \
   X(MsgT, MSGT, 70)
 
-/// The encoding byte: the first byte of a serialised message, `MD_Message::getPB()`, and what
-/// `MD_Message::createFromPB()` takes.
+/// The encoding byte (PB): the first byte of a serialised message, the result of `MD_Message::getPB()`, and the
+/// argument of `MD_Message::createFromPB()`.
 enum Code : std::uint8_t {
 /// An entry of the list as an enumerator.
 #define MD_ENUMERATOR(Class, CODE, code) CODE = code,
@@ -62,7 +62,7 @@ enum Code : std::uint8_t {
 
 struct Encoding {
   std::uint8_t code;
-  const char* name;  ///< the name of its class
+  const char* name;  ///< name of the class
 };
 
 /// An entry of the list as a row of the table.

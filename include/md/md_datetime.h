@@ -59,17 +59,17 @@ class MD_DateTime {
     return static_cast<short>(static_cast<std::uint16_t>(m_packed >> kOffsetShift));
   }
 
-  /// Writes the 8-byte word to `out`, in the machine's byte order.
+  /// Writes the 8-byte word to `out`, in the byte order of the machine.
   static void serialize(char* out, const MD_DateTime& value) noexcept {
     std::memcpy(out, &value.m_packed, sizeof value.m_packed);
   }
-  /// Reads the 8-byte word back from `in`.
+  /// Reads the 8-byte word from `in`.
   static void deserialize(MD_DateTime& value, const char* in) noexcept {
     std::memcpy(&value.m_packed, in, sizeof value.m_packed);
   }
 
   /// @{
-  /// Equal when the packed words are.
+  /// Equal if the packed words are equal.
   friend constexpr bool operator==(MD_DateTime a, MD_DateTime b) noexcept { return a.m_packed == b.m_packed; }
   friend constexpr bool operator!=(MD_DateTime a, MD_DateTime b) noexcept { return !(a == b); }
   /// @}

@@ -1,5 +1,5 @@
 /// @file
-/// Messages that say what has changed between two states of a message, removals included. One `Delta` belongs to one
+/// Messages that contain the changes between two states of a message, including removals. A `Delta` belongs to one
 /// thread at a time.
 #ifndef MD_DELTA_H
 #define MD_DELTA_H
@@ -14,17 +14,17 @@
 
 namespace MD {
 
-/// Makes deltas and applies them. A delta is an ordinary message, of any encoding: it holds the fields that are new or
-/// have another value, and a `BUFFER` field that lists the ids of removed fields, two bytes each, low byte first (the
-/// field is absent when there is none).
+/// Creates deltas and applies them. A delta is an ordinary message of any encoding. It contains the fields that are new
+/// or have another value, and a `BUFFER` field that lists the ids of removed fields, two bytes each, low byte first
+/// (this field is absent if no field was removed).
 ///
 ///     Delta delta(Field<MD_Message::Buffer>(REMOVED_FIELDS), {SYMBOL.id()});
 ///     delta.diff(before, after, message);   // the publisher, which sends message.data()
-///     delta.apply(message, state);          // the receiver: if `state` was as `before`, it is as `after`
+///     delta.apply(message, state);          // the receiver: changes `state` from `before` to `after`
 ///
-/// After diff() of `before` and `after` and apply() to a message that has the same fields as `before`, that message has
-/// the same fields as `after`, in the sense of sameFields(); their order may differ. The objects keep the memory of
-/// their lists.
+/// After diff() of `before` and `after` and apply() to a message with the same fields as `before`, that message has the
+/// same fields as `after` according to sameFields(); their order may differ. The objects keep the memory of their
+/// lists.
 class MD_API Delta {
  public:
   /// @param removedIds  the field that lists removed fields; the messages compared must not hold it
@@ -33,17 +33,19 @@ class MD_API Delta {
   ///                    the message to which the delta belongs
   explicit Delta(Field<MD_Message::Buffer> removedIds, std::vector<std::uint16_t> keys = {});
 
-  /// Replaces the contents of `delta` by what turns `before` into `after`. Running out of memory throws std::bad_alloc
-  /// and may leave `delta` empty.
-  /// @return false, and `delta` is empty, when a delta of its encoding cannot say that; the whole message is then to be
-  ///         sent instead. That is so when a changed field of `after` cannot be read, when `delta` cannot hold a value
-  ///         or the list of removed fields, when a message holds the field for that list, and when `delta` is one of
-  ///         the other two.
+  /// Replaces the contents of `delta` by the changes from `before` to `after`. If memory runs out, std::bad_alloc is
+  /// thrown and `delta` may be empty.
+  /// @return false, with an empty `delta`, if a delta of its encoding cannot express the changes; send the whole
+  /// message
+  ///         instead. This is the case if a changed field of `after` cannot be read, if `delta` cannot hold a value or
+  ///         the list of removed fields, if a message contains the field for that list, and if `delta` is one of the
+  ///         other two messages.
   [[nodiscard]] bool diff(const MD_Message& before, const MD_Message& after, MD_Message& delta);
 
-  /// Changes `state` by a delta. Fields that are to be removed may be absent.
-  /// @return false, and `state` is unchanged, when `delta` is not a delta (a field cannot be read, the list is not one,
-  ///         or it lists a field of the delta), when `state` cannot hold a value, and when both are the same message
+  /// Applies a delta to `state`. Fields to remove may be absent.
+  /// @return false, with `state` unchanged, if `delta` is not a delta (a field cannot be read, the list is malformed,
+  /// or
+  ///         it lists a field of the delta), if `state` cannot hold a value, and if both are the same message
   [[nodiscard]] bool apply(const MD_Message& delta, MD_Message& state);
 
  private:

@@ -1,5 +1,5 @@
 /// @file
-/// A point in time as nanoseconds. A plain value: safe to copy, no state behind it.
+/// A point in time in nanoseconds. A plain value without other state.
 #ifndef MD_EPOCHNS_H
 #define MD_EPOCHNS_H
 
@@ -16,19 +16,19 @@
 
 namespace MD {
 
-/// Nanoseconds since 1970-01-01 00:00 UTC, unsigned 64 bits. Arithmetic wraps modulo 2^64; nothing is range-tested.
+/// Nanoseconds since 1970-01-01 00:00 UTC, unsigned 64 bits. Arithmetic wraps modulo 2^64; ranges are not checked.
 class MD_EpochNS {
  public:
-  /// A point in time of the standard library, which reaches from 1677 to 2262.
+  /// A point in time of the standard library, with a range from 1677 to 2262.
   using TimePoint = std::chrono::time_point<std::chrono::system_clock, std::chrono::nanoseconds>;
 
-  /// The moment 0.
+  /// The timestamp 0.
   constexpr MD_EpochNS() noexcept = default;
   /// A number of nanoseconds.
   constexpr explicit MD_EpochNS(std::uint64_t nanoseconds) noexcept : m_nanoseconds(nanoseconds) {}
 
   /// @{
-  /// Replaces the moment, given in nanoseconds, seconds, milliseconds or microseconds.
+  /// Sets the timestamp in nanoseconds, seconds, milliseconds or microseconds.
   constexpr void set(std::uint64_t nanoseconds) noexcept { m_nanoseconds = nanoseconds; }
   constexpr void set_s(std::uint64_t seconds) noexcept { m_nanoseconds = seconds * kPerSecond; }
   constexpr void set_ms(std::uint64_t milliseconds) noexcept { m_nanoseconds = milliseconds * kPerMillisecond; }
@@ -38,14 +38,14 @@ class MD_EpochNS {
   /// The nanoseconds.
   constexpr std::uint64_t get() const noexcept { return m_nanoseconds; }
   /// @{
-  /// Whole seconds, milliseconds, microseconds; what is left over is dropped.
+  /// Seconds, milliseconds and microseconds, rounded down.
   constexpr std::uint64_t get_s() const noexcept { return m_nanoseconds / kPerSecond; }
   constexpr std::uint64_t get_ms() const noexcept { return m_nanoseconds / kPerMillisecond; }
   constexpr std::uint64_t get_us() const noexcept { return m_nanoseconds / kPerMicrosecond; }
   /// @}
 
-  /// The same point in time; nothing for one before 1970. `Duration` counts whole nanoseconds or whole multiples of
-  /// them, such as microseconds or seconds.
+  /// The same point in time; empty for one before 1970. The unit of `Duration` is an integer number of nanoseconds,
+  /// such as microseconds or seconds.
   template <class Duration>
   static constexpr std::optional<MD_EpochNS> fromTimePoint(
       std::chrono::time_point<std::chrono::system_clock, Duration> time) noexcept {
@@ -61,7 +61,7 @@ class MD_EpochNS {
     }
     return MD_EpochNS(static_cast<std::uint64_t>(count) * static_cast<std::uint64_t>(Unit::num));
   }
-  /// The same point in time; nothing for one from 2262-04-11 23:47:16.854775808 on, which `TimePoint` cannot hold.
+  /// The same point in time; empty from 2262-04-11 23:47:16.854775808 on, which `TimePoint` cannot represent.
   constexpr std::optional<TimePoint> toTimePoint() const noexcept {
     if (m_nanoseconds > static_cast<std::uint64_t>(std::numeric_limits<std::chrono::nanoseconds::rep>::max())) {
       return std::nullopt;

@@ -1,5 +1,5 @@
 /// @file
-/// A field as a constant: its id, and in its type the type of its value. Plain values, no state behind them.
+/// A field as a constant: its id, and in its C++ type the type of its value. Plain values without other state.
 ///
 ///     constexpr MD::Field<MD::MD_Message::String> SYMBOL{1};
 ///     constexpr MD::Field<double> BID{22};
@@ -7,7 +7,7 @@
 ///     if (const auto bid = message.get(BID)) { ... *bid ... }   // std::optional<double>
 ///     message.update(BID, 184.2);
 ///
-/// Values that convert to the type of the field without a loss are accepted; others do not compile.
+/// Values that convert to the type of the field without loss are accepted; others do not compile.
 #ifndef MD_FIELD_H
 #define MD_FIELD_H
 
@@ -36,15 +36,15 @@ class Field {
       "double, MD_Message::String, MD_Message::Buffer, MD_DateTime, MD_EpochNS");
 
  public:
-  /// The type of the field's values.
+  /// The type of the values of the field.
   using value_type = T;
 
-  /// A field by its id. Whether the dictionary gives the id this type is not tested here.
+  /// A field by its id. It is not checked here whether the dictionary declares this type for the id.
   constexpr explicit Field(std::uint16_t id) noexcept : m_id(id) {}
 
-  /// The field's id.
+  /// The id of the field.
   constexpr std::uint16_t id() const noexcept { return m_id; }
-  /// The code of its type, one of `DATATYPES`.
+  /// The type code, one of `DATATYPES`.
   static constexpr DATATYPES::Code type() noexcept { return detail::kTypeCode<T>; }
 
  private:
@@ -53,17 +53,17 @@ class Field {
 
 namespace detail {
 
-/// What a get of a field returns: views of text as the standard library's.
+/// The return type of a get of a field: views of text are those of the standard library.
 template <class T>
 using FieldValue = std::conditional_t<std::is_same_v<T, StringView16>, std::string_view, T>;
 
-/// Numbers, which char, bool and the wide characters are not here.
+/// Numbers, excluding char, bool and the wide characters.
 template <class T>
 inline constexpr bool kIsNumber =
     std::is_arithmetic_v<T> && !std::is_same_v<T, bool> && !std::is_same_v<T, char> && !std::is_same_v<T, wchar_t> &&
     !std::is_same_v<T, char16_t> && !std::is_same_v<T, char32_t>;
 
-/// Whether every value of `From` is one of `To` as well.
+/// Whether `To` can represent every value of `From`.
 template <class From, class To>
 constexpr bool convertsWithoutLoss() noexcept {
   if constexpr (!kIsNumber<From> || (std::is_floating_point_v<From> && !std::is_floating_point_v<To>)) {
@@ -78,7 +78,7 @@ inline constexpr bool kIsTimePoint = false;
 template <class Duration>
 inline constexpr bool kIsTimePoint<std::chrono::time_point<std::chrono::system_clock, Duration>> = true;
 
-/// Text of any length. A literal ends at its NUL; a null pointer is no text.
+/// Text of any length. A literal ends at its NUL; a null pointer is not a text.
 template <class V>
 bool textOf(const V& value, std::string_view& out) noexcept {
   if constexpr (std::is_array_v<V>) {
@@ -95,9 +95,9 @@ bool textOf(const V& value, std::string_view& out) noexcept {
 
 inline constexpr std::size_t kLongestView = std::numeric_limits<std::uint16_t>::max();
 
-/// Converts a value to that of a field of a `T`. Does not compile, and says why, where a value could be lost.
-/// @return false, `out` unchanged, for what the types do not show: text or bytes longer than a view can be, a null
-///         pointer, a time point before 1970
+/// Converts a value to that of a field of type `T`. Does not compile, with a reason, if a value could be lost.
+/// @return false, `out` unchanged, for values that the types cannot exclude: text or bytes longer than a view can be, a
+///         null pointer, a time point before 1970
 template <class T, class V>
 MD_ALWAYS_INLINE inline bool convertForField(const V& value, T& out) noexcept {
   static_assert(
@@ -179,7 +179,7 @@ MD_ALWAYS_INLINE inline bool convertForField(const V& value, T& out) noexcept {
   }
 }
 
-// Integers of types that are not among the nine, and that no promotion makes one of them.
+// Integers whose types are not among the nine and are not promoted to one of them.
 template <class T>
 inline constexpr bool kIsOtherInteger =
     std::conjunction_v<std::is_integral<T>,
@@ -208,7 +208,7 @@ constexpr bool refuseBool() noexcept {
 template <class T, class Message>
 MD_ALWAYS_INLINE inline std::optional<FieldValue<T>> readField(const Message& message, std::uint16_t id) {
   T value{};
-  // In this form compilers test once whether there is a value.
+  // In this form, compilers test only once whether there is a value.
   const bool isRead = message.get(id, value);
   return isRead ? std::optional<FieldValue<T>>(static_cast<FieldValue<T>>(value)) : std::nullopt;
 }

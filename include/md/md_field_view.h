@@ -1,5 +1,6 @@
 /// @file
-/// One field of a message, readable or not, as MD_Message::fields() lists it. A plain value that refers to its message.
+/// One field of a message, readable or not, as listed by MD_Message::fields(). A plain value that refers to its
+/// message.
 #ifndef MD_FIELD_VIEW_H
 #define MD_FIELD_VIEW_H
 
@@ -18,31 +19,31 @@ namespace MD {
 
 class MD_Message;
 
-/// What a message holds under one id. Valid until the message changes or is destroyed, or the dictionary is loaded.
+/// The field of a message with one id. Valid until the message changes or is destroyed, or a dictionary is loaded.
 class MD_API FieldView {
  public:
-  /// The field's id.
+  /// The id of the field.
   std::uint16_t id() const noexcept { return m_id; }
-  /// Its name, empty for an id that the dictionary does not know.
+  /// The name; empty if the dictionary does not contain the id.
   std::string_view name() const;
-  /// The code of the type that the dictionary gives it, one of `DATATYPES`, 0 for an id that it does not know.
+  /// The type code in the dictionary, one of `DATATYPES`; 0 if it does not contain the id.
   std::uint8_t type() const noexcept { return m_type; }
 
-  /// Whether a get of the field's type reads a value.
+  /// Whether a get of the type of the field reads a value.
   bool isReadable() const noexcept { return m_problem == Problem::None; }
-  /// Why there is no value, such as "truncated: 3 of 8 bytes"; empty for a field that can be read.
+  /// The reason why there is no value, such as "truncated: 3 of 8 bytes"; empty for a readable field.
   std::string reason() const;
 
   /// A copy of the value, empty for a field that cannot be read.
   MD_Variant value() const;
-  /// The value of a field of type `T`, one of the nine value types; nothing for a field of another type and for one
-  /// that cannot be read. Views are into the message.
+  /// The value of a field of type `T`, one of the nine value types; empty for a field of another type and for one
+  /// that cannot be read. Views point into the message.
   template <class T>
   [[nodiscard]] std::optional<detail::FieldValue<T>> get() const {
     return isReadable() && m_type == detail::kTypeCode<T> ? detail::readField<T>(*m_message, m_id) : std::nullopt;
   }
 
-  /// How many records the message holds under this id. Received bytes can repeat an id; the last record counts.
+  /// The number of records with this id in the message. Received bytes can repeat an id; the last record is the field.
   std::size_t recordCount() const noexcept { return m_recordCount; }
 
  private:
@@ -56,8 +57,8 @@ class MD_API FieldView {
   std::uint8_t m_type = 0;
   Problem m_problem = Problem::None;
   std::uint32_t m_recordCount;
-  std::uint32_t m_presentBytes = 0;  // of the value, where there is a problem
-  std::uint32_t m_storedBytes = 0;   // the length that the record states
+  std::uint32_t m_presentBytes = 0;  // of the value, if there is a problem
+  std::uint32_t m_storedBytes = 0;   // the length in the record
   std::uint8_t m_storedType = 0;
 };
 

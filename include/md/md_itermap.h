@@ -1,5 +1,5 @@
 /// @file
-/// The encoding of fixed widths, code 1.
+/// The encoding with fixed widths, encoding id 1.
 #ifndef MD_ITERMAP_H
 #define MD_ITERMAP_H
 
@@ -20,8 +20,8 @@
 namespace MD {
 namespace detail {
 
-// Record: field id u16, length word u16 (strings, NUL included) or u32 (buffers), value; little-endian. The dictionary
-// alone knows the type, and with it the length of any other value.
+// Record: field id u16, length field u16 (strings, including the NUL) or u32 (buffers), value; little-endian. Only the
+// dictionary contains the type, and with it the length of any other value.
 struct IterMapLayout : ValueCodec<ByteOrder::Little> {
   using Values = ValueCodec<ByteOrder::Little>;
   using Values::decode;
@@ -30,7 +30,7 @@ struct IterMapLayout : ValueCodec<ByteOrder::Little> {
   static constexpr bool kTypesAreOnTheWire = false;
   static constexpr std::uint64_t kMaxHeadBytes = 6;
 
-  // Value widths by type code, 0 for those that stand in length words.
+  // Value widths by type code, 0 for types with a length field.
   static constexpr std::uint8_t kWidths[] = {0, 1, 4, 2, 4, 8, 0, 0, 0, 4, 4, 12, 0, 0, 0, 4, 4, 4, 4, 8, 8, 0, 8, 0};
 
   template <class Bytes>
@@ -58,7 +58,7 @@ struct IterMapLayout : ValueCodec<ByteOrder::Little> {
     return {position, lengthBytes, headBytes(type), type};
   }
 
-  // A table of widths would wait for the dictionary's answer before every record.
+  // A table of widths would wait for the result of the dictionary before every record.
   MD_ALWAYS_INLINE static bool step(const WholeBytes& bytes, std::uint64_t position, std::uint8_t type,
                                     std::uint64_t& next) noexcept {
     const std::uint64_t bit = typeBit(type);
@@ -77,7 +77,7 @@ struct IterMapLayout : ValueCodec<ByteOrder::Little> {
                                      const T& value) noexcept {
     out.put(id);
     if constexpr (std::is_same_v<T, StringView16>) {
-      // 65,535 characters and their NUL make the word 0: the format keeps that wrap.
+      // The length field of 65,535 characters and their NUL wraps to 0, as the format requires.
       out.put(static_cast<std::uint16_t>(lengthBytes));
     } else if constexpr (std::is_same_v<T, BufferView16>) {
       out.put(static_cast<std::uint32_t>(lengthBytes));
@@ -85,7 +85,7 @@ struct IterMapLayout : ValueCodec<ByteOrder::Little> {
     overwrite(out, value);
   }
 
-  // A word of 0 stands for 65,535 characters where so many are in the message.
+  // A length field of 0 means 65,535 characters if the message contains that many.
   template <class Bytes>
   MD_ALWAYS_INLINE static bool decode(const Bytes& bytes, const Head& head, StringView16& out) noexcept {
     constexpr std::uint16_t kLongest = std::numeric_limits<std::uint16_t>::max();
@@ -104,16 +104,16 @@ struct IterMapLayout : ValueCodec<ByteOrder::Little> {
 
 class MD_API IterMap;
 
-/// Records of field id (2 bytes), a length word for strings (2 bytes) and buffers (4 bytes) only, and value,
-/// little-endian, after one header byte. The dictionary is needed to tell where a record ends.
+/// Records of field id (2 bytes), a length field for strings (2 bytes) and buffers (4 bytes) only, and value,
+/// little-endian, after one header byte. A reader needs the dictionary to find record boundaries.
 class MD_API IterMap final : public RecordMessage<IterMap> {
  public:
   class Field;
 
   /// An empty message over the shared pools.
   IterMap();
-  /// A message of received bytes, one after the other, such as a std::vector<std::uint8_t> or a std::string_view. Empty
-  /// when parse() would refuse them; for bytes of any encoding see createFromBytes().
+  /// A message of contiguous received bytes, such as a std::vector<std::uint8_t> or a std::string_view. Empty if
+  /// parse() would refuse them; for bytes of any encoding see createFromBytes().
   template <class Bytes, detail::IfReceivedBytes<Bytes> = 0>
   explicit IterMap(const Bytes& bytes) : IterMap() {
     static_cast<void>(this->parse(bytes));
@@ -129,28 +129,28 @@ class MD_API IterMap final : public RecordMessage<IterMap> {
   explicit IterMap(const Allocator& allocator);
 };
 
-/// A read-only cursor over one record. It does not know where the message ends: whoever makes one answers for the
-/// record lying in memory as a whole. Each operation asserts that the cursor is valid; when the assertion's handler
-/// returns, the result is 0, null or empty.
+/// A read-only cursor over one record. It does not know the end of the message: the caller guarantees that the complete
+/// record is in memory. Each operation aborts if the cursor is invalid; if the assertion handler returns, the result is
+/// 0, null or empty.
 class MD_API IterMap::Field {
  public:
-  /// @param record  the record's first byte, or null
+  /// @param record  the first byte of the record, or null
   explicit Field(const char* record) noexcept : m_record(record) {}
 
   /// Whether there is a record.
   bool isValid() const noexcept { return m_record != nullptr; }
 
-  /// The record's field id.
+  /// The field id of the record.
   std::uint16_t id() const;
-  /// The dictionary's type for id(), 0 for an id that it does not know.
+  /// The type of id() in the dictionary, 0 if it does not contain the id.
   std::uint8_t type() const;
-  /// The length of the value in bytes: of a string with its NUL, 0 for an unknown id.
+  /// The length of the value in bytes, including the NUL of a string; 0 for an unknown id.
   std::uint32_t size() const;
   /// The first byte of the value.
   const char* data_ptr() const;
 
   /// @{
-  /// The value. Each asserts that type() is the one asked for.
+  /// The value. Each function aborts if type() is another type.
   operator char() const;
   operator int() const;
   operator std::int64_t() const;

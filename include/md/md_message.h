@@ -1,14 +1,14 @@
 /// @file
 /// The abstract message: a set of fields, each a 16-bit id and one value of the type that the dictionary declares. A
-/// message is its serialised bytes at every moment. It owns its contents and borrows the memory from pools. One message
-/// belongs to one thread at a time; different messages are independent.
+/// message is always in its serialised form. It owns its contents and takes the memory from pools. A message belongs to
+/// one thread at a time; different messages are independent.
 ///
-/// Received messages may hold anything: read them by get(), fields(), print(), to_string() and copyReadable(), which
-/// are ready for that. Iterators, `operator<<` and copyMsg() assert that every field can be read.
+/// Received messages may contain unreadable fields: read them by get(), fields(), print(), to_string() and
+/// copyReadable(). Iterators, `operator<<` and copyMsg() abort if a field cannot be read.
 ///
-/// No operation on a field throws for bad data: it returns false (or null) and may write a diagnostic to standard
-/// error. When memory runs out std::bad_alloc leaves the message as it was. Making the process's first message loads
-/// the dictionary and throws what MD_FieldMap::instance() throws.
+/// No operation on a field throws for malformed data: it returns false (or null) and may write a diagnostic to standard
+/// error. If memory runs out, std::bad_alloc leaves the message unchanged. The first message of the process loads the
+/// dictionary, with the exceptions of MD_FieldMap::instance().
 #ifndef MD_MESSAGE_H
 #define MD_MESSAGE_H
 
@@ -41,8 +41,8 @@
 
 namespace MD {
 
-/// A set of fields, each a 16-bit id and one value, that is its serialised bytes at every moment. Made by `mInt`,
-/// `IterMap` and `MsgT`, or by one of the factories; the typed get(), add() and update() are the way to its fields.
+/// A set of fields, each a 16-bit id and one value, that is always in its serialised form. Create one as an `mInt`,
+/// `IterMap` or `MsgT`, or by a factory, and access its fields by the typed get(), add() and update().
 class MD_API MD_Message {
  public:
   /// Views of characters and bytes. One obtained from a message is valid until that message changes; one into a message
@@ -52,7 +52,7 @@ class MD_API MD_Message {
   using Buffer = BufferView16;
   /// @}
 
-  /// The pools a message borrows from: of buffers, and of field tables. Empty pointers mean the shared pools.
+  /// The pools of a message: for buffers and for field indexes. Empty pointers mean the shared pools.
   using Allocator =
       std::pair<std::shared_ptr<ReusableContainer<MsgData>>, std::shared_ptr<ReusableContainer<Optimizer>>>;
 
@@ -61,19 +61,19 @@ class MD_API MD_Message {
 
   class const_iterator;
 
-  // Factories. Each returns an owning pointer, empty for a code that is none of the three encodings'. ---------------
+  // Factories. Each returns an owning pointer, which is empty for an unknown encoding id. ---------------------------
 
-  /// A new empty message of the encoding `code`, one of `ENCODINGS`.
+  /// A new empty message of the encoding with the id (PB) `code`, one of `ENCODINGS`.
   static std::unique_ptr<MD_Message> createFromPB(std::uint8_t code);
 
-  /// A message that holds a copy of received bytes, in the encoding that the first byte names. Null or no bytes give an
-  /// empty pointer.
-  /// @param allocator  the pools to borrow from; an `IterMap` uses the shared ones whatever it says
+  /// A message that holds a copy of received bytes, in the encoding given by the first byte. An empty pointer for an
+  /// unknown encoding byte, and for null or no bytes.
+  /// @param allocator  the pools to use; an `IterMap` always uses the shared ones
   static std::unique_ptr<MD_Message> createFromBytes(const std::uint8_t* bytes, std::uint32_t sizeBytes,
                                                      const Allocator& allocator);
-  /// The same over the shared pools.
+  /// The same with the shared pools.
   static std::unique_ptr<MD_Message> createFromBytes(const std::uint8_t* bytes, std::uint32_t sizeBytes);
-  /// The same for bytes one after the other, such as a std::vector<std::uint8_t> or a std::string_view.
+  /// The same for contiguous bytes, such as a std::vector<std::uint8_t> or a std::string_view.
   template <class Bytes, detail::IfByteRange<Bytes> = 0>
   static std::unique_ptr<MD_Message> createFromBytes(const Bytes& bytes) {
     const std::size_t sizeBytes = std::size(bytes);
@@ -82,14 +82,14 @@ class MD_API MD_Message {
                : nullptr;
   }
 
-  /// A new empty message of the site's preferred encoding: the number that stands in "message/preferred.conf" on the
-  /// configuration search path, `MsgT` when there is none, or what a call before has read. A number from 1 to 70 that
-  /// is no encoding's is accepted and gives an empty pointer, so test the result. Thread-safe.
-  /// @param cached  whether to read the file once in the life of the process instead of on every call
+  /// A new empty message of the preferred encoding of the site: the number in "message/preferred.conf" on the
+  /// configuration search path. Without the file it is the encoding that a previous call has read, or `MsgT`. Other
+  /// numbers from 1 to 70 are accepted and return an empty pointer, so test the result. Thread-safe.
+  /// @param cached  whether to read the file once per process instead of on every call
   static std::unique_ptr<MD_Message> createPreferred(bool cached);
 
   /// @{
-  /// Memory of messages on the heap. Threads keep what they give back, and reuse it.
+  /// Memory of messages on the heap. Threads cache released memory and reuse it.
   static void* operator new(std::size_t sizeBytes);
   static void* operator new(std::size_t sizeBytes, const std::nothrow_t&) noexcept;
   static void* operator new(std::size_t, void* place) noexcept { return place; }
@@ -98,18 +98,18 @@ class MD_API MD_Message {
   static void operator delete(void*, void*) noexcept {}
   /// @}
 
-  // The virtual slots, in their order. ------------------------------------------------------------------------------
+  // The virtual functions, in their order. --------------------------------------------------------------------------
 
-  /// Gives the field table, then the buffer, back to their pools.
+  /// Returns the field index, then the buffer, to their pools.
   virtual ~MD_Message();
 
-  /// The encoding's code, one of `ENCODINGS`. It is also the first serialised byte.
+  /// The encoding id (PB), one of `ENCODINGS`. It is also the first serialised byte.
   virtual std::uint8_t getPB() const = 0;
 
-  /// Where a field's value lies in the serialised bytes.
-  /// @param[out] type       the value's `DATATYPES` code
-  /// @param[out] sizeBytes  the value's length as stored; of a truncated last record more than the message holds
-  /// @return the value's first byte, or null (nothing set) when the field is absent
+  /// The location of the value of a field in the serialised bytes.
+  /// @param[out] type       the `DATATYPES` code of the value
+  /// @param[out] sizeBytes  the stored length of the value; in a truncated last record more than the message contains
+  /// @return the first byte of the value, or null (nothing set) if the field is absent
   virtual const std::uint8_t* fieldData(std::uint16_t id, std::uint8_t& type, std::uint32_t& sizeBytes) const = 0;
 
   /// A new empty message of the same encoding.
@@ -118,12 +118,12 @@ class MD_API MD_Message {
   /// A new message of the same encoding with a copy of the contents.
   virtual std::unique_ptr<MD_Message> clone() const = 0;
 
-  /// A new message of the same encoding that takes over the contents. This one must be cleared before it is used again.
+  /// Moves the contents to a new message of the same encoding. This one must be cleared before it is used again.
   [[nodiscard]] virtual std::unique_ptr<MD_Message> moveToNew() = 0;
 
  protected:
   /// @{
-  /// The slots behind get(), add() and update(), nine of each.
+  /// The virtual functions of get(), add() and update(), nine of each.
 #define MD_SLOT(T, name, code) virtual bool getImpl(std::uint16_t id, T& out) const = 0;
   MD_VALUE_TYPES(MD_SLOT)
 #undef MD_SLOT
@@ -138,7 +138,7 @@ class MD_API MD_Message {
  public:
   /// @{
   /// Erases every listed field that is present.
-  /// @return whether all of them were; for an empty list or message see the encoding
+  /// @return whether all of them were present; for an empty list or message see the encoding
   virtual bool eraseArrayImpl(const std::vector<std::uint16_t>& ids) = 0;
   virtual bool eraseSetImpl(const std::set<std::uint16_t>& ids) = 0;
   /// @}
@@ -149,7 +149,7 @@ class MD_API MD_Message {
   /// Removes all fields and keeps the memory.
   virtual void clearImpl() = 0;
 
-  /// Whether there is no byte behind the encoding's header.
+  /// Whether there is no byte after the header.
   virtual bool emptyImpl() const = 0;
 
   /// Whether the message has the field.
@@ -158,15 +158,15 @@ class MD_API MD_Message {
   /// The serialised message, getSizeImpl() bytes, valid until the message changes.
   virtual const std::uint8_t* getBinary() const = 0;
 
-  /// Replaces the contents by a copy of received bytes in this encoding, its header included and not tested. Records
-  /// with ids unknown to the dictionary are cut out and reported on standard error. The bytes may be the message's own.
-  /// @return false, and nothing changed, when `bytes` is null
+  /// Replaces the contents by a copy of received bytes in this encoding, including the header, which is not checked.
+  /// Records with unknown ids are dropped and reported on standard error. The bytes may belong to this message.
+  /// @return false, with nothing changed, if `bytes` is null
   virtual bool setBinaryImpl(const std::uint8_t* bytes, std::uint32_t sizeBytes) = 0;
 
-  /// The number of serialised bytes, the header included.
+  /// The number of serialised bytes, including the header.
   virtual std::uint32_t getSizeImpl() const = 0;
 
-  /// Appends the id of every record in wire order, also of one whose value cannot be read.
+  /// Appends the id of every record in wire order, including records whose value cannot be read.
   virtual void getFieldIdsImpl(std::vector<std::uint16_t>& out) const = 0;
 
   // The front end. --------------------------------------------------------------------------------------------------
@@ -179,7 +179,7 @@ class MD_API MD_Message {
   /// `Buffer`, `MD_DateTime` and `MD_EpochNS`.
   /// @{
 
-  /// Reads a field. @return false, `out` unchanged, when it is absent, of another type, or truncated
+  /// Reads a field. @return false, `out` unchanged, if it is absent, of another type, or truncated
 #define MD_FRONT_END(T, name, code) \
   [[nodiscard]] bool get(std::uint16_t id, T& out) const { return getImpl(id, out); }
   MD_VALUE_TYPES(MD_FRONT_END)
@@ -193,8 +193,8 @@ class MD_API MD_Message {
   /// `T` is each of the nine value types.
   /// @{
 
-  /// Adds a field. @return false when it exists already, when the dictionary does not give it the value's type, or when
-  /// the encoding cannot hold the value. Lengths of strings are cut to 16 bits. A null `text` is refused.
+  /// Adds a field. @return false if it is already present, if the dictionary declares another type, or if the encoding
+  /// cannot hold the value. Lengths of strings are reduced to 16 bits. A null `text` is refused.
 #define MD_FRONT_END(T, name, code) \
   bool add(std::uint16_t id, T value) { return addImpl(id, value); }
   MD_VALUE_TYPES(MD_FRONT_END)
@@ -204,9 +204,9 @@ class MD_API MD_Message {
   bool addString(std::uint16_t id, const char* text, std::uint16_t length) { return addImpl(id, String(text, length)); }
   bool addString(std::uint16_t id, const std::string& text) { return add(id, text); }
   bool addString(std::uint16_t id, const char* text) { return add(id, text); }
-  /// An integer of a type that is not among the nine, such as `unsigned`, `std::size_t` and `std::uint64_t`: adds it to
-  /// an `INT` or `INT64` field. @return false, and a report on standard error, when it does not fit the field;
-  /// otherwise as the other integers
+  /// Adds an integer of a type that is not among the nine, such as `unsigned`, `std::size_t` and `std::uint64_t`, as an
+  /// `INT` or `INT64` field. @return false, with a diagnostic on standard error, if it does not fit the field;
+  /// otherwise as for the other integers
   template <class Integer, detail::IfOtherInteger<Integer> = 0>
   bool add(std::uint16_t id, Integer value) {
     return addInteger(id, static_cast<std::uint64_t>(value), detail::fitsInt64(value));
@@ -222,9 +222,8 @@ class MD_API MD_Message {
   /// `T` is each of the nine value types.
   /// @{
 
-  /// Replaces a field's value, or adds the field when it is absent. A value of another length moves the field to the
-  /// end of the message. @return false when the value cannot be stored; by the encoding's rules the field may then be
-  /// gone
+  /// Replaces the value of a field, or adds the field if it is absent. A value of another length moves the field to the
+  /// end of the message. @return false if the value cannot be stored; in some encodings the field may then be erased
 #define MD_FRONT_END(T, name, code) \
   bool update(std::uint16_t id, T value) { return updateImpl(id, value); }
   MD_VALUE_TYPES(MD_FRONT_END)
@@ -236,7 +235,7 @@ class MD_API MD_Message {
   }
   bool updateString(std::uint16_t id, const std::string& text) { return update(id, text); }
   bool updateString(std::uint16_t id, const char* text) { return update(id, text); }
-  /// As add() of such an integer. One that does not fit changes nothing.
+  /// Like add() of such an integer. One that does not fit changes nothing.
   template <class Integer, detail::IfOtherInteger<Integer> = 0>
   bool update(std::uint16_t id, Integer value) {
     return updateInteger(id, static_cast<std::uint64_t>(value), detail::fitsInt64(value));
@@ -249,11 +248,11 @@ class MD_API MD_Message {
   /// @}
 
   /// @name By typed field
-  /// A `Field<T>` is an id with the type of its value (md/md_field.h). Values convert to it where nothing can be lost;
-  /// others do not compile. Text and bytes longer than the encoding holds are refused, never cut.
+  /// A `Field<T>` is an id with the type of its value (md/md_field.h). Values that convert to it without loss are
+  /// accepted; others do not compile. Text and bytes that are too long for the encoding are refused, never shortened.
   /// @{
 
-  /// The value of a field: a std::string_view for a `String`, else a `T`. Nothing when get() of the id would be false.
+  /// The value of a field: a std::string_view for a `String`, otherwise a `T`. Empty if get() of the id would be false.
   template <class T>
   [[nodiscard]] std::optional<detail::FieldValue<T>> get(Field<T> field) const {
     return detail::readField<T>(*this, field.id());
@@ -268,15 +267,15 @@ class MD_API MD_Message {
   [[nodiscard]] detail::FieldValue<T> value_or(Field<T> field, detail::FieldValue<T> otherwise) const {
     return get(field).value_or(otherwise);
   }
-  /// Adds a field. @return false, with the message unchanged, when it exists already, when the dictionary does not give
-  /// it the type `T`, or when the value cannot be stored
+  /// Adds a field. @return false, with the message unchanged, if it is already present, if the dictionary does not
+  /// declare the type `T`, or if the value cannot be stored
   template <class T, class Value>
   [[nodiscard]] bool add(Field<T> field, const Value& value) {
     T converted{};
     return detail::convertForField(value, converted) && addImpl(field.id(), converted);
   }
-  /// Replaces a field's value, or adds the field when it is absent. @return false, with the message unchanged, when the
-  /// dictionary does not give it the type `T`, when the record in the message is of another type, id or width, or when
+  /// Replaces the value of a field, or adds the field if it is absent. @return false, with the message unchanged, if
+  /// the dictionary does not declare the type `T`, if the record in the message has another type, id or width, or if
   /// the value cannot be stored
   template <class T, class Value>
   [[nodiscard]] bool update(Field<T> field, const Value& value) {
@@ -304,28 +303,28 @@ class MD_API MD_Message {
   /// @name By variant
   /// @{
 
-  /// As get(), add() and update() of a value of the type that the dictionary declares, whatever that is. Asserts that
-  /// it is one of the nine value types and, for add and update, that the variant holds that type.
+  /// Like get(), add() and update() of a value of the type that the dictionary declares. Aborts if that is not one of
+  /// the nine value types and, for add and update, if the variant holds another type.
   [[nodiscard]] bool get(std::uint16_t id, MD_Variant& out) const;
   bool add(std::uint16_t id, const MD_Variant& value);
   bool update(std::uint16_t id, const MD_Variant& value);
   /// @}
 
-  /// Copies every field of `source`, of any encoding: fields that both hold take its value, other fields of this
-  /// message stay. Asserts that each field can be read there and stored here; copyReadable() does not.
+  /// Copies every field of `source`, of any encoding: fields in both messages get its value, other fields of this
+  /// message are kept. Aborts if a field cannot be read or stored; copyReadable() does not.
   void copyMsg(const MD_Message& source);
 
-  /// Reads a price kept as three `INT` fields: whole + numerator / denominator. An absent whole or numerator counts as
-  /// 0, an absent denominator as 100; a stored denominator of 0 divides as doubles do.
-  /// @return false, `out` unchanged, when none of the three can be read
+  /// Reads a price stored in three `INT` fields: whole part + numerator / denominator. The default of a missing whole
+  /// part or numerator is 0, that of a missing denominator 100. A stored denominator of 0 divides as doubles do.
+  /// @return false, `out` unchanged, if none of the three can be read
   [[nodiscard]] bool getWND(std::uint16_t whole_id, std::uint16_t numerator_id, std::uint16_t denominator_id,
                             double& out) const;
 
   /// @name As a container
-  /// Plain names of what the slots do.
+  /// Plain names for the virtual functions.
   /// @{
 
-  /// The number of serialised bytes, the header included.
+  /// The number of serialised bytes, including the header.
   std::size_t size() const noexcept { return static_cast<std::size_t>(m_data->size()); }
   /// The serialised message, size() bytes, valid until the message changes.
   const std::uint8_t* data() const noexcept { return m_data->data(); }
@@ -338,9 +337,9 @@ class MD_API MD_Message {
   /// Removes all fields and keeps the memory.
   void clear() { clearImpl(); }
 
-  /// Replaces the contents by received bytes of this encoding, one after the other, such as a std::vector<std::uint8_t>
-  /// or a std::string_view. Records with ids unknown to the dictionary are dropped and reported, as by setBinaryImpl().
-  /// @return false, and nothing changed, when the first byte is not the encoding's, or there is none
+  /// Replaces the contents by contiguous received bytes of this encoding, such as a std::vector<std::uint8_t> or a
+  /// std::string_view. Records with unknown ids are dropped and reported, as by setBinaryImpl().
+  /// @return false, with nothing changed, if the first byte is that of another encoding, or for no bytes
   template <class Bytes, detail::IfByteRange<Bytes> = 0>
   [[nodiscard]] bool parse(const Bytes& bytes) {
     const std::size_t sizeBytes = std::size(bytes);
@@ -348,41 +347,41 @@ class MD_API MD_Message {
            setBinaryImpl(detail::firstByte(bytes), static_cast<std::uint32_t>(sizeBytes));
   }
 
-  /// Every field, each id once, in wire order (where received bytes repeat an id, at the place of its last record, the
-  /// one that counts). Fields that cannot be read are listed as well, and say why. Silent.
+  /// Every field, each id once, in wire order. A repeated id is listed at its last record, which is the field. Fields
+  /// that cannot be read are included, with the reason. Writes no diagnostics.
   std::vector<FieldView> fields() const;
   /// @}
 
-  /// The number of fields that can be found.
+  /// The number of different fields.
   std::size_t fieldCount() const { return m_optimizer->get_field_count(); }
 
-  /// Empties `ids`, then lists the fields as getFieldIdsImpl() does.
+  /// Clears `ids`, then lists the fields as getFieldIdsImpl() does.
   void get_field_ids(std::vector<std::uint16_t>& ids) const;
 
-  /// Exchanges the contents with a message of the same encoding, which is not tested, and with them the memory and its
-  /// pools.
+  /// Exchanges the contents with a message of the same encoding, including the memory and its pools. The encoding is
+  /// not checked.
   void swap(MD_Message& other) noexcept;
 
-  /// Does nothing; print with `operator<<`.
+  /// A no-op, kept for compatibility; use `print(std::cout, message)`.
   void print() const;
 
   /// @{
-  /// Walks the fields in wire order. A field that cannot be read is asserted against; fields() lists it.
+  /// Iterates over the fields in wire order. Aborts if a field cannot be read; fields() lists such fields.
   const_iterator begin() const;
   const_iterator end() const;
   /// @}
 
  protected:
-  /// Over the shared pools.
+  /// With the shared pools.
   MD_Message();
-  /// Over the pools of `allocator`.
+  /// With the pools of `allocator`.
   explicit MD_Message(const Allocator& allocator);
 
-  /// Writes id, type (as a raw byte) and size of a field to standard error, a line each.
+  /// Writes id, type (as a raw byte) and size of a field to standard error, one line each.
   void printError(std::uint16_t id, std::uint8_t type, std::size_t sizeBytes) const;
 
   /// @{
-  /// update() of a typed field, nine of it.
+  /// update() of a typed field, one per value type.
 #define MD_SLOT(T, name, code) bool updateField(std::uint16_t id, T value);
   MD_VALUE_TYPES(MD_SLOT)
 #undef MD_SLOT
@@ -391,12 +390,12 @@ class MD_API MD_Message {
   /// The dictionary.
   const MD_FieldMap& fieldMap() const noexcept { return *m_map; }
   /// @{
-  /// The borrowed buffer.
+  /// The buffer.
   MsgData& bytes() noexcept { return *m_data; }
   const MsgData& bytes() const noexcept { return *m_data; }
   /// @}
   /// @{
-  /// The borrowed field table.
+  /// The field index.
   Optimizer& positions() noexcept { return *m_optimizer; }
   const Optimizer& positions() const noexcept { return *m_optimizer; }
   /// @}
@@ -437,12 +436,12 @@ class MD_API MD_Message::const_iterator {
  public:
   /// Unpacks as `const auto& [id, value]`.
   struct Field {
-    std::uint16_t id;  ///< the field's id
+    std::uint16_t id;  ///< the id of the field
     MD_Variant value;  ///< a copy of its value
   };
 
   /// @{
-  /// As the standard library asks of iterators.
+  /// Required by the standard library.
   using iterator_category = std::forward_iterator_tag;
   using value_type = Field;
   using difference_type = std::ptrdiff_t;
@@ -450,27 +449,27 @@ class MD_API MD_Message::const_iterator {
   using reference = const Field&;
   /// @}
 
-  /// At no message; equal to no other but its like.
+  /// Refers to no message; equal only to other default-constructed iterators.
   const_iterator() = default;
 
   /// @{
-  /// The field that the iterator stands at.
+  /// The present field.
   reference operator*() const noexcept { return m_field; }
   pointer operator->() const noexcept { return &m_field; }
   /// @}
-  /// The field's id.
+  /// The id of the field.
   std::uint16_t id() const noexcept { return m_field.id; }
-  /// The field's value.
+  /// The value of the field.
   const MD_Variant& value() const noexcept { return m_field.value; }
 
   /// @{
-  /// On to the next field. Asserts that its value can be read.
+  /// Advances to the next field. Aborts if its value cannot be read.
   const_iterator& operator++();
   const_iterator operator++(int);
   /// @}
 
   /// @{
-  /// Equal at the same field of the same message, or both at its end.
+  /// Equal at the same field of the same message, or if both are at its end.
   friend bool operator==(const const_iterator& a, const const_iterator& b) noexcept {
     return a.m_message == b.m_message && a.m_field.id == b.m_field.id &&
            (a.m_field.id == kEnd || a.m_index == b.m_index);
@@ -494,24 +493,25 @@ class MD_API MD_Message::const_iterator {
   Unreadable m_unreadable = Unreadable::IsAssertedAgainst;
 };
 
-/// Prints a message, one field a line: its name (the id, when the dictionary does not know it) in a column of 22
-/// characters, " = ", the value. The text of received messages goes out as it is, a field that received bytes repeat
-/// each time with its whole value; print() is made for those. Asserts that each field can be read; when the assertion's
-/// handler returns, "<VARIANT>" stands for one that cannot. The stream's width is ignored, and 0 afterwards.
+/// Prints a message, one field per line: its name (or its id, if the dictionary does not contain it) in a column of 22
+/// characters, " = ", the value. Text is not escaped, and a repeated field is printed each time; use print() for
+/// received messages. Aborts if a field cannot be read; if the assertion handler returns, such a field is printed as
+/// "<VARIANT>". The width of the stream is ignored, and 0 afterwards.
 MD_API std::ostream& operator<<(std::ostream& out, const MD_Message& message);
 
-/// A message as text, in the layout of `operator<<` and ready for any bytes: names, text and bytes in the form of
-/// escaped() (md/md_escape.h); "<truncated: 3 of 8 bytes>", or another reason, for a field that cannot be read; each id
-/// once, in the order of fields(), with " <the last of 3 records>" after the value of one that received bytes repeat.
-/// Silent. Takes time and room in proportion to the message.
+/// Any received message as text, in the layout of `operator<<`. Names, text and bytes are escaped (md/md_escape.h). A
+/// field that cannot be read is printed as "<truncated: 3 of 8 bytes>", or with another reason. Each id appears once,
+/// in the order of fields(), with " <the last of 3 records>" after the value of a repeated one. Writes no diagnostics.
+/// Takes time and memory proportional to the message.
 MD_API std::string to_string(const MD_Message& message);
-/// Writes to_string() of the message, whatever the format flags and the width of the stream, which is 0 afterwards.
+/// Writes to_string() of the message, regardless of the format flags and the width of the stream, which is 0
+/// afterwards.
 MD_API std::ostream& print(std::ostream& out, const MD_Message& message);
 
-/// Copies the listed fields of `source`, of any encoding, to `target`, as copyMsg() does, and ready for any bytes.
-/// Takes time in proportion to the messages. Silent.
+/// Copies the listed fields of `source`, of any encoding, to `target`, as copyMsg() does, for any received messages.
+/// Takes time proportional to the messages. Writes no diagnostics.
 /// @return the ids that were not copied: `source` does not have the field or it cannot be read, or `target` cannot hold
-///         the value (an mInt no string of more than 254 characters)
+///         the value (in an mInt, strings of more than 254 characters)
 MD_API std::vector<std::uint16_t> copyFields(const MD_Message& source, const std::vector<std::uint16_t>& ids,
                                              MD_Message& target);
 

@@ -1,5 +1,5 @@
 /// @file
-/// The compact encoding, code 6.
+/// The compact encoding, encoding id 6.
 #ifndef MD_MINT_H
 #define MD_MINT_H
 
@@ -18,7 +18,7 @@
 namespace MD {
 namespace detail {
 
-// Record: field id u16, value length u8, value; little-endian. The dictionary alone knows the type.
+// Record: field id u16, value length u8, value; little-endian. Only the dictionary contains the type.
 struct MIntLayout : ValueCodec<ByteOrder::Little> {
   using Values = ValueCodec<ByteOrder::Little>;
   using Values::decode;
@@ -41,8 +41,9 @@ struct MIntLayout : ValueCodec<ByteOrder::Little> {
     return {position, bytes.template load<std::uint8_t>(position + 2), headBytes(type), type};
   }
 
-  // Of the types that are always eight bytes long the length is guessed, so that the next record need not wait for it.
-  // Strings are that long by chance. Compilers leave this a jump by themselves; byJump() would cost ARM an instruction.
+  // The length of types that always have eight bytes is predicted, so that the next record need not wait for it.
+  // Strings have this length only by chance. Compilers leave this a jump by themselves; byJump() would cost ARM an
+  // instruction.
   MD_ALWAYS_INLINE static bool step(const WholeBytes& bytes, std::uint64_t position, std::uint8_t type,
                                     std::uint64_t& next) noexcept {
     const std::uint64_t lengthBytes = head(bytes, position, type).valueBytes;
@@ -63,7 +64,7 @@ struct MIntLayout : ValueCodec<ByteOrder::Little> {
     return 1 + std::uint64_t{word > 0x7f} + 2 * std::uint64_t{word > 0x7fff};
   }
 
-  // Only an integer of full width is overwritten: a shorter one moves to the end whatever its new value.
+  // Only an integer of full width is overwritten: a shorter one moves to the end regardless of its new value.
   using Values::bytesInPlace;
   static constexpr std::uint64_t bytesInPlace(std::int32_t value) noexcept { return sizeof value; }
 
@@ -85,7 +86,7 @@ struct MIntLayout : ValueCodec<ByteOrder::Little> {
     overwrite(out, value);
   }
 
-  // Head and value of an integer are one word, and so are another record's head and first byte.
+  // Record header and value of an integer are one word, and so are header and first byte of any other record.
   static constexpr bool kWritesAhead = true;
   template <class T>
   static constexpr std::uint64_t aheadBytes(std::uint64_t lengthBytes) noexcept {
@@ -128,8 +129,8 @@ class MD_API mInt final : public RecordMessage<mInt> {
  public:
   /// An empty message over the shared pools.
   mInt();
-  /// A message of received bytes, one after the other, such as a std::vector<std::uint8_t> or a std::string_view. Empty
-  /// when parse() would refuse them; for bytes of any encoding see createFromBytes().
+  /// A message of contiguous received bytes, such as a std::vector<std::uint8_t> or a std::string_view. Empty if
+  /// parse() would refuse them; for bytes of any encoding see createFromBytes().
   template <class Bytes, detail::IfReceivedBytes<Bytes> = 0>
   explicit mInt(const Bytes& bytes) : mInt() {
     static_cast<void>(this->parse(bytes));

@@ -1,5 +1,5 @@
 /// @file
-/// The self-describing encoding, code 70.
+/// The self-describing encoding, encoding id 70.
 #ifndef MD_MSGT_H
 #define MD_MSGT_H
 
@@ -16,8 +16,7 @@
 namespace MD {
 namespace detail {
 
-// Record: field id u16, type code u16 (readers look at its low byte alone), value length u32, value; numbers
-// big-endian.
+// Record: field id u16, type code u16 (readers use only its low byte), value length u32, value; numbers big-endian.
 struct MsgTLayout : ValueCodec<ByteOrder::Big> {
   static constexpr std::uint8_t kHeader[] = {ENCODINGS::MSGT, 'Q', 'R', '1'};
   static constexpr bool kTypesAreOnTheWire = true;
@@ -69,8 +68,8 @@ class MD_API MsgT final : public RecordMessage<MsgT> {
  public:
   /// An empty message over the shared pools.
   MsgT();
-  /// A message of received bytes, one after the other, such as a std::vector<std::uint8_t> or a std::string_view. Empty
-  /// when parse() would refuse them; for bytes of any encoding see createFromBytes().
+  /// A message of contiguous received bytes, such as a std::vector<std::uint8_t> or a std::string_view. Empty if
+  /// parse() would refuse them; for bytes of any encoding see createFromBytes().
   template <class Bytes, detail::IfReceivedBytes<Bytes> = 0>
   explicit MsgT(const Bytes& bytes) : MsgT() {
     static_cast<void>(this->parse(bytes));

@@ -1,5 +1,5 @@
 /// @file
-/// A message's print-out with its prices as decimal numbers.
+/// The price layout: formatted text of a message with prices as decimal numbers.
 #ifndef MD_PRICE_OUTPUT_H
 #define MD_PRICE_OUTPUT_H
 
@@ -11,7 +11,7 @@
 
 namespace MD {
 
-/// For one output expression, `out << PriceOutput(message)`: refers to the message and owns nothing.
+/// Used in one output expression, `out << PriceOutput(message)`. Refers to the message and owns nothing.
 class PriceOutput {
  public:
   /// Prints `message`, which must outlive the expression.
@@ -24,9 +24,9 @@ class PriceOutput {
   const MD_Message& m_message;
 };
 
-/// Prints as `operator<<` for messages does, but a price kept in `INT` fields named stem_WHOLE, stem_NUM and stem_DENOM
-/// prints as one line, the stem and whole + num / denom (0.0 when the denominator is not positive). An absent numerator
-/// counts as 0, an absent denominator as 100.
+/// Prints a message like its `operator<<`, but prints a price in the `INT` fields stem_WHOLE, stem_NUM and stem_DENOM
+/// as one line with the stem and whole + num / denom (0.0 if the denominator is not positive). The default of a missing
+/// numerator is 0, that of a missing denominator 100.
 MD_API std::ostream& operator<<(std::ostream& out, const PriceOutput& price);
 
 /// The same text ready for any bytes, as to_string() of a message makes it: escaped, each id once, silent. Takes time

@@ -14,19 +14,20 @@
 
 namespace MD {
 
-/// Holds one message of each encoding. In steady state nothing is allocated and nothing is locked.
+/// Holds one message of each encoding. In steady state it allocates nothing and takes no lock.
 class MD_API Receiver {
  public:
-  /// Loads the dictionary where this is its first use, and throws what MD_FieldMap::instance() throws.
+  /// Loads the dictionary on its first use, with the exceptions of MD_FieldMap::instance().
   Receiver();
   ~Receiver();
   Receiver(const Receiver&) = delete;
   Receiver& operator=(const Receiver&) = delete;
 
   /// Parses a serialised message as MD_Message::createFromBytes() does. Diagnostics of dropped records are the same.
-  /// std::bad_alloc leaves all messages as they were.
-  /// @return the message, which belongs to the receiver and is valid until the next parse(); null for bytes of no
-  ///         encoding, and for null or no bytes
+  /// std::bad_alloc leaves all messages unchanged.
+  /// @return the message, which belongs to the receiver and is valid until the next parse(); null for an unknown
+  /// encoding
+  ///         byte, and for null or no bytes
   MD_Message* parse(const std::uint8_t* bytes, std::uint32_t sizeBytes);
 
  private:

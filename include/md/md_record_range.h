@@ -14,18 +14,18 @@
 
 namespace MD {
 
-/// One record of received bytes. It refers to them.
+/// One record of received bytes; it refers to these bytes.
 struct RecordView {
   std::uint16_t id = 0;                ///< the field
   std::uint8_t type = 0;               ///< its type, one of `DATATYPES`
-  const std::uint8_t* data = nullptr;  ///< the value as it is on the wire: a string with its NUL
-  std::uint32_t sizeBytes = 0;  ///< how many value bytes there are; of a truncated record fewer than it announces
-  bool isTruncated = false;     ///< whether the bytes end within the record, which is then the last
+  const std::uint8_t* data = nullptr;  ///< the value in wire format: a string with its NUL
+  std::uint32_t sizeBytes = 0;         ///< number of value bytes present; in a truncated record less than its length
+  bool isTruncated = false;            ///< whether the bytes end within the record, which is then the last
 
-  /// Reads the value. The answer is that of a message with this record, but an `IterMap` string with the length field 0
-  /// reads as empty.
+  /// Reads the value as a message with this record would, except that an `IterMap` string with the length field 0 reads
+  /// as empty.
   /// @tparam T  one of the nine value types
-  /// @return false, `out` unchanged, when the record is of another type or truncated
+  /// @return false, `out` unchanged, if the record is of another type or truncated
   template <class T>
   bool get(T& out) const noexcept {
     return read(out);
@@ -43,9 +43,9 @@ struct RecordView {
   std::uint32_t m_position = 0;
 };
 
-/// The records that the message which MD_Message::createFromBytes() builds from these bytes would hold, in wire order,
-/// repeated fields included. Records of unknown fields and of types that the dictionary does not declare are skipped.
-/// Empty for bytes of no encoding, for null or no bytes, and when no dictionary can be loaded.
+/// The records of the message that MD_Message::createFromBytes() would build from these bytes, in wire order, including
+/// repeated fields. Records of unknown fields and of types that the dictionary does not declare are skipped. Empty for
+/// an unknown encoding byte, for null or no bytes, and if no dictionary can be loaded.
 class MD_API RecordRange {
  public:
   /// @param bytes  a serialised message in any encoding; they must outlive the range, its iterators and records
@@ -55,7 +55,7 @@ class MD_API RecordRange {
   class const_iterator {
    public:
     /// @{
-    /// As the standard library asks of iterators.
+    /// Required by the standard library.
     using iterator_category = std::forward_iterator_tag;
     using value_type = RecordView;
     using difference_type = std::ptrdiff_t;
@@ -63,16 +63,16 @@ class MD_API RecordRange {
     using reference = const RecordView&;
     /// @}
 
-    /// Equal to the end of a range over null.
+    /// Equal to the end of a range over null bytes.
     const_iterator() = default;
 
     /// @{
-    /// The record, valid until the iterator moves on.
+    /// The record, valid until the iterator advances.
     reference operator*() const noexcept { return m_record; }
     pointer operator->() const noexcept { return &m_record; }
     /// @}
     /// @{
-    /// Moves on to the next record.
+    /// Advances to the next record.
     const_iterator& operator++() noexcept {
       nextRecord(m_record.m_bytes, m_record.m_sizeBytes, m_next, m_record);
       return *this;
@@ -97,11 +97,11 @@ class MD_API RecordRange {
     }
 
     RecordView m_record;
-    std::uint32_t m_next = 0;  ///< where the search for the next record starts
+    std::uint32_t m_next = 0;  ///< start of the search for the next record
   };
 
   /// @{
-  /// The first record, and behind the last one.
+  /// The first record, and the end after the last one.
   const_iterator begin() const noexcept {
     const_iterator first = end();
     first.m_next = 0;
@@ -116,12 +116,12 @@ class MD_API RecordRange {
   }
   /// @}
 
-  /// The encoding, one of `ENCODINGS`; 0 for bytes of no encoding, and for null or no bytes.
+  /// The encoding, one of `ENCODINGS`; 0 for an unknown encoding byte, and for null or no bytes.
   std::uint8_t encoding() const noexcept;
 
   /// Finds a record without a range, for callers that keep the position themselves.
-  /// @param[in,out] position  0 for the first record; set to where the search for the one after it starts
-  /// @param[out]    record    empty when there is none left
+  /// @param[in,out] position  0 for the first record; set to the start of the search for the following one
+  /// @param[out]    record    empty if there is no further record
   /// @return whether there was a record
   static bool nextRecord(const std::uint8_t* bytes, std::uint32_t sizeBytes, std::uint32_t& position,
                          RecordView& record) noexcept;

@@ -14,11 +14,11 @@
 namespace MD {
 
 /// @{
-/// Calls `f` with the message as what it is: `mInt&`, `IterMap&` or `MsgT&`, const for a const message. Through these,
-/// get(), add() and update() are inlined. A generic lambda is compiled for each encoding; all three must return the
-/// same type.
-/// @param message  of one of these three classes, as all that the library makes are
-/// @return what `f` returns
+/// Calls `f` with the message as its own class: `mInt&`, `IterMap&` or `MsgT&`, const for a const message. Through
+/// these classes, get(), add() and update() are inlined. A generic lambda is compiled for each encoding; all three must
+/// return the same type.
+/// @param message  of one of these three classes, like all messages created by the library
+/// @return the result of `f`
 template <class F>
 decltype(auto) visit(MD_Message& message, F&& f) {
   switch (message.getPB()) {
