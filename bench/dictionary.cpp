@@ -12,7 +12,7 @@
 namespace bench {
 namespace {
 
-// The names of the kinds' types in a definition file.
+// The names of the kinds' types in a dictionary file.
 namespace type_name {
 constexpr const char* Char = "CHAR";
 constexpr const char* Int = "INT";

@@ -1,5 +1,5 @@
 // The C interface as a subject, by the functions of md_message_c.h alone. They have no way to reach the serialised
-// bytes, so a build ends with their number; and a date-time can be asked for but is not handed out.
+// bytes, so a build ends with their number; and a date-time can be requested but is not returned.
 
 #include "md/md_message_c.h"
 

@@ -189,7 +189,7 @@ class ParseGarbage {
 
 // Dictionaries --------------------------------------------------------------------------------------------------------
 
-/// A definition file of `Rows` fields, each id once, in no order.
+/// A dictionary file of `Rows` fields, each id once, in no order.
 template <std::size_t Rows>
 const std::string& definitions() {
   static const std::string made = [] {

@@ -23,7 +23,7 @@ std::string_view keep(std::string text) {
   return texts.emplace_back(std::move(text));
 }
 
-/// Made-up values that look like market data.
+/// Synthetic values that resemble market data.
 class Maker {
  public:
   explicit Maker(unsigned seed) : m_random(seed) {}

@@ -8,11 +8,11 @@
 //   operation,
 //                      in the form "reused" it lives throughout. Its members:
 //     void clear()                      empties it before another build()
-//     Bytes build(const Values&)        fills an empty message and hands out its serialised bytes
+//     Bytes build(const Values&)        fills an empty message and returns its serialised bytes
 //     bool parse(Bytes)                 takes received bytes
 //     bool read(Values& out)            reads every field
 //     bool readTwo(double&, double&)    reads bid and ask (quotes only)
-//     Bytes update(const Values&)       replaces bid, ask, volume and seq and hands out the bytes (quotes only)
+//     Bytes update(const Values&)       replaces bid, ask, volume and seq and returns the bytes (quotes only)
 //
 // One source per subject registers it: `const bool kIsRegistered = registerSubject<Protobuf>("protobuf");`. Before a
 // work's clock starts its answers are compared with the source values; a difference ends the program.
@@ -58,7 +58,7 @@ struct Coverage {
 
 template <class Self>
 struct SubjectDefaults {
-  /// Whose build() makes the bytes that this subject parses; where it hands out bytes they must be the same.
+  /// The implementation whose build() makes the bytes that this one parses; if it returns bytes they must be equal.
   using Encoder = Self;
   static constexpr Dictionary kDictionary = Dictionary::Any;
   static constexpr bool kReadsDateTimes = true;

@@ -13,7 +13,7 @@ using MD::MD_DateTime;
 using MD::MD_EpochNS;
 using MD::MD_Message;
 
-// The records of the two languages are one layout; they cross member by member all the same.
+// The structs of both languages have the same layout; they are nevertheless converted member by member.
 static_assert(sizeof(MD_String) == sizeof(MD_Message::String) && std::is_standard_layout_v<MD_Message::String>);
 static_assert(sizeof(MD_Buffer) == sizeof(MD_Message::Buffer) && std::is_standard_layout_v<MD_Message::Buffer>);
 static_assert(sizeof(short) == sizeof(std::int16_t) && sizeof(int) == sizeof(std::int32_t));

@@ -143,7 +143,7 @@ bool printTo(MD_MessageHandle message, char* text, std::size_t capacity, std::si
   });
 }
 
-/// Hands out `found` ids, the first of which `first` leads to; `idOf` tells them from what it leads to.
+/// Returns `found` ids, starting at `first`; `idOf` extracts the id from an element.
 template <class Iterator, class IdOf>
 bool handOut(Iterator first, std::size_t found, std::uint16_t* ids, std::size_t capacity, std::size_t* count,
              IdOf idOf) {

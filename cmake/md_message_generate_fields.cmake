@@ -5,7 +5,7 @@
 # TARGET include it as NAME.h, of nested namespaces as OUTER_INNER.h, or by the name HEADER. A relative FILE is in the
 # current source folder. The options are those of "mdmsg dict generate", which docs/dictionary.md describes.
 #
-# It runs the program mdmsg: the one that MD_MESSAGE_MDMSG names, else the one of this build or of the installed package.
+# It runs mdmsg: the one that MD_MESSAGE_MDMSG names, else the one of this build or of the installed package.
 function(md_message_generate_fields target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "DICTIONARY;NAMESPACE;LANGUAGE;PREFIX;HEADER" "ONLY")
   if(arg_UNPARSED_ARGUMENTS OR arg_KEYWORDS_MISSING_VALUES)

@@ -17,7 +17,7 @@ enum { LONGEST_MESSAGE = 65535 /* that of a datagram */, LONGEST_OF_MINT = 255 }
 static char line[2 * LONGEST_MESSAGE + 2];
 static uint8_t bytes[LONGEST_MESSAGE];
 
-/* Installed for MD_Message_copyMsg, which asserts that every field can be copied: it then leaves out those that cannot,
+/* Installed for MD_Message_copyMsg, which asserts that every field can be copied: it then skips those that cannot,
  * where otherwise received bytes could end the process. */
 static void go_on(const char* expression, const char* file, unsigned source_line) {
   (void)expression;
@@ -58,7 +58,7 @@ static void report_field(unsigned long number, MD_MessageHandle source, uint16_t
 }
 
 /* Fills the empty `target` with the fields of `source`, of which `ids` lists `count`. False, and a report, when one is
- * left out. */
+ * skipped. */
 static bool copy_fields(unsigned long number, MD_MessageHandle source, const uint16_t* ids, size_t count,
                         MD_MessageHandle target) {
   size_t i;
@@ -90,7 +90,7 @@ static bool convert(unsigned long number, MD_MessageHandle source, size_t size, 
     report(number, "no encoding begins with the first byte");
     return false;
   }
-  /* The parse has cut out what it cannot use, and reported it on standard error. */
+  /* The parser has dropped unknown fields and reported them on standard error. */
   if (MD_Message_getSize(source) != size) {
     (void)fprintf(
         stderr,

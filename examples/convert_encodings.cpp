@@ -36,7 +36,7 @@ std::uint8_t encodingCode(std::string_view text) {
   return text == "MsgT" || text == "70" ? 70 : 0;
 }
 
-/// Installed for copyMsg(), which asserts that every field can be copied: it then leaves out those that cannot, where
+/// Installed for copyMsg(), which asserts that every field can be copied: it then skips those that cannot, where
 /// otherwise received bytes could end the process.
 void goOn(const char*, const char*, unsigned) {}
 
@@ -64,7 +64,7 @@ std::string convert(const std::vector<std::uint8_t>& bytes, MD::MD_Message& targ
   if (source == nullptr) {
     return "no encoding begins with the first byte";
   }
-  // The parse has cut out what it cannot use, and reported it on standard error.
+  // The parser has dropped unknown fields and reported them on standard error.
   if (source->getSizeImpl() != bytes.size()) {
     return std::to_string(bytes.size() - source->getSizeImpl()) +
            " bytes are of no field that the dictionary has, or has with this type";

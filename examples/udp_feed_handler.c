@@ -50,7 +50,7 @@ struct handler {
   uint64_t expected, missing, late; /* sequence numbers */
 };
 
-/* Null when there are too many: whoever sends may make up symbols. */
+/* NULL if there are too many: a sender may send any symbols. */
 static struct instrument* instrument_of(struct handler* handler, const MD_String* symbol) {
   struct instrument* instrument;
   size_t i;
@@ -117,7 +117,7 @@ static void on_sequence(struct handler* handler, uint64_t sequence) {
   handler->expected = sequence + 1;
 }
 
-/* Whoever sends may make up anything: what is kept is bounded, and what is printed does not steer a terminal. */
+/* Senders are untrusted: the stored data is bounded, and printed text cannot control a terminal. */
 static bool is_symbol(const MD_String* text) {
   size_t i;
   for (i = 0; i < text->length; ++i) {
@@ -128,7 +128,7 @@ static bool is_symbol(const MD_String* text) {
   return text->length <= LONGEST_SYMBOL;
 }
 
-/* Every field may be absent, of another type or cut off: then its get gives false. */
+/* Every field may be absent, of another type or truncated: its get then returns false. */
 static bool on_message(struct handler* handler, MD_MessageHandle message) {
   int64_t sequence = 0;
   MD_String symbol = {NULL, 0}; /* a view into the message, good until the message changes */
@@ -160,7 +160,7 @@ static void on_datagram(struct handler* handler, const uint8_t* bytes, uint32_t 
       /* The message's memory grows to that of the longest datagram. When there is none to be had, this ends a C
        * program, as all functions of md_message_c.h do. */
       MD_Message_setBinary(handler->messages[i], bytes, size);
-      /* Fields that the dictionary does not have are cut out by then, and reported on standard error. */
+      /* The parser has already dropped unknown fields and reported them on standard error. */
       handler->with_unknown_fields += MD_Message_getSize(handler->messages[i]) != size ? 1 : 0;
       handler->unusable += on_message(handler, handler->messages[i]) ? 0 : 1;
       return;
@@ -237,7 +237,7 @@ static bool parse_number(const char* text, uint32_t largest, uint32_t* number) {
   char* end = NULL;
   unsigned long long value;
   errno = 0;
-  if (*text < '0' || *text > '9') { /* neither sign nor blank */
+  if (*text < '0' || *text > '9') { /* neither sign nor space */
     return false;
   }
   value = strtoull(text, &end, 10);

@@ -59,7 +59,7 @@ struct Fields {
   std::uint16_t lastSize = idOf("LAST_SIZE");
 };
 
-/// Whoever sends may make up anything: what is kept is bounded, and what is printed does not steer a terminal.
+/// Senders are untrusted: the stored data is bounded, and printed text cannot control a terminal.
 bool isSymbol(std::string_view text) {
   constexpr std::size_t kLongest = 31;
   return text.size() <= kLongest && std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
@@ -100,9 +100,9 @@ class FeedHandler {
   template <class Encoding>
   void onMessage(Encoding& message, const std::uint8_t* bytes, std::uint32_t sizeBytes) {
     message.setBinaryImpl(bytes, sizeBytes);
-    // Fields that the dictionary does not have are cut out by then, and reported on standard error.
+    // The parser has already dropped unknown fields and reported them on standard error.
     m_withUnknownFields += message.getSizeImpl() != sizeBytes ? 1U : 0U;
-    // A field that is absent, of another type or cut off makes its get return false.
+    // A field that is absent, of another type or truncated makes its get return false.
     std::int64_t sequence = 0;
     MD::MD_Message::String symbol;  // a view into the message, good until the message changes
     char kind = 0;
@@ -163,7 +163,7 @@ class FeedHandler {
     m_expected = sequence + 1;
   }
 
-  /// @return null when there are too many: whoever sends may make up symbols
+  /// @return null if there are too many: a sender may send any symbols
   Instrument* instrumentOf(std::string_view symbol) {
     constexpr std::size_t kMostInstruments = 1024;
     const auto known = m_instruments.find(symbol);
@@ -202,7 +202,7 @@ void FeedHandler::printSummary() const {
   }
 }
 
-/// @throws std::invalid_argument when the text is no whole number from 0 to `largest`
+/// @throws std::invalid_argument when the text is not an integer from 0 to `largest`
 std::uint32_t parseNumber(std::string_view text, std::uint32_t largest) {
   std::uint32_t number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);

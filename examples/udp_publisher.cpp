@@ -58,7 +58,7 @@ struct Quote {
   double askSize;
 };
 
-/// Prices are whole numbers of hundredths, divided once: no rounding adds up.
+/// Prices are integers in hundredths that are divided once, so rounding errors do not accumulate.
 Quote quoteOf(std::uint32_t step) {
   const std::uint32_t bidTicks = 10000 + step * 7 % 100;
   const std::uint32_t spreadTicks = 1 + step % 4;
@@ -77,7 +77,7 @@ class QuoteMessage {
             m_message->add(fields.sendTime, MD::MD_EpochNS()));
   }
 
-  /// @return the message, whose bytes are good until the next call
+  /// @return the message, whose bytes are valid until the next call
   const MD::MD_Message& update(std::int64_t sequence, const Quote& quote, MD::MD_EpochNS now) {
     require(m_message->update(m_fields.sequence, sequence) && m_message->update(m_fields.bid, quote.bid) &&
             m_message->update(m_fields.ask, quote.ask) && m_message->update(m_fields.bidSize, quote.bidSize) &&
@@ -103,7 +103,7 @@ MD::MD_EpochNS now() {
       static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(sinceEpoch).count()));
 }
 
-/// @throws std::invalid_argument when the text is no whole number from `least` to `largest`
+/// @throws std::invalid_argument when the text is not an integer from `least` to `largest`
 std::uint32_t parseNumber(std::string_view text, std::uint32_t least, std::uint32_t largest) {
   std::uint32_t number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -220,7 +220,7 @@ void run(const Options& options) {
   std::uint64_t bytes = 0;
   const auto start = std::chrono::steady_clock::now();
   for (std::uint32_t i = 0; i < options.count; ++i) {
-    // UDP does not say when the receiver is behind: the pace is the sender's to keep.
+    // UDP has no flow control: the sender determines the rate.
     std::this_thread::sleep_until(start + std::chrono::nanoseconds(std::uint64_t{i} * 1000000000 / options.perSecond));
     const MD::MD_Message& message =
         instruments[i % std::size(instruments)].update(i + std::int64_t{1}, quoteOf(i), now());

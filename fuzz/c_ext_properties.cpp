@@ -85,8 +85,8 @@ std::set<std::size_t> capacitiesAround(std::size_t needed, FuzzInput& input) {
 
 using PrintToC = bool (*)(MD_MessageHandle, char*, std::size_t, std::size_t*);
 
-/// Prints into `capacity` places and checks what comes out against `expected`, or against a print-out that `isDone`
-/// says is broken off.
+/// Prints into `capacity` places and checks what comes out against `expected`, or against formatted text that `isDone`
+/// says is truncated.
 void checkText(MD_MessageHandle handle, PrintToC print, std::size_t capacity, bool isDone,
                const std::string& expected) {
   const auto text = placesFor<char>(capacity);

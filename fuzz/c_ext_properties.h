@@ -13,8 +13,8 @@ namespace MD::fuzz {
 /// Checks code and bytes of a handle.
 void checkBytes(MD_MessageHandle handle, const MD_Message& message);
 
-/// Checks a handle's ids and both print-outs, each with places of every kind of capacity, and what is asserted on the
-/// way; where the handler throws, what is left behind.
+/// Checks the ids of a handle and both text outputs, each with sufficient and insufficient capacity, and their
+/// assertions; if the handler throws, the remaining state.
 void checkLists(MD_MessageHandle handle, const MD_Message& message, FuzzInput& input);
 
 /// Checks where a field lies and what it reads as a date-time.
@@ -25,7 +25,7 @@ void checkField(MD_MessageHandle handle, const MD_Message& message, std::uint16_
 void copyBoth(MD_MessageHandle to, MD_Message& toMessage, MD_MessageHandle from, const MD_Message& fromMessage,
               bool handlerThrows);
 
-/// Checks look-ups of an id and of names, and the list of all ids.
+/// Checks lookups of an id and of names, and the list of all ids.
 void checkDictionary(FuzzInput& input);
 
 /// Checks that null pointers, and handles that hold no message, give the null results and leave the outputs alone.

@@ -1,5 +1,5 @@
 // A sequence of calls of the C interface, both headers of it, on two handles. Each is done as well on a message of the
-// C++ interface, with which result, values, bytes, ids, count, length and print-outs agree; null handles give the
+// C++ interface, with which result, values, bytes, ids, count, length and formatted texts agree; null handles give the
 // stated null results.
 #include <cstdint>
 #include <cstring>
@@ -162,7 +162,7 @@ class Calls {
     Handle handle(MD_Message_createFromBytes(block.data(), block.size()));
     auto message = MD_Message::createFromBytes(block.data(), block.size());
     MD_PROPERTY(handle != nullptr, "gives no handle");
-    if (message != nullptr) {  // an empty handle takes nothing but its deletion
+    if (message != nullptr) {  // an invalid handle accepts nothing but its deletion
       pair = {std::move(handle), std::move(message)};
     }
   }

@@ -16,13 +16,13 @@ struct Row {
   std::string name;
 };
 
-/// The process's dictionary in the order of its compact numbers.
+/// The dictionary of the process in the order of its dense indexes.
 std::vector<Row> loadedRows();
 
 /// What differs, in words.
 std::string differenceOf(const std::vector<Row>& expected, const std::vector<Row>& rows);
 
-/// Checks that every look-up leads to the rows, and that look-ups of what is not there fail as they should.
+/// Checks that every lookup finds its entry, and that lookups of other values fail as documented.
 void checkLookUps();
 
 /// Checks that messages of every encoding, on buffers and field tables from before the load, take the dictionary's
@@ -32,7 +32,7 @@ void checkMessages();
 /// Whether every name can stand in a text file and in an XML file.
 bool haveSimpleNames(const std::vector<Row>& rows);
 
-/// Definition files of the rows, which number them anew.
+/// Dictionary files of the rows, which number them anew.
 std::string asText(const std::vector<Row>& rows);
 std::string asXml(const std::vector<Row>& rows);
 std::vector<Row> renumbered(std::vector<Row> rows);

@@ -1,5 +1,5 @@
 // Input of `mdmsg decode` and `convert`. A line of hex digits decodes alone as it does among others. What decodes to
-// JSON without a remark encodes to the same bytes; what converts without a remark decodes to the same JSON.
+// JSON without a warning encodes to the same bytes; what converts without a warning decodes to the same JSON.
 #include <string>
 
 #include "fuzz_target.h"

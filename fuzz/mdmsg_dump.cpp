@@ -1,4 +1,4 @@
-// Messages of any bytes in `mdmsg dump`: nothing outside them is read, and of what the dump finds no flaw in a receiver
+// Messages of any bytes in `mdmsg dump`: nothing outside them is read, and where the dump finds no problem, a receiver
 // keeps every byte.
 #include <cstring>
 

@@ -1,5 +1,5 @@
 // Input of `mdmsg encode`: the first byte chooses the encoding and JSON lines or CSV, the rest is the text. Each line
-// that comes out decodes to JSON without a remark, and that encodes to the same line.
+// that comes out decodes to JSON without a warning, and that encodes to the same line.
 #include <string>
 
 #include "fuzz_input.h"

@@ -130,7 +130,7 @@ void checkCopy(const MD_Message& source, std::uint8_t code) {
   back->copyMsg(*copy);
   MD_PROPERTY(valuesOf(*back).raw == expected.raw, "a copy back holds other values" + inCode(code));
 
-  // A string of the greatest length has the length word 0 in an IterMap, so that its characters are walked as records.
+  // A string of the greatest length has the length field 0 in an IterMap, so that its characters are walked as records.
   const bool hasLongest = std::any_of(expected.raw.begin(), expected.raw.end(),
                                       [](const auto& value) { return value.second.size() == kLongestString; });
   if (!hasLongest) {

@@ -28,14 +28,14 @@ Values valuesOf(const MD_Message& message);
 std::unique_ptr<MD_Message> receive(std::uint8_t code, const test::Bytes& bytes);
 
 /// Parses the bytes as encoding `code` and checks that
-/// - the message is what the reference model makes of them: bytes, ids, every read of every type, print-out, reports;
+/// - the message equals that of the reference model: bytes, ids, every read of every type, text, diagnostics;
 /// - views lie inside the message;
 /// - the price layout is the plain one where there is no price;
 /// - a clone and what it is moved to are the same;
 /// - its bytes parsed again are the same message, and nothing is reported;
 /// - a copy into each encoding holds every value that can be read and fits, and nothing else; so do the copy's bytes
 ///   parsed again, and a copy of it back;
-/// - nothing is asserted against where every field can be read.
+/// - no assertion fails if every field can be read.
 void checkReceived(std::uint8_t code, const test::Bytes& bytes);
 
 }  // namespace MD::fuzz

@@ -1,4 +1,4 @@
-// Text definition files: the rows are those of an independent reader, every look-up leads to them, messages take the
+// Text dictionary files: the rows are those of an independent reader, every lookup leads to them, messages take the
 // fields, the C interface loads the same rows, and as an XML file they load to the same dictionary.
 #include <cstdint>
 

@@ -1,5 +1,5 @@
-// XML definition files: what cannot be loaded is refused with the stated error and leaves an empty dictionary; no file
-// is parsed that nests deeper than 100 elements as the parser sees it; every look-up leads to the rows that were
+// XML dictionary files: what cannot be loaded is refused with the stated error and leaves an empty dictionary; no file
+// is parsed that nests deeper than 100 elements as the parser sees it; every lookup leads to the rows that were
 // loaded, messages take the fields, and the same rows as a text file load to the same dictionary.
 #include <algorithm>
 #include <sstream>

@@ -27,7 +27,7 @@ bool openFile(Open open) {
 }
 
 /// Who named a file. One that the caller names may be a pipe, and whoever names it has something write to it. What
-/// the search found is read only if it is a regular file: a pipe there would stop a program that never heard of it.
+/// the search found is read only if it is a regular file: a pipe there would block a program that does not expect it.
 enum class PathOrigin { Caller, Search };
 
 /// Whether the file is of a kind to be opened; a missing one is, so that opening it tells why it cannot be. A directory

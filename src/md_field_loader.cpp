@@ -52,7 +52,7 @@ void FieldMapLoader::makeRows() {
   }
 }
 
-// The indexes are made apart and then put in place together: whatever fails for want of memory leaves every look-up
+// The indexes are made apart and then put in place together: whatever fails for want of memory leaves every lookup
 // answering "unknown".
 void FieldMapLoader::finish() {
   makeRows();
@@ -119,7 +119,7 @@ void normaliseLineEnds(std::string& text) {
   text.resize(kept);
 }
 
-/// @return whether the text is well-formed. What is no UTF-8 is read byte by byte, whatever its declaration or a byte
+/// @return whether the text is well-formed. What is not UTF-8 is read byte by byte, whatever its declaration or a byte
 /// order mark says.
 bool parseXml(TiXmlDocument& document, const std::string& text) {
   constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
@@ -166,7 +166,7 @@ class EntryReader {
     try {
       m_text.exceptions(m_callersExceptions);
     } catch (const std::ios_base::failure&) {
-      return;  // set all the same
+      return;  // set nevertheless
     }
   }
   EntryReader(const EntryReader&) = delete;

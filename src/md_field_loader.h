@@ -1,4 +1,4 @@
-// Definition files into the dictionary: what the two formats have in common, and the formats.
+// Dictionary files into the dictionary: what the two formats have in common, and the formats.
 #ifndef MD_SRC_FIELD_LOADER_H
 #define MD_SRC_FIELD_LOADER_H
 
@@ -13,7 +13,7 @@
 
 namespace MD {
 
-/// One load into a dictionary: hands out compact numbers in file order, then rebuilds the indexes.
+/// One load into a dictionary: assigns dense indexes in file order, then rebuilds the lookup tables.
 class FieldMapLoader {
  public:
   /// @param source  names the file in error texts
@@ -21,10 +21,10 @@ class FieldMapLoader {
   FieldMapLoader(const FieldMapLoader&) = delete;
   FieldMapLoader& operator=(const FieldMapLoader&) = delete;
 
-  /// Takes an entry over; one whose type has no such name is skipped and uses no compact number. The first entry of
-  /// an id wins, a later one still uses a compact number.
+  /// Takes an entry over; one whose type has no such name is skipped and uses no dense index. The first entry of
+  /// an id wins, a later one still uses a dense index.
   /// @return whether there is a type of that name
-  /// @throws std::runtime_error when the compact numbers are used up
+  /// @throws std::runtime_error when the dense indexes are used up
   bool accept(std::string name, std::uint16_t id, const std::string& typeName);
 
   /// Makes the rows of the entries and rebuilds all indexes.

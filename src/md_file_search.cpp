@@ -64,7 +64,7 @@ namespace {
 // The last one makes the folder itself a candidate, with two backslashes before the name, which Windows accepts.
 constexpr std::wstring_view kFallbackSuffixes[] = {L"\\etc", L"\\cfg", L"\\config_latest", L"\\Config", L"\\"};
 
-// Nothing when no candidate exists. A hit that has no narrow form is found all the same, as an empty string.
+// Nothing if no candidate exists. A candidate whose path has no narrow form counts as found, with an empty string.
 std::optional<std::string> searchFallback(const SearchPlatform& platform, const std::wstring& folder,
                                           std::wstring_view name) {
   for (std::wstring_view suffix : kFallbackSuffixes) {

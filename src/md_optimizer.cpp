@@ -12,7 +12,7 @@
 namespace MD {
 namespace {
 
-// From so many on, whole pages that no field is placed in are worth leaving out.
+// From this number on it pays to keep pages without fields unused.
 constexpr std::size_t kPagedFromPages = 4;
 
 constexpr std::align_val_t kOwnCacheLines{detail::kCacheLinesBytes};

@@ -13,7 +13,7 @@ struct Search {
   std::uint64_t next;   ///< where the rest of the records starts
 };
 
-/// Goes through the records up to the first that is not a whole field, which is all there is to a well-formed message.
+/// Scans the records up to the first that is not a complete field: in a well-formed message, all of them.
 template <Which which, class Layout>
 MD_ALWAYS_INLINE inline Search searchWholeFields(const ByteView& bytes, const MD_FieldMap& dictionary,
                                                  std::uint16_t wanted) noexcept {

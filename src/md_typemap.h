@@ -1,4 +1,4 @@
-// The types of fields: their names in definition files, their codes and their widths.
+// The types of fields: their names in dictionary files, their codes and their widths.
 #ifndef MD_SRC_TYPEMAP_H
 #define MD_SRC_TYPEMAP_H
 

@@ -1,4 +1,4 @@
-// The memory of message objects on the heap, as the factory makes them. Threads keep what they gave back, as they keep
+// The memory of message objects on the heap, as the factory makes them. Threads cache released memory, as they cache
 // the objects of the shared pools, so that making and destroying messages asks nothing of the heap.
 #ifndef MD_SRC_MESSAGE_MEMORY_H
 #define MD_SRC_MESSAGE_MEMORY_H

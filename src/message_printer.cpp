@@ -112,7 +112,7 @@ void reportRemainder(const MD_Message& message) noexcept {
     try {
       MessagePrinter(out, message, MessagePrinter::kPlainMode).print(MessagePrinter::tolerantBegin(message));
     } catch (const std::ios_base::failure&) {
-      out.clear();  // the limit is reached, and the rest is left out
+      out.clear();  // the limit is reached, and the rest is skipped
     }
     return "Remainder of message after stripping fields:\n  " + printed.text() + '\n';
   });

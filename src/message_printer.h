@@ -1,4 +1,4 @@
-// The print-out of a message, behind the stream operators and the dump of a stripped message.
+// The formatted text of a message, for the stream operators and the dump of a stripped message.
 #ifndef MD_SRC_MESSAGE_PRINTER_H
 #define MD_SRC_MESSAGE_PRINTER_H
 

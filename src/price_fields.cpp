@@ -9,7 +9,7 @@
 namespace MD::detail {
 namespace {
 
-/// A print-out stops before a field with this id.
+/// Printing stops before a field with this id.
 constexpr std::uint16_t kEndOfPrintOut = 65535;
 
 constexpr std::string_view kWhole = "_WHOLE";

@@ -1,5 +1,5 @@
-// What the configuration search asks of the operating system. The search itself is platform-neutral code over this
-// interface, so that all of it, the fallbacks of another platform included, is tested everywhere.
+// The requests of the search for configuration files to the operating system. The search itself is platform-neutral
+// code over this interface, so that all of it, the fallbacks of another platform included, is tested everywhere.
 #ifndef MD_SRC_SEARCH_PLATFORM_H
 #define MD_SRC_SEARCH_PLATFORM_H
 

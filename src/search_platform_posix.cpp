@@ -1,5 +1,5 @@
-// There is no program-data folder here and no search in the program's folder: only the search path applies. Narrow
-// strings are UTF-8; what is not well-formed has no translation.
+// There is no program-data folder here and no search in the program's folder: only the configuration search path
+// applies. Narrow strings are UTF-8; what is not well-formed has no translation.
 #include "search_platform.h"
 
 #include <sys/stat.h>

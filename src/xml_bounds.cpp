@@ -33,7 +33,7 @@ bool startsDeclaration(std::string_view text, std::size_t position) {
 /// Whether a declaration, given up to its first '>', may go on behind that in a quoted value.
 bool endsInsideValue(std::string_view declaration) {
   for (const char quote : {'"', '\''}) {
-    // A quote opens a value behind '='; TinyXML counts some characters of three bytes as blanks.
+    // A quote opens a value behind '='; TinyXML counts some characters of three bytes as spaces.
     std::size_t before = declaration.rfind(quote);
     if (before == declaration.npos) {
       continue;
@@ -72,7 +72,7 @@ class XmlBounds {
   }
 
  private:
-  /// The place behind the tag, comment or the like whose '<' stands at `position`.
+  /// The position after the tag, comment or declaration whose '<' stands at `position`.
   std::size_t behindTag(std::size_t position) {
     if (startsElement(m_text, position)) {
       return behindElementTag(position);

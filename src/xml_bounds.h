@@ -1,4 +1,4 @@
-// What a definition file in XML must keep to before TinyXML sees it. TinyXML parses and frees elements recursively, so
+// What a dictionary file in XML must keep to before TinyXML sees it. TinyXML parses and frees elements recursively, so
 // that a file of nothing but opening tags would overflow the stack, takes some hundred bytes for each element, and
 // compares each attribute with all before it.
 #ifndef MD_SRC_XML_BOUNDS_H

@@ -178,7 +178,7 @@ static void copies(void) {
   MD_Message_delete(held);
 }
 
-/* A field that cannot be read is asserted against, and left out when the handler goes on. */
+/* A field that cannot be read fails an assertion, and is skipped if the handler returns. */
 static void copyOfAnUnreadableField(void) {
   static const unsigned char kCutOff[] = {6, 10, 0, 1, 'x', 44, 1, 4, 5};
   MD_MessageHandle source = MD_Message_createFromBytes(kCutOff, sizeof kCutOff);
@@ -305,7 +305,7 @@ static void fieldIds(void) {
   MD_Message_delete(held);
 }
 
-/* ---- The print-outs ---- */
+/* ---- Text output ---- */
 
 typedef bool (*PrintOut)(MD_MessageHandle, char*, size_t, size_t*);
 
@@ -417,7 +417,7 @@ static void fieldDataOfEachEncoding(void) {
   MD_Message_delete(held);
 }
 
-/* The data of a field whose record runs past the end of the message is not handed out. */
+/* The data of a field whose record runs past the end of the message is not returned. */
 static void fieldDataThatIsCutOff(void) {
   static const struct {
     const char* name;

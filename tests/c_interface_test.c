@@ -147,7 +147,7 @@ static void strings(MD_MessageHandle message) {
   CHECK(MD_Message_updateString(message, kString2, &withNul));
   CHECK(MD_Message_getString(message, kString2, &view) && view.length == 3 && memcmp(view.data, "a\0b", 3) == 0);
 
-  /* A view stays good while the message does not change, and reading changes nothing. */
+  /* A view stays valid while the message does not change, and reading changes nothing. */
   CHECK(MD_Message_getString(message, kString, &view));
   CHECK(MD_Message_getString(message, kString2, &again));
   CHECK(MD_Message_getString(message, kString, &again) && again.data == view.data && again.length == view.length);

@@ -121,7 +121,7 @@ class Choices {
     }
   }
 
-  /// Received bytes: records of any fields, repeated ones among them, and sometimes cut off or changed.
+  /// Received bytes: records of any fields, repeated ones among them, and sometimes truncated or changed.
   Bytes received(std::uint8_t code) {
     const auto single = MD_Message::createFromPB(code);
     Bytes bytes = test::bytesOf(*single);

@@ -60,7 +60,7 @@ std::string errorOf(Load load) {
   return {};
 }
 
-/// Expects every look-up to agree with the rows, and finds every row.
+/// Expects every lookup to agree with the rows, and finds every row.
 void expectConsistent() {
   std::size_t known = 0;
   for (std::uint32_t i = 0; i <= 65535; ++i) {
@@ -82,7 +82,7 @@ void expectConsistent() {
   EXPECT_EQ(known, map().size());
 }
 
-/// Builds, reads and takes apart a message of the ids 0 to `count` - 1.
+/// Builds, reads and erases a message of the ids 0 to `count` - 1.
 void useAllFields(std::uint8_t code, std::uint32_t count) {
   const auto message = MD_Message::createFromPB(code);
   Ids ids;

@@ -1,4 +1,4 @@
-// The dictionary when memory runs out: std::bad_alloc comes out of a load, every look-up answers "unknown", and the
+// The dictionary when memory runs out: std::bad_alloc comes out of a load, every lookup answers "unknown", and the
 // load can be repeated.
 #include "md/md_fieldmap.h"
 
@@ -42,7 +42,7 @@ std::string xmlText() {
                         xmlEntry("SKIPPED", "9", "NONE") + xmlEntry(kNames[2], "40000", "INT"));
 }
 
-/// What every look-up finds.
+/// What every lookup finds.
 std::string lookUps() {
   const MD_FieldMap& map = MD_FieldMap::instance();
   std::string text;

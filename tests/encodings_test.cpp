@@ -1,4 +1,4 @@
-// What every encoding promises, run over all of them. What differs between them stands in Traits.
+// Guarantees of every encoding, tested for all of them. Traits has the differences.
 #include <cstdint>
 
 #include <algorithm>
@@ -526,7 +526,7 @@ TEST_P(Encodings, MoveTheirContentsToANewMessage) {
   const std::string before = hexOf(message);
   const std::uint8_t* const bytes = message.getBinary();
   {
-    // What the pools hand out next has been used by another encoding.
+    // The next objects of the pools were used by another encoding.
     const auto other = MD_Message::createFromPB(GetParam().code == 70 ? 6 : 70);
     fill(*other);
   }
@@ -947,7 +947,7 @@ TEST_P(Encodings, FollowADictionaryThatHasGrown) {
   }
 }
 
-// A dictionary that repeats an id hands out more compact numbers than it has rows.
+// A dictionary that repeats an id assigns more dense indexes than it has entries.
 TEST_P(Encodings, FollowADictionaryThatRepeatsIds) {
   loadDictionary("A 1 INT\nB 1 INT\nC 1 INT\nD 2 INT\nE 2 INT\nF 3 INT\n");
   MD_Message& message = make();
@@ -1003,7 +1003,7 @@ void exercise(std::uint8_t code, const Bytes& bytes) {
   const std::string seen = describe(*message);
   // What lies behind the end in the buffer is neither read nor shown.
   ASSERT_EQ(describe(*parseOver(code, 0, bytes)), seen);
-  // What a message hands out is a fixed point of parsing.
+  // Parsing the bytes of a message results in the same message.
   ASSERT_EQ(describe(*parse(code, bytesOf(*message))), seen);
   ASSERT_EQ(describe(*message->clone()), seen);
 

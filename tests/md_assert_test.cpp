@@ -62,7 +62,7 @@ TEST(AssertionHandler, MayThrow) {
   EXPECT_EQ(buffer.size(), 0u);
 }
 
-// The default hands over to the C runtime, whose words differ from system to system.
+// The default calls the C runtime, whose words differ from system to system.
 TEST(AssertionHandlerDeathTest, StopsTheProcessWithAMessageByDefault) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   MsgData buffer;

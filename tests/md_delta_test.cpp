@@ -200,7 +200,7 @@ class RandomMessages {
 
   std::unique_ptr<MD_Message> makeEmpty() { return MD_Message::createFromPB(ENCODINGS::kAll[below(3)].code); }
 
-  /// Changes some fields: adds, updates and erases, in any order. The list's own field is left out.
+  /// Changes some fields: adds, updates and erases, in any order. The list's own field is skipped.
   void change(MD_Message& message) {
     for (std::size_t steps = below(12); steps != 0; --steps) {
       const test::ValueType& type = test::valueTypes()[below(test::valueTypes().size())];

@@ -111,7 +111,7 @@ TEST(DictionaryDeathTest, IsOneForAllThreadsThatAskAtOnce) {
   });
 }
 
-// Whatever needs it first makes it: look-ups, field tables, messages of each encoding, received bytes.
+// Whatever needs it first makes it: lookups, field tables, messages of each encoding, received bytes.
 TEST(DictionaryDeathTest, IsMadeOnceByAnyFirstUseInManyThreads) {
   expectInFreshProcess([] {
     const ConfigurationFolder folder;
@@ -158,7 +158,7 @@ TEST(DictionaryDeathTest, IsLoadedByOneOfManyThreadsThatLoadAFile) {
         loaded += result == 0 ? 1 : 0;
         refused += result == -1 ? 1 : 0;
       }
-      // Whoever is too early for the file finds none on the search path.
+      // Whoever is too early for the file finds none on the configuration search path.
       const std::size_t size = MD_FieldMap::instance().size();
       wrong += size <= 1 ? 0 : 1;
     });

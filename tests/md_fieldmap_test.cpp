@@ -61,7 +61,7 @@ std::string errorOf(Operation operation) {
   return "(no exception)";
 }
 
-/// Expects that no look-up finds a field by any of these.
+/// Expects that no lookup finds a field by any of these.
 void expectUnknown(std::uint16_t id, const std::string& name) {
   EXPECT_TRUE(map().findById(id) == map().end());
   EXPECT_TRUE(map().findByCompact(0) == map().end());
@@ -82,7 +82,7 @@ std::string textEntries(std::uint32_t count) {
   return text;
 }
 
-// Each test runs in an empty folder, which is all of the search path.
+// Each test runs in an empty folder, which is all of the configuration search path.
 class FieldMap : public testing::Test {
  protected:
   FieldMap() { test::loadDictionary(test::kDictionary); }
@@ -90,7 +90,7 @@ class FieldMap : public testing::Test {
   ConfigurationFolder m_folder;
 };
 
-// Look-ups ------------------------------------------------------------------------------------------------------------
+// Lookups ------------------------------------------------------------------------------------------------------------
 
 TEST_F(FieldMap, FindsRowsByIdNameAndCompactNumber) {
   struct Row {
@@ -750,7 +750,7 @@ TEST_F(FieldMap, LoadsPipesThatAreNamed) {
   }
 }
 
-// A pipe on the search path has nobody who writes to it: opening it would wait for ever.
+// A pipe on the configuration search path has nobody who writes to it: opening it would wait for ever.
 TEST(FieldMapDeathTest, RefusesPipesOnTheSearchPath) {
   test::expectInFreshProcess([] {
     constexpr unsigned kHangsAfterS = 20;

@@ -405,7 +405,7 @@ std::vector<double> randomDoubles(std::size_t countOfEachKind) {
     const std::int64_t ticks = below(random, std::int64_t{1} << (1 + below(random, 50)));
     values.push_back(signedAtRandom(random, static_cast<double>(ticks) / static_cast<double>(tenTo(random() % 9))));
 
-    // Next to a whole number, where the fraction carries or vanishes.
+    // Next to an integer, where the fraction carries or vanishes.
     const std::int64_t whole = below(random, std::int64_t{1} << (1 + below(random, 49)));
     const double step = static_cast<double>(below(random, 40)) - 20.0;
     values.push_back(

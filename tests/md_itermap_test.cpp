@@ -56,7 +56,7 @@ TEST_F(IterMapBytes, OfAStringOf65534Characters) {
   EXPECT_EQ(text, std::string(65534, 'x'));
 }
 
-// A string of 65,535 characters: its length word counts the NUL as well and wraps to 0.
+// A string of 65,535 characters: its length field counts the NUL as well and wraps to 0.
 class LongestIterMapString : public IterMapBytes {
  protected:
   LongestIterMapString() {
@@ -127,7 +127,7 @@ TEST_F(LongestIterMapString, IsErasedByItsWord) {
 }
 
 // A new value of the same length needs 65,536 bytes, and the word says 0. The old characters are read as records, which
-// the dictionary does not know, and cut out.
+// the dictionary does not know, and dropped.
 TEST_F(LongestIterMapString, IsNeverUpdatedInPlace) {
   loadDictionary("TAIL 10 CHAR\nSYMBOL 60 STRING\n");
   IterMap message;

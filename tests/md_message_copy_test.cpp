@@ -193,7 +193,7 @@ constexpr CopyLines kCopyLines[] = {
     {id::kBuffer, "Buffer", 360, 363}, {id::kDateTime, "DateTime", 370, 373}, {id::kEpochNS, "EpochNS", 380, 383},
 };
 
-// A message cut off in the value of its last field: that field is present and cannot be read.
+// A message truncated in the value of its last field: that field is present and cannot be read.
 TEST_P(CopyBetween, AValueThatCannotBeReadIsAssertedAgainst) {
   for (const CopyLines& row : kCopyLines) {
     SCOPED_TRACE(row.typeName);
@@ -216,7 +216,7 @@ TEST_P(CopyBetween, AValueThatCannotBeReadIsAssertedAgainst) {
   }
 }
 
-// The later of two records of a field counts; cut off, it makes both attempts fail, and what lies between goes on.
+// The later of two records of a field counts; truncated, it makes both attempts fail, and what lies between goes on.
 TEST_P(CopyBetween, GoesOnBehindAValueThatCannotBeRead) {
   const auto source = ofRecords(
       from(), ofEncoding(from(), "2C 01 01 00 00 00 0A 00 78 2C 01 02 00 00", "2C 01 01 01 0A 00 01 78 2C 01 04 02",

@@ -27,7 +27,7 @@ class OptimizerTest : public testing::Test {
   OptimizerTest() { test::loadDictionary(test::kDictionary); }
 };
 
-/// INT fields with the ids from 1 to `count`, which get the compact numbers from 0 on.
+/// INT fields with the ids from 1 to `count`, which get the dense indexes from 0 on.
 void loadFields(std::uint16_t count) {
   std::string text;
   for (std::uint32_t i = 1; i <= count; ++i) {

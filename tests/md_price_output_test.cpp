@@ -158,7 +158,7 @@ TEST_P(PricePrintOut, PricesStandInOneLine) {
   }
 }
 
-// Id 65535 ends the print-out: a price behind it is not printed, so its companions are.
+// Id 65535 ends the formatted text: a price behind it is not printed, so its companions are.
 TEST_P(PricePrintOut, APriceBehindTheEndOfIterationIsNotPrinted) {
   EXPECT_EQ(priceOf(*messageOf({{2, 34}, {65535, 7}, {1, 12}, {3, 100}})), "PX_NUM                 = 34\n");
 }
@@ -239,7 +239,7 @@ TEST_P(PricePrintOut, FollowsTheMessage) {
             "end");
 }
 
-// A whole part that is cut off is no int to print: it and its companions print plainly.
+// A whole part that is truncated is no int to print: it and its companions print plainly.
 TEST_P(PricePrintOut, AWholePartThatCannotBeReadPrintsAsAnEmptyValue) {
   Bytes bytes = bytesOf(*messageOf({{2, 34}, {3, 100}, {1, 100000}}));
   bytes.pop_back();

@@ -112,7 +112,7 @@ TYPED_TEST(ReusableContainerTest, LendsTheLastReturnedFirst) {
   }
 }
 
-// More than a thread keeps: some of them go through the pool.
+// More than a thread keeps: some of them pass the pool.
 TYPED_TEST(ReusableContainerTest, LendsTheLastReturnedFirstHoweverManyThereAre) {
   using Wrapper = ReusableContainerWrapper<TypeParam>;
   for (const bool isShared : {false, true}) {

@@ -136,11 +136,11 @@ TEST(ReusableContainerThreads, WhatAThreadKeptServesOthersWhenItHasEnded) {
   std::thread([&] { EXPECT_EQ(itemsOf(borrowed(kCount)), ofThread); }).join();
 }
 
-// One thread only borrows and another one only gives back.
+// One thread only takes and another one only returns.
 TEST(ReusableContainerThreads, ObjectsThatAreHandedOnComeBackToTheThreadThatBorrowsThem) {
   constexpr int kTurns = 300;
   constexpr std::size_t kAtOnce = 100;
-  // What the thread that gives back keeps, and one batch on the way.
+  // The objects that the returning thread caches, and one batch in transit.
   constexpr std::size_t kMostAround = kAtOnce + 64 + 32;
   std::set<const MsgData*> seen;
   std::vector<std::unique_ptr<Buffer>> handles;

@@ -365,7 +365,7 @@ TEST(VariantMismatchDeathTest, StopsTheProcessByDefault) {
   EXPECT_DEATH(static_cast<void>(value.get<double>()), "md_message/include/md/md_variant.*334");
 }
 
-// Print-out -----------------------------------------------------------------------------------------------------------
+// Formatted text ------------------------------------------------------------------------------------------------------
 
 struct PrintedValue {
   const char* name;

@@ -1,6 +1,6 @@
 // What is left of messages and pools when memory runs out: each operation is run with its first allocation failing,
-// then with its second, and so on; std::bad_alloc comes out, everything is as before, and the operation can be
-// repeated.
+// then with its second, until none is left to fail; std::bad_alloc comes out, everything is as before, and the
+// operation can be repeated.
 #include <cstdint>
 
 #include <algorithm>

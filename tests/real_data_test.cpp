@@ -186,7 +186,7 @@ TEST(RealData, ForeignDatagramsAreNotOurs) {
     taken += message != nullptr ? 1U : 0U;
   }
   EXPECT_EQ(packets, 739u);
-  // The first byte, the low byte of a length, is no encoding's code in any of them.
+  // The first byte, the low byte of a length, is no encoding id in any of them.
   EXPECT_EQ(taken, 0u);
 }
 

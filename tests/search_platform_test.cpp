@@ -123,7 +123,7 @@ FileSearchParameter parameter(const std::string& defaultPath) {
   return FileSearchParameter("SEARCH_PATH").default_path(defaultPath);
 }
 
-// ---- the search path ----
+// ---- the configuration search path ----
 
 struct PathCase {
   const char* name;

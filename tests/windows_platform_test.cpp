@@ -216,7 +216,7 @@ TEST_F(WindowsSearch, NarrowPathsAreOfTheAnsiCodePage) {
   EXPECT_FALSE(searchPlatform().exists("caf\xc3\xa9"));
 }
 
-// ---- definition files in folders outside ASCII ----
+// ---- dictionary files in folders outside ASCII ----
 
 std::uint16_t idOf(const std::string& name) { return MD_FieldMap::instance().nameToId(name); }
 
@@ -262,7 +262,7 @@ TEST_F(WindowsSearch, TheDefaultLoadAndThePreferenceReadFoldersOutsideAscii) {
   EXPECT_EQ(message->getPB(), 6);
 }
 
-// A copy of this very program, run with --look-up, ends with the id of the field BID in its dictionary.
+// A copy of this very program, run with --lookup, ends with the id of the field BID in its dictionary.
 
 constexpr DWORD kNoField = 255;
 

@@ -4,7 +4,7 @@
 -- filters, preferences and statistics.
 --
 -- The file has these parts:
---   1. Dictionary: which one, and how definition files are read
+--   1. Dictionary: which one, and how dictionary files are read
 --   2. Walk: the records of a message as receivers see them, and what is wrong with them. Needs nothing of Wireshark.
 --   3. Protocol: fields, preferences and expert information
 --   4. Dissection: the walk as a tree, for UDP and TCP
@@ -122,7 +122,7 @@ VENUE_EXTENSION       40000  BUFFER
 local BLANKS = " \t\n\v\f\r"
 local MOST_ENTRIES = 65535
 
--- Collects the entries of a definition file: the first one with an id counts.
+-- Collects the entries of a dictionary file: the first one with an id counts.
 local function newEntries(path)
   local entries = { byId = {}, count = 0 }
   function entries.accept(name, id, typeName)
@@ -197,7 +197,7 @@ end
 
 local ENTITIES = { amp = "&", lt = "<", gt = ">", quot = '"', apos = "'" }
 
--- Character data as the library reads it: runs of blanks are one blank, entities are replaced, a character number by
+-- Character data as the library reads it: runs of spaces are one space, entities are replaced, a character number by
 -- its low byte where the document is not one of UTF-8. Returns nil when a character number is malformed.
 local function characterData(text, isOfUtf8)
   local isMalformed = false
@@ -396,7 +396,8 @@ local function findOnSearchPath(name)
   return nil
 end
 
--- The dictionary in use: the file that the environment names, else the one on the search path, else the built-in one.
+-- The dictionary in use: the file named by the environment, else the one on the configuration search path, else the
+-- built-in one.
 -- Returns its entries and where they come from. Raises an error when a file cannot be loaded: a guess at field names
 -- would be worse than none.
 local function loadDictionary()
@@ -480,7 +481,7 @@ local LONGEST = { [STRING] = 65536, [BUFFER] = 65535 }
 
 local ENCODING_NAMES = { [1] = "IterMap", [6] = "mInt", [70] = "MsgT" }
 
--- The message at hand. It and its records are used again for the next one, so that a walk allocates nothing.
+-- The present message. It and its records are reused for the next one, so that a scan allocates nothing.
 --   bytes, size       what was captured; `start` is its place in the packet
 --   encoding          its name, nil when the first byte is none's
 --   count, [1..count] the records
@@ -492,13 +493,13 @@ local ENCODING_NAMES = { [1] = "IterMap", [6] = "mInt", [70] = "MsgT" }
 --   valueAt, length   where its value begins and how long it is
 --   isSound           it is one of its field, has no problem and is read as its type; what follows is then not set
 --   id                nil for a tail of one byte, which is too short for one
---   typeAt, type      of MsgT: where its type is, nil when the message ends before; nil when the message ends inside it
+--   typeAt, type      of MsgT: where its type is, nil when the message ends before; nil when the message ends within it
 --   lengthAt          where its length is, nil when there is none or the message ends before
 --   length            nil when the message ends before or inside it
 --   stop              where the record ends, or the message inside it
 --   isOfField         whether it is a record of its field, which is false when `type` is another
 --   shown             the row by which its value is read, nil when it cannot be read
---   problems          { part, problem, text } and so on; nil when there are none
+--   problems          { part, problem, text }; nil when there are none
 local message = { start = 0, size = 0, count = 0, fieldCount = 0, problems = 0 }
 -- Counts messages, so that marks that the last message left in the dictionary's rows need not be wiped: a field with
 -- `seenIn` equal to this was met in this message, last in the record `seen`.
@@ -512,7 +513,7 @@ local function addProblem(record, part, name, ...)
   message.problems = message.problems + 1
 end
 
--- The message ends inside a part of a record. Returns the end.
+-- The message ends within a part of a record. Returns the end.
 local function truncated(record, part, ...)
   if not message.isCut then -- else the capture ends here, and the message goes on
     addProblem(record, part, ... and "truncated_value" or "truncated_record", ...)
@@ -860,7 +861,7 @@ do
   md.experts = experts
 end
 
--- How long the length in front of a message of a TCP stream is, and in which order its bytes are.
+-- Size and byte order of the length prefix of a message in a TCP stream.
 local FRAMINGS = {
   [0] = { size = 2, isLittle = true }, { size = 2 }, { size = 4, isLittle = true }, { size = 4 },
 }
@@ -903,7 +904,7 @@ md.prefs.datetime_offset = Pref.enum("Offset from GMT in DATETIME", MINUTES,
   }, false)
 
 -- tshark marks the tree of "-T fields" as visible, as it does for -V, though it prints nothing but what -e names. No
--- call tells the two apart, so the command line is looked at where the system shows it: leaving the parts out halves
+-- call tells the two apart, so the command line is looked at where the system shows it: omitting the parts halves
 -- the time.
 local function isFieldsOutput()
   local file = not gui_enabled() and io.open("/proc/self/cmdline", "rb")
@@ -1013,7 +1014,7 @@ local function daysSince1970(date)
   return days + (isLeap and month > 2 and 1 or 0)
 end
 
--- The moment of a date-time, by the preferences about its units; nil when it is none.
+-- The point in time of a date-time, by the preferences about its units; nil if it is invalid.
 local function momentOf(date, time, offset)
   local unit = preferences.datetimeUnit
   local days = daysSince1970(date)
@@ -1040,7 +1041,7 @@ end
 local VALUE_ADDERS = {}
 
 function VALUE_ADDERS.STRING(tree, tvb, field, at, length)
-  -- Receivers leave the last byte out.
+  -- Receivers skip the last byte.
   return (addPacketField(tree, field.proto, rangeOf(tvb, at, length == 0 and 0 or length - 1), ENC_UTF_8))
 end
 
@@ -1375,7 +1376,7 @@ local function hasColumns(pinfo)
   return tostring(pinfo.cols.info) ~= "(info)"
 end
 
--- The length in front of a message of a stream.
+-- The length prefix of a message of a stream.
 local function streamLengthOf(tvb, offset)
   local framing = preferences.framing
   local range = tvb:range(offset, framing.size)
@@ -1489,7 +1490,7 @@ local function tallyBelow(tally, name)
   return tally.below[name]
 end
 
--- Counts a message in all, for its encoding and for its symbol.
+-- Counts a message in total, for its encoding and for its symbol.
 local function countMessage(total, noted)
   local encoding = tallyBelow(total, noted.encoding or "unknown encoding")
   for _, tally in ipairs({ total, encoding, tallyBelow(encoding, noted.symbol or "no symbol") }) do
@@ -1520,7 +1521,7 @@ local function reportOf(total)
   return table.concat(lines, "\n") .. "\n"
 end
 
--- Starts counting the messages that go through `filter`; `draw` is called with the report whenever there is a new one.
+-- Starts counting the messages that pass `filter`; `draw` is called with the report whenever there is a new one.
 local function startStatistics(filter, draw)
   local total = newTally()
   local listener = Listener.new("frame", filter and filter ~= "" and "md and (" .. filter .. ")" or "md")

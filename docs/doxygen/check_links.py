@@ -3,7 +3,7 @@
 
     check_links.py FOLDER
 
-Links that leave the pages (https: and the like) are not followed.
+Links to other sites (with a scheme such as https:) are not followed.
 """
 import html.parser
 import pathlib

@@ -279,7 +279,7 @@ bool RecordMessage<Encoding>::findPlain(std::uint16_t id, std::uint64_t lengthBy
     return false;
   }
   if constexpr (!Layout::kTypesAreOnTheWire) {
-    // Another record's update may have written over this one: the id that is there by now decides.
+    // An update of another record may have overwritten this one: the id that is present now decides.
     if (MD_UNLIKELY(dictionary.packed(Layout::id(whole, position)).type != kType)) {
       return false;
     }

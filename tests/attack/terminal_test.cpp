@@ -55,7 +55,7 @@ std::string obeyedOf(std::string_view text) {
 class HostileText : public Program {
  protected:
   HostileText() {
-    // An mInt with a SYMBOL, and a field of which the message ends inside the value.
+    // An mInt with a SYMBOL, and a field of which the message ends within the value.
     const std::string symbol = kHostile + std::string(1, '\0');
     write("in.hex",
           "06 3c00" + hexOf(std::string(1, static_cast<char>(symbol.size()))) + hexOf(symbol) + " 16000800\n");

@@ -14,7 +14,7 @@ Comments right before a block say what is to be done with it:
     <!-- runs -->               compiled and run, it ends well; what it prints depends on the machine, or stands in the next block
     <!-- output -->             that next block: what the program before it prints
     <!-- makes bytes -->        compiled and run, it prints lines of a name, a colon and bytes in hex
-    <!-- bytes: NAME -->        explained bytes: those in front of the two blanks of each line, | between them left out, are the
+    <!-- bytes: NAME -->        explained bytes: those in front of the two spaces of each line, without the | between them, are the
                                 ones that the program before printed for NAME
     <!-- diagram -->            no code
     <!-- with NAME: ... -->     the lines up to the arrow are a file beside the block, for the commands in it or the project

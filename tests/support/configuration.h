@@ -1,4 +1,4 @@
-// Folders with definition files for tests of the default search.
+// Folders with dictionary files for tests of the default search.
 #ifndef MD_TESTS_SUPPORT_CONFIGURATION_H
 #define MD_TESTS_SUPPORT_CONFIGURATION_H
 
@@ -84,7 +84,7 @@ class ConfigurationFolder {
   std::optional<std::string> m_previousPath;
 };
 
-/// An XML definition file with the given text between the start and the end of the element that holds the entries.
+/// An XML dictionary file with the given text between the start and the end of the element that holds the entries.
 inline std::string xmlDefinitions(const std::string& entries) {
   return "<?xml version=\"1.0\"?>\n<Definitions>\n<FieldDefinition>\n" + entries +
          "</FieldDefinition>\n</Definitions>\n";

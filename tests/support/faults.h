@@ -1,4 +1,4 @@
-// Runs an operation with its first allocation failing, then with its second, and so on until none is left to fail.
+// Runs an operation with its first allocation failing, then with its second, until none is left to fail.
 #ifndef MD_TESTS_SUPPORT_FAULTS_H
 #define MD_TESTS_SUPPORT_FAULTS_H
 

@@ -129,7 +129,7 @@ class Choices {
     }
   }
 
-  /// Bytes to receive: those of a message, mostly damaged in some way.
+  /// Bytes to receive: those of a message, mostly corrupted in some way.
   Bytes someBytes(const MD_Message& message) {
     Bytes bytes = bytesOf(message);
     if (bytes.size() > 4000) {

@@ -75,7 +75,7 @@ class HeapBlock {
   std::unique_ptr<std::uint8_t[]> m_bytes;
 };
 
-/// A message of an encoding's code, made from bytes that are gone afterwards.
+/// A message of an encoding id, made from bytes that are gone afterwards.
 inline std::unique_ptr<MD_Message> parse(std::uint8_t code, const Bytes& bytes) {
   auto message = MD_Message::createFromPB(code);
   const HeapBlock block(bytes);
@@ -180,7 +180,7 @@ std::vector<T> samplesOf() {
 /// each.
 struct ValueType {
   const char* name;
-  std::string definedAs;  ///< its name in definition files
+  std::string definedAs;  ///< its name in dictionary files
   std::uint8_t code;
   std::uint16_t field;  ///< in kDictionary, as is the next
   std::uint16_t otherField;

@@ -58,7 +58,7 @@ inline std::string fieldDifference(const MD_Message& message, ReferenceMessage& 
   return errors.take() == model.takeErrors() ? "" : "reading " + field + " writes something else";
 }
 
-/// The print-out, and what that writes to standard error. Fields that cannot be read are no difference.
+/// The formatted text, and what that writes to standard error. Fields that cannot be read are no difference.
 inline std::string printDifference(const MD_Message& message, ReferenceMessage& model) {
   const RecordedAssertions assertions;
   CapturedErrors errors;

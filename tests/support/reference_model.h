@@ -197,7 +197,7 @@ class ReferenceMessage {
     m_positions.swap(other.m_positions);
   }
 
-  /// The print-out, no more than `limit` characters of it; fields that cannot be read print as nothing held.
+  /// The formatted text, no more than `limit` characters of it; fields that cannot be read print as nothing held.
   std::string print(std::size_t limit = std::string::npos) {
     std::string out;
     for (const std::uint16_t id : ids()) {

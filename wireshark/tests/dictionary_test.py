@@ -192,7 +192,7 @@ class Dictionary(TestCase):
         self.assertIn(f'local DEFAULT_SEARCH_PATH = "{default}"', DISSECTOR.read_text())
 
     def test_tshark(self):
-        """The same in tshark: types, filters of odd names, the search path and a file that cannot be loaded."""
+        """The same in tshark: types, filters of odd names, the search for the dictionary, a file that cannot be loaded."""
         fields = self.folder / "fields.txt"
         fields.write_text("52W_HIGH 1 DOUBLE\nA-B 2 INT\nA.B 3 INT\nSIZE 4 INT\nT 5 EPOCH_NSEC\nPART 6 VECTOR\nD 7 DATETIME\n"
                           "OR 8 CHAR\n")

@@ -197,7 +197,7 @@ class Display(TestCase):
             self.assertGreater(count, 0, expression)
 
     def test_date_times(self):
-        """The moment of a date-time by the preferences about its units; its parts are always shown."""
+        """The point in time of a date-time by the preferences about its units; its parts are always shown."""
         june = 124 << 37 | 6 << 33 | 3 << 28
         parts = ((93000500, 0), (93000500, -300), (93001, 120), (34200500, 0), (96000000, 0))
         capture = self.udp_capture("times.pcap", [

@@ -1,5 +1,5 @@
 -- As much of Wireshark's Lua interface as the dissector needs, in plain Lua 5.2 to 5.4: it runs where Wireshark of that
--- Lua version is not at hand.
+-- Lua version is not installed.
 --
 --   lua fake_wireshark.lua DISSECTOR fields          the fields that it registers: filter, type and label, in their order
 --   lua fake_wireshark.lua DISSECTOR udp [HEX...]    what it shows of datagrams

@@ -1,4 +1,4 @@
-"""Runs tshark with the dissector and the program mdmsg, writes captures, and reads what both print.
+"""Runs tshark with the dissector and mdmsg, writes captures, and reads what both print.
 
 Environment, set by CMakeLists.txt: MD_DISSECTOR, MD_SOURCE_DIR, MDMSG, TSHARK, LUA, the last two empty where the program
 is missing: tests then show as skipped.
@@ -118,7 +118,7 @@ def ip_frame(protocol, payload):
 
 
 def write_capture(path, frames, kept=None):
-    """One second from packet to packet. `kept`: how many bytes the capture holds of each, all where it is left out."""
+    """One second from packet to packet. `kept`: captured bytes of each packet; default: all."""
     with open(path, "wb") as file:
         file.write(struct.pack("<IHHiIII", 0xA1B2C3D4, 2, 4, 0, 0, 262144, 1))
         for i, frame in enumerate(frames):

@@ -1,4 +1,4 @@
-"""How messages are found: ports, Decode As, the heuristic, and TCP streams with a length in front of each message."""
+"""How messages are found: ports, Decode As, the heuristic, and TCP streams with a length prefix of each message."""
 import struct
 
 from support import MINT, PORT, TestCase, main, record

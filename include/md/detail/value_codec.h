@@ -38,7 +38,8 @@ template <class T>
 inline constexpr bool kIsView = std::is_same_v<T, StringView16> || std::is_same_v<T, BufferView16>;
 
 /// What an encoding says about values, as far as it is like most (see record_layout.h).
-/// @tparam Numbers  the wire's order of integers and floating-point numbers; date-times and epoch times always lie as
+/// @tparam Numbers  the byte order of integers and floating-point numbers; date-times and timestamps are always stored
+/// as
 ///                  in memory
 template <ByteOrder Numbers>
 struct ValueCodec {

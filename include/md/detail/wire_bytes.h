@@ -96,10 +96,10 @@ class ByteWriter {
     m_out += sizeof value;
   }
 
-  /// Writes over the last `lengthBytes`.
+  /// Overwrites the last `lengthBytes`.
   ByteWriter back(std::size_t lengthBytes) const noexcept { return ByteWriter(m_out - lengthBytes); }
 
-  /// The bytes may be part of what is written over.
+  /// The bytes may be part of the overwritten ones.
   void put(const void* bytes, std::size_t lengthBytes) noexcept {
     // The strings of market data are short: two loads and two stores that overlap beat a call.
     if (lengthBytes > 16) {
