@@ -3,7 +3,7 @@ include(CMakePackageConfigHelpers)
 
 set(MD_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/md_message")
 
-# Components, which Debian's packages are made of: library, development, tools.
+# Components, which Debian's packages are made of: library, development, tools, python.
 option(MD_DEBIAN_PACKAGES "Pack Debian packages, as scripts/package does" OFF)
 set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 install(TARGETS md_message md_message_arrow EXPORT md_message-targets
@@ -67,6 +67,21 @@ if(TARGET mdmsg_descriptions)
   install(FILES "${MD_DESCRIPTIONS}/bash/mdmsg" DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
   install(FILES "${MD_DESCRIPTIONS}/zsh/_mdmsg" DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/${MD_ZSH_FOLDER}")
   install(FILES "${MD_DESCRIPTIONS}/fish/mdmsg.fish" DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d")
+endif()
+
+if(TARGET md_message_python)
+  # Below /usr where Debian's packages are, elsewhere where the interpreter of that prefix looks.
+  if(EXISTS "/etc/debian_version" AND CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    set(MD_PYTHON_DIR lib/python3/dist-packages)
+  else()
+    set(MD_PYTHON_DIR "lib/python${MD_PYTHON_VERSION}/site-packages")
+  endif()
+  if(NOT MD_DEBIAN_PACKAGES)
+    file(RELATIVE_PATH MD_LIBDIR_FROM_PYTHON "${CMAKE_INSTALL_PREFIX}/${MD_PYTHON_DIR}/md_message" "${CMAKE_INSTALL_FULL_LIBDIR}")
+    set_target_properties(md_message_python PROPERTIES INSTALL_RPATH "$ORIGIN/${MD_LIBDIR_FROM_PYTHON}")
+  endif()
+  install(TARGETS md_message_python DESTINATION "${MD_PYTHON_DIR}/md_message" COMPONENT python)
+  install(FILES ${MD_PYTHON_FILES} DESTINATION "${MD_PYTHON_DIR}/md_message" COMPONENT python)
 endif()
 
 if(TARGET mdmsg AND NOT WIN32)

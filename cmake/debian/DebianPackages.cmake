@@ -1,4 +1,4 @@
-# Three Debian packages: libmd-message1, libmd-message-dev and mdmsg. scripts/package configures, builds and checks them.
+# The Debian packages libmd-message1, libmd-message-dev, mdmsg and, where Python was found, python3-md-message. scripts/package configures, builds and checks them.
 if(NOT TARGET mdmsg_descriptions)
   message(FATAL_ERROR "MD_DEBIAN_PACKAGES needs the mdmsg tool: MD_BUILD_TOOLS=ON")
 endif()
@@ -21,7 +21,11 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_COMPONENTS_ALL library development tools)
+set(components library development tools)
+if(TARGET md_message_python)
+  list(APPEND components python)
+endif()
+set(CPACK_COMPONENTS_ALL ${components})
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -68,7 +72,24 @@ dumps messages byte by byte and prints statistics. Reads hex lines, raw and
 length-prefixed messages and captures; generates, sends and receives feeds.
 Includes a dissector for Wireshark.")
 
-foreach(component IN ITEMS library development tools)
+if(TARGET md_message_python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-md-message)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "libmd-message1 (= ${version}), python3 (>= 3.11)")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-numpy, python3-pandas")
+  set(CPACK_DEBIAN_PYTHON_DESCRIPTION "market-data messages, Python package
+Messages as mutable mappings of field names to values, the readers of the
+program mdmsg as iterators, and received datagrams in batches. One extension
+module serves Python 3.11 and all later versions.")
+  # Compiled modules come and go with the package.
+  foreach(script IN ITEMS postinst prerm)
+    configure_file("cmake/debian/python-${script}" "${debian}/${script}" @ONLY
+      FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+  endforeach()
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA "${debian}/postinst;${debian}/prerm")
+endif()
+
+foreach(component IN LISTS components)
   string(TOUPPER "${component}" upper)
   set(doc "share/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}")
   install(FILES cmake/debian/copyright "${debian}/changelog.gz" "${debian}/changelog.Debian.gz" DESTINATION "${doc}"
@@ -78,6 +99,9 @@ set(examples share/doc/libmd-message-dev/examples)
 install(DIRECTORY examples/ DESTINATION "${examples}" COMPONENT development
   PATTERN CMakeLists.txt EXCLUDE PATTERN expected EXCLUDE)
 install(FILES etc/field_map.txt DESTINATION "${examples}" COMPONENT development)
+if(TARGET md_message_python)
+  install(DIRECTORY python/examples DESTINATION share/doc/python3-md-message COMPONENT python FILES_MATCHING PATTERN "*.py")
+endif()
 
 add_custom_command(OUTPUT "${debian}/mdmsg.1.gz"
   COMMAND gzip -9nc "${PROJECT_BINARY_DIR}/tools/man/mdmsg.1" > "${debian}/mdmsg.1.gz"

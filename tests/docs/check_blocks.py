@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Checks every code block of the documents: programs are compiled and run, commands are run, what they print is compared.
 
-    check_blocks.py --source DIR --work DIR --library FILE --cc CC --cxx CXX [--mdmsg FILE] PAGE.md...
+    check_blocks.py --source DIR --work DIR --library FILE --cc CC --cxx CXX [--mdmsg FILE] [--python DIR] PAGE.md...
     check_blocks.py --source DIR --work DIR --cmake CMAKE --installed DIR --cc CC --cxx CXX PAGE.md...
 
 Comments right before a block say what is to be done with it:
@@ -21,7 +21,8 @@ Comments right before a block say what is to be done with it:
     <!-- as NAME, COMMAND prints: ... -->      with the block as the file NAME, COMMAND prints the lines up to the arrow
 
 Without a comment, a block of console is a session: each line behind "$ " is run, in one folder a page, and what it writes to
-standard output and standard error is what stands below; a line "..." stands for the rest. A block of cmake is a part of a
+standard output and standard error is what stands below; a line "..." stands for the rest. The blocks of pycon of a page are one
+session of Python, in the same folder and compared by doctest. A block of cmake is a part of a
 project, which is configured and, where the library is to be found installed, built and run: by the second form.
 
 Any other block is a fault, unless exemptions.txt beside this file names it, or a session, with a reason. There the line of
@@ -29,6 +30,7 @@ a page's name and the block's first line is followed by indented ones, the reaso
 the same.
 """
 import argparse
+import json
 import os
 import pathlib
 import re
@@ -81,6 +83,7 @@ class Checker:
         if options.mdmsg:
             self.environment["PATH"] = f"{pathlib.Path(options.mdmsg).parent}:{os.environ['PATH']}"
         self.output = ""  # of the page's last program
+        self.python = None  # the page's session
         self.exemptions = self.read_exemptions()
 
     @staticmethod
@@ -131,6 +134,25 @@ class Checker:
                                  check=False)
             if not same_session(expected, run.stdout, run.stderr):
                 raise Fault(f"{command}\nprinted\n{run.stdout}{run.stderr}and not\n{expected}")
+
+    def python_session(self, code, folder):
+        if self.python is None:
+            path = f"{self.options.python}:{os.environ.get('PYTHONPATH', '')}"
+            self.python = subprocess.Popen([sys.executable, "-B", str(pathlib.Path(__file__).with_name("python_session.py"))],
+                                           cwd=folder, env=dict(self.environment, PYTHONPATH=path),
+                                           stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+        self.python.stdin.write(json.dumps(code) + "\n")
+        self.python.stdin.flush()
+        answer = self.python.stdout.readline()
+        if not answer:
+            raise Fault("the session ended")
+        if json.loads(answer):
+            raise Fault(json.loads(answer))
+
+    def end_python(self):
+        if self.python is not None:
+            self.python.communicate()
+            self.python = None
 
     def bytes_of(self, name):
         for line in self.output.splitlines():
@@ -207,7 +229,7 @@ class Checker:
         self.count += 1
         exemption = (page, code.split("\n", 1)[0])
         marks = list(MARK.finditer(block["comments"]))
-        folder = self.folder(page.replace("/", "-") if language == "console" else str(self.count))
+        folder = self.folder(page.replace("/", "-") if language in ("console", "pycon") else str(self.count))
         kinds = []
         for mark in marks:
             if mark["kind"].startswith("with "):
@@ -226,6 +248,9 @@ class Checker:
         elif language == "console":
             if self.options.mdmsg:
                 self.session(code, folder)
+        elif language == "pycon":
+            if self.options.python:
+                self.python_session(code, folder)
         elif language != "cmake":
             raise Fault("neither run nor compared, and not in exemptions.txt")
 
@@ -243,6 +268,7 @@ class Checker:
                 self.check(page, block)
             except Fault as fault:
                 yield f"{page}:{text.count(chr(10), 0, block.start('language')) + 1}: {fault}"
+        self.end_python()
 
 
 def main():
@@ -253,6 +279,7 @@ def main():
     parser.add_argument("--cc", required=True)
     parser.add_argument("--cxx", required=True)
     parser.add_argument("--mdmsg", default="")
+    parser.add_argument("--python", default="")
     parser.add_argument("--cmake", default="cmake")
     parser.add_argument("--installed", default="")
     parser.add_argument("pages", nargs="+", type=pathlib.Path)

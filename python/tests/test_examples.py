@@ -1,0 +1,27 @@
+"""The example programs, run."""
+import os
+import pathlib
+import socket
+import subprocess
+import sys
+import time
+
+from md_message import Message
+
+EXAMPLES = pathlib.Path(os.environ["MD_SOURCE_DIR"]) / "python" / "examples"
+
+
+def test_receive_asyncio():
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
+        probe.bind(("127.0.0.1", 0))
+        port = probe.getsockname()[1]
+    program = subprocess.Popen([sys.executable, EXAMPLES / "receive_asyncio.py", str(port), "3"],
+                               stdout=subprocess.PIPE, text=True)
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sending:
+        end = time.monotonic() + 30
+        # The program may not have bound its port yet, so all are sent until it ends.
+        while program.poll() is None and time.monotonic() < end:
+            sending.sendto(bytes(Message(SYMBOL="A", BID=1.5, ASK=2)), ("127.0.0.1", port))
+            time.sleep(0.02)
+    program.kill()
+    assert program.communicate()[0].splitlines()[:3] == ["A 1.5 2.0"] * 3
