@@ -21,7 +21,7 @@ constexpr std::uint64_t kMostReports = 10;
 
 enum ExitStatus { kDone = 0, kBadData = 1, kBadUsage = 2 };
 
-/// Where in an input the message at hand stands.
+/// The location of the current message in an input.
 struct Place {
   enum class Kind {
     Whole,     ///< it is the whole input
@@ -69,16 +69,16 @@ class Reporter {
   /// The input and the place in it, as the reports name them.
   std::string place() const;
 
-  /// The message at hand has flaws that stand in the output.
+  /// The current message has problems that the output contains.
   void flawed() noexcept { raise(kBadData); }
-  /// The message at hand is left out.
+  /// The current message is skipped.
   void error(const LineError& error);
-  /// The message at hand went out, not all of it as it came.
+  /// The current message was written, but not reproduced exactly.
   /// @param field  empty when the note is about the whole message
   void note(ReportKind kind, std::string_view field, std::string_view text);
   /// The current input as a whole is not what it should be.
   void wholeInput(std::string_view text);
-  /// An entry at a place of a dictionary is left out, or, where `isLeftOut` is false, something is to be known of it.
+  /// An entry of a dictionary is skipped or, if `isLeftOut` is false, reported for information.
   void entry(std::string_view place, std::string_view text, bool isLeftOut = true);
   /// Something to know about a place of the dictionary, which leaves the exit status as it is.
   void hint(std::string_view place, std::string_view text);

@@ -17,7 +17,7 @@ enum class ReportKind {
   TooLong,
   OutOfMemory,
   NotHeld,     ///< the output cannot hold the message
-  Dropped,     ///< bytes that receivers cut out
+  Dropped,     ///< bytes that receivers dropped
   Repeated,    ///< a field that is there several times
   Unreadable,  ///< a value that cannot be read
   OtherBytes,  ///< a message that is not written as it came
@@ -31,7 +31,7 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Why one message of an input is left out.
+/// Why one message of an input is skipped.
 class LineError : public std::runtime_error {
  public:
   explicit LineError(const std::string& reason, std::string field = {}, ReportKind kind = ReportKind::Malformed)

@@ -37,16 +37,16 @@ class Output {
     m_hasOldContents = true;
   }
 
-  /// What waits to be written, the line at hand last; append to it.
+  /// Output that waits to be written, the current line last; append to it.
   std::string& text() noexcept { return m_text; }
-  /// The line at hand is complete. Writes when enough has come together. @throws OutputError
+  /// Completes the current line. Writes if there is enough output. @throws OutputError
   void lineDone() {
     m_complete = m_text.size();
     if (m_complete >= kEnough) {
       flush();
     }
   }
-  /// Forgets the line at hand.
+  /// Forgets the current line.
   void dropLine() { m_text.resize(m_complete); }
   /// Gives back the memory that text() does not need at the moment.
   void releaseMemory() noexcept { m_text.shrink_to_fit(); }

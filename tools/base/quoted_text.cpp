@@ -18,7 +18,7 @@ std::string printable(std::string_view text) {
   const bool isCut = text.size() > kLongestQuote;
   if (isCut) {
     text = text.substr(0, kLongestQuote);
-    // A character that the cut went through counts as left out.
+    // A character split by the limit counts as skipped.
     for (int i = 0; i < 3 && !text.empty() && !isUtf8(text); ++i) {
       text.remove_suffix(1);
     }

@@ -45,7 +45,7 @@ std::string sentence(const std::string& text) {
   return escaped(text) + (!text.empty() && text.back() == '.' ? "" : ".");
 }
 
-/// Appends paragraphs; lines that begin with blanks stand as they are.
+/// Appends paragraphs; lines that begin with spaces are unchanged.
 void appendText(const std::string& text, std::string& out) {
   std::istringstream lines(text);
   lines.exceptions(std::ios_base::badbit);

@@ -20,7 +20,7 @@ class Option;
 
 namespace MD::tool {
 
-/// What an option takes, a field, a file and so on, as the help shows it.
+/// The argument of an option, such as a field or a file, as shown by the help.
 CLI::Option* named(CLI::Option* option, const char* name);
 
 /// Options that take a number must not take a minus for one, nor the largest for a larger one.

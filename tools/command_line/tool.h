@@ -11,7 +11,7 @@ namespace MD::tool {
 
 /// Runs one command.
 /// @param arguments  of the command line, without the program's name
-/// @return the exit status: 0; 1 when a message was left out or did not go out as it came; 2 for bad usage
+/// @return the exit status: 0; 1 if a message was skipped or not reproduced exactly; 2 for usage errors
 int run(std::vector<std::string> arguments, const Streams& streams);
 
 }  // namespace MD::tool

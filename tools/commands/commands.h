@@ -46,7 +46,7 @@ struct DecodeOptions {
   std::optional<TimeZone> isoTime;  ///< of JSON and CSV: show nanosecond times as moments in this zone
 };
 
-/// Messages to print-outs, JSON lines or CSV.
+/// Messages to formatted text, JSON Lines or CSV.
 void decode(const Task& task, const DecodeOptions& options);
 
 struct ConvertOptions {

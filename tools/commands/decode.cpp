@@ -19,7 +19,7 @@
 namespace MD::tool {
 namespace {
 
-/// The library's print-out stops before a field with this id.
+/// The formatted text of the library stops before a field with this id.
 constexpr std::uint16_t kEndOfPrintOut = 65535;
 
 /// Appends what is written to it to a string.

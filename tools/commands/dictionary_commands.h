@@ -1,4 +1,4 @@
-// What the program does with definition files themselves.
+// Operations on dictionary files themselves.
 #ifndef MDMSG_DICTIONARY_COMMANDS_H
 #define MDMSG_DICTIONARY_COMMANDS_H
 
@@ -19,7 +19,7 @@ namespace MD::tool {
 /// @return kBadData when there was a problem
 ExitStatus checkDictionaries(const std::vector<std::string>& paths, Output& out, Reporter& reporter);
 
-/// Writes a file's entries in a format, in its order: what the library makes of both is the same, compact numbers
+/// Writes a file's entries in a format, in its order: what the library makes of both is the same, dense indexes
 /// included. Reports what the format cannot carry.
 /// @param format  empty: the other one
 /// @throws UsageError when the library refuses the file

@@ -26,10 +26,10 @@ bool readNext(const Task& task, InputMessage& message);
 /// @return false when there is none, or the selection wants no more
 bool readTaken(const Task& task, Selection& selection, InputMessage& message);
 
-/// Reports why the message at hand cannot go out, and takes back what has been put out of it.
+/// Reports why the current message cannot be written, and removes the output written for it.
 void leaveOut(const Task& task, const LineError& error);
 
-/// Calls `use`, which works on the message at hand. Where the message cannot go out, or memory is short, it is left
+/// Calls `use`, which works on the current message. Where the message cannot go out, or memory is short, it is left
 /// out.
 template <class Use>
 void attempt(const Task& task, Use use) {
@@ -48,11 +48,11 @@ class TakenMessages {
   TakenMessages(const Task& task, Selection& selection) : m_task(task), m_selection(selection) {}
 
   /// The next one, valid until the next call. What has been put out of the one before is complete. What is no message
-  /// is reported, and so are bytes that receivers cut out.
+  /// is reported, and so are bytes that receivers dropped.
   /// @return null when there is none, or the selection wants no more
   const MD_Message* next();
 
-  /// What the message at hand was read from.
+  /// The bytes that the current message was read from.
   const InputMessage& input() const noexcept { return m_input; }
 
  private:

@@ -143,7 +143,7 @@ class TextReader {
     return static_cast<bool>(m_stream >> out);
   }
 
-  /// All characters up to the next blank from where the last token began.
+  /// All characters up to the next space from where the last token began.
   std::string_view word() const {
     return m_text.substr(m_start, std::min(m_text.find_first_of(kBlanks, m_start), m_text.size()) - m_start);
   }

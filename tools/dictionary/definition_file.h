@@ -1,4 +1,4 @@
-// A dictionary's definition file, text or XML, entry by entry and with places: what the library reads of it, and what
+// A dictionary file, text or XML, entry by entry and with locations: what the library reads from it, and what
 // is wrong with it.
 #ifndef MDMSG_DEFINITION_FILE_H
 #define MDMSG_DEFINITION_FILE_H
@@ -50,11 +50,11 @@ struct DefinitionFile {
   std::size_t comments = 0;         ///< of an XML file
 };
 
-/// The whole contents of a definition file.
+/// The whole contents of a dictionary file.
 /// @throws UsageError when it cannot be read
 std::string definitionsIn(const std::string& path);
 
-/// Whether the contents are XML: the first character that is not blank is '<'.
+/// Whether the contents are XML: the first character that is not white space is '<'.
 bool isXml(std::string_view contents) noexcept;
 
 /// Reads entries of a text file as the library does. Behind the place where the library stops it goes on with the next

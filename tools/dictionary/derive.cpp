@@ -88,7 +88,7 @@ bool suitsCell(const std::string& text, std::uint8_t type) {
         }
       });
     case DATATYPES::DOUBLE:
-      // A whole number that INT64 cannot hold would lose digits.
+      // An integer that INT64 cannot hold would lose digits.
       return !hasFormOfText(text) && canParse([&] {
         parseRealOrName<double>(text);
       }) && (!isOfDigits(text.substr(text[0] == '-' ? 1 : 0)) || canParse([&] { parseWhole<std::int64_t>(text, ""); }));
@@ -146,7 +146,7 @@ Types typesOfObject(const std::vector<Member>& members) {
                                                                                           : 0;
 }
 
-/// Whether a text is a whole number of this type.
+/// Whether a text is an integer of this type.
 template <class T>
 bool isWhole(std::string_view text) {
   T value{};

@@ -12,7 +12,7 @@
 namespace MD::tool {
 
 enum class SampleForm {
-  Recognised,  ///< JSON lines when the first character that is not blank is '{', else CSV
+  Recognised,  ///< JSON lines if the first character that is not white space is '{', otherwise CSV
   Csv,
   Json,
 };

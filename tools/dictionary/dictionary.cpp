@@ -12,8 +12,8 @@
 namespace MD::tool {
 namespace {
 
-/// Creates the process's dictionary, if there is none, without a look at the search path: a broken file there must not
-/// stand in the way of one that the user names.
+/// Creates the dictionary of the process, if there is none, without searching the configuration search path: a broken
+/// file there must not prevent the use of one that the user names.
 void createDictionary() { MD_FieldMap::load_file({}); }
 
 std::istringstream streamOf(std::string_view text) {

@@ -11,8 +11,8 @@
 
 namespace MD::tool {
 
-/// Fills the process's dictionary from a file, XML when its first character that is not blank is '<', else text. What
-/// is on the search path plays no part. Entries that are not taken over are hinted at.
+/// Fills the process's dictionary from a file, XML if its first character that is not white space is '<', else text.
+/// What is on the configuration search path plays no part. Skipped entries cause a warning.
 /// @return what the file says
 /// @throws UsageError when the file cannot be read or the library refuses it
 DefinitionFile loadDictionaryFile(const std::string& path, Reporter& reporter);
@@ -21,8 +21,9 @@ DefinitionFile loadDictionaryFile(const std::string& path, Reporter& reporter);
 /// @throws UsageError likewise, and when the file holds no field
 void loadDictionary(const std::string& path, Reporter& reporter);
 
-/// Fills the process's dictionary from the search path or, when that leads to no field, from the program's own.
-/// @throws UsageError when a file on the search path cannot be loaded
+/// Fills the process's dictionary from the configuration search path or, when that leads to no field, from the
+/// program's own.
+/// @throws UsageError when a file on the configuration search path cannot be loaded
 void loadDefaultDictionary();
 
 /// One of the two above: the first where a path is given.
@@ -31,7 +32,7 @@ void loadNamedDictionary(const std::optional<std::string>& path, Reporter& repor
 /// Fills the process's dictionary from the program's own.
 void loadBuiltInDictionary();
 
-/// Fills the process's dictionary from a definition file.
+/// Fills the process's dictionary from a dictionary file.
 /// @param contents  of the file, which the library reads again when it is XML
 /// @throws std::runtime_error when the library refuses the file
 void loadDefinitions(std::string_view contents, const std::string& path);

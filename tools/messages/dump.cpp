@@ -115,7 +115,7 @@ class Dumper {
     m_text += ' ';
   }
 
-  /// No row ends in blanks.
+  /// No row ends in spaces.
   void endRow(std::size_t start) {
     while (m_text.size() > start && m_text.back() == ' ') {
       m_text.pop_back();
@@ -283,7 +283,7 @@ class Dumper {
   bool m_isColored;
   Output& m_out;
   std::string& m_text;
-  std::string m_name;  // of the record at hand
+  std::string m_name;  // of the current record
 };
 
 }  // namespace

@@ -12,8 +12,8 @@ namespace MD::tool {
 
 /// What a dump met with.
 struct DumpResult {
-  std::size_t flaws = 0;     ///< marked by "!": what receivers cut out, cannot read or read otherwise than it looks
-  bool isTruncated = false;  ///< whether the message ends inside a record
+  std::size_t flaws = 0;     ///< marked by "!": what receivers dropped, cannot read or read otherwise than it looks
+  bool isTruncated = false;  ///< whether the message ends within a record
 };
 
 /// Writes a row for each part of each record: offset, bytes, the part (id, type, length, value), field, type and value,

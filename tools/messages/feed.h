@@ -30,7 +30,7 @@ struct FeedOptions {
 /// How a datagram is damaged.
 enum class Damage {
   None,
-  CutShort,       ///< it ends inside its last value
+  CutShort,       ///< it ends within its last value
   UnknownField,   ///< a record of a field that the dictionary does not have stands behind the others
   RepeatedField,  ///< the first record stands behind the others again
   FirstByte,      ///< it begins with the code of no encoding

@@ -330,9 +330,9 @@ class JsonReader::Handler {
   MD_Message* m_message = nullptr;
   std::string m_text;  // the message's, in which the others lie
   int m_depth = 0;
-  std::string_view m_key;  // of the field at hand, empty outside fields
+  std::string_view m_key;  // of the current field, empty outside fields
   Field m_field;
-  unsigned m_member = 0;   // of the object at hand
+  unsigned m_member = 0;   // of the current object
   unsigned m_present = 0;  // bits of the members that came
   Scalar m_members[kMemberCount];
   std::vector<std::uint8_t> m_bytes;

@@ -24,7 +24,7 @@ namespace MD::tool {
 struct ComparedMessage {
   std::string key;  ///< the members of a JSON object, `"SYMBOL":"AB"`
   std::string place;
-  std::vector<std::pair<std::uint16_t, std::string>> fields;  ///< by their ids, those of the key left out
+  std::vector<std::pair<std::uint16_t, std::string>> fields;  ///< by their ids, those of the key skipped
 };
 
 /// What a message holds of the fields to compare. Fields that cannot be read, and repeated ones, are noted.

@@ -1,4 +1,4 @@
-// Messages as bytes to any output: hex lines, one raw message, a stream with lengths in front, a capture.
+// Messages as bytes to any output: hex lines, one raw message, a stream with length prefixes, a capture.
 #ifndef MDMSG_MESSAGE_SINK_H
 #define MDMSG_MESSAGE_SINK_H
 

@@ -15,13 +15,13 @@
 namespace MD::tool {
 
 /// Makes a message of received bytes.
-/// @throws LineError when they begin with no encoding's code
+/// @throws LineError if the first byte is not a known encoding id
 std::unique_ptr<MD_Message> receive(const InputMessage& input);
 
-/// Notes what the library cut out of the bytes that it made `message` of.
+/// Notes what the library dropped of the bytes that it made `message` of.
 void noteLeftOut(const MD_Message& message, const InputMessage& input, Reporter& reporter);
 
-/// What to say about bytes that begin with no encoding's code.
+/// The text for bytes with an unknown encoding byte.
 LineError notOurs(const InputMessage& input);
 
 /// Lists the fields of a message in `ids`, each once: a repeated one is noted and stands where its last record, the one

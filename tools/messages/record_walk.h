@@ -17,16 +17,16 @@ namespace MD::tool {
 /// What is wrong with a part of a message.
 enum class Flaw : std::uint8_t {
   None,
-  NoEncoding,       ///< the first byte is no encoding's code
+  NoEncoding,       ///< the first byte is not a known encoding id
   OtherMark,        ///< the header of a `MsgT` message is not "QR1", which receivers ignore
-  HalfId,           ///< the message ends inside a field id
+  HalfId,           ///< the message ends within a field id
   UnknownField,     ///< the dictionary has no field of this id
   NotCarried,       ///< the field has a type of which messages carry no values
   Repeated,         ///< an earlier record has the same field; receivers take the last one
   OtherType,        ///< the record's type is not that of the dictionary
   TypeOutOfRange,   ///< the high byte of a `MsgT` type is not 0, which receivers ignore
-  EndsInRecord,     ///< the message ends inside the part, or before it
-  EndsInValue,      ///< the message ends inside the value
+  EndsInRecord,     ///< the message ends within the part, or before it
+  EndsInValue,      ///< the message ends within the value
   WrongSize,        ///< no value of the type has this size
   NoTerminator,     ///< a string without even its NUL
   OtherTerminator,  ///< a string that does not end in NUL
@@ -52,7 +52,7 @@ struct Record {
   std::uint8_t dictionaryType = 0;
   bool hasType = false;      ///< by the record itself or by the dictionary
   std::uint8_t type = 0;     ///< of the value: the record's own where it has one, else the dictionary's
-  bool isTruncated = false;  ///< the message ends inside it
+  bool isTruncated = false;  ///< the message ends within it
   std::size_t earlier = 0;   ///< of a Repeated one: where the record before it with the same field begins
   boost::container::static_vector<Part, 4> parts;
 };

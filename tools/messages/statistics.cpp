@@ -40,7 +40,7 @@ void RateHistogram::add(std::int64_t timeNs) {
   ++m_counts[bar];
 }
 
-/// Joins each two bars, or each five, so that the widths are round: 1, 2, 10, 20, 100 milliseconds and so on.
+/// Joins each two bars, or each five, so that the widths are round: 1, 2, 10, 20, 100 milliseconds.
 void RateHistogram::widen() {
   const std::size_t factor = m_isNextFive ? 5 : 2;
   std::vector<std::uint64_t> joined((m_counts.size() + factor - 1) / factor);

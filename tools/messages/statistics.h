@@ -90,7 +90,7 @@ struct Statistics {
   std::array<EncodingCount, std::size(ENCODINGS::kAll)> encodings;  ///< in that order
   std::uint64_t messages = 0;                                       ///< in one of the encodings, sound or not
   std::uint64_t bytes = 0;                                          ///< of them
-  std::uint64_t foreign = 0;                                        ///< begin with no encoding's code
+  std::uint64_t foreign = 0;                                        ///< have an unknown encoding byte
   std::uint64_t truncated = 0;                                      ///< end inside a record
   std::uint64_t withUnknown = 0;  ///< not truncated, with a field that the dictionary lacks
   std::uint64_t malformed = 0;    ///< neither, but with a value that cannot be read or a repeated field
@@ -115,7 +115,7 @@ class MessageCounter {
   void countRecords(const InputMessage& input, Statistics& statistics);
 
   const MD_FieldMap& m_map;
-  std::uint64_t m_message = 0;            // number of the message at hand
+  std::uint64_t m_message = 0;            // number of the current message
   std::vector<std::uint64_t> m_lastSeen;  // by slot: twice the number of the message, plus 1 where it was readable
 };
 

@@ -12,7 +12,7 @@ namespace MD::tool {
 enum class Blanks { Refused, BetweenBytes };
 
 /// Replaces `out` by the bytes that `text` spells in upper- or lower-case digits.
-/// @param blanks  whether blanks and tabs may stand between bytes, and around all of them
+/// @param spaces  whether spaces and tabs are allowed between and around the bytes
 /// @throws LineError with the column, counted from 1
 void parseHex(std::string_view text, Blanks blanks, std::vector<std::uint8_t>& out);
 

@@ -29,8 +29,8 @@ LineError jsonError(rapidjson::ParseErrorCode code, std::string_view text, std::
 /// What to say about a string that names half of a surrogate pair. @param offset  where it begins
 LineError halfSurrogate(std::size_t offset);
 
-/// Passes on what the parser finds, but for strings that are no UTF-8, which it lets through: an escape sequence can
-/// name half of a surrogate pair.
+/// Passes on the events of the parser, except for strings that are not UTF-8, which the parser accepts: an escape
+/// sequence can name half of a surrogate pair.
 template <class Handler>
 class CheckedStrings {
  public:

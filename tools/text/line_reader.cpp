@@ -9,7 +9,7 @@
 namespace MD::tool {
 namespace {
 
-/// Whether there is nothing but blanks and tabs.
+/// Whether there is nothing but spaces and tabs.
 bool isBlankLine(std::string_view line) noexcept { return line.find_first_not_of(" \t") == line.npos; }
 
 }  // namespace

@@ -24,7 +24,7 @@ class LineReader {
   /// @throws std::ios_base::failure when the input cannot be read
   bool next(std::string_view& line);
 
-  /// The same with the next line that is not blank, without the byte-order mark of the first line and without a
+  /// The same with the next line that is not empty, without the byte-order mark of the first line and without a
   /// carriage return at the end.
   bool nextFilled(std::string_view& line);
 

@@ -144,7 +144,7 @@ void appendWhole(T value, std::string& out) {
 template <class T>
 void appendReal(T value, std::string& out) {
   if (value == 0) {
-    // "-0" would be read as a whole number without a sign.
+    // "-0" would be read as an integer without a sign.
     out += std::signbit(value) ? "-0.0" : "0";
     return;
   }

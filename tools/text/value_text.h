@@ -25,7 +25,7 @@ bool isCarried(std::uint8_t type) noexcept;
 /// Whether there is nothing but decimal digits in `text`, at least one.
 bool isOfDigits(std::string_view text) noexcept;
 
-/// The whole of `text` as a whole number.
+/// The whole of `text` as an integer.
 /// @param what  names the number in the error
 /// @throws LineError when there is anything else in `text`, or a number out of the range of `T`
 template <class T>
@@ -47,7 +47,7 @@ bool parseRealName(std::string_view text, T& out) noexcept;
 /// @throws LineError when the packed word does not hold the three as they are
 MD_DateTime makeDateTime(std::int32_t date, std::int32_t time, std::int16_t offset);
 
-/// The text of a date-time, "20240115 93000000 -300", and of a nanosecond time: a whole number, or a moment such as
+/// The text of a date-time, "20240115 93000000 -300", and of a nanosecond time: an integer, or a moment such as
 /// "2024-06-03T09:30:00Z". @throws LineError for any other text
 MD_DateTime parseDateTime(std::string_view text);
 MD_EpochNS parseEpochNs(std::string_view text);

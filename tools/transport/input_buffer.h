@@ -16,7 +16,7 @@ namespace MD::tool {
 /// A buffer over another one that looks at the first bytes: what begins as gzip data does is decompressed, all other
 /// input passes unchanged. Memory does not grow with the input.
 ///
-/// Data that is cut off or damaged gives all bytes before the damage; the read behind them throws an InputError. It
+/// Truncated or corrupted data is returned up to the corruption; the next read throws an InputError. It
 /// comes out of the buffer's own functions (`sgetc`, `sgetn`); a std::istream would keep it to itself.
 class InputBuffer : public std::streambuf {
  public:

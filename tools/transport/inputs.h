@@ -26,7 +26,7 @@ class Inputs {
   /// its name. One that cannot be opened is reported.
   InputBuffer* next();
 
-  /// Calls `read`, which reads from the input at hand. When that breaks off or fails, it is reported.
+  /// Calls `read`, which reads from the current input. When that is truncated or fails, it is reported.
   /// @return whether it went well
   template <class Read>
   bool attempt(Read read) {

@@ -19,7 +19,7 @@ class MessageInputs final : public MessageSource {
   /// All outlive the source.
   MessageInputs(Inputs& inputs, SourceOptions options, Output& out, Reporter& reporter);
 
-  /// An input that breaks off or cannot be read is reported, and the next one begins.
+  /// An input that is truncated or cannot be read is reported, and the next one begins.
   bool next(InputMessage& message) override;
 
   /// Of all captures that have been read as far as they go.

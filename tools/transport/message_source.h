@@ -1,4 +1,4 @@
-// Messages as bytes from any input: hex lines, one raw message, a stream with lengths in front, a capture.
+// Messages as bytes from any input: hex lines, one raw message, a stream with length prefixes, a capture.
 #ifndef MDMSG_MESSAGE_SOURCE_H
 #define MDMSG_MESSAGE_SOURCE_H
 
@@ -39,7 +39,7 @@ struct SourceOptions {
   std::optional<std::uint16_t> port;
   std::optional<IpAddress> group;
   std::string filter;
-  /// Whether datagrams that begin with no encoding's code come too; else they are counted, and reported at the end.
+  /// Whether datagrams that have an unknown encoding byte come too; else they are counted, and reported at the end.
   bool takesForeign = false;
 
   bool selectsDatagrams() const noexcept { return port || group || !filter.empty(); }
@@ -60,7 +60,7 @@ struct InputMessage {
 struct CaptureCounts {
   std::uint64_t packets = 0;
   std::uint64_t datagrams = 0;  ///< whole ones that the options let through
-  std::uint64_t foreign = 0;    ///< of them: those that begin with no encoding's code
+  std::uint64_t foreign = 0;    ///< of them: those that have an unknown encoding byte
   std::uint64_t notSelected = 0;
   std::uint64_t fragments = 0;
   std::uint64_t cutShort = 0;  ///< of which the capture kept a part
