@@ -1,33 +1,3 @@
-#include <csignal>
-
-#include <iostream>
-
-#if defined(_WIN32)
-#include <fcntl.h>
-#include <io.h>
-#include <stdio.h>
-#endif
-
-#include "base/platform.h"
 #include "command_line/tool.h"
 
-int main(int argc, char** argv) {
-#if defined(SIGPIPE)
-  // A reader that has gone shows as a failed write.
-  (void)std::signal(SIGPIPE, SIG_IGN);
-#endif
-#if defined(SIGXFSZ)
-  // As does a file that grows beyond what the process may write.
-  (void)std::signal(SIGXFSZ, SIG_IGN);
-#endif
-#if defined(_WIN32)
-  _setmode(_fileno(stdin), _O_BINARY);
-  _setmode(_fileno(stdout), _O_BINARY);
-#endif
-  MD::tool::holdStandardStreams();
-  std::ios::sync_with_stdio(false);
-  std::cin.tie(nullptr);
-  std::ostream err(std::cerr.rdbuf());
-  return MD::tool::run({argv + 1, argv + argc},
-                       {std::cin, std::cout, err, MD::tool::isOutputTerminal(), MD::tool::isErrorTerminal()});
-}
+int main(int argc, char** argv) { return MD::tool::runMain(argc, argv); }

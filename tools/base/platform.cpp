@@ -1,10 +1,12 @@
 #include "base/platform.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 
+#include <algorithm>
 #include <filesystem>
 #include <system_error>
 
@@ -78,6 +80,10 @@ std::string wiresharkPluginFolder() {
   const char* const settings = std::getenv("APPDATA");
   return settings != nullptr && *settings != '\0' ? std::string(settings) + "\\Wireshark\\plugins" : std::string();
 }
+
+// There is none for Windows.
+std::string findCompanion(const std::string&) { return {}; }
+std::string runInstead(const std::string&, const std::vector<std::string>&) { return "not supported"; }
 
 bool isTimeZoneName(const std::string&) { return false; }
 void setTimeZone(const std::string&) {}
@@ -169,6 +175,36 @@ std::size_t terminalColumns() {
 std::string wiresharkPluginFolder() {
   const char* const home = std::getenv("HOME");
   return home != nullptr && *home != '\0' ? std::string(home) + "/.local/lib/wireshark/plugins" : std::string();
+}
+
+std::string findCompanion(const std::string& name) {
+  std::error_code error;
+  std::vector<std::filesystem::path> folders{std::filesystem::read_symlink("/proc/self/exe", error).parent_path()};
+  const char* const path = std::getenv("PATH");
+  for (std::string_view rest = path != nullptr ? path : ""; !rest.empty();) {
+    const std::size_t end = std::min(rest.find(':'), rest.size());
+    folders.emplace_back(rest.substr(0, end));
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+  }
+  for (const std::filesystem::path& folder : folders) {
+    // An empty or relative folder would depend on where the user happens to be.
+    if (folder.is_absolute() && access((folder / name).c_str(), X_OK) == 0) {
+      return folder / name;
+    }
+  }
+  return {};
+}
+
+std::string runInstead(const std::string& path, const std::vector<std::string>& arguments) {
+  std::vector<std::string> words{path};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  std::vector<char*> pointers;
+  for (std::string& word : words) {
+    pointers.push_back(word.data());
+  }
+  pointers.push_back(nullptr);
+  execv(path.c_str(), pointers.data());
+  return std::generic_category().message(errno);
 }
 
 bool isTimeZoneName(const std::string& name) {

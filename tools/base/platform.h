@@ -39,6 +39,12 @@ std::vector<int> endingSignals();
 /// The columns of the terminal that standard output, or else standard error, is; 80 when that is not known.
 std::size_t terminalColumns();
 
+/// The path of a program that is installed beside this one, or else in an absolute folder of the PATH; empty when there
+/// is none.
+std::string findCompanion(const std::string& name);
+/// Runs a program in the place of this one, in the same process. @return only when it cannot be run: why not
+std::string runInstead(const std::string& path, const std::vector<std::string>& arguments);
+
 /// The folder where Wireshark looks for the user's plugins in Lua; empty when the environment does not lead to it.
 std::string wiresharkPluginFolder();
 

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "base/diagnostics.h"
@@ -26,6 +27,12 @@ struct Session {
   Reporter& reporter;
 };
 
+/// A program that is installed separately, and the package that contains it.
+struct CompanionProgram {
+  const char* name;
+  const char* package;
+};
+
 /// A command: its part of the command line, and what it does once that has been read.
 struct Command {
   CLI::App* app;
@@ -33,6 +40,7 @@ struct Command {
   std::function<void(const Session&)> run;
   bool usesDictionary = true;  ///< the one that is named, or found, is loaded before it runs
   bool isSilent = false;       ///< writes nothing before its end, so that its progress can be shown
+  std::optional<CompanionProgram> program = std::nullopt;  ///< runs the command in the place of this one
 };
 
 /// The messages of a command's inputs, and what it needs besides.

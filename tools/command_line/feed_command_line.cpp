@@ -49,23 +49,6 @@ constexpr const char* kListenHelp =
     "  mdmsg listen 239.192.0.1:30001 --interface 127.0.0.1 --format json --count 100\n"
     "  mdmsg listen 0.0.0.0:30001 --timeout 60 --format pcap --output feed.pcap";
 
-/// Whether not all messages and fields are taken.
-bool isSelecting(const SelectionOptions& selection) {
-  return !selection.where.empty() || !selection.fields.empty() || selection.skip != 0 ||
-         selection.limit != SelectionOptions().limit;
-}
-
-std::optional<std::chrono::nanoseconds> durationOf(const char* option, std::optional<double> seconds) {
-  if (!seconds) {
-    return std::nullopt;
-  }
-  constexpr double kMost = 1e9;
-  if (!(*seconds >= 0 && *seconds <= kMost)) {
-    throw UsageError(std::string(option) + " is a number of seconds, 0 to 1000000000");
-  }
-  return std::chrono::nanoseconds(static_cast<std::int64_t>(*seconds * 1e9));
-}
-
 struct GenerateLine : CommonOptions {
   FeedOptions feed;
   std::string start;

@@ -27,6 +27,22 @@ std::string complaintAboutNumber(const std::string& text) {
               : printable(text) + " is more than " + std::to_string(std::numeric_limits<std::uint64_t>::max());
 }
 
+std::optional<std::chrono::nanoseconds> durationOf(const char* option, std::optional<double> seconds) {
+  if (!seconds) {
+    return std::nullopt;
+  }
+  constexpr double kMost = 1e9;
+  if (!(*seconds >= 0 && *seconds <= kMost)) {
+    throw UsageError(std::string(option) + " is a number of seconds, 0 to 1000000000");
+  }
+  return std::chrono::nanoseconds(static_cast<std::int64_t>(*seconds * 1e9));
+}
+
+bool isSelecting(const SelectionOptions& selection) {
+  return !selection.where.empty() || !selection.fields.empty() || selection.skip != 0 ||
+         selection.limit != SelectionOptions().limit;
+}
+
 void CommonOptions::add(CLI::App& command) {
   addDictionary(command);
   command.add_flag("--no-progress", isQuiet, "Show no progress on a terminal");

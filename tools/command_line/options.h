@@ -2,6 +2,7 @@
 #ifndef MDMSG_OPTIONS_H
 #define MDMSG_OPTIONS_H
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
@@ -25,6 +26,13 @@ CLI::Option* named(CLI::Option* option, const char* name);
 
 /// Options that take a number must not take a minus for one, nor the largest for a larger one.
 std::string complaintAboutNumber(const std::string& text);
+
+/// The value of an option that takes seconds.
+/// @throws UsageError when it is out of range
+std::optional<std::chrono::nanoseconds> durationOf(const char* option, std::optional<double> seconds);
+
+/// Whether not all messages and fields are taken.
+bool isSelecting(const SelectionOptions& selection);
 
 /// What the program itself needs to know of a command line, before the command runs. A command without one of these
 /// options leaves it at its default.

@@ -11,12 +11,14 @@
 
 #include "base/diagnostics.h"
 #include "base/output.h"
+#include "base/platform.h"
 #include "base/progress.h"
 #include "command_line/command.h"
 #include "command_line/command_table.h"
 #include "command_line/dict_command_line.h"
 #include "command_line/feed_command_line.h"
 #include "command_line/message_command_line.h"
+#include "command_line/nats_command_line.h"
 #include "command_line/output_files.h"
 #include "command_line/wireshark_command_line.h"
 #include "dictionary/dictionary.h"
@@ -58,7 +60,7 @@ Command addDescribe(CLI::App& app) {
 }
 
 /// All commands, in the order in which the help lists them.
-std::vector<Command> addCommands(CLI::App& app) {
+std::vector<Command> addCommands(CLI::App& app, const NatsCommands* nats) {
   app.set_version_flag("--version", "mdmsg " MDMSG_VERSION, "Print the version and exit");
   app.require_subcommand(1);
   app.footer(
@@ -68,9 +70,10 @@ std::vector<Command> addCommands(CLI::App& app) {
       "  mdmsg convert --to MsgT quotes.hex > other.hex\n"
       "\n"
       "\"mdmsg COMMAND --help\" tells more.");
-  std::vector<Command> commands{addEncode(app), addDecode(app),    addConvert(app),  addDiff(app),
-                                addDump(app),   addStats(app),     addGenerate(app), addReplay(app),
-                                addListen(app), addWireshark(app), addDescribe(app)};
+  std::vector<Command> commands{addEncode(app),  addDecode(app),        addConvert(app),         addDiff(app),
+                                addDump(app),    addStats(app),         addGenerate(app),        addReplay(app),
+                                addListen(app),  addPublish(app, nats), addSubscribe(app, nats), addWireshark(app),
+                                addDescribe(app)};
   addDictCommands(app, commands);
   return commands;
 }
@@ -95,10 +98,11 @@ std::string complaintOf(const CLI::App& app, const CLI::ParseError& error) {
 }
 
 /// @param files  the files that are written; they outlive what is written to them, and so does `progress`
-int runCommand(std::vector<std::string> arguments, const Streams& streams, Files& files, EndWatch& watch,
-               Progress& progress, Output& out, Reporter& reporter) {
+int runCommand(std::vector<std::string> arguments, const Streams& streams, const NatsCommands* nats, Files& files,
+               EndWatch& watch, Progress& progress, Output& out, Reporter& reporter) {
   CLI::App app(kDescription, "mdmsg");
-  const std::vector<Command> commands = addCommands(app);
+  const std::vector<Command> commands = addCommands(app, nats);
+  const std::vector<std::string> given = arguments;
   try {
     std::reverse(arguments.begin(), arguments.end());
     app.parse(std::move(arguments));
@@ -118,6 +122,16 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, Files
   const QuietLibrary quiet;
   const auto isGiven = [&](const Command& command) { return command.app->parsed(); };
   const Command& command = *std::find_if(commands.begin(), commands.end(), isGiven);
+  if (command.program) {
+    const std::string name = command.app->get_name();
+    const std::string found = findCompanion(command.program->name);
+    if (found.empty()) {
+      throw UsageError(name + " needs the program " + command.program->name +
+                       ", which is neither beside mdmsg nor on the PATH; install the package " +
+                       command.program->package);
+    }
+    throw UsageError("cannot run " + found + ": " + runInstead(found, given));
+  }
   const CommonOptions& options = *command.options;
   if (command.usesDictionary) {
     loadNamedDictionary(options.dictionary, reporter);
@@ -139,7 +153,7 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, Files
 
 }  // namespace
 
-int run(std::vector<std::string> arguments, const Streams& streams) {
+int run(std::vector<std::string> arguments, const Streams& streams, const NatsCommands* nats) {
   Files files;
   EndWatch watch([&] { return files.leaveUnfinished(); });
   Progress progress(streams.err);
@@ -147,7 +161,7 @@ int run(std::vector<std::string> arguments, const Streams& streams) {
   Reporter reporter(streams.err, out);
   const auto tell = [&](const std::string& text) { streams.err << "mdmsg: " + harmless(text) + '\n' << std::flush; };
   try {
-    return runCommand(std::move(arguments), streams, files, watch, progress, out, reporter);
+    return runCommand(std::move(arguments), streams, nats, files, watch, progress, out, reporter);
   } catch (const OutputError& error) {
     if (error.isBrokenPipe()) {
       return reporter.status();

@@ -1,0 +1,124 @@
+// Messages that arrive, from core NATS and from a stream.
+#ifndef MDMSG_NATS_SOURCE_H
+#define MDMSG_NATS_SOURCE_H
+
+#include <cstdint>
+
+#include <deque>
+#include <string>
+
+#include "base/diagnostics.h"
+#include "base/output.h"
+#include "nats/connection.h"
+#include "nats/dictionary_exchange.h"
+#include "nats/end_signals.h"
+#include "transport/message_source.h"
+
+namespace MD::tool {
+
+/// What both kinds share: when they end, and what they make of a message.
+class NatsSource : public MessageSource {
+ public:
+  bool next(InputMessage& message) final;
+
+  /// Completes the work on what was read: it has been written. @throws OutputError
+  virtual void finish() = 0;
+
+  std::uint64_t messages() const noexcept { return m_messages; }
+  bool hasEndedEarly() const noexcept { return m_messages < m_options.count; }
+
+ protected:
+  NatsSource(const SubscribeOptions& options, Output& out, Reporter& reporter);
+
+  /// The next message, waiting at most a moment for it. @return null when there is none yet
+  virtual natsMsg* take() = 0;
+  /// What there is has been read up to here, and the rest is to come: whether there is none.
+  virtual bool isAtEnd() const { return false; }
+  /// The connection by which something can be asked.
+  virtual natsConnection& connection() = 0;
+  /// The time at which a stream stored the message.
+  virtual std::optional<std::int64_t> storedNs(natsMsg&) const { return std::nullopt; }
+
+  const SubscribeOptions& m_options;
+  Output& m_out;
+  Reporter& m_reporter;
+  EndSignals m_end;
+  bool m_isLost = false;  ///< the server; what ends the source
+
+ private:
+  DictionaryWatch m_dictionaries;
+  NatsPointer<natsMsg> m_message;
+  std::uint64_t m_messages = 0;
+};
+
+/// At most once. What comes faster than it is read is dropped, and counted.
+class CoreSource final : public NatsSource {
+ public:
+  /// @throws UsageError when there is no connection
+  CoreSource(const Server& server, const SubscribeOptions& options, Output& out, Reporter& reporter);
+
+  void finish() override;
+
+ protected:
+  natsMsg* take() override;
+  natsConnection& connection() override { return *m_connection; }
+
+ private:
+  const Server& m_server;
+  NatsPointer<natsConnection> m_connection;
+  NatsPointer<natsSubscription> m_subscription;
+};
+
+/// From a stream, in its order. After a loss of the connection it continues behind the last message that it gave.
+///
+/// Without a durable name each message comes once. With one the server keeps the position: a message counts as handled
+/// when the next one is asked for and what was written has been written out. What a reader before this one has not
+/// handled comes again, first. Readers that share a position by a group get some of the messages each, in no order.
+class StreamSource final : public NatsSource {
+ public:
+  /// @throws UsageError when there is no connection, no such stream, or what the durable name stands for is another
+  /// thing
+  StreamSource(const Server& server, const SubscribeOptions& options, Output& out, Reporter& reporter);
+
+  void finish() override;
+
+ protected:
+  natsMsg* take() override;
+  bool isAtEnd() const override { return m_isAtEnd && m_options.endsWhenCaughtUp; }
+  natsConnection& connection() override { return *m_connection; }
+  std::optional<std::int64_t> storedNs(natsMsg& message) const override;
+
+ private:
+  enum class Kind { Ordered, Durable, Shared };
+
+  void attach();
+  void attachOrdered(jsCtx& context);
+  void attachNamed(jsCtx& context);
+  void continuePredecessor(jsCtx& context, const jsConsumerInfo& info);
+  void endTakeover();
+  void setStart(jsConsumerConfig& config) const;
+  bool fetch();
+  void look();
+  void resume(const std::string& reason);
+  void acknowledge();
+
+  const Server& m_server;
+  std::string m_stream;
+  std::string m_durable;  // of Durable and Shared
+  Kind m_kind;
+  NatsPointer<natsConnection> m_connection;
+  NatsPointer<jsCtx> m_context;
+  NatsPointer<natsSubscription> m_subscription;
+  std::string m_ephemeral;                    // name of the consumer, of Ordered
+  std::deque<NatsPointer<natsMsg>> m_batch;   // fetched, not given yet
+  std::vector<NatsPointer<natsMsg>> m_given;  // and not acknowledged yet; of Durable the last alone
+  std::uint64_t m_last = 0;                   // sequence in the stream of the last message given
+  std::uint64_t m_lastDelivered = 0;          // sequence in the consumer
+  std::uint64_t m_ahead = 0;                  // messages that the server has for this reader, as far as known
+  bool m_isTakeover = false;                  // messages of a reader before this one are to come
+  bool m_isAtEnd = false;
+};
+
+}  // namespace MD::tool
+
+#endif

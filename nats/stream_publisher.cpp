@@ -1,0 +1,194 @@
+#include <cstring>
+
+#include <charconv>
+#include <limits>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+#include "nats/acknowledgement.h"
+#include "nats/publisher.h"
+#include "nats/stream.h"
+
+namespace MD::tool {
+namespace {
+
+using std::chrono::milliseconds;
+
+/// How many messages, and bytes of them, may wait for their acknowledgement.
+constexpr std::size_t kMostPending = 8192;
+constexpr std::size_t kMostPendingBytes = std::size_t{16} << 20;
+/// When no acknowledgement comes for so long, the connection counts as lost.
+constexpr milliseconds kLongestSilence{5000};
+constexpr milliseconds kBetweenAttempts{100};
+
+}  // namespace
+
+StreamPublisher::StreamPublisher(const Server& server, const std::string& stream, HeaderWriter& headers,
+                                 Reporter& reporter, NatsPointer<natsConnection> connection)
+    : m_server(server),
+      m_stream(stream),
+      m_headers(headers),
+      m_reporter(reporter),
+      m_connection(std::move(connection)) {
+  NatsPointer<natsInbox> inbox;
+  if (natsInbox_Create(NatsOut(inbox)) != NATS_OK) {
+    throw std::bad_alloc();
+  }
+  m_inbox = std::string(inbox.get()) + '.';
+  subscribe();
+}
+
+void StreamPublisher::subscribe() {
+  natsConnection_SubscribeSync(NatsOut(m_answers), m_connection.get(), (m_inbox + '*').c_str());
+  if (m_answers != nullptr) {
+    natsSubscription_SetPendingLimits(m_answers.get(), -1, -1);
+  }
+  m_offered = m_offer.answerOn(*m_connection);
+}
+
+void StreamPublisher::publish(const std::string& subject, const InputMessage& message) {
+  if (static_cast<std::int64_t>(message.sizeBytes) > natsConnection_GetMaxPayload(m_connection.get())) {
+    throw LineError(std::to_string(message.sizeBytes) + " bytes are more than the server takes");
+  }
+  const std::string number = std::to_string(m_first + m_pending.size());
+  Pending pending;
+  const void* const data = message.data;
+  natsStatus status = natsMsg_Create(NatsOut(pending.message), subject.c_str(), (m_inbox + number).c_str(),
+                                     static_cast<const char*>(data), static_cast<int>(message.sizeBytes));
+  natsMsg* const made = pending.message.get();
+  if (status == NATS_OK) {
+    status = m_headers.write(message, made);
+  }
+  if (status == NATS_OK) {
+    status = natsMsgHeader_Set(made, kMessageIdHeader, (m_headers.publisher() + '-' + number).c_str());
+  }
+  if (status != NATS_OK) {
+    throw std::bad_alloc();
+  }
+  m_pending.push_back(std::move(pending));
+  m_pendingBytes += message.sizeBytes;
+  ++m_counts.sent;
+  if (m_pending.size() == 1) {
+    m_lastProgress = Clock::now();
+  }
+  status = natsConnection_PublishMsg(m_connection.get(), made);
+  if (status != NATS_OK) {
+    recover(reasonOf(status));
+  }
+  constexpr std::size_t kMessagesPerLook = 32;
+  if (m_counts.sent % kMessagesPerLook == 0) {
+    takeAnswers(milliseconds(0));
+  }
+  while (m_pending.size() >= kMostPending || m_pendingBytes >= kMostPendingBytes) {
+    takeAnswers(milliseconds(100));
+  }
+}
+
+void StreamPublisher::finish() {
+  while (!m_pending.empty()) {
+    takeAnswers(milliseconds(100));
+  }
+}
+
+/// Takes all answers that are there, and waits for the first of them.
+void StreamPublisher::takeAnswers(milliseconds wait) {
+  natsStatus status = NATS_OK;
+  for (;;) {
+    NatsPointer<natsMsg> answer;
+    status = natsSubscription_NextMsg(NatsOut(answer), m_answers.get(), wait.count());
+    if (status != NATS_OK) {
+      break;
+    }
+    take(*answer);
+    wait = milliseconds(0);
+  }
+  if (std::exchange(m_isRefusedForNow, false)) {
+    recover("the stream is not ready");
+  } else if (status != NATS_TIMEOUT) {
+    recover(reasonOf(status));
+  } else if (!m_pending.empty() && Clock::now() - m_lastProgress > kLongestSilence) {
+    recover("no acknowledgement within " + std::to_string(kLongestSilence.count()) + " ms");
+  }
+}
+
+void StreamPublisher::take(natsMsg& answer) {
+  const std::string_view subject = natsMsg_GetSubject(&answer);
+  const std::string_view digits = subject.substr(subject.rfind('.') + 1);
+  std::uint64_t number = 0;
+  const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+  if (result.ec != std::errc() || result.ptr != digits.data() + digits.size() || number < m_first ||
+      number - m_first >= m_pending.size() || m_pending[number - m_first].isDone) {
+    return;  // of a message that was published again, and acknowledged before
+  }
+  if (natsMsg_IsNoResponders(&answer)) {
+    m_isRefusedForNow = true;
+    return;
+  }
+  const Acknowledgement told =
+      parseAcknowledgement(natsMsg_GetData(&answer), static_cast<std::size_t>(natsMsg_GetDataLength(&answer)));
+  switch (told.kind) {
+    case Acknowledgement::Kind::NotNow:
+      m_isRefusedForNow = true;
+      return;
+    case Acknowledgement::Kind::Refused:
+      refuse(told.reason);
+      break;
+    case Acknowledgement::Kind::Duplicate:
+    case Acknowledgement::Kind::Stored:
+      if (told.stream != m_stream) {
+        refuse("the subject belongs to the stream " + printable(told.stream));
+        break;
+      }
+      ++m_counts.acknowledged;
+      m_counts.duplicates += told.kind == Acknowledgement::Kind::Duplicate ? 1 : 0;
+  }
+  m_lastProgress = Clock::now();
+  m_pending[number - m_first].isDone = true;
+  for (; !m_pending.empty() && m_pending.front().isDone; ++m_first) {
+    m_pendingBytes -= static_cast<std::size_t>(natsMsg_GetDataLength(m_pending.front().message.get()));
+    m_pending.pop_front();
+  }
+}
+
+void StreamPublisher::refuse(const std::string& reason) {
+  ++m_counts.lost;
+  constexpr std::size_t kMostReasons = 100;
+  if (m_reasons.size() < kMostReasons && m_reasons.insert(reason).second) {
+    m_reporter.wholeInput("the stream " + m_stream + " refuses a message: " + reason);
+  }
+}
+
+/// Connects anew, waits for the stream and publishes all that is not acknowledged. @throws ServerLost
+void StreamPublisher::recover(const std::string& reason) {
+  m_reporter.tell(m_server.name() + ": " + reason + "; " + counted(m_pending.size(), "message") +
+                  " not acknowledged, to be published again");
+  for (const auto end = Clock::now() + m_server.retry(); Clock::now() < end;) {
+    m_offered.reset();
+    m_answers.reset();
+    m_connection = m_server.tryConnect();
+    if (m_connection != nullptr && streamInfo(*m_connection, m_stream) != nullptr && resend()) {
+      m_reporter.tell(m_server.name() + ": connected again");
+      m_lastProgress = Clock::now();
+      return;
+    }
+    std::this_thread::sleep_for(kBetweenAttempts);
+  }
+  throw ServerLost("the stream " + m_stream + " at " + m_server.name() + " was not reached within " +
+                   std::to_string(m_server.retry().count()) + " ms");
+}
+
+bool StreamPublisher::resend() {
+  subscribe();
+  if (m_answers == nullptr) {
+    return false;
+  }
+  for (const Pending& pending : m_pending) {
+    if (!pending.isDone && natsConnection_PublishMsg(m_connection.get(), pending.message.get()) != NATS_OK) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace MD::tool

@@ -1,0 +1,317 @@
+#include <algorithm>
+#include <new>
+#include <thread>
+#include <utility>
+
+#include "nats/source.h"
+#include "nats/stream.h"
+
+namespace MD::tool {
+namespace {
+
+using std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
+
+constexpr int kBatch = 500;
+constexpr std::int64_t kMostUnacknowledged = 20'000;
+/// While a reader continues the work of another one: only what that one got comes, and it comes at once.
+constexpr std::int64_t kTakeoverAckWaitNs = 200'000'000;
+
+natsStatus consumerInfo(jsCtx& context, const std::string& stream, const std::string& name,
+                        NatsPointer<jsConsumerInfo>& info) {
+  return js_GetConsumerInfo(NatsOut(info), &context, stream.c_str(), name.c_str(), nullptr, nullptr);
+}
+
+}  // namespace
+
+StreamSource::StreamSource(const Server& server, const SubscribeOptions& options, Output& out, Reporter& reporter)
+    : NatsSource(options, out, reporter),
+      m_server(server),
+      m_stream(*options.stream),
+      m_durable(options.durable ? *options.durable : options.group.value_or("")),
+      m_kind(options.group     ? Kind::Shared
+             : options.durable ? Kind::Durable
+                               : Kind::Ordered),
+      m_connection(server.connect()) {
+  if (streamInfo(*m_connection, m_stream) == nullptr) {
+    throw UsageError("there is no stream " + inQuotes(m_stream) + " at " + server.name());
+  }
+  attach();
+}
+
+/// Makes, or finds, what delivers the messages. @throws UsageError
+void StreamSource::attach() {
+  m_context = streamContext(*m_connection);
+  if (m_kind == Kind::Ordered) {
+    attachOrdered(*m_context);
+  } else {
+    attachNamed(*m_context);
+  }
+  jsSubOptions options;
+  jsSubOptions_Init(&options);
+  options.Stream = m_stream.c_str();
+  options.Consumer = m_kind == Kind::Ordered ? m_ephemeral.c_str() : m_durable.c_str();
+  const natsStatus status = js_PullSubscribe(NatsOut(m_subscription), m_context.get(), m_options.subject.c_str(),
+                                             nullptr, nullptr, &options, nullptr);
+  if (status != NATS_OK) {
+    throw UsageError("cannot read the stream " + inQuotes(m_stream) + ": " + reasonOf(status));
+  }
+  m_lastDelivered = 0;
+  m_ahead = kBatch;  // unless the server says otherwise
+}
+
+void StreamSource::setStart(jsConsumerConfig& config) const {
+  switch (m_options.start) {
+    case NatsStart::All:
+      config.DeliverPolicy = js_DeliverAll;
+      break;
+    case NatsStart::New:
+      config.DeliverPolicy = js_DeliverNew;
+      break;
+    case NatsStart::LastPerSubject:
+      config.DeliverPolicy = js_DeliverLastPerSubject;
+      break;
+    case NatsStart::Time:
+      config.DeliverPolicy = js_DeliverByStartTime;
+      config.OptStartTime = m_options.startTimeNs;
+      break;
+    case NatsStart::Sequence:
+      config.DeliverPolicy = js_DeliverByStartSequence;
+      config.OptStartSeq = m_options.startSequence;
+      break;
+  }
+}
+
+void StreamSource::attachOrdered(jsCtx& context) {
+  jsConsumerConfig config;
+  jsConsumerConfig_Init(&config);
+  setStart(config);
+  if (m_last != 0) {
+    config.DeliverPolicy = js_DeliverByStartSequence;
+    config.OptStartSeq = m_last + 1;
+  }
+  config.FilterSubject = m_options.subject.c_str();
+  config.AckPolicy = js_AckNone;
+  constexpr std::int64_t kForgottenAfterNs = 60'000'000'000;
+  config.InactiveThreshold = kForgottenAfterNs;
+  NatsPointer<jsConsumerInfo> info;
+  const natsStatus status = js_AddConsumer(NatsOut(info), &context, m_stream.c_str(), &config, nullptr, nullptr);
+  if (status != NATS_OK) {
+    throw UsageError("cannot read the stream " + inQuotes(m_stream) + ": " + reasonOf(status));
+  }
+  m_ephemeral = info->Name;
+}
+
+void StreamSource::attachNamed(jsCtx& context) {
+  const jsAckPolicy policy = m_kind == Kind::Durable ? js_AckAll : js_AckExplicit;
+  const auto refuse = [&](const std::string& why) {
+    throw UsageError("cannot read the stream " + inQuotes(m_stream) + " as " + inQuotes(m_durable) + ": " + why);
+  };
+  NatsPointer<jsConsumerInfo> info;
+  natsStatus status = consumerInfo(context, m_stream, m_durable, info);
+  if (status == NATS_NOT_FOUND) {
+    jsConsumerConfig config;
+    jsConsumerConfig_Init(&config);
+    setStart(config);
+    config.Durable = m_durable.c_str();
+    config.FilterSubject = m_options.subject.c_str();
+    config.AckPolicy = policy;
+    config.AckWait = std::chrono::nanoseconds(m_options.ackWait).count();
+    config.MaxAckPending = kMostUnacknowledged;
+    status = js_AddConsumer(NatsOut(info), &context, m_stream.c_str(), &config, nullptr, nullptr);
+  }
+  if (status != NATS_OK) {
+    refuse(reasonOf(status));
+  }
+  const jsConsumerConfig& config = *info->Config;
+  const std::string filter =
+      config.FilterSubject != nullptr && *config.FilterSubject != '\0' ? config.FilterSubject : ">";
+  if (config.DeliverSubject != nullptr && *config.DeliverSubject != '\0') {
+    refuse("the name stands for a consumer that another program created");
+  }
+  if (config.AckPolicy != policy) {
+    refuse(m_kind == Kind::Durable ? "the position is shared by a group; --queue joins it"
+                                   : "the position belongs to one reader, not to a group");
+  }
+  if (filter != m_options.subject) {
+    refuse("its subject is " + printable(filter));
+  }
+  if (m_kind == Kind::Durable && (info->NumAckPending != 0 || config.AckWait == kTakeoverAckWaitNs)) {
+    continuePredecessor(context, *info);
+  }
+}
+
+/// Lets what another reader got, and did not acknowledge, come first: the server would give new messages first, and
+/// those again after the time for their acknowledgement.
+void StreamSource::continuePredecessor(jsCtx& context, const jsConsumerInfo& info) {
+  if (info.NumAckPending != 0 && m_last == 0) {
+    m_reporter.tell("continuing with " + counted(static_cast<std::uint64_t>(info.NumAckPending), "message") +
+                    " that an earlier reader received and did not acknowledge");
+  }
+  jsConsumerConfig config = *info.Config;
+  config.AckWait = kTakeoverAckWaitNs;
+  config.MaxAckPending = 1;
+  NatsPointer<jsConsumerInfo> updated;
+  const natsStatus status = js_UpdateConsumer(NatsOut(updated), &context, m_stream.c_str(), &config, nullptr, nullptr);
+  if (status != NATS_OK) {
+    throw UsageError("cannot continue " + inQuotes(m_durable) + ": " + reasonOf(status));
+  }
+  m_isTakeover = true;
+}
+
+/// Whether all of that has come, and new messages may.
+void StreamSource::endTakeover() {
+  NatsPointer<jsConsumerInfo> info;
+  if (consumerInfo(*m_context, m_stream, m_durable, info) != NATS_OK || info->NumAckPending != 0) {
+    return;
+  }
+  jsConsumerConfig config = *info->Config;
+  config.AckWait = std::chrono::nanoseconds(m_options.ackWait).count();
+  config.MaxAckPending = kMostUnacknowledged;
+  NatsPointer<jsConsumerInfo> updated;
+  if (js_UpdateConsumer(NatsOut(updated), m_context.get(), m_stream.c_str(), &config, nullptr, nullptr) == NATS_OK) {
+    m_isTakeover = false;
+  }
+}
+
+natsMsg* StreamSource::take() {
+  for (;;) {
+    if (m_batch.empty() && !fetch()) {
+      return nullptr;
+    }
+    NatsPointer<natsMsg> message = std::move(m_batch.front());
+    m_batch.pop_front();
+    NatsPointer<jsMsgMetaData> about;
+    if (natsMsg_GetMetaData(NatsOut(about), message.get()) != NATS_OK) {
+      continue;  // a status of the server's
+    }
+    m_ahead = about->NumPending;
+    if (m_kind == Kind::Ordered) {
+      if (about->Sequence.Consumer != m_lastDelivered + 1) {
+        m_batch.clear();
+        resume("a message was lost on the way");
+        continue;
+      }
+      m_lastDelivered = about->Sequence.Consumer;
+      m_last = about->Sequence.Stream;
+      return message.release();
+    }
+    const bool isKnown = m_kind == Kind::Durable && about->Sequence.Stream <= m_last;
+    // The acknowledgement of a message needs the subject that came with it, so that a part of it is kept.
+    NatsPointer<natsMsg> receipt;
+    if (natsMsg_Create(NatsOut(receipt), natsMsg_GetReply(message.get()), nullptr, nullptr, 0) != NATS_OK) {
+      throw std::bad_alloc();
+    }
+    if (m_kind == Kind::Durable && !isKnown) {
+      m_given.clear();
+      m_last = about->Sequence.Stream;
+    }
+    m_given.push_back(std::move(receipt));
+    if (!isKnown) {
+      return message.release();
+    }
+  }
+}
+
+/// Acknowledges what was given: it has been written.
+void StreamSource::acknowledge() {
+  if (m_given.empty()) {
+    return;
+  }
+  m_out.flush();
+  for (const NatsPointer<natsMsg>& receipt : m_given) {
+    // One that does not arrive makes the message come again.
+    static_cast<void>(natsConnection_PublishString(m_connection.get(), natsMsg_GetSubject(receipt.get()), "+ACK"));
+  }
+  m_given.clear();
+}
+
+/// Fetches what is there, or waits a moment for one message. @return whether there is one
+bool StreamSource::fetch() {
+  acknowledge();
+  if (m_isTakeover) {
+    endTakeover();
+  }
+  jsFetchRequest request;
+  jsFetchRequest_Init(&request);
+  const std::uint64_t wanted = std::min<std::uint64_t>(m_ahead, m_options.count - messages());
+  request.Batch = static_cast<int>(std::clamp<std::uint64_t>(wanted, 1, kBatch));
+  // The server gives what it has without a wait for more; when it has nothing, the next message comes at once.
+  request.NoWait = m_ahead != 0;
+  request.Expires = 100'000'000;
+  if (m_ahead == 0) {
+    m_out.flush();
+  }
+  natsMsgList list{nullptr, 0};
+  const natsStatus status = natsSubscription_FetchRequest(&list, m_subscription.get(), &request);
+  if (status == NATS_OK) {
+    for (int i = 0; i != list.Count; ++i) {
+      m_batch.emplace_back(std::exchange(list.Msgs[i], nullptr));
+    }
+    natsMsgList_Destroy(&list);
+  } else if (status == NATS_TIMEOUT || status == NATS_NOT_FOUND) {
+    look();
+  } else {
+    resume(reasonOf(status));
+  }
+  return !m_batch.empty();
+}
+
+/// Asks the server how much there is ahead.
+void StreamSource::look() {
+  m_ahead = 0;
+  if (!m_isTakeover && !m_options.endsWhenCaughtUp) {
+    return;
+  }
+  NatsPointer<jsConsumerInfo> info;
+  const std::string& name = m_kind == Kind::Ordered ? m_ephemeral : m_durable;
+  if (consumerInfo(*m_context, m_stream, name, info) != NATS_OK) {
+    return;
+  }
+  m_ahead = m_isTakeover ? static_cast<std::uint64_t>(info->NumAckPending) : info->NumPending;
+  const bool isOnTheWay =
+      m_kind == Kind::Ordered ? info->Delivered.Consumer != m_lastDelivered : info->NumAckPending != 0;
+  m_isAtEnd = info->NumPending == 0 && !isOnTheWay && !m_isTakeover;
+}
+
+/// Continues behind the last message given, by a new connection. What was given and not acknowledged may have come to
+/// the server or not: it comes again, and is passed over.
+void StreamSource::resume(const std::string& reason) {
+  m_reporter.tell("the stream " + m_stream + " at " + m_server.name() + ": " + reason + "; connecting again");
+  m_batch.clear();
+  m_given.clear();
+  for (const auto end = Clock::now() + m_server.retry(); Clock::now() < end && !m_end.isEnd(false);) {
+    m_subscription.reset();
+    m_context.reset();
+    NatsPointer<natsConnection> connection = m_server.tryConnect();
+    if (connection != nullptr && streamInfo(*connection, m_stream) != nullptr) {
+      m_connection = std::move(connection);
+      try {
+        attach();
+        m_end.restartIdle();
+        return;
+      } catch (const UsageError&) {
+        // The server may not be ready yet.
+      }
+    }
+    std::this_thread::sleep_for(milliseconds(100));
+  }
+  m_reporter.wholeInput("the stream " + m_stream + " at " + m_server.name() + " was not reached again");
+  m_isLost = true;
+}
+
+std::optional<std::int64_t> StreamSource::storedNs(natsMsg& message) const { return natsMsg_GetTime(&message); }
+
+void StreamSource::finish() {
+  if (m_isLost) {
+    return;
+  }
+  acknowledge();
+  if (m_kind == Kind::Ordered) {
+    static_cast<void>(js_DeleteConsumer(m_context.get(), m_stream.c_str(), m_ephemeral.c_str(), nullptr, nullptr));
+  }
+  constexpr std::int64_t kLongestMs = 5000;
+  static_cast<void>(natsConnection_FlushTimeout(m_connection.get(), kLongestMs));
+}
+
+}  // namespace MD::tool

@@ -1,0 +1,302 @@
+#include "command_line/nats_command_line.h"
+
+#include <cstdint>
+
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "command_line/options.h"
+#include "text/time_text.h"
+#include "text/value_text.h"
+#include "transport/udp.h"
+
+namespace MD::tool {
+namespace {
+
+constexpr const char* kPublishHelp =
+    "Publishes messages on NATS, bytes unchanged. Fields in braces are replaced by the\n"
+    "field values of each message, one subject token each; {SYMBOL%8} is a partition\n"
+    "number, 0 to 7, computed from the value. With --stream each message is acknowledged\n"
+    "by JetStream, and after a failure everything that was not acknowledged is published\n"
+    "again under the same message id. The exit status is 1 when a message was lost.\n"
+    "\n"
+    "Examples:\n"
+    "  mdmsg publish --subject 'md.{SYMBOL}' feed.pcap\n"
+    "  mdmsg publish --subject 'md.{SYMBOL}' --stream MD --create-stream feed.pcap\n"
+    "  mdmsg publish --subject 'md.{SYMBOL%4}.{SYMBOL}' --listen 239.192.0.1:30001 --latency";
+
+constexpr const char* kSubscribeHelp =
+    "Writes messages that arrive on NATS until there are --count of them, time is up, or\n"
+    "it is interrupted. With --durable the server keeps the position: messages are\n"
+    "acknowledged once they have been written, and the next run continues after them.\n"
+    "The exit status is 1 when messages were dropped or may be missing.\n"
+    "\n"
+    "Examples:\n"
+    "  mdmsg subscribe --subject 'md.>' --format json\n"
+    "  mdmsg subscribe --stream MD --from last-per-subject --no-wait\n"
+    "  mdmsg subscribe --stream MD --durable archive --format pcap --output feed.pcap";
+
+constexpr const char* kProgram = "mdmsg-nats";
+constexpr const char* kPackage = "md-message-nats";
+
+struct ServerLine {
+  NatsServerOptions server;
+  double retryS = 30;
+
+  void add(CLI::App& command) {
+    named(command.add_option("--url", server.url, "Server, default nats://127.0.0.1:4222; several with commas"), "URL");
+    named(command.add_option("--credentials", server.credentialsFile, "File with a user's JWT and seed"), "FILE");
+    CLI::Option* const user = named(command.add_option("--user", server.user, "User name"), "NAME");
+    named(command.add_option("--password-file", server.passwordFile, "File whose first line is the password"), "FILE")
+        ->needs(user);
+    named(command.add_option("--token-file", server.tokenFile, "File whose first line is an authorisation token"),
+          "FILE");
+    command.add_flag("--tls", server.isTls, "Require an encrypted connection");
+    named(command.add_option("--tls-ca", server.caFile, "Certificates to trust, PEM (default: the system's)"), "FILE");
+    CLI::Option* const certificate =
+        named(command.add_option("--tls-certificate", server.certificateFile, "Own certificate chain, PEM"), "FILE");
+    CLI::Option* const key =
+        named(command.add_option("--tls-key", server.keyFile, "Private key of that certificate, PEM"), "FILE");
+    certificate->needs(key);
+    key->needs(certificate);
+    named(command.add_option("--retry", retryS, "How long to look for a server that was lost, default 30"), "SECONDS");
+  }
+
+  NatsServerOptions options() const {
+    NatsServerOptions all = server;
+    all.isTls = server.isTls || server.caFile || server.certificateFile;
+    all.retry = std::chrono::duration_cast<std::chrono::milliseconds>(*durationOf("--retry", retryS));
+    return all;
+  }
+};
+
+struct PublishLine : CommonOptions {
+  PublishOptions publish;
+  ServerLine server;
+  std::optional<double> ageS;
+  std::optional<double> windowS;
+  bool isThroughput = false;
+  std::optional<std::string> at;
+  MulticastLine multicast;
+  std::optional<double> timeoutS;
+  std::optional<double> idleS;
+  SourceLine source;
+  SelectionOptions selection;
+
+  ListenLimits limits() const {
+    ListenLimits limits;
+    limits.timeout = durationOf("--timeout", timeoutS);
+    limits.idle = durationOf("--idle", idleS);
+    return limits;
+  }
+};
+
+struct SubscribeLine : CommonOptions {
+  SubscribeOptions subscribe;
+  ServerLine server;
+  std::optional<std::string> subject;
+  std::string from;
+  double ackWaitS = 30;
+  std::optional<double> timeoutS;
+  std::optional<double> idleS;
+  DecodeLine decode;
+  SinkLine sink;
+  SelectionOptions selection;
+};
+
+void addStreamOptions(CLI::App& command, PublishLine& line) {
+  CLI::Option* const stream = named(
+      command.add_option("--stream", line.publish.stream, "Publish to this JetStream stream, acknowledged"), "NAME");
+  CLI::Option* const create =
+      command.add_flag("--create-stream", line.publish.createsStream, "Create the stream unless it exists")
+          ->needs(stream);
+  const auto limit = [&](const char* name, auto& to, const char* description, const char* value) {
+    return named(command.add_option(name, to, description), value)->needs(create);
+  };
+  const CLI::Range positive(std::int64_t{1}, std::numeric_limits<std::int64_t>::max());
+  NatsStreamLimits& limits = line.publish.limits;
+  limit("--max-messages", limits.messages, "Limit of the created stream", "N")->check(positive);
+  limit("--max-bytes", limits.bytes, "Limit of the created stream", "BYTES")->check(positive);
+  limit("--max-age", line.ageS, "Messages of the created stream expire after this time", "SECONDS");
+  limit("--max-per-subject", limits.perSubject, "Messages that the created stream keeps per subject", "N")
+      ->check(positive);
+  command
+      .add_flag("--refuse-when-full", limits.refusesNew,
+                "A full created stream refuses messages (default: it drops the oldest)")
+      ->needs(create);
+  command.add_flag("--in-memory", limits.isInMemory, "The created stream is not written to disk")->needs(create);
+  limit("--duplicate-window", line.windowS, "How long the created stream remembers message ids, default 120",
+        "SECONDS");
+}
+
+/// @throws UsageError
+void readStart(const std::string& text, SubscribeOptions& options) {
+  if (text == "all") {
+    options.start = NatsStart::All;
+  } else if (text == "new") {
+    options.start = NatsStart::New;
+  } else if (text == "last-per-subject") {
+    options.start = NatsStart::LastPerSubject;
+  } else if (const std::string complaint = complaintAboutNumber(text); isOfDigits(text) && complaint.empty()) {
+    options.start = NatsStart::Sequence;
+    options.startSequence = std::stoull(text);
+  } else if (const auto time = parseIsoTime(text);
+             time && *time <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
+    options.start = NatsStart::Time;
+    options.startTimeNs = static_cast<std::int64_t>(*time);
+  } else {
+    throw UsageError("--from: " + inQuotes(text) +
+                     " is not all, new, last-per-subject, a sequence number or a time such as 2024-06-03T09:30:00Z");
+  }
+}
+
+/// @throws UsageError
+SubscribeOptions optionsOf(const SubscribeLine& line) {
+  SubscribeOptions options = line.subscribe;
+  options.server = line.server.options();
+  if (line.subject) {
+    options.subject = *line.subject;
+  } else if (!options.stream) {
+    throw UsageError("--subject or --stream is required");
+  }
+  if (!options.stream) {
+    for (const auto& [isGiven, name] : {std::pair{!line.from.empty(), "--from"},
+                                        {options.durable.has_value(), "--durable"},
+                                        {options.endsWhenCaughtUp, "--no-wait"}}) {
+      if (isGiven) {
+        throw UsageError(std::string(name) + " requires --stream");
+      }
+    }
+  }
+  readStart(line.from.empty() ? "all" : line.from, options);
+  options.ackWait = std::chrono::duration_cast<std::chrono::milliseconds>(*durationOf("--ack-wait", line.ackWaitS));
+  options.timeout = durationOf("--timeout", line.timeoutS);
+  options.idle = durationOf("--idle", line.idleS);
+  const std::string& format = line.decode.format;
+  if (format != "text" && format != "json" && format != "csv") {
+    if (isSelecting(line.selection) || line.decode.isIsoTime) {
+      throw UsageError("--format " + format + " writes messages as they come, all of them");
+    }
+    options.form = SubscribeOptions::Form::Bytes;
+    SinkLine sink = line.sink;
+    sink.form = format;
+    options.sink = sink.options();
+  }
+  options.decode = line.decode.options();
+  return options;
+}
+
+}  // namespace
+
+Command addPublish(CLI::App& app, const NatsCommands* nats) {
+  CLI::App* const command = app.add_subcommand("publish", "Publish messages on NATS");
+  const auto line = std::make_shared<PublishLine>();
+  named(command->add_option("--subject", line->publish.subject, "Subject, with fields in braces")->required(),
+        "TEMPLATE");
+  line->server.add(*command);
+  addStreamOptions(*command, *line);
+  named(command->add_option("--publisher", line->publish.publisher,
+                            "Name in the headers, default host and process; with --stream a run under the same name "
+                            "continues where an earlier one with the same input ended"),
+        "NAME");
+  CLI::Option* const latency =
+      command->add_flag("--latency", line->publish.isLatency, "Send each message at once, rather than in batches");
+  command->add_flag("--throughput", line->isThroughput, "Send messages in batches (default)")->excludes(latency);
+  CLI::Option* const listen =
+      named(command->add_option("--listen", line->at, "Publish the datagrams that arrive here, instead of files"),
+            "HOST:PORT");
+  line->multicast.add(*command);
+  named(command->add_option("--timeout", line->timeoutS, "Of --listen: end after so many seconds"), "SECONDS")
+      ->needs(listen);
+  named(command->add_option("--idle", line->idleS, "Of --listen: end when nothing has come for so many seconds"),
+        "SECONDS")
+      ->needs(listen);
+  line->source.add(*command);
+  addSelectionOptions(*command, line->selection, false);
+  line->add(*command);
+  command->footer(kPublishHelp);
+  const auto run = [line, nats](const Session& session) {
+    PublishOptions options = line->publish;
+    options.server = line->server.options();
+    options.limits.age = durationOf("--max-age", line->ageS);
+    options.limits.duplicateWindow =
+        durationOf("--duplicate-window", line->windowS).value_or(options.limits.duplicateWindow);
+    if (!line->at) {
+      nats->publish(options, InputTask(session, *line, line->source.options(), line->selection).task());
+      return;
+    }
+    if (!line->files.empty()) {
+      throw UsageError("--listen takes the place of files");
+    }
+    const ListenLimits limits = line->limits();
+    UdpSource source(resolveEndpoint(*line->at), line->multicast.options(MulticastOptions().hops), limits, session.out,
+                     session.reporter);
+    const std::string name = textOf(source.endpoint());
+    session.reporter.tell("listening on " + name);
+    session.reporter.setInput(name);
+    session.watch.beginForOneThatEnds(limits.timeout);
+    nats->publish(options, {source, line->selection, session.out, session.reporter});
+    if (const std::uint64_t dropped = source.dropped()) {
+      session.reporter.wholeInput("the system dropped " + counted(dropped, "datagram") +
+                                  " that came faster than they were read");
+    }
+  };
+  Command entry{command, line, run, true, true};
+  entry.program = nats == nullptr ? std::optional<CompanionProgram>({kProgram, kPackage}) : std::nullopt;
+  return entry;
+}
+
+Command addSubscribe(CLI::App& app, const NatsCommands* nats) {
+  CLI::App* const command = app.add_subcommand("subscribe", "Write messages that arrive on NATS");
+  const auto line = std::make_shared<SubscribeLine>();
+  SubscribeOptions& options = line->subscribe;
+  named(command->add_option("--subject", line->subject, "Subjects, with wildcards; with --stream default >"),
+        "SUBJECT");
+  line->server.add(*command);
+  named(command->add_option("--stream", options.stream, "Read this JetStream stream"), "NAME");
+  named(command->add_option("--from", line->from,
+                            "With --stream: all (default), new, last-per-subject, a time or a sequence number"),
+        "START");
+  named(command->add_option("--durable", options.durable, "With --stream: keep the position under this name"), "NAME");
+  named(command->add_option("--queue", options.group, "Share the messages with the other subscribers of this group"),
+        "GROUP");
+  named(command->add_option("--ack-wait", line->ackWaitS,
+                            "With --durable or --queue: redeliver what is not acknowledged after so many seconds, "
+                            "default 30"),
+        "SECONDS");
+  named(command->add_option("--count", options.count, "End after N messages")->check(&complaintAboutNumber), "N");
+  named(command->add_option("--timeout", line->timeoutS, "End after so many seconds"), "SECONDS");
+  named(command->add_option("--idle", line->idleS, "End when nothing has come for so many seconds"), "SECONDS");
+  command->add_flag("--no-wait", options.endsWhenCaughtUp, "With --stream: end with the last message that it holds");
+  named(command
+            ->add_option("--pending", options.pendingMessages,
+                         "Without --stream: messages that wait to be written, default 1000000; more are dropped")
+            ->check(CLI::Range(1, std::numeric_limits<int>::max())),
+        "N");
+  named(command
+            ->add_option("--format", line->decode.format,
+                         "What to write: text (default), json, csv, hex lines, u16le, u16be, u32le or u32be (a length "
+                         "in front of each message), pcap")
+            ->check(CLI::IsMember({"text", "json", "csv", "hex", "u16le", "u16be", "u32le", "u32be", "pcap"})),
+        "FORMAT");
+  line->decode.add(*command);
+  line->sink.addEndpoints(*command);
+  addSelectionOptions(*command, line->selection, true);
+  line->addOutput(*command);
+  line->addDictionary(*command);
+  command->footer(kSubscribeHelp);
+  const auto run = [line, nats](const Session& session) {
+    const SubscribeOptions all = optionsOf(*line);
+    session.watch.beginForOneThatEnds(all.timeout);
+    nats->subscribe(all, line->selection, session.out, session.reporter);
+  };
+  Command entry{command, line, run};
+  entry.program = nats == nullptr ? std::optional<CompanionProgram>({kProgram, kPackage}) : std::nullopt;
+  return entry;
+}
+
+}  // namespace MD::tool
