@@ -48,7 +48,7 @@ void publish(const PublishOptions& options, const Task& task) {
   InputMessage message;
   try {
     while (readTaken(task, selection, message)) {
-      try {
+      attempt(task, [&] {
         if (!hasEncodingCode(message)) {
           throw notOurs(message);
         }
@@ -56,9 +56,7 @@ void publish(const PublishOptions& options, const Task& task) {
         subjects.append(message.data, static_cast<std::uint32_t>(message.sizeBytes), subject);
         publisher->publish(subject, message);
         bytes += message.sizeBytes;
-      } catch (const LineError& error) {
-        leaveOut(task, error);
-      }
+      });
     }
     publisher->finish();
   } catch (const ServerLost& error) {

@@ -30,7 +30,7 @@ class NatsSource : public MessageSource {
  protected:
   NatsSource(const SubscribeOptions& options, Output& out, Reporter& reporter);
 
-  /// The next message, waiting at most a moment for it. @return null when there is none yet
+  /// The next message, waiting at most 100 ms for it. @return null when there is none yet
   virtual natsMsg* take() = 0;
   /// What there is has been read up to here, and the rest is to come: whether there is none.
   virtual bool isAtEnd() const { return false; }

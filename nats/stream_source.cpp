@@ -226,7 +226,7 @@ void StreamSource::acknowledge() {
   m_given.clear();
 }
 
-/// Fetches what is there, or waits a moment for one message. @return whether there is one
+/// Fetches what is there, or waits up to 100 ms for one message. @return whether there is one
 bool StreamSource::fetch() {
   acknowledge();
   if (m_isTakeover) {

@@ -12,11 +12,9 @@ void writeBytes(const Task& task, const SinkOptions& options) {
   const FieldNames names;
   MessageSink sink(options, names, task.out);
   for (InputMessage message; readNext(task, message);) {
-    try {
+    attempt(task, [&] {
       sink.append(message.data, static_cast<std::uint32_t>(message.sizeBytes), message.timeNs.value_or(0));
-    } catch (const LineError& error) {
-      leaveOut(task, error);
-    }
+    });
   }
 }
 

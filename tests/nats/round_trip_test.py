@@ -1,4 +1,4 @@
-"""Messages go through core NATS and through a stream, and come out byte by byte as they went in."""
+"""Messages arrive byte by byte as they were published, by core NATS and from a stream."""
 import unittest
 
 import support
