@@ -1,9 +1,9 @@
-/* Turns messages of any encoding into one encoding, and says of each that cannot be what is in the way. Nothing is lost
- * without a word: a message goes out whole or not at all.
+/* Converts messages of any encoding to one encoding, and reports the reason for each message that cannot be converted.
+ * A message is written completely or not at all.
  *
  *   convert_encodings ENCODING [FILE]     mInt, IterMap or MsgT, or its code; without a file: standard input
  *
- * Reads and writes a message a line, in hex. The exit status is 1 when some line could not be converted. Run it where
+ * Reads and writes one message per line, in hex. The exit status is 1 if a line could not be converted. Run it where
  * etc/field_map.txt is found: in the repository's root, or with CONFIG_PATH naming the folder. */
 #include <md/md_message_c_ext.h>
 
@@ -98,7 +98,7 @@ static bool convert(unsigned long number, MD_MessageHandle source, size_t size, 
         number, (unsigned long)(size - MD_Message_getSize(source)));
     return false;
   }
-  /* Asked without places for the ids, it tells how many are needed. */
+  /* Without an array for the ids, it returns the required size. */
   if (!MD_Message_copyFieldIds(source, NULL, 0, &count) || (ids = malloc((count + 1) * sizeof *ids)) == NULL) {
     report(number, "out of memory");
     return false;

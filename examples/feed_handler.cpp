@@ -1,6 +1,6 @@
-// The core of a feed handler: datagrams of any encoding in, typed reads out. Here the datagrams come from a file, one a
-// line in hex, such as data/datagrams.hex; udp_feed_handler.cpp takes them from a socket and allocates nothing for
-// them.
+// The core of a feed handler: parses datagrams of any encoding and reads typed fields. Here the datagrams come from a
+// file, one per line in hex, such as data/datagrams.hex; udp_feed_handler.cpp receives them from a socket and allocates
+// nothing.
 //
 //   feed_handler FILE
 

@@ -1,12 +1,12 @@
-// A last-value cache with conflation: the newest state of each symbol is kept in one message, and at every tick one
-// delta for each symbol that has changed is sent, however many updates came in between. A subscriber applies the
-// deltas, the removals of fields among them, and so holds the same states.
+// A last-value cache with conflation: one message holds the newest state of each symbol, and at every tick one delta
+// per changed symbol is sent, regardless of the number of updates. A subscriber applies the deltas, including removed
+// fields, and thus has the same states.
 //
 //   last_value_cache FILE     such as data/updates.txt
 //
-// The file has a line for each thing that happens: a message of any encoding in hex, an update; "tick"; or "?" and a
-// symbol, the question of a subscriber that joins late. At the end the states of the subscriber are printed. Run it
-// where etc/field_map.txt is found: in the repository's root, or with CONFIG_PATH naming the folder.
+// The file has one line per event: an update (a message of any encoding in hex), "tick", or "?" and a symbol (the
+// request of a subscriber that joins late). At the end the states of the subscriber are printed. Run it where
+// etc/field_map.txt is found: in the repository's root, or with CONFIG_PATH naming the folder.
 
 #include <cstdint>
 

@@ -1,4 +1,4 @@
-/* A quote through the C interface: build it, change it, read it back, receive one as bytes. Run it where the sample
+/* Builds a quote with the C API, changes it, reads it, and receives one as bytes. Run it where the sample
  * dictionary etc/field_map.txt is found: in the repository's root, or with CONFIG_PATH naming the folder. */
 #include <md/md_message_c_ext.h>
 

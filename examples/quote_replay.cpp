@@ -1,11 +1,11 @@
-// Replays recorded quotes and trades through the library: each row of a CSV becomes a message, the message's bytes are
-// parsed into a second one as a receiver would, and every field is read back and compared with the row. All three
-// encodings are tried, and every conversion from one to another.
+// Replays recorded quotes and trades through the library: each row of a CSV file becomes a message, its bytes are
+// parsed into a second message as in a receiver, and every field is read and compared with the row. This is done for
+// all three encodings and all conversions between them.
 //
 //   quote_replay FILE.csv     such as data/quotes_sample.csv
 //
 // The CSV has the columns of `kColumns`, in that order, and an empty cell where a venue sent nothing. Exit status: 0
-// when everything matched, 1 when a row was bad or a field came back different, 2 when the file cannot be used.
+// if everything matched, 1 if a row was malformed or a field differed, 2 if the file cannot be used.
 
 #include <md/md_itermap.h>
 #include <md/md_message.h>

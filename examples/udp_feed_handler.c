@@ -1,13 +1,13 @@
-/* A feed handler on UDP in C, with the loop that a real one has: a datagram is parsed into a message that is kept for
- * its encoding, its fields are read, what is bad is counted. Once every symbol has been seen, nothing is allocated. It
- * prints what udp_feed_handler.cpp prints.
+/* A UDP feed handler in C with a realistic loop: it parses each datagram into a reused message of its encoding, reads
+ * the fields and counts malformed messages. Once every symbol has occurred, it allocates nothing. The output is that of
+ * udp_feed_handler.cpp.
  *
  *   udp_feed_handler ADDRESS:PORT [COUNT [IDLE_SECONDS [INTERFACE]]]
  *
  * ADDRESS is an IPv4 address of this machine, or a multicast group, joined by the interface with the address INTERFACE;
- * port 0 lets the system choose one. Ends after COUNT datagrams (0, the default: any number), or when none has come for
- * IDLE_SECONDS (10 by default; 0: any time). Run it where etc/field_map.txt is found: in the repository's root, or with
- * CONFIG_PATH naming the folder. It is fed by udp_publisher, or by
+ * port 0 lets the system choose one. Ends after COUNT datagrams (0, the default: any number), or after IDLE_SECONDS
+ * without a datagram (10 by default; 0: no limit). Run it where etc/field_map.txt is found: in the repository's root,
+ * or with CONFIG_PATH naming the folder. Send datagrams with udp_publisher, or with
  *
  *   mdmsg generate --count 1000 | mdmsg replay --to 127.0.0.1:30001 */
 #define _DEFAULT_SOURCE /* sockets, for -std=c99: NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp) */
@@ -106,8 +106,8 @@ static bool on_trade(struct handler* handler, MD_MessageHandle message, const MD
   return true;
 }
 
-/* UDP loses datagrams and changes their order: only the numbers tell. Late ones count here; where a newer price must
- * not give way to an older one, test this first. */
+/* UDP loses and reorders datagrams; the sequence numbers reveal this. Late datagrams are counted here; if an older
+ * price must not replace a newer one, check this first. */
 static void on_sequence(struct handler* handler, uint64_t sequence) {
   if (sequence < handler->expected) {
     ++handler->late;
@@ -271,7 +271,7 @@ static bool parse_options(int argc, char** argv, struct options* options) {
 static bool set_up_socket(int receiver, const struct options* options) {
   const bool is_group = IN_MULTICAST(ntohl(options->place.sin_addr.s_addr));
   const int on = 1;
-  const int buffer_size = 4 << 20; /* room for bursts, as far as the system gives it; what does not fit is lost */
+  const int buffer_size = 4 << 20; /* for bursts, up to the limit of the system; datagrams that do not fit are lost */
   struct timeval idle = {0, 0};
   struct ip_mreq group;
   idle.tv_sec = (time_t)options->idle_seconds;

@@ -1,12 +1,12 @@
-// A feed handler on UDP, with the loop that a real one has: a datagram is parsed into a message that is kept for its
-// encoding, its fields are read, what is bad is counted. Once every symbol has been seen, nothing is allocated.
+// A UDP feed handler with a realistic loop: it parses each datagram into a reused message of its encoding, reads the
+// fields and counts malformed messages. Once every symbol has occurred, it allocates nothing.
 //
 //   udp_feed_handler ADDRESS:PORT [COUNT [IDLE_SECONDS [INTERFACE]]]
 //
 // ADDRESS is an IPv4 address of this machine, or a multicast group, joined by the interface with the address INTERFACE;
-// port 0 lets the system choose one. Ends after COUNT datagrams (0, the default: any number), or when none has come for
-// IDLE_SECONDS (10 by default; 0: any time). Run it where etc/field_map.txt is found: in the repository's root, or with
-// CONFIG_PATH naming the folder. It is fed by udp_publisher, or by
+// port 0 lets the system choose one. Ends after COUNT datagrams (0, the default: any number), or after IDLE_SECONDS
+// without a datagram (10 by default; 0: no limit). Run it where etc/field_map.txt is found: in the repository's root,
+// or with CONFIG_PATH naming the folder. Send datagrams with udp_publisher, or with
 //
 //   mdmsg generate --count 1000 | mdmsg replay --to 127.0.0.1:30001
 
@@ -96,7 +96,7 @@ class FeedHandler {
   void printSummary() const;
 
  private:
-  /// The message is used through its own class, which makes the reads direct calls.
+  /// The message is used through its own class, so that the reads are inlined.
   template <class Encoding>
   void onMessage(Encoding& message, const std::uint8_t* bytes, std::uint32_t sizeBytes) {
     message.setBinaryImpl(bytes, sizeBytes);
@@ -152,8 +152,8 @@ class FeedHandler {
     return true;
   }
 
-  /// UDP loses datagrams and changes their order: only the numbers tell. Late ones count here; where a newer price must
-  /// not give way to an older one, test this first.
+  /// UDP loses and reorders datagrams; the sequence numbers reveal this. Late datagrams are counted here; if an older
+  /// price must not replace a newer one, check this first.
   void onSequence(std::uint64_t sequence) {
     if (sequence < m_expected) {
       ++m_late;
@@ -317,7 +317,7 @@ class Receiver {
     if (isGroup) {
       setOption(SOL_SOCKET, SO_REUSEADDR, 1, "SO_REUSEADDR");  // several programs may listen to one group
     }
-    // Room for bursts while the handler is busy, as far as the system gives it. What does not fit is lost.
+    // For bursts while the handler is busy, up to the limit of the system. Datagrams that do not fit are lost.
     setOption(SOL_SOCKET, SO_RCVBUF, 4 << 20, "SO_RCVBUF");
     setOption(SOL_SOCKET, SO_RCVTIMEO, timeval{static_cast<time_t>(options.idleSeconds), 0}, "SO_RCVTIMEO");
     require(::bind(m_socket, reinterpret_cast<const sockaddr*>(&options.place), sizeof options.place) == 0, "bind");

@@ -1,11 +1,11 @@
-// Publishes quotes by UDP. Each instrument's message is built once; a quote updates it where it stands, and its bytes
-// go out as they are: no encoding step, nothing allocated.
+// Publishes quotes over UDP. The message of each instrument is built once; each quote updates it in place and sends its
+// bytes, without an encoding step and without allocation.
 //
 //   udp_publisher ADDRESS:PORT [ENCODING [COUNT [PER_SECOND [INTERFACE]]]]
 //
 // ADDRESS is an IPv4 address or a multicast group, sent to by the interface with the address INTERFACE. ENCODING is
-// mInt (the default), IterMap or MsgT, or its code; 1000 quotes, 1000 a second, are sent unless COUNT and PER_SECOND
-// say otherwise. The quotes follow a formula, so that a receiver knows what to expect. Run it where etc/field_map.txt
+// mInt (the default), IterMap or MsgT, or its id. The defaults of COUNT and PER_SECOND are 1000 quotes and 1000
+// quotes/s. The quotes follow a formula, so that a receiver can verify them. Run it where etc/field_map.txt
 // is found: in the repository's root, or with CONFIG_PATH naming the folder.
 
 #include <cerrno>
@@ -86,7 +86,7 @@ class QuoteMessage {
   }
 
  private:
-  /// The dictionary has the last word: a field that it gives another type is refused.
+  /// A field for which the dictionary declares another type is refused.
   static void require(bool isDone) {
     if (!isDone) {
       throw std::runtime_error("a field was refused: the dictionary gives it another type");
