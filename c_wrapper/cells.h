@@ -1,4 +1,4 @@
-// What stands behind the handles of the C interface. Not installed.
+// The objects behind the handles of the C API. Not installed.
 #ifndef MD_C_WRAPPER_CELLS_H
 #define MD_C_WRAPPER_CELLS_H
 

@@ -46,7 +46,7 @@ void toC(MD_Message::String value, MD_String& out) { out = {value.data, value.le
 void toC(MD_Message::Buffer value, MD_Buffer& out) { out = {value.data, value.length}; }
 void toC(MD_EpochNS value, std::uint64_t& out) { out = value.get(); }
 
-/// Reads a field as a `T` into what the C interface calls it.
+/// Reads a field as a `T` into the corresponding C type.
 template <class T, class Out>
 bool getField(MD_MessageHandle message, std::uint16_t id, Out* out) {
   if (message == nullptr || out == nullptr) {
@@ -131,7 +131,7 @@ bool MD_Message_getBuffer(MD_MessageHandle message, uint16_t id, MD_Buffer* out)
 }
 
 bool MD_Message_getDateTime(MD_MessageHandle message, uint16_t id, MD_DateTimeHandle dt) {
-  // Only whether the field can be read is told; the value goes to nobody.
+  // Returns only whether the field is readable; the value is discarded.
   MD_DateTime value;
   return dt != nullptr && getField<MD_DateTime>(message, id, &value);
 }

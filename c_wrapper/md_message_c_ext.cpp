@@ -85,7 +85,7 @@ class BoundedText : public std::streambuf {
  public:
   BoundedText(char* text, std::size_t capacity) : m_text(text), m_capacity(text != nullptr ? capacity : 0) {}
 
-  /// Behind what was kept. @return whether that is all there was, or nothing was to be kept
+  /// Terminates the stored text. @return whether it is complete, or no text was requested
   bool terminate() noexcept {
     if (m_capacity != 0) {
       m_text[std::min(m_length, m_capacity - 1)] = '\0';
@@ -119,7 +119,7 @@ class BoundedText : public std::streambuf {
   std::size_t m_length = 0;
 };
 
-/// Prints a message, wrapped into what prints it.
+/// Prints a message by the given output wrapper.
 template <class Wrap>
 bool printTo(MD_MessageHandle message, char* text, std::size_t capacity, std::size_t* length, Wrap wrap) noexcept {
   if (!isHeld(message) || length == nullptr) {
@@ -211,7 +211,7 @@ std::string reportOf(Work work) {
   }
 }
 
-/// Runs `work` and tells what comes out of it.
+/// Runs `work` and returns its result.
 template <class Work>
 bool succeeds(Work work, char* error, std::size_t capacity) noexcept {
   tell("unknown error", error, capacity);
@@ -237,7 +237,7 @@ bool loads(Load load, char* error, std::size_t capacity) noexcept {
          });
 }
 
-/// The same for what is loaded from `source`, which must not be null.
+/// The same for a load from `source`, which must not be null.
 template <class Load>
 bool loadsFrom(const char* source, Load load, char* error, std::size_t capacity) noexcept {
   if (source == nullptr) {

@@ -86,7 +86,7 @@ T fromC(const Member& member) {
   }
 }
 
-/// Calls `use` with the message as its own class and each slot, and notes what it returns.
+/// Calls `use` with the message as its own class and each slot, and stores the result as status.
 /// @return how many it returned true for
 template <class Use>
 std::size_t forEachSlot(MD_MessageHandle message, MD_FieldSlot* slots, std::size_t count, Use use) noexcept {
@@ -106,7 +106,7 @@ std::size_t forEachSlot(MD_MessageHandle message, MD_FieldSlot* slots, std::size
         return true;
       });
     } catch (...) {
-      // Out of memory: what was done is told.
+      // Out of memory: the result is the number of fields done.
     }
   }
   for (; next != count; ++next) {

@@ -9,7 +9,7 @@ namespace MD::detail {
 void assertionFailed(const char* expression, const char* file, unsigned line);
 
 /// Checks a condition whose reported text is `expression`.
-/// @return whether it held, for callers that go on differently after a handler returned
+/// @return whether it held, for callers that continue differently after a handler returned
 inline bool check(bool holds, const char* expression, const char* file, unsigned line) {
   if (!holds) {
     assertionFailed(expression, file, line);

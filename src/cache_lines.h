@@ -1,4 +1,4 @@
-// Keeps apart in memory what different threads write to: two writers of one cache line wait for each other.
+// Separates data that different threads write: two writers of one cache line wait for each other.
 #ifndef MD_SRC_CACHE_LINES_H
 #define MD_SRC_CACHE_LINES_H
 

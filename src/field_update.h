@@ -1,4 +1,4 @@
-// What an update of a typed field refuses: whatever would erase or reinterpret a field.
+// The updates of a typed field that are refused: those that would erase or reinterpret a field.
 #ifndef MD_SRC_FIELD_UPDATE_H
 #define MD_SRC_FIELD_UPDATE_H
 

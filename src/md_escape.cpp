@@ -10,7 +10,7 @@ namespace {
 
 constexpr char kHexDigits[] = "0123456789abcdef";
 
-/// Whether a terminal may obey a character of several bytes, or show what is not there.
+/// Whether a multi-byte character can control a terminal or change the displayed text.
 bool isControl(std::uint32_t codePoint) noexcept {
   const auto isWithin = [codePoint](std::uint32_t first, std::uint32_t last) {
     return codePoint >= first && codePoint <= last;

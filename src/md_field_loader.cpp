@@ -43,7 +43,7 @@ bool FieldMapLoader::accept(std::string name, std::uint16_t id, const std::strin
   return true;
 }
 
-// In order of their ids each row's place is the end, and the rows lie in memory as they are walked.
+// In the order of ids, each entry is appended at the end, and entries are contiguous in iteration order.
 void FieldMapLoader::makeRows() {
   auto& rows = m_map.m_rows;
   std::stable_sort(m_entries.begin(), m_entries.end());
@@ -92,7 +92,7 @@ struct FileCloser {
   void operator()(std::FILE* file) const noexcept { static_cast<void>(std::fclose(file)); }
 };
 
-/// Everything that `read(to, room)` gives, block by block, until it gives nothing. Memory follows what has come.
+/// All data that `read(to, room)` returns, block by block, until it returns nothing. Memory grows with the data.
 template <class Read>
 std::string allOf(Read read) {
   constexpr std::size_t kBlockBytes = 65536;
@@ -155,7 +155,7 @@ class LineCounter : public std::streambuf {
 /// of memory that runs out it must not: the file would seem to end there.
 class EntryReader {
  public:
-  /// @param lines  tells the line of each entry, when it is not null
+  /// @param lines  returns the line of each entry, if not null
   explicit EntryReader(std::istream& text, const LineCounter* lines = nullptr)
       : m_text(text), m_lines(lines), m_callersExceptions(text.exceptions()) {
     if (!text.bad()) {
@@ -219,7 +219,7 @@ class EntryReader {
   std::size_t m_line = 0;
 };
 
-/// Finds what is wrong with the entries of a text, each of which it is shown in turn.
+/// Finds the problems of the entries of a text, which are passed one by one.
 class EntryCheck {
  public:
   explicit EntryCheck(LoadReport& report) : m_report(report), m_lineOfId(65536) {}
@@ -317,7 +317,7 @@ std::ifstream openText(const std::string& path, PathOrigin origin) {
   if (!mayBeOpened(path, origin) || !openFile(open)) {
     throw std::runtime_error("Unable to open file: " + path);
   }
-  // Ids are plain digits whatever the process's global locale does with numbers.
+  // Ids are plain digits, regardless of the global locale of the process.
   file.imbue(std::locale::classic());
   return file;
 }

@@ -1,4 +1,4 @@
-// Dictionary files into the dictionary: what the two formats have in common, and the formats.
+// Loads dictionary files into the dictionary: the common part of the two formats, and each format.
 #ifndef MD_SRC_FIELD_LOADER_H
 #define MD_SRC_FIELD_LOADER_H
 

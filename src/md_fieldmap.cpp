@@ -26,7 +26,7 @@ boost::mutex& dictionaryMutex() {
 }
 
 MD_FieldMap* g_dictionary = nullptr;  // guarded by dictionaryMutex(), as the next
-MD_FieldMap* g_instance = nullptr;    // the one that instance() keeps returning, whatever destroy() does
+MD_FieldMap* g_instance = nullptr;    // always returned by instance(), even after destroy()
 
 // What names the file of a reload may be the name of a row, which goes with the rows.
 std::string copyOf(const std::string& text) { return text; }
@@ -105,7 +105,7 @@ MD_FieldMap& MD_FieldMap::emptied() {
   return *map;
 }
 
-// As load_file() does: a program that brings its own fields does not depend on what else is found.
+// Like load_file(): a program with its own fields does not depend on other files.
 MD_FieldMap& MD_FieldMap::emptiedWithoutSearch() {
   MD_FieldMap* map = nullptr;
   {

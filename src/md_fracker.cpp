@@ -61,7 +61,7 @@ int digitCount(double v) {
   return digits;
 }
 
-// Beyond the range of the result, and for a NaN, what the x86-64 conversion gives, here on every platform.
+// Beyond the range of the result, and for a NaN: the result of the x86-64 conversion, on every platform.
 std::int64_t truncate(double v) {
   constexpr double kLimit = 9223372036854775808.0;  // 2^63
   return v > -kLimit && v < kLimit ? static_cast<std::int64_t>(v) : std::numeric_limits<std::int64_t>::min();

@@ -44,7 +44,7 @@ struct IterMap::Rules {
 
 IterMap::IterMap() : RecordMessage(DEFAULT_ALLOCATOR) { startEmpty(); }
 
-// Its memory is from the shared pools, whatever allocator the factory is given.
+// Its memory comes from the shared pools, even if an allocator is passed to the factory.
 IterMap::IterMap(const Allocator&) : RecordMessage(DEFAULT_ALLOCATOR) {}
 
 IterMap::~IterMap() = default;

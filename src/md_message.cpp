@@ -44,7 +44,7 @@ void MD_Message::operator delete(void* memory, std::size_t sizeBytes) noexcept {
   }
 }
 
-// Called when a constructor throws, of an object whose size is not told.
+// Called when a constructor throws, for an object of unknown size.
 void MD_Message::operator delete(void* memory, const std::nothrow_t&) noexcept { ::operator delete(memory); }
 
 MD_Message::MD_Message() : MD_Message(DEFAULT_ALLOCATOR) {}

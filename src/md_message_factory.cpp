@@ -17,11 +17,11 @@ static_assert(sizeof(IterMap) == sizeof(MD_Message) && sizeof(mInt) == sizeof(MD
 
 namespace {
 
-// What createPreferred() makes. Each thread writes what it read from the same file.
+// The encoding of createPreferred(). Each thread writes the value read from the same file.
 // Relaxed: the code is all that threads share.
 std::atomic<std::uint8_t> g_preferredCode{ENCODINGS::MSGT};
 
-/// Reads the preference file; what cannot be read or is out of range leaves the code as it is.
+/// Reads the preference file; a missing, unreadable or invalid value leaves the id unchanged.
 std::uint8_t readPreferredCode() {
   const std::string path = detail::findConfiguration("message/preferred.conf");
   std::ifstream file;

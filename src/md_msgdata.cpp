@@ -81,7 +81,7 @@ void MsgData::insert(std::uint8_t* pos, const std::uint8_t* first, const std::ui
   if (!isOwn) {
     std::memcpy(gap, first, count);
   } else {
-    // The part of the source before the gap stayed where it was, the part behind it moved up by `count`.
+    // The part of the source before the gap did not move; the part after it moved up by `count`.
     const std::size_t below = source >= offset ? 0 : (offset - source < count ? offset - source : count);
     std::memmove(gap, m_data + source, below);
     std::memmove(gap + below, m_data + source + below + count, count - below);

@@ -95,7 +95,7 @@ void Optimizer::freeSlots() noexcept {
   }
 }
 
-// Costs what the dictionary holds, but is called once in 65,535 clears.
+// The cost is proportional to the size of the dictionary, but it is called once per 65,535 clears.
 void Optimizer::forgetStamps() noexcept {
   if (m_memory != Memory::ZeroPages || !detail::zeroPagesAnew(m_slots, bytesFor(m_slotCount))) {
     std::replace_if(

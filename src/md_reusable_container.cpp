@@ -100,7 +100,7 @@ class ReusableContainer<T>::ThreadCache {
     return true;
   }
 
-  /// Gives the pool what the calling thread keeps, and all that it returns from now on.
+  /// Returns the cached objects of the calling thread to the pool, and all objects that it returns later.
   static void end() noexcept {
     if (Idle* const idle = active()) {
       pthread_setspecific(atThreadEnd().key, nullptr);
@@ -244,7 +244,7 @@ template <class T>
 MD_FAST_THREAD_LOCAL typename ReusableContainer<T>::ThreadCache::Stack* ReusableContainer<T>::ThreadCache::s_idle =
     &ReusableContainer<T>::ThreadCache::s_unused;
 
-/// The thread that ends the process ends no other way; what it keeps is freed with the pool.
+/// The thread that ends the process has no other end; its cached objects are freed with the pool.
 template <class T>
 struct ReusableContainer<T>::Shared::ClosesAtExit {
   explicit ClosesAtExit(ReusableContainer& pool) : m_pool(pool) {}
@@ -268,7 +268,7 @@ ReusableContainer<T>::~ReusableContainer() {
   close();
 }
 
-// Not inlined, as takeBack(): what a thread's cache serves needs no place on the stack.
+// Not inlined, like takeBack(): the fast path by the cache of the thread then needs no stack frame.
 template <class T>
 [[gnu::noinline]] T* ReusableContainer<T>::lend() {
   T* item = nullptr;

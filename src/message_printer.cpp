@@ -34,7 +34,7 @@ class StreamState {
   char m_fill;
 };
 
-/// Takes so many characters and refuses those behind.
+/// Accepts a limited number of characters and refuses later ones.
 class LimitedText : public std::streambuf {
  public:
   explicit LimitedText(std::size_t limit) : m_limit(limit) {}

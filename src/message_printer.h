@@ -38,7 +38,7 @@ class MessagePrinter {
 
 namespace detail {
 
-/// Reports what is left of a message after fields were stripped.
+/// Reports the rest of a message after fields were dropped.
 void reportRemainder(const MD_Message& message) noexcept;
 
 }  // namespace detail

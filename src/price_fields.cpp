@@ -41,7 +41,7 @@ bool PriceFields::isShownInPrice(std::string_view name, std::uint16_t id) {
   for (const std::string_view suffix : {kNum, kDenom}) {
     if (endsWith(name, suffix)) {
       const MD_FieldMap& map = MD_FieldMap::instance();
-      // Of two fields of the same name the price shows the one that the name leads to.
+      // If two fields share a name, the price uses the one to which the name resolves.
       if (map.packed(id).type != DATATYPES::INT || map.nameToId(std::string(name)) != id) {
         return false;
       }

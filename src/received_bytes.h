@@ -30,7 +30,7 @@ inline const MD_FieldMap* dictionaryOrNull() noexcept {
   }
 }
 
-/// Whether the value of a record that is a `T` goes on in the bytes after the record.
+/// Whether the value of a record of type `T` continues in the bytes after the record.
 template <class T>
 constexpr bool readsOn(const RecordHead& head) noexcept {
   return !kIsView<T> && head.valueBytes < sizeof(T);
@@ -109,7 +109,7 @@ MD_RARE bool readAsMessage(const ByteView& bytes, std::uint64_t position, const 
   return readRecord<Layout>(bytes, head, dictionary, out);
 }
 
-/// Whether the value of a whole record lies inside it, so that Layout::decode() reads it as a message does.
+/// Whether the value of a complete record is within it, so that Layout::decode() reads it as a message does.
 template <class Layout, class T>
 constexpr bool isPlain(const RecordHead& head) noexcept {
   constexpr bool kIsString = std::is_same_v<T, StringView16>;

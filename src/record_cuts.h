@@ -22,7 +22,7 @@ namespace MD::detail {
 struct RecordCut {
   std::uint64_t position;
   FIELDS::packed_rec field;
-  std::uint64_t end = 0;  ///< where the bytes go on that stay
+  std::uint64_t end = 0;  ///< start of the next bytes to keep
 };
 
 /// The head of a record that begins less than a head before the first of the cuts.

@@ -54,7 +54,7 @@ bool RecordMessage<Encoding>::emptyImpl() const {
   return bytes().size() <= detail::kHeaderBytes<typename Encoding::Layout>;
 }
 
-/// Writes the header, from its byte `first` on, into the buffer's memory, whatever of that is in use.
+/// Writes the header, starting at its byte `first`, into the memory of the buffer, regardless of the bytes in use.
 template <class Encoding>
 void RecordMessage<Encoding>::writeHeader(std::uint64_t first) noexcept {
   constexpr const auto& kHeader = Encoding::Layout::kHeader;
@@ -93,7 +93,7 @@ void RecordMessage<Encoding>::assign(const std::uint8_t* source, std::uint64_t s
   if (sizeBytes != 0) {
     std::memmove(data.data(), source, static_cast<std::size_t>(sizeBytes));
   }
-  // A header that is truncated is completed behind the end, where an add or a clear brings it into use.
+  // A truncated header is completed after the end, where an add or a clear makes it valid.
   writeHeader(sizeBytes);
   data.setSize(sizeBytes);
   positions().clear();
@@ -243,7 +243,7 @@ bool RecordMessage<Encoding>::append(std::uint16_t id, T value) {
   if constexpr (Layout::kMaxValueBytes < detail::kLongestValueBytes) {
     if (lengthBytes > Layout::kMaxValueBytes) {
       detail::report([lengthBytes] { return Rules::tooLong(lengthBytes); });
-      // An update's erase may have led the field to a record in the bytes behind.
+      // The erase of an update may have set the offset of the field to a record in the following bytes.
       positions().erase(field);
       return false;
     }
@@ -316,7 +316,7 @@ bool RecordMessage<Encoding>::eraseImpl(std::uint16_t id) {
   return true;
 }
 
-/// Removes the `recordBytes` of a field's record and indexes what follows.
+/// Removes the `recordBytes` of the record of a field and indexes the following records.
 template <class Encoding>
 void RecordMessage<Encoding>::cutOut(FIELDS::packed_rec field, std::uint64_t position, std::uint64_t recordBytes) {
   MsgData& data = bytes();

@@ -133,7 +133,7 @@ class RecordReplacement {
     return m_state == State::Regular;
   }
 
-  /// Lists the records that no field leads to, and makes room for all that there will be to remember.
+  /// Lists the records that no field refers to, and reserves memory for all later entries.
   /// @return whether the message is as the class comment asks
   bool listRecords() {
     m_others.clear();
@@ -190,7 +190,7 @@ class RecordReplacement {
     }
   }
 
-  /// After an append: a string whose length its record does not tell is read as further records by the next erase.
+  /// After an append: the next erase reads a string without a valid length field as further records.
   template <class T>
   void keepWhole(std::uint16_t id) noexcept {
     if constexpr (kIsView<T>) {
@@ -204,7 +204,7 @@ class RecordReplacement {
     }
   }
 
-  /// Moves what lies between the erased records down, each byte once.
+  /// Moves the bytes between the erased records down, each byte once.
   void closeUp() noexcept {
     if (m_erased.empty()) {
       return;
@@ -223,7 +223,7 @@ class RecordReplacement {
     m_erasedBytes = 0;
   }
 
-  /// Has the fields of the records from `position` to `last` lead to where they will be, `byBytes` lower.
+  /// Lowers the offsets of the fields of the records from `position` to `last` by `byBytes`.
   void moveFields(std::uint64_t position, std::uint64_t last, std::uint64_t byBytes) noexcept {
     const ByteView bytes = view();
     while (position < last) {

@@ -6,7 +6,7 @@
 //   tooLong(lengthBytes)           the report of a value longer than Layout::kMaxValueBytes, where that can be
 //   kGetRefused                    the first line of the report of a failed read; null where that is silent
 //   kGetReportsStoredId            whether that report has the id in the record instead of the requested one
-//   kUpdateTest                    what an update tests before it overwrites a field
+//   kUpdateTest                    the check of an update before it overwrites a field
 //   kFieldDataTypeOfRequestedId    whether fieldData() returns the dictionary's type of the requested id instead of the
 //                                  record's type
 //   kEmptyMessageBeforeEmptyList   which of the two an erase of several fields tests first
@@ -73,7 +73,7 @@ inline std::uint64_t presentBytes(const ByteView& bytes, const RecordHead& head)
   return std::min(head.bytes(), bytes.left(head.position));
 }
 
-/// Moves the bytes [first, last) down to `kept` and steps that behind them.
+/// Moves the bytes [first, last) down to `kept` and advances `kept` past them.
 inline void keep(MsgData& data, std::uint64_t first, std::uint64_t last, std::uint64_t& kept) noexcept {
   if (kept != first && first < last) {
     std::memmove(data.data() + kept, data.data() + first, static_cast<std::size_t>(last - first));

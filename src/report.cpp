@@ -8,7 +8,7 @@
 namespace MD {
 namespace {
 
-// Sequentially consistent, the default: what a program wrote before it installed a handler, the handler sees.
+// Sequentially consistent, the default: the handler sees all writes before its installation.
 std::atomic<ReportHandler> g_handler{nullptr};
 
 }  // namespace

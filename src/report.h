@@ -42,11 +42,11 @@ class BadFieldReports {
  private:
   static constexpr int kLimit = 100;
 
-  // Relaxed: the count is all that threads share, and each takes numbers of its own from it whatever their order.
+  // Relaxed: threads share only the count, and each takes its own numbers from it in any order.
   std::atomic<int> m_written{0};
 };
 
-/// For its lifetime its thread reports nothing: of operations that say by their results what a report would say.
+/// Suppresses the diagnostics of its thread during its lifetime, for operations whose results contain the same.
 class SilentReports {
  public:
   SilentReports() noexcept : m_wereSilent(t_areSilent) { t_areSilent = true; }

@@ -14,7 +14,7 @@ class FileSearchParameter;
 
 namespace detail {
 
-// The error codes of a conversion are Windows' own; these two are told apart from all others.
+// The error codes of conversions are those of Windows; these two are handled separately.
 constexpr std::uint32_t kErrorInvalidFlags = 1004;
 constexpr std::uint32_t kErrorNoUnicodeTranslation = 1113;
 
@@ -33,7 +33,7 @@ class SearchPlatform {
   virtual bool exists(const std::string& path) const = 0;
   virtual bool exists(const std::wstring& path) const = 0;
 
-  /// Both empty when they cannot be told.
+  /// Both empty if they are unknown.
   virtual std::wstring programDataFolder() const = 0;
   virtual std::wstring moduleFolder() const = 0;
 

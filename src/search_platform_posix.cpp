@@ -15,7 +15,7 @@
 namespace MD::detail {
 namespace {
 
-// Windows' codes for what its own conversions answer in these cases.
+// The error codes of Windows for these cases.
 constexpr std::uint32_t kErrorInsufficientBuffer = 122;
 constexpr std::uint32_t kErrorArithmeticOverflow = 534;
 

@@ -10,7 +10,7 @@
 
 namespace MD::detail {
 
-/// Calls `use` with a value-initialised object of the value type that `type` stands for.
+/// Calls `use` with a value-initialised object of the value type with the code `type`.
 /// @return what `use` returned, false for any other type
 template <class Use>
 bool withValueType(std::uint8_t type, Use use) {
@@ -25,7 +25,7 @@ bool withValueType(std::uint8_t type, Use use) {
   }
 }
 
-/// Whether values of the type that `type` stands for can be read and written through a message.
+/// Whether values of the type with the code `type` can be read and written through a message.
 constexpr bool isValueType(std::uint8_t type) noexcept {
 #define MD_CODE(T, name, code) type == (code) ||
   return MD_VALUE_TYPES(MD_CODE) false;

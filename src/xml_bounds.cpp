@@ -30,10 +30,10 @@ bool startsDeclaration(std::string_view text, std::size_t position) {
                     [&](char start, char c) { return isSame(c, start); });
 }
 
-/// Whether a declaration, given up to its first '>', may go on behind that in a quoted value.
+/// Whether a declaration, given up to its first '>', may continue after it in a quoted value.
 bool endsInsideValue(std::string_view declaration) {
   for (const char quote : {'"', '\''}) {
-    // A quote opens a value behind '='; TinyXML counts some characters of three bytes as spaces.
+    // A quote after '=' starts a value; TinyXML treats some three-byte characters as spaces.
     std::size_t before = declaration.rfind(quote);
     if (before == declaration.npos) {
       continue;
@@ -87,7 +87,7 @@ class XmlBounds {
     if (startsWith(position, "</")) {
       m_depth -= m_depth != 0 ? 1U : 0U;
     } else if (startsDeclaration(m_text, position) && endsInsideValue(m_text.substr(position, end - position))) {
-      m_isDeclarationCut = true;  // what follows may be part of the value or tags
+      m_isDeclarationCut = true;  // the rest may be part of the value or tags
     }
     return end;
   }

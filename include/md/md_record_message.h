@@ -28,7 +28,7 @@ namespace detail {
 template <class Encoding, class Layout, class Rules>
 class RecordReplacement;
 
-/// Bytes that a message is made of. A message of another encoding is not: copyMsg() and copyReadable() convert.
+/// Bytes from which a message can be created. Messages of another encoding are excluded: use copyReadable().
 template <class Bytes>
 using IfReceivedBytes = std::enable_if_t<kIsByteRange<Bytes> && !std::is_base_of_v<MD_Message, Bytes>, int>;
 }  // namespace detail

@@ -27,7 +27,7 @@ struct WireRecord {
     Field,         ///< it does: the dictionary has the field, with the type of the record
     UnknownField,  ///< dropped: the dictionary does not have the field
     OtherType,     ///< dropped: the dictionary has the field with another type
-    LoneByte,      ///< dropped: what is left is less than a field id
+    LoneByte,      ///< dropped: less than a field id remains
   };
   /// Whether the value can be read as one of `type`.
   enum class Value : std::uint8_t {
@@ -45,7 +45,7 @@ struct WireRecord {
   std::uint8_t typeBytes;     ///< of them the type's, 0 in an encoding whose records have none
   std::uint8_t type;          ///< a `DATATYPES` code: the record's own or, where it has none, the dictionary's
   std::uint16_t id;           ///< the field; of a lone byte, that byte
-  FIELDS::packed_rec field;   ///< what the dictionary knows of the id
+  FIELDS::packed_rec field;   ///< the entry of the id in the dictionary
   Kind kind;                  ///< whether a message holds it
   Value value;                ///< whether its value can be read
 };

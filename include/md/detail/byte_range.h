@@ -1,5 +1,5 @@
 /// @file
-/// Bytes in whatever the standard library keeps them. For the library's own headers.
+/// Bytes in containers of the standard library. For the headers of the library only.
 #ifndef MD_DETAIL_BYTE_RANGE_H
 #define MD_DETAIL_BYTE_RANGE_H
 

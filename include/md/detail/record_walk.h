@@ -36,12 +36,12 @@ struct WalkedRecord {
   enum class Kind : std::uint8_t {
     Field,     ///< kept: the dictionary holds the id, and gives it the type of the record
     BadField,  ///< dropped: an unknown id, or another type on the wire
-    LoneByte,  ///< dropped: what is left is no whole id
+    LoneByte,  ///< dropped: less than a field id remains
   };
 
   RecordHead head;
   std::uint64_t end;         ///< of the bytes that are kept or dropped, where the next record starts
-  FIELDS::packed_rec field;  ///< what the dictionary knows of the id
+  FIELDS::packed_rec field;  ///< the entry of the id in the dictionary
   std::uint16_t id;          ///< of a lone byte, that byte
   Kind kind;
 

@@ -28,7 +28,7 @@ struct RecordHead {
   std::uint64_t position;
   std::uint64_t valueBytes;  ///< as stored; the record may run past the end of the message
   std::uint32_t headBytes;
-  std::uint8_t type;  ///< 0 when neither wire nor dictionary tell
+  std::uint8_t type;  ///< 0 if neither the wire nor the dictionary contains it
 
   std::uint64_t valuePosition() const noexcept { return position + headBytes; }
   std::uint64_t bytes() const noexcept { return headBytes + valueBytes; }

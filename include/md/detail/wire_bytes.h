@@ -1,5 +1,5 @@
 /// @file
-/// Bytes of records, read and written where they lie. For the library's own headers.
+/// Bytes of records, read and written in place. For the headers of the library only.
 #ifndef MD_DETAIL_WIRE_BYTES_H
 #define MD_DETAIL_WIRE_BYTES_H
 
