@@ -188,7 +188,7 @@ class Display(TestCase):
         report = self.mdmsg("stats", capture, status=1)
         self.assertEqual(counts["md"], 1500)
         for line, expression in (("MsgT", 'md.encoding == "MsgT"'), ("mInt", "md.encoding == 6"),
-                                 ("not ours", "md.problem.unknown_encoding"), ("truncated", "md.problem.truncated_value")):
+                                 ("unrecognised", "md.problem.unknown_encoding"), ("truncated", "md.problem.truncated_value")):
             self.assertIn(f"{line} {counts[expression]}", [" ".join(row.split()[:len(line.split()) + 1])
                                                            for row in report.splitlines()])
         self.assertEqual(counts["md.record.id == 22"], counts['md.record.id == "BID"'])
