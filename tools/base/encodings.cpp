@@ -8,15 +8,6 @@
 
 namespace MD::tool {
 
-const char* encodingName(std::uint8_t code) noexcept {
-  for (const auto& encoding : ENCODINGS::kAll) {
-    if (encoding.code == code) {
-      return encoding.name;
-    }
-  }
-  return nullptr;
-}
-
 std::uint8_t encodingCode(std::string_view name) noexcept {
   for (const auto& encoding : ENCODINGS::kAll) {
     if (encoding.name == name) {

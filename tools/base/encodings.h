@@ -12,7 +12,14 @@
 namespace MD::tool {
 
 /// The name of the encoding with this code, null when there is none.
-const char* encodingName(std::uint8_t code) noexcept;
+inline const char* encodingName(std::uint8_t code) noexcept {
+  for (const auto& encoding : ENCODINGS::kAll) {
+    if (encoding.code == code) {
+      return encoding.name;
+    }
+  }
+  return nullptr;
+}
 
 /// The code of the encoding of this name, 0 when there is none.
 std::uint8_t encodingCode(std::string_view name) noexcept;

@@ -19,11 +19,19 @@ std::size_t indexOf(std::uint8_t code) noexcept {
 }  // namespace
 
 void RateHistogram::add(std::int64_t timeNs) {
+  if (timeNs < m_barBeginNs || timeNs >= m_barEndNs) {
+    findBar(timeNs);
+  }
+  m_lastNs = std::max(m_lastNs, timeNs);
+  m_firstNs = std::min(m_firstNs, timeNs);
+  ++m_counts[m_bar];
+}
+
+/// Finds the bar of a time, or makes one, so that the next times need no search.
+void RateHistogram::findBar(std::int64_t timeNs) {
   if (m_counts.empty()) {
     m_beginNs = m_firstNs = m_lastNs = timeNs;
   }
-  m_firstNs = std::min(m_firstNs, timeNs);
-  m_lastNs = std::max(m_lastNs, timeNs);
   // Unsigned, since the span between any two times may be more than a signed number holds.
   const auto distance = [this](std::int64_t time) {
     return (static_cast<std::uint64_t>(time) - static_cast<std::uint64_t>(m_beginNs)) /
@@ -35,9 +43,13 @@ void RateHistogram::add(std::int64_t timeNs) {
   while (distance(timeNs) >= kMostBars) {
     widen();
   }
-  const auto bar = static_cast<std::size_t>(distance(timeNs));
-  m_counts.resize(std::max(m_counts.size(), bar + 1));
-  ++m_counts[bar];
+  m_bar = static_cast<std::size_t>(distance(timeNs));
+  m_counts.resize(std::max(m_counts.size(), m_bar + 1));
+  m_barBeginNs = barBeginNs(m_bar);
+  // The last bar may end behind the last time that there is; it is then looked for each time.
+  const auto end = static_cast<std::int64_t>(static_cast<std::uint64_t>(m_beginNs) +
+                                             (m_bar + 1) * static_cast<std::uint64_t>(m_widthNs));
+  m_barEndNs = std::max(end, m_barBeginNs);
 }
 
 /// Joins each two bars, or each five, so that the widths are round: 1, 2, 10, 20, 100 milliseconds.

@@ -37,6 +37,7 @@ class RateHistogram {
  private:
   static constexpr std::size_t kMostBars = 60;
 
+  void findBar(std::int64_t timeNs);
   void widen();
   void moveBegin(std::int64_t timeNs);
 
@@ -45,6 +46,9 @@ class RateHistogram {
   std::int64_t m_firstNs = 0;
   std::int64_t m_lastNs = 0;
   bool m_isNextFive = false;
+  std::size_t m_bar = 0;  // the one of the time that came last, from m_barBeginNs to before m_barEndNs
+  std::int64_t m_barBeginNs = 0;
+  std::int64_t m_barEndNs = 0;
   std::vector<std::uint64_t> m_counts;
 };
 

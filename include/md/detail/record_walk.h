@@ -102,17 +102,23 @@ class RecordWalk {
     if (left < sizeof(std::uint16_t)) {
       record = {{m_position, 0, 0, 0}, m_position + left, {}, *m_bytes.at(m_position), WalkedRecord::Kind::LoneByte};
     } else {
-      const std::uint16_t id = Layout::id(m_bytes, m_position);
-      const FIELDS::packed_rec field = m_dictionary->packed(id);
-      const RecordHead head = Layout::head(m_bytes, m_position, field.type);
-      record = {head, m_position + std::min(head.bytes(), left), field, id,
-                field.isKnown() && head.type == field.type ? WalkedRecord::Kind::Field : WalkedRecord::Kind::BadField};
+      // Nearly always the head is inside the message.
+      left >= Layout::kMaxHeadBytes ? read(m_bytes.whole(), left, record) : read(m_bytes, left, record);
     }
     m_position = record.end;
     return true;
   }
 
  private:
+  template <class Bytes>
+  MD_ALWAYS_INLINE void read(const Bytes& bytes, std::uint64_t left, WalkedRecord& record) const noexcept {
+    const std::uint16_t id = Layout::id(bytes, m_position);
+    const FIELDS::packed_rec field = m_dictionary->packed(id);
+    const RecordHead head = Layout::head(bytes, m_position, field.type);
+    record = {head, m_position + std::min(head.bytes(), left), field, id,
+              field.isKnown() && head.type == field.type ? WalkedRecord::Kind::Field : WalkedRecord::Kind::BadField};
+  }
+
   ByteView m_bytes;
   const MD_FieldMap* m_dictionary;
   std::uint64_t m_position;
