@@ -1,6 +1,6 @@
 #include "base/diagnostics.h"
 
-#include <iostream>
+#include <ostream>
 #include <utility>
 
 #include "base/end_watch.h"
@@ -9,17 +9,7 @@
 namespace MD::tool {
 namespace {
 
-/// Takes everything and keeps nothing.
-class NullBuffer : public std::streambuf {
- protected:
-  int_type overflow(int_type c) override { return traits_type::not_eof(c); }
-  std::streamsize xsputn(const char*, std::streamsize count) override { return count; }
-};
-
-std::streambuf* nullBuffer() {
-  static NullBuffer buffer;
-  return &buffer;
-}
+void ignore(const char*, std::size_t) {}
 
 void goOn(const char*, const char*, unsigned) {}
 
@@ -66,6 +56,7 @@ constexpr struct {
 std::string Reporter::place() const { return m_input + textOf(m_place); }
 
 void Reporter::setInput(std::string name) {
+  bringOutBefore();
   finish();
   m_input = std::move(name);
 }
@@ -74,6 +65,11 @@ void Reporter::error(const LineError& error) { reportLine(error.kind(), "", erro
 
 void Reporter::note(ReportKind kind, std::string_view field, std::string_view text) {
   reportLine(kind, "note: ", field, text);
+}
+
+void Reporter::replay(const KeptReport& report) {
+  m_place = report.place;
+  reportLine(report.kind, report.label, report.field, report.text);
 }
 
 void Reporter::entry(std::string_view place, std::string_view text, bool isLeftOut) {
@@ -87,6 +83,10 @@ void Reporter::entry(std::string_view place, std::string_view text, bool isLeftO
 
 void Reporter::reportLine(ReportKind kind, std::string_view label, std::string_view field, std::string_view text) {
   raise(kBadData);
+  if (m_kept != nullptr) {
+    m_kept->push_back({m_out.completeBytes(), m_place, kind, label, std::string(field), std::string(text)});
+    return;
+  }
   if (!isToBeWritten(kind)) {
     return;
   }
@@ -128,6 +128,7 @@ void Reporter::finish() {
 }
 
 void Reporter::write(std::string_view text, std::string_view advice) {
+  bringOutBefore();
   m_out.flush();
   if (m_progress != nullptr) {
     m_progress->clear();
@@ -137,16 +138,16 @@ void Reporter::write(std::string_view text, std::string_view advice) {
     lines.append(advice) += '\n';
   }
   const BlockingWrite blocking;
-  m_err.clear();  // a report that could not be written does not keep the next one back
-  m_err.write(lines.data(), static_cast<std::streamsize>(lines.size())).flush();
+  m_err->clear();  // a report that could not be written does not keep the next one back
+  m_err->write(lines.data(), static_cast<std::streamsize>(lines.size())).flush();
 }
 
 QuietLibrary::QuietLibrary()
-    : m_cerr(std::cerr.rdbuf(nullBuffer())), m_assertionHandler(set_assertion_handler(&goOn)) {}
+    : m_reportHandler(set_report_handler(&ignore)), m_assertionHandler(set_assertion_handler(&goOn)) {}
 
 QuietLibrary::~QuietLibrary() {
   set_assertion_handler(m_assertionHandler);
-  std::cerr.rdbuf(m_cerr);
+  set_report_handler(m_reportHandler);
 }
 
 }  // namespace MD::tool

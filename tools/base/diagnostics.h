@@ -2,17 +2,22 @@
 #ifndef MDMSG_DIAGNOSTICS_H
 #define MDMSG_DIAGNOSTICS_H
 
+#include <cstddef>
 #include <cstdint>
 
 #include <array>
+#include <functional>
 #include <iosfwd>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "base/errors.h"
 #include "base/output.h"
 #include "base/progress.h"
 #include "base/quoted_text.h"
+#include "md/md_report.h"
 
 namespace MD::tool {
 
@@ -36,12 +41,24 @@ struct Place {
   std::uint64_t offset = 0;
 };
 
+/// A report on a message, to be written later.
+struct KeptReport {
+  std::size_t outputBytes = 0;  ///< how much output is written before it
+  Place place;
+  ReportKind kind;
+  std::string_view label;  ///< a literal
+  std::string field;
+  std::string text;
+};
+
 /// Writes the reports and keeps the exit status that follows from them. Of each kind it writes a bounded number per
 /// input, and at the input's end how many there were besides.
 class Reporter {
  public:
   /// @param out  written out before each report, so that both appear in order where they share a terminal
-  Reporter(std::ostream& err, Output& out) : m_err(err), m_out(out) {}
+  Reporter(std::ostream& err, Output& out) : m_err(&err), m_out(out) {}
+  /// Writes nothing, but keeps the reports on messages for replay(). @param out  what they are on
+  Reporter(std::vector<KeptReport>& kept, Output& out) : m_kept(&kept), m_out(out) {}
 
   /// How many reports of a kind are written per input.
   void setMostReports(std::uint64_t most) noexcept { m_most = most; }
@@ -51,6 +68,7 @@ class Reporter {
   void setPlace(Place place) noexcept { m_place = place; }
   void setLine(std::uint64_t line) noexcept { m_place = {Place::Kind::Line, line, 0}; }
   const std::string& input() const noexcept { return m_input; }
+  const Place& at() const noexcept { return m_place; }
 
   /// Shows how far the inputs have been read, where `progress` is not null; reports stand above it.
   void setProgress(Progress* progress) noexcept { m_progress = progress; }
@@ -76,6 +94,10 @@ class Reporter {
   /// The current message was written, but not reproduced exactly.
   /// @param field  empty when the note is about the whole message
   void note(ReportKind kind, std::string_view field, std::string_view text);
+  /// Reports what another reporter has kept.
+  void replay(const KeptReport& report);
+  /// Is called before each report, and before the input changes: brings out what belongs before. Empty for nothing.
+  void setBeforeReport(std::function<void()> before) { m_beforeReport = std::move(before); }
   /// The current input as a whole is not what it should be.
   void wholeInput(std::string_view text);
   /// An entry of a dictionary is skipped or, if `isLeftOut` is false, reported for information.
@@ -99,9 +121,16 @@ class Reporter {
   bool isToBeWritten(ReportKind kind) noexcept { return m_counts[static_cast<std::size_t>(kind)]++ < m_most; }
   void reportLine(ReportKind kind, std::string_view label, std::string_view field, std::string_view text);
   void write(std::string_view text, std::string_view advice = {});
+  void bringOutBefore() {
+    if (m_beforeReport) {
+      m_beforeReport();
+    }
+  }
 
-  std::ostream& m_err;
+  std::ostream* m_err = nullptr;              ///< null where reports are kept
+  std::vector<KeptReport>* m_kept = nullptr;  ///< null where they are written
   Output& m_out;
+  std::function<void()> m_beforeReport;
   Progress* m_progress = nullptr;
   std::string m_input;
   Place m_place;
@@ -110,7 +139,7 @@ class Reporter {
   ExitStatus m_status = kDone;
 };
 
-/// For its lifetime the library neither writes to std::cerr nor ends the process by an assertion: received bytes may be
+/// For its lifetime the library neither writes reports nor ends the process by an assertion: received bytes may be
 /// anything, and the program reports on them itself, by line and field.
 class QuietLibrary {
  public:
@@ -120,7 +149,7 @@ class QuietLibrary {
   QuietLibrary& operator=(const QuietLibrary&) = delete;
 
  private:
-  std::streambuf* m_cerr;
+  ReportHandler m_reportHandler;
   void (*m_assertionHandler)(const char*, const char*, unsigned);
 };
 

@@ -29,11 +29,11 @@ OutputError::OutputError(const std::string& name, int code)
       m_isBrokenPipe(meansBrokenPipe(code)) {}
 
 void Output::flush() {
-  if (m_complete == 0) {
+  if (m_complete == 0 || (m_file == nullptr && m_out == nullptr)) {
     return;
   }
   dropOldContents();
-  std::streambuf& to = m_file != nullptr ? *m_file : *m_out.rdbuf();
+  std::streambuf& to = m_file != nullptr ? *m_file : *m_out->rdbuf();
   errno = 0;
   // Past the stream, which would keep an exception to itself.
   const auto sizeBytes = static_cast<std::streamsize>(m_complete);
@@ -47,6 +47,12 @@ void Output::flush() {
   if (!isWritten) {
     fail(code);
   }
+}
+
+void Output::takeComplete(std::string& into) {
+  into.assign(m_text, 0, m_complete);
+  m_text.clear();
+  m_complete = 0;
 }
 
 void Output::finish() {

@@ -28,7 +28,9 @@ class OutputError : public std::runtime_error {
 
 class Output {
  public:
-  explicit Output(std::ostream& out) : m_out(out) {}
+  explicit Output(std::ostream& out) : m_out(&out) {}
+  /// Collects everything until takeComplete().
+  Output() = default;
 
   /// Writes to an open file from here on. What it held before goes with the first write, or finish(), and stays when
   /// the program finds before that what it cannot do.
@@ -50,6 +52,10 @@ class Output {
   void dropLine() { m_text.resize(m_complete); }
   /// Gives back the memory that text() does not need at the moment.
   void releaseMemory() noexcept { m_text.shrink_to_fit(); }
+  /// How much of text() is complete.
+  std::size_t completeBytes() const noexcept { return m_complete; }
+  /// Exchanges the complete lines for an empty text: what collected output has come to.
+  void takeComplete(std::string& into);
   /// Writes all complete lines. @throws OutputError
   void flush();
   /// The same at the end, also where there was nothing to write; a file is closed. @throws OutputError
@@ -61,8 +67,8 @@ class Output {
   void dropOldContents();
   [[noreturn]] void fail(int code) const;
 
-  std::ostream& m_out;
-  OutputFile* m_file = nullptr;  ///< in the place of the stream
+  std::ostream* m_out = nullptr;  ///< null for a file, and where the text is collected
+  OutputFile* m_file = nullptr;   ///< in the place of the stream
   std::string m_text;
   std::size_t m_complete = 0;
   bool m_hasOldContents = false;

@@ -47,10 +47,10 @@ struct Command {
 class InputTask {
  public:
   InputTask(const Session& session, const CommonOptions& options, SourceOptions source,
-            const SelectionOptions& selection)
+            const SelectionOptions& selection, unsigned jobs = 1)
       : m_inputs(options.files, session.streams.in, !options.outputFile, session.reporter),
         m_messages(m_inputs, std::move(source), session.out, session.reporter),
-        m_task{m_messages, selection, session.out, session.reporter} {}
+        m_task{m_messages, selection, session.out, session.reporter, jobs} {}
 
   const Task& task() const noexcept { return m_task; }
 

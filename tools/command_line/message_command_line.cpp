@@ -87,6 +87,7 @@ struct EncodeLine : CommonOptions {
   std::string encoding;
   bool isCsv = false;
   SelectionOptions selection;
+  JobsLine jobs;
   SinkLine sink;
 };
 
@@ -94,6 +95,7 @@ struct DecodeCommandLine : CommonOptions {
   DecodeLine decode;
   SourceLine source;
   SelectionOptions selection;
+  JobsLine jobs;
 };
 
 struct ConvertLine : CommonOptions {
@@ -101,6 +103,7 @@ struct ConvertLine : CommonOptions {
   SinkLine sink;
   SourceLine source;
   SelectionOptions selection;
+  JobsLine jobs;
 };
 
 struct DumpLine : CommonOptions {
@@ -121,6 +124,7 @@ struct StatsLine : CommonOptions {
   TimeZoneLine zone;
   SourceLine source;
   SelectionOptions selection;
+  JobsLine jobs;
 };
 
 }  // namespace
@@ -132,13 +136,15 @@ Command addEncode(CLI::App& app) {
   command->add_flag("--csv", line->isCsv, "Read CSV with a header line of field names");
   addSelectionOptions(*command, line->selection, true);
   line->sink.add(*command, "--to,--framing");
+  line->jobs.add(*command);
   line->addOutput(*command);
   line->add(*command);
   command->footer(kEncodeHelp);
   return {command, line, [line](const Session& session) {
             Inputs inputs(line->files, session.streams.in, !line->outputFile, session.reporter);
-            encode(inputs, line->selection, {line->encoding, line->isCsv, line->sink.options()}, session.out,
-                   session.reporter);
+            encode(inputs, line->selection,
+                   {line->encoding, line->isCsv, line->sink.options(), line->jobs.count(*line, line->selection)},
+                   session.out, session.reporter);
           }};
 }
 
@@ -151,11 +157,15 @@ Command addDecode(CLI::App& app) {
   line->decode.add(*command);
   line->source.add(*command);
   addSelectionOptions(*command, line->selection, true);
+  line->jobs.add(*command);
   line->addOutput(*command);
   line->add(*command);
   command->footer(kDecodeHelp);
   return {command, line, [line](const Session& session) {
-            decode(InputTask(session, *line, line->source.options(), line->selection).task(), line->decode.options());
+            decode(InputTask(session, *line, line->source.options(), line->selection,
+                             line->jobs.count(*line, line->selection))
+                       .task(),
+                   line->decode.options());
           }};
 }
 
@@ -166,11 +176,14 @@ Command addConvert(CLI::App& app) {
   line->sink.add(*command, "--as");
   line->source.add(*command);
   addSelectionOptions(*command, line->selection, true);
+  line->jobs.add(*command);
   line->addOutput(*command);
   line->add(*command);
   command->footer(kConvertHelp);
   return {command, line, [line](const Session& session) {
-            convert(InputTask(session, *line, line->source.options(), line->selection).task(),
+            convert(InputTask(session, *line, line->source.options(), line->selection,
+                              line->jobs.count(*line, line->selection))
+                        .task(),
                     {line->encoding, line->sink.options()});
           }};
 }
@@ -237,6 +250,7 @@ Command addStats(CLI::App& app) {
   line->zone.add(*command);
   line->source.add(*command);
   addSelectionOptions(*command, line->selection, false);
+  line->jobs.add(*command);
   line->addOutput(*command);
   line->add(*command);
   command->footer(kStatsHelp);
@@ -255,7 +269,10 @@ Command addStats(CLI::App& app) {
       session.watch.begin();
       options.svg = &picture;
     }
-    stats(InputTask(session, *line, line->source.optionsWithForeign(), line->selection).task(), options);
+    stats(InputTask(session, *line, line->source.optionsWithForeign(), line->selection,
+                    line->jobs.count(*line, line->selection))
+              .task(),
+          options);
   };
   return {command, line, run, true, true};
 }

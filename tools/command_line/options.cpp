@@ -2,9 +2,12 @@
 
 #include <cstdint>
 
+#include <algorithm>
 #include <charconv>
+#include <filesystem>
 #include <limits>
 #include <system_error>
+#include <thread>
 
 #include <CLI/CLI.hpp>
 
@@ -71,6 +74,34 @@ void CommonOptions::addReports(CLI::App& command) {
 void CommonOptions::addOutput(CLI::App& command) {
   named(command.add_option("--output", outputFile, "Write FILE, which must not exist, not standard output"), "FILE");
   command.add_flag("--force", isForced, "Write over a file that exists");
+}
+
+void JobsLine::add(CLI::App& command) {
+  named(command.add_option("--jobs", jobs, "Number of threads for files (default: one per core for large files)")
+            ->check(&complaintAboutNumber),
+        "N");
+}
+
+unsigned JobsLine::count(const CommonOptions& common, const SelectionOptions& selection) const {
+  constexpr std::uint64_t kMost = 256;
+  constexpr std::uint64_t kLargeBytes = std::uint64_t{4} << 20;
+  if (jobs && (*jobs == 0 || *jobs > kMost)) {
+    throw UsageError("--jobs is at least 1 and at most " + std::to_string(kMost));
+  }
+  std::uint64_t sizeBytes = 0;
+  for (const std::string& file : common.files) {
+    std::error_code error;
+    if (file == "-" || !std::filesystem::is_regular_file(file, error)) {
+      return 1;
+    }
+    const std::uintmax_t fileBytes = std::filesystem::file_size(file, error);
+    sizeBytes += error ? 0 : fileBytes;
+  }
+  const bool isPart = selection.skip != 0 || selection.limit != std::numeric_limits<std::uint64_t>::max();
+  if (common.files.empty() || isPart || (!jobs && sizeBytes < kLargeBytes)) {
+    return 1;
+  }
+  return jobs ? static_cast<unsigned>(*jobs) : std::max(1U, std::thread::hardware_concurrency());
 }
 
 void addSelectionOptions(CLI::App& command, SelectionOptions& selection, bool hasFields) {

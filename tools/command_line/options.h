@@ -2,6 +2,8 @@
 #ifndef MDMSG_OPTIONS_H
 #define MDMSG_OPTIONS_H
 
+#include <cstdint>
+
 #include <chrono>
 #include <optional>
 #include <string>
@@ -51,6 +53,17 @@ struct CommonOptions {
   void addReports(CLI::App& command);
   /// Adds --output and --force.
   void addOutput(CLI::App& command);
+};
+
+/// With how many threads.
+struct JobsLine {
+  std::optional<std::uint64_t> jobs;
+
+  void add(CLI::App& command);
+  /// For these inputs: one where the first messages may be all that is wanted, or where they may come slowly; without
+  /// the option also where the inputs are small.
+  /// @throws UsageError
+  unsigned count(const CommonOptions& common, const SelectionOptions& selection) const;
 };
 
 /// Which messages.

@@ -24,12 +24,14 @@ struct Task {
   const SelectionOptions& selection;
   Output& out;
   Reporter& reporter;
+  unsigned jobs = 1;  ///< how many threads work on messages
 };
 
 struct EncodeOptions {
   std::string encoding;
   bool isCsv = false;
   SinkOptions sink;
+  unsigned jobs = 1;  ///< of JSON lines
 };
 
 /// JSON lines, or CSV, to messages.

@@ -1,11 +1,13 @@
 #include <cstdint>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "commands/commands.h"
 #include "commands/taken_messages.h"
+#include "commands/workers.h"
 #include "dictionary/field_names.h"
 #include "md/md_message.h"
 #include "messages/message_builder.h"
@@ -48,17 +50,37 @@ class Converter {
   std::vector<std::uint16_t> m_ids;
 };
 
+class ConvertWorker final : public Worker {
+ public:
+  ConvertWorker(const Task& task, const ConvertOptions& options)
+      : m_task(task),
+        m_selection(task.selection, m_names),
+        m_converter(options.encoding, m_names, m_selection, task.reporter),
+        m_sink(options.sink, m_names, task.out),
+        m_messages(task, m_selection) {}
+
+  std::function<void()> run() override {
+    while (const MD_Message* const message = m_messages.next()) {
+      attempt(m_task, [&] { m_sink.append(m_converter.convert(*message), m_messages.input().timeNs); });
+    }
+    return {};
+  }
+
+ private:
+  const Task& m_task;
+  const FieldNames m_names;
+  Selection m_selection;
+  Converter m_converter;
+  MessageSink m_sink;
+  TakenMessages m_messages;
+};
+
 }  // namespace
 
 void convert(const Task& task, const ConvertOptions& options) {
-  const FieldNames names;
-  Selection selection(task.selection, names);
-  Converter converter(options.encoding, names, selection, task.reporter);
-  MessageSink sink(options.sink, names, task.out);
-  TakenMessages messages(task, selection);
-  while (const MD_Message* const message = messages.next()) {
-    attempt(task, [&] { sink.append(converter.convert(*message), messages.input().timeNs); });
-  }
+  Task shared = task;
+  shared.jobs = isMessageByMessage(options.sink.form) ? task.jobs : 1;
+  runWorkers(shared, [&](const Task& part) { return std::make_unique<ConvertWorker>(part, options); });
 }
 
 }  // namespace MD::tool

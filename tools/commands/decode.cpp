@@ -1,6 +1,7 @@
 #include <cstdint>
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <ostream>
 #include <streambuf>
@@ -9,6 +10,7 @@
 
 #include "commands/commands.h"
 #include "commands/taken_messages.h"
+#include "commands/workers.h"
 #include "dictionary/field_names.h"
 #include "md/md_message.h"
 #include "md/md_price_output.h"
@@ -47,6 +49,10 @@ class StringAppender : public std::streambuf {
 class MessageWriter {
  public:
   virtual ~MessageWriter() = default;
+  /// Writes what goes before all messages.
+  virtual void begin() {}
+  /// The next message is the first of a block.
+  virtual void beginBlock() {}
   /// @throws LineError when the message cannot be written
   virtual void append(const MD_Message& message) = 0;
 };
@@ -65,6 +71,8 @@ class TextWriter : public MessageWriter {
     // Else the stream would keep to itself that memory is short, and write nothing from then on.
     m_printed.exceptions(std::ios_base::badbit);
   }
+
+  void beginBlock() override { m_isFirst = true; }
 
   void append(const MD_Message& message) override {
     // Of a message with fields that are repeated or cannot be read, the library's stream operators write the last value
@@ -145,7 +153,9 @@ class JsonLineWriter : public MessageWriter {
 class CsvRecordWriter : public MessageWriter {
  public:
   CsvRecordWriter(const FieldNames& names, const Selection& selection, const TimeZone* zone, const Task& task)
-      : m_writer(selection.fields(), names, zone, task.reporter), m_out(task.out) {
+      : m_writer(selection.fields(), names, zone, task.reporter), m_out(task.out) {}
+
+  void begin() override {
     m_writer.appendHeader(m_out.text());
     m_out.lineDone();
   }
@@ -175,16 +185,38 @@ std::unique_ptr<MessageWriter> makeWriter(const DecodeOptions& options, const Fi
   return std::make_unique<TextWriter>(names, selection, options, task);
 }
 
+class Decoder final : public Worker {
+ public:
+  Decoder(const Task& task, const DecodeOptions& options)
+      : m_task(task), m_selection(task.selection, m_names), m_options(options), m_messages(task, m_selection) {
+    m_writer = makeWriter(m_options, m_names, m_selection, m_task);
+  }
+
+  void begin() override { m_writer->begin(); }
+
+  std::function<void()> run() override {
+    m_writer->beginBlock();
+    while (const MD_Message* const message = m_messages.next()) {
+      attempt(m_task, [&] { m_writer->append(*message); });
+    }
+    return {};
+  }
+
+ private:
+  const Task& m_task;
+  const FieldNames m_names;
+  Selection m_selection;
+  const DecodeOptions& m_options;
+  TakenMessages m_messages;
+  std::unique_ptr<MessageWriter> m_writer;
+};
+
 }  // namespace
 
 void decode(const Task& task, const DecodeOptions& options) {
-  const FieldNames names;
-  Selection selection(task.selection, names);
-  const auto writer = makeWriter(options, names, selection, task);
-  TakenMessages messages(task, selection);
-  while (const MD_Message* const message = messages.next()) {
-    attempt(task, [&] { writer->append(*message); });
-  }
+  const bool isText = options.format == Format::Text || options.format == Format::PriceText;
+  runWorkers(
+      task, [&](const Task& part) { return std::make_unique<Decoder>(part, options); }, isText ? "\n" : "");
 }
 
 }  // namespace MD::tool

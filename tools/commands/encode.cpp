@@ -1,3 +1,4 @@
+#include <functional>
 #include <memory>
 #include <new>
 #include <optional>
@@ -7,55 +8,27 @@
 
 #include "commands/commands.h"
 #include "commands/taken_messages.h"
+#include "commands/workers.h"
 #include "dictionary/field_names.h"
 #include "messages/csv_message.h"
 #include "messages/json_reader.h"
 #include "text/csv_reader.h"
 #include "text/line_reader.h"
+#include "transport/message_inputs.h"
 
 namespace MD::tool {
 namespace {
 
-/// The messages that one input describes.
-class MessageTexts {
- public:
-  virtual ~MessageTexts() = default;
-
-  /// Fills `message`, which is empty, and tells the reporter where its text stands.
-  /// @return false at the end
-  /// @throws LineError when the text describes none; the next one can be read
-  virtual bool next(MD_Message& message) = 0;
-};
-
-/// A message in each line.
-class JsonLines : public MessageTexts {
- public:
-  JsonLines(InputBuffer& in, const FieldNames& names, Output& out, Reporter& reporter)
-      : m_lines(in, out), m_reader(names), m_reporter(reporter) {}
-
-  bool next(MD_Message& message) override {
-    std::string_view line;
-    if (!m_lines.nextFilled(line)) {
-      return false;
-    }
-    m_reporter.setLine(m_lines.lineNumber());
-    m_reader.read(line, message);
-    return true;
-  }
-
- private:
-  LineReader m_lines;
-  JsonReader m_reader;
-  Reporter& m_reporter;
-};
-
 /// A message in each record behind the header. With a header that cannot be used there is none.
-class CsvRecords : public MessageTexts {
+class CsvRecords {
  public:
   CsvRecords(InputBuffer& in, const FieldNames& names, Output& out, Reporter& reporter)
       : m_lines(in, out), m_record(m_lines), m_names(names), m_reporter(reporter) {}
 
-  bool next(MD_Message& message) override {
+  /// Fills `message`, which is empty, and tells the reporter where its text is.
+  /// @return false at the end
+  /// @throws LineError when the text describes none; the next one can be read
+  bool next(MD_Message& message) {
     if (!m_columns) {
       m_columns.emplace();
       if (nextRecord()) {
@@ -88,25 +61,74 @@ class CsvRecords : public MessageTexts {
   std::optional<std::vector<Field>> m_columns;
 };
 
-}  // namespace
+/// What encoding needs, whatever the text is.
+class Encoder {
+ public:
+  Encoder(const SelectionOptions& selection, const EncodeOptions& options, Output& out)
+      : m_selection(selection, m_names),
+        m_message(createMessage(options.encoding)),
+        m_sink(options.sink, m_names, out),
+        m_out(out) {}
 
-void encode(Inputs& inputs, const SelectionOptions& selectionOptions, const EncodeOptions& options, Output& out,
-            Reporter& reporter) {
-  const FieldNames names;
-  Selection selection(selectionOptions, names);
-  const auto message = createMessage(options.encoding);
-  MessageSink sink(options.sink, names, out);
-  const auto encodeNext = [&](MessageTexts& texts) {
+  const FieldNames& names() const noexcept { return m_names; }
+  bool isDone() const noexcept { return m_selection.isDone(); }
+
+  /// The message to fill.
+  MD_Message& empty() {
+    m_message->clearImpl();
+    return *m_message;
+  }
+
+  /// Writes it, when it is selected.
+  void put() {
+    if (m_selection.takes(*m_message)) {
+      m_selection.keepFields(*m_message);
+      m_sink.append(*m_message, std::nullopt);
+      m_out.lineDone();
+    }
+  }
+
+ private:
+  const FieldNames m_names;
+  Selection m_selection;
+  std::unique_ptr<MD_Message> m_message;
+  MessageSink m_sink;
+  Output& m_out;
+};
+
+/// A message in each line.
+class JsonEncoder final : public Worker {
+ public:
+  JsonEncoder(const Task& task, const EncodeOptions& options)
+      : m_task(task), m_encoder(task.selection, options, task.out), m_reader(m_encoder.names()) {}
+
+  std::function<void()> run() override {
+    for (InputMessage line; !m_encoder.isDone() && readNext(m_task, line);) {
+      const void* const text = line.data;
+      attempt(m_task, [&] {
+        m_reader.read({static_cast<const char*>(text), line.sizeBytes}, m_encoder.empty());
+        m_encoder.put();
+      });
+    }
+    m_task.out.lineDone();
+    return {};
+  }
+
+ private:
+  const Task& m_task;
+  Encoder m_encoder;
+  JsonReader m_reader;
+};
+
+void encodeCsv(Inputs& inputs, const SelectionOptions& selection, const EncodeOptions& options, Output& out,
+               Reporter& reporter) {
+  Encoder encoder(selection, options, out);
+  const auto encodeNext = [&](CsvRecords& records) {
     try {
-      message->clearImpl();
-      if (!texts.next(*message)) {
+      if (!records.next(encoder.empty())) {
         return false;
       }
-      if (selection.takes(*message)) {
-        selection.keepFields(*message);
-        sink.append(*message, std::nullopt);
-        out.lineDone();
-      }
+      encoder.put();
     } catch (const LineError& error) {
       out.dropLine();
       reporter.error(error);
@@ -117,19 +139,30 @@ void encode(Inputs& inputs, const SelectionOptions& selectionOptions, const Enco
     }
     return true;
   };
-  while (InputBuffer* const in = selection.isDone() ? nullptr : inputs.next()) {
-    std::unique_ptr<MessageTexts> texts;
-    if (options.isCsv) {
-      texts = std::make_unique<CsvRecords>(*in, names, out, reporter);
-    } else {
-      texts = std::make_unique<JsonLines>(*in, names, out, reporter);
-    }
+  while (InputBuffer* const in = encoder.isDone() ? nullptr : inputs.next()) {
+    CsvRecords records(*in, encoder.names(), out, reporter);
     inputs.attempt([&] {
-      while (!selection.isDone() && encodeNext(*texts)) {
+      while (!encoder.isDone() && encodeNext(records)) {
         reporter.advance(in->sourceBytes());
       }
     });
   }
+}
+
+}  // namespace
+
+void encode(Inputs& inputs, const SelectionOptions& selection, const EncodeOptions& options, Output& out,
+            Reporter& reporter) {
+  if (options.isCsv) {
+    encodeCsv(inputs, selection, options, out, reporter);
+    return;
+  }
+  SourceOptions source;
+  source.form = InputForm::Lines;
+  MessageInputs lines(inputs, source, out, reporter);
+  const unsigned jobs = isMessageByMessage(options.sink.form) ? options.jobs : 1;
+  runWorkers({lines, selection, out, reporter, jobs},
+             [&](const Task& part) { return std::make_unique<JsonEncoder>(part, options); });
 }
 
 }  // namespace MD::tool

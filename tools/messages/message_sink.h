@@ -18,6 +18,11 @@ namespace MD::tool {
 
 enum class OutputForm { HexLines, Raw, Framed, Capture };
 
+/// Whether what is written of a message does not depend on those before it.
+inline bool isMessageByMessage(OutputForm form) noexcept {
+  return form == OutputForm::HexLines || form == OutputForm::Framed;
+}
+
 struct SinkOptions {
   OutputForm form = OutputForm::HexLines;
   Framing framing;  ///< of Framed

@@ -138,7 +138,35 @@ std::vector<SizeHistogram::Bar> SizeHistogram::bars(std::size_t most) const {
   return bars;
 }
 
-void MessageCounter::count(const InputMessage& input, std::optional<std::int64_t> timeNs, Statistics& statistics) {
+void SizeHistogram::add(const SizeHistogram& others) {
+  others.forEach([this](std::uint64_t size, std::uint64_t count) {
+    (size < m_small.size() ? m_small[static_cast<std::size_t>(size)] : m_large[size]) += count;
+  });
+  m_total += others.m_total;
+}
+
+Statistics& Statistics::operator+=(const Statistics& others) {
+  for (std::size_t i = 0; i != encodings.size(); ++i) {
+    encodings[i].messages += others.encodings[i].messages;
+    encodings[i].bytes += others.encodings[i].bytes;
+  }
+  messages += others.messages;
+  bytes += others.bytes;
+  foreign += others.foreign;
+  truncated += others.truncated;
+  withUnknown += others.withUnknown;
+  malformed += others.malformed;
+  for (const auto& [id, count] : others.unknownIds) {
+    unknownIds[id] += count;
+  }
+  for (std::size_t id = 0; id != fields.size(); ++id) {
+    fields[id] += others.fields[id];
+  }
+  sizes.add(others.sizes);
+  return *this;
+}
+
+void MessageCounter::count(const InputMessage& input, Statistics& statistics) {
   if (!hasEncodingCode(input)) {
     ++statistics.foreign;
     return;
@@ -149,9 +177,6 @@ void MessageCounter::count(const InputMessage& input, std::optional<std::int64_t
   ++encoding.messages;
   encoding.bytes += input.sizeBytes;
   statistics.sizes.add(input.sizeBytes);
-  if (timeNs) {
-    statistics.times.add(*timeNs);
-  }
   countRecords(input, statistics);
 }
 

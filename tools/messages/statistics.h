@@ -60,6 +60,8 @@ class SizeHistogram {
     ++m_total;
   }
 
+  void add(const SizeHistogram& others);
+
   bool isEmpty() const noexcept { return m_total == 0; }
   std::uint64_t smallest() const;
   std::uint64_t largest() const;
@@ -105,6 +107,9 @@ struct Statistics {
   SizeHistogram sizes;
   RateHistogram times;
   std::optional<CaptureCounts> capture;
+
+  /// Adds what was counted of other messages. Times are left to the caller, as their order matters.
+  Statistics& operator+=(const Statistics& others);
 };
 
 /// Counts messages as they came.
@@ -112,8 +117,8 @@ class MessageCounter {
  public:
   explicit MessageCounter(const MD_FieldMap& map) : m_map(map), m_lastSeen(std::size_t{map.compactCount()} + 1) {}
 
-  /// @param timeNs  empty when nothing tells when
-  void count(const InputMessage& input, std::optional<std::int64_t> timeNs, Statistics& statistics);
+  /// All but the time.
+  void count(const InputMessage& input, Statistics& statistics);
 
  private:
   void countRecords(const InputMessage& input, Statistics& statistics);

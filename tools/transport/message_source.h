@@ -26,7 +26,8 @@ Framing parseFraming(const std::string& text);
 enum class InputForm {
   Recognised,  ///< a capture when it begins as one, else hex lines
   HexLines,
-  Raw,  ///< one message, as it is
+  Lines,  ///< of text: each that is not blank is a "message"
+  Raw,    ///< one message, as it is
   Framed,
   Capture,  ///< pcap or pcapng; the payload of each UDP datagram is a message
 };

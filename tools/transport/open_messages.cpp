@@ -54,6 +54,28 @@ class HexLineSource : public MessageSource {
   std::vector<std::uint8_t> m_bytes;
 };
 
+class LineSource : public MessageSource {
+ public:
+  LineSource(InputBuffer& in, Output& out, Reporter& reporter) : m_lines(in, out), m_reporter(reporter) {}
+
+  bool next(InputMessage& message) override {
+    std::string_view line;
+    if (!m_lines.nextFilled(line)) {
+      return false;
+    }
+    m_reporter.setPlace({Place::Kind::Line, m_lines.lineNumber(), 0});
+    const void* const text = line.data();
+    message = {};
+    message.data = static_cast<const std::uint8_t*>(text);
+    message.sizeBytes = line.size();
+    return true;
+  }
+
+ private:
+  LineReader m_lines;
+  Reporter& m_reporter;
+};
+
 class RawSource : public MessageSource {
  public:
   RawSource(InputBuffer& in, Output& out, Reporter& reporter) : m_in(in), m_out(out), m_reporter(reporter) {}
@@ -144,6 +166,8 @@ std::unique_ptr<MessageSource> openMessages(InputBuffer& in, const SourceOptions
     throw UsageError("--port, --group and --filter go with captures; " + pathText(reporter.input()) + " is none");
   }
   switch (form) {
+    case InputForm::Lines:
+      return std::make_unique<LineSource>(in, out, reporter);
     case InputForm::Raw:
       return std::make_unique<RawSource>(in, out, reporter);
     case InputForm::Framed:

@@ -26,11 +26,14 @@ TEST(Tool, LeavesStandardErrorAndAssertionsAsItFoundThem) {
   std::streambuf* const cerrBuffer = std::cerr.rdbuf(cerrText.rdbuf());
   const MD::AssertionHandler handler = [](const char*, const char*, unsigned) {};
   MD::set_assertion_handler(handler);
+  const MD::ReportHandler reportHandler = [](const char*, std::size_t) {};
+  MD::set_report_handler(reportHandler);
 
   const Result result = runTool({"decode", "--dictionary", "fields.txt"}, "06e703000a\n");
 
   EXPECT_EQ(std::cerr.rdbuf(cerrBuffer), cerrText.rdbuf());
   EXPECT_EQ(MD::set_assertion_handler(nullptr), handler);
+  EXPECT_EQ(MD::set_report_handler(nullptr), reportHandler);
   EXPECT_EQ(cerrText.str(), "");
   EXPECT_EQ(result.err,
             "mdmsg: standard input:1: note: 4 bytes are left out: no field that the dictionary has, or has with this "

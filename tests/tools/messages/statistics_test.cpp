@@ -136,7 +136,7 @@ TEST(Statistics, TellsWhatIsWrongApart) {
     std::vector<std::uint8_t> bytes;
     parseHex(row.hex, Blanks::BetweenBytes, bytes);
     Statistics statistics;
-    counter.count(MD::test::inputOf(bytes), std::nullopt, statistics);
+    counter.count(MD::test::inputOf(bytes), statistics);
     EXPECT_EQ(statistics.messages, row.messages);
     EXPECT_EQ(statistics.malformed, row.malformed);
     EXPECT_EQ(statistics.truncated, row.truncated);
@@ -154,7 +154,7 @@ TEST(Statistics, NamesTheUnknownIds) {
   for (const char* const hex : {"06 e7030105 e8030105", "06 e7030105", "01 e703 e903", "01 e703 ea03"}) {
     std::vector<std::uint8_t> bytes;
     parseHex(hex, Blanks::BetweenBytes, bytes);
-    counter.count(MD::test::inputOf(bytes), std::nullopt, statistics);
+    counter.count(MD::test::inputOf(bytes), statistics);
   }
   EXPECT_EQ(statistics.unknownIds, (std::map<std::uint16_t, std::uint64_t>{{999, 4}, {1000, 1}}));
 }
