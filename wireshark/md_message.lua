@@ -459,9 +459,9 @@ local PROBLEMS = {
   { "repeated_field", "WARN", "SEQUENCE", "this field stands at byte %d, too; the last one counts" },
   { "type_mismatch", "WARN", "PROTOCOL", "the dictionary says %s; receivers cut this record out" },
   { "type_high_byte", "NOTE", "PROTOCOL", "the first byte is not 0; receivers do not look" },
-  { "truncated_record", "ERROR", "MALFORMED", "the message ends inside the record" },
+  { "truncated_record", "ERROR", "MALFORMED", "the message is truncated within the record" },
   { "truncated_value", "ERROR", "MALFORMED",
-    "the message ends inside the value, of which it has %d of %d bytes" },
+    "the message is truncated within the value, of which it has %d of %d bytes" },
   { "wrong_length", "ERROR", "MALFORMED", "%d %s no %s" },
   { "missing_nul", "WARN", "MALFORMED", "the NUL that ends a string is missing" },
   { "other_than_nul", "WARN", "MALFORMED", "the last byte, which receivers leave away, is no NUL" },
@@ -820,7 +820,7 @@ local function makeProtoFields(field, list)
     field.proto = make(ProtoField.absolute_time, "", name, base.UTC)
     field.dateProto = make(ProtoField.uint32, ".date", "Date", base.DEC)
     field.timeProto = make(ProtoField.uint32, ".time", "Time of day", base.DEC)
-    field.offsetProto = make(ProtoField.int32, ".offset", "Offset from GMT", base.DEC)
+    field.offsetProto = make(ProtoField.int32, ".offset", "UTC offset", base.DEC)
   else
     field.proto = make(CONSTRUCTORS[field.typeName] or ProtoField.bytes, "", name)
   end
@@ -872,7 +872,7 @@ local MINUTES, IGNORED = 0, 1
 
 md.prefs.dictionary = Pref.statictext("Dictionary: " .. dictionaryName, "It is read when Wireshark starts")
 md.prefs.udp_ports = Pref.range("UDP ports", "", "Ports whose datagrams are messages, one each", 65535)
-md.prefs.tcp_ports = Pref.range("TCP ports", "", "Ports whose streams are messages, each with its length in front",
+md.prefs.tcp_ports = Pref.range("TCP ports", "", "Ports whose streams are messages, which are length-prefixed",
   65535)
 md.prefs.tcp_framing = Pref.enum("Length in TCP streams", U32BE,
   "The number in front of each message of a TCP stream, which is the size of the message without it", {
@@ -892,15 +892,15 @@ md.prefs.parts = Pref.enum("Id, type and length of each record", AUTOMATIC, "Whe
     { "always", "always", ALWAYS }, { "never", "never", NEVER },
   }, false)
 md.prefs.datetime_unit = Pref.enum("Time of day in DATETIME", HHMMSSMMM,
-  "The unit of the time of day, for the moment of a DATETIME field", {
+  "The unit of the time of day of a DATETIME field", {
     { "hhmmssmmm", "hhmmssmmm: 93000000 is 09:30:00.000", HHMMSSMMM },
     { "hhmmss", "hhmmss: 93000 is 09:30:00", HHMMSS },
     { "ms", "milliseconds since midnight", MILLISECONDS }, { "s", "seconds since midnight", SECONDS },
     { "unknown", "not known: the moment is not shown", NOT_KNOWN },
   }, false)
-md.prefs.datetime_offset = Pref.enum("Offset from GMT in DATETIME", MINUTES,
-  "The unit of the offset, for the moment of a DATETIME field", {
-    { "minutes", "minutes: -300 is five hours behind GMT", MINUTES }, { "ignored", "ignored: times are GMT", IGNORED },
+md.prefs.datetime_offset = Pref.enum("UTC offset in DATETIME", MINUTES,
+  "The unit of the offset of a DATETIME field", {
+    { "minutes", "minutes: -300 is five hours behind UTC", MINUTES }, { "ignored", "ignored: times are UTC", IGNORED },
   }, false)
 
 -- tshark marks the tree of "-T fields" as visible, as it does for -V, though it prints nothing but what -e names. No
@@ -1036,7 +1036,7 @@ local function momentOf(date, time, offset)
   return newTime(days * 86400 + seconds - east, ms * 1000000)
 end
 
--- Adds the value of a field, which can be read: `length` bytes at `at` of `tvb`. Returns its item. Numbers go through
+-- Adds the value of a field, which can be read: `length` bytes at `at` of `tvb`. Returns its item. Numbers pass
 -- `addNumber`, which knows the byte order.
 local VALUE_ADDERS = {}
 

@@ -30,7 +30,7 @@ class Output : public Program {
 
 TEST_F(Output, DoesNotFollowALinkToAFileThatIsNotThere) {
   fs::create_symlink("nowhere", "link");
-  EXPECT_EQ(withFields("decode --output link in.hex"), (Result{"", "mdmsg: link exists; --force writes over it\n", 2}));
+  EXPECT_EQ(withFields("decode --output link in.hex"), (Result{"", "mdmsg: link exists; --force overwrites it\n", 2}));
   EXPECT_EQ(withFields("decode --force --output link in.hex"),
             (Result{"", "mdmsg: cannot write link: No such file or directory\n", 2}));
   EXPECT_FALSE(fs::exists("nowhere"));
@@ -143,10 +143,10 @@ TEST_F(Output, IsNotAppendedToItsInput) {
   const std::string loop = "062c010105\n";
   write("loop.hex", loop);
   EXPECT_EQ(appending("convert --to MsgT loop.hex", "loop.hex"), 2);
-  EXPECT_EQ(contentsOf("stderr"), "mdmsg: loop.hex is the output, too\n");
+  EXPECT_EQ(contentsOf("stderr"), "mdmsg: loop.hex is also the output\n");
   EXPECT_EQ(contentsOf("loop.hex"), loop);
   EXPECT_EQ(appending("convert --to MsgT < loop.hex", "loop.hex"), 2);
-  EXPECT_EQ(contentsOf("stderr"), "mdmsg: standard input is the output, too\n");
+  EXPECT_EQ(contentsOf("stderr"), "mdmsg: standard input is also the output\n");
   EXPECT_EQ(contentsOf("loop.hex"), loop);
   // Other inputs are read.
   EXPECT_EQ(appending("convert --to mInt loop.hex in.hex", "loop.hex"), 2);

@@ -91,7 +91,7 @@ TEST_F(HostileText, IsWrittenAsItIsForOneWhoWantsThat) {
   EXPECT_EQ(withFields("decode --raw-text --price --fields SYMBOL in.hex").out,
             std::string("SYMBOL                 = ") + kHostile + '\n');
   EXPECT_EQ(withFields("decode --raw-text --format json in.hex"),
-            (Result{"", "mdmsg: --raw-text goes with --format text\n", 2}));
+            (Result{"", "mdmsg: --raw-text requires --format text\n", 2}));
 }
 
 TEST_F(HostileText, OfNamesInDictionariesIsShown) {
@@ -122,7 +122,7 @@ TEST_F(HostileText, OfPathsIsShownInOneLine) {
   EXPECT_EQ(withFields("decode " + path).err, "mdmsg: " + shownPath + ":1: column 1: \"z\" is not a hex digit\n");
   EXPECT_EQ(withFields("decode " + path + "no").err,
             "mdmsg: cannot open " + shownPath + "no: No such file or directory\n");
-  EXPECT_EQ(withFields("decode --output " + path).err, "mdmsg: " + shownPath + " exists; --force writes over it\n");
+  EXPECT_EQ(withFields("decode --output " + path).err, "mdmsg: " + shownPath + " exists; --force overwrites it\n");
   EXPECT_EQ(withFields("decode --force --output " + path + " " + path).err,
             "mdmsg: " + shownPath + " is an input, too\n");
   EXPECT_EQ(mdmsg("decode --dictionary " + path + "no").err,

@@ -26,8 +26,8 @@ session of Python, in the same folder and compared by doctest. A block of cmake 
 project, which is configured and, where the library is to be found installed, built and run: by the second form.
 
 Any other block is a fault, unless exemptions.txt beside this file names it, or a session, with a reason. There the line of
-a page's name and the block's first line is followed by indented ones, the reason. An exempt block's scripts must exist all
-the same.
+a page's name and the block's first line is followed by indented ones, the reason. The scripts of an exempt block must
+exist.
 """
 import argparse
 import json

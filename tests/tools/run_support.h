@@ -24,12 +24,12 @@ inline Result runTool(const std::vector<std::string>& arguments, const std::stri
   return {out.str(), err.str(), status};
 }
 
-/// An empty folder that is the current one, with no dictionary on the search path.
+/// An empty folder that is the current one, with no dictionary on the configuration search path.
 class ToolRun : public testing::Test {
  protected:
   static void write(const char* path, const std::string& text) { ConfigurationFolder::write(path, text); }
 
-  /// @param arguments  separated by blanks
+  /// @param arguments  separated by spaces
   static Result mdmsg(const std::string& arguments, const std::string& input = {}) {
     std::istringstream words(arguments);
     return runTool({std::istream_iterator<std::string>(words), std::istream_iterator<std::string>()}, input);

@@ -50,7 +50,7 @@ class Output {
   }
   /// Forgets the current line.
   void dropLine() { m_text.resize(m_complete); }
-  /// Gives back the memory that text() does not need at the moment.
+  /// Releases the memory that text() does not need at present.
   void releaseMemory() noexcept { m_text.shrink_to_fit(); }
   /// How much of text() is complete.
   std::size_t completeBytes() const noexcept { return m_complete; }

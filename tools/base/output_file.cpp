@@ -52,7 +52,7 @@ void OutputFile::open(const std::string& path, bool isForced) {
   const bool isMade = descriptor != kNone;
   if (!isMade && errno == EEXIST) {
     if (!isForced) {
-      throw UsageError(pathText(path) + " exists; --force writes over it");
+      throw UsageError(pathText(path) + " exists; --force overwrites it");
     }
     descriptor = repeatedly([&] { return ::open(path.c_str(), kOpenFlags); });
   }

@@ -10,7 +10,7 @@
 
 namespace MD::tool {
 
-/// Made by this run, or there before and, if that is wanted, written over. Everything goes by the descriptor: what
+/// Created by this run, or an existing file that may be overwritten. Everything goes by the descriptor: what
 /// another program puts in the place of the path meanwhile is neither written nor emptied nor removed.
 ///
 /// open(), isPartial() and removeIfEmpty() may be called by different threads one after the other, the latter two also
@@ -21,7 +21,7 @@ class OutputFile final : public std::streambuf {
   ~OutputFile() override;
 
   /// Makes the file, or, where `isForced`, opens one that is there. What that holds stays for now.
-  /// @throws UsageError when it is there and not to be written over, and when it cannot be made or opened
+  /// @throws UsageError if it exists and may not be overwritten, and if it cannot be created or opened
   void open(const std::string& path, bool isForced);
   bool isOpen() const noexcept { return m_descriptor != kNone; }
   const std::string& path() const noexcept { return m_path; }

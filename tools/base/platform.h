@@ -52,7 +52,7 @@ std::string wiresharkPluginFolder();
 bool isTimeZoneName(const std::string& name);
 /// Makes secondsEastOfUtc() answer for that zone; for the machine's own when `name` is empty.
 void setTimeZone(const std::string& name);
-/// How far local time is ahead of UTC at a moment.
+/// The offset of local time from UTC at a point in time.
 int secondsEastOfUtc(std::int64_t unixSeconds);
 
 }  // namespace MD::tool

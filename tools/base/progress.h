@@ -1,4 +1,4 @@
-// How far a long run has come, on a line of the terminal that is written over.
+// The progress of a long run, on a line of the terminal that is overwritten.
 #ifndef MDMSG_PROGRESS_H
 #define MDMSG_PROGRESS_H
 

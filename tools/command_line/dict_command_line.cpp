@@ -1,4 +1,4 @@
-// The command "dict" as it stands on the command line.
+// The command "dict" on the command line.
 #include <cstdint>
 
 #include <filesystem>
@@ -27,12 +27,12 @@ constexpr const char* kDictHelp =
     "  mdmsg dict convert etc/field_map.txt > FieldDefinition.xml\n"
     "  mdmsg dict show BID\n"
     "\n"
-    "\"mdmsg dict COMMAND --help\" tells more.";
+    "Run \"mdmsg dict COMMAND --help\" for details.";
 
 constexpr const char* kCheckHelp =
-    "Each finding is a line \"file:line:column: what, and what the library makes of\n"
-    "it\"; with \"note:\" it is something to know and no problem. Exit status: 1 when\n"
-    "there is a problem, 2 when a file cannot be read.\n"
+    "Each problem is a line \"file:line:column: cause, and how the library handles it\".\n"
+    "A line with \"note:\" is informational. Exit status: 1 if there is a problem, 2 if\n"
+    "a file cannot be read.\n"
     "\n"
     "Examples:\n"
     "  mdmsg dict check etc/field_map.txt\n"
@@ -40,9 +40,9 @@ constexpr const char* kCheckHelp =
     "  mdmsg dict check field_map.txt && cp field_map.txt /srv/feed/etc/";
 
 constexpr const char* kConvertHelp =
-    "All entries are kept in their order, those that the library leaves out too.\n"
-    "Comments and what the library does not read are not. Exit status: 1 when an\n"
-    "entry had to be left out.\n"
+    "All entries are kept in their order, including those that the library skips.\n"
+    "Comments, and elements that the library does not read, are not. Exit status: 1 if\n"
+    "an entry was skipped.\n"
     "\n"
     "Examples:\n"
     "  mdmsg dict convert field_map.txt > FieldDefinition.xml\n"
@@ -50,9 +50,9 @@ constexpr const char* kConvertHelp =
     "  mdmsg dict convert --to text field_map.txt | sort -n -k 2";
 
 constexpr const char* kDiffHelp =
-    "One line a difference, by field id: added, removed, renamed, retyped, and\n"
-    "renumbered for a name that went to an id that was free. What the library makes\n"
-    "of the files counts, not how they are written. Exit status: 0 without, 1 with\n"
+    "One line per difference, by field id: added, removed, renamed, retyped, and\n"
+    "renumbered for a name that moved to an id that was free. The comparison uses the\n"
+    "dictionaries as loaded by the library. Exit status: 0 without, 1 with\n"
     "differences.\n"
     "\n"
     "Examples:\n"
@@ -61,9 +61,9 @@ constexpr const char* kDiffHelp =
     "  mdmsg dict diff --compatibility backward old.txt new.txt";
 
 constexpr const char* kShowHelp =
-    "Fields named by id or name are described; without any, all fields are listed in\n"
-    "the text format, or those that --search and --type let through. Exit status: 1\n"
-    "when there is no such field.\n"
+    "Describes fields given by id or name. Without any, lists all fields, or those that\n"
+    "--search and --type select, in the text format. Exit status: 1 if there is no such\n"
+    "field.\n"
     "\n"
     "Examples:\n"
     "  mdmsg dict show BID 40000\n"
@@ -71,14 +71,13 @@ constexpr const char* kShowHelp =
     "  mdmsg dict show --fingerprint --dictionary field_map.txt";
 
 constexpr const char* kDeriveHelp =
-    "Each column of a CSV file, or key of JSON lines, becomes a field, in the order\n"
-    "in which they appear, with ids from --first-id on. Its type is the first that\n"
-    "takes all values as encode reads them: INT, EPOCH_NSEC (whole numbers that are\n"
-    "nanoseconds of the years 2000 to 2099, or moments such as 2024-06-03T09:30:00Z),\n"
-    "INT64, DOUBLE, FLOAT (by {\"bits\":..} of JSON alone), DATETIME, BUFFER (JSON\n"
-    "alone), CHAR, STRING. Numbers of CSV with a leading 0, and those too large for\n"
-    "INT64, are text. A column without values is a STRING. Exit status: 1 when\n"
-    "something could not be made a field.\n"
+    "Each column of a CSV file, or key of JSON Lines, becomes a field, in order of\n"
+    "appearance, with ids starting at --first-id. The inferred type is the first that\n"
+    "accepts all values: INT, EPOCH_NSEC (integers that are nanoseconds of the years\n"
+    "2000 to 2099, or timestamps such as 2024-06-03T09:30:00Z), INT64, DOUBLE, FLOAT\n"
+    "(JSON {\"bits\":..} only), DATETIME, BUFFER (JSON only), CHAR, STRING. CSV numbers\n"
+    "with a leading 0, and those too large for INT64, are text. A column without values\n"
+    "is a STRING. Exit status: 1 if a column or key was skipped.\n"
     "\n"
     "Examples:\n"
     "  mdmsg dict derive quotes.csv > field_map.txt\n"
@@ -90,7 +89,7 @@ constexpr const char* kGenerateHelp =
     "check(), which compares the fields with the dictionary that a program finds: a\n"
     "field with another id or type is an exception (C: false) with a text that names\n"
     "it. Characters that identifiers cannot have are written in hex: \"BID PRICE\" is\n"
-    "BID_x20_PRICE. Nothing is written when two fields have the same identifier.\n"
+    "BID_x20_PRICE. Nothing is written if two fields have the same identifier.\n"
     "\n"
     "Examples:\n"
     "  mdmsg dict generate --language c++ --output fields.h field_map.txt\n"
@@ -114,8 +113,8 @@ void add(CLI::App* command, std::vector<Command>& commands, Run run,
 
 void addCheck(CLI::App& dict, std::vector<Command>& commands) {
   const auto files = std::make_shared<std::vector<std::string>>();
-  CLI::App* const command = addDictCommand(dict, "check", "Tell what is wrong with definition files", kCheckHelp);
-  command->add_option("FILE", *files, "Definition files, XML or text")->type_name("FILE")->option_text("")->required();
+  CLI::App* const command = addDictCommand(dict, "check", "Report problems of dictionary files", kCheckHelp);
+  command->add_option("FILE", *files, "Dictionary files, XML or text")->type_name("FILE")->option_text("")->required();
   add(command, commands,
       [files](const Session& session) { return checkDictionaries(*files, session.out, session.reporter); });
 }
@@ -123,11 +122,11 @@ void addCheck(CLI::App& dict, std::vector<Command>& commands) {
 void addConvert(CLI::App& dict, std::vector<Command>& commands) {
   const auto file = std::make_shared<std::string>();
   const auto format = std::make_shared<std::string>();
-  CLI::App* const command = addDictCommand(dict, "convert", "Text to XML and back", kConvertHelp);
+  CLI::App* const command = addDictCommand(dict, "convert", "Convert between text and XML", kConvertHelp);
   named(command->add_option("--to", *format, "Format to write: text or xml (default: the other one)")
             ->check(CLI::IsMember({"text", "xml"})),
         "FORMAT");
-  command->add_option("FILE", *file, "Definition file, XML or text")->type_name("FILE")->option_text("")->required();
+  command->add_option("FILE", *file, "Dictionary file, XML or text")->type_name("FILE")->option_text("")->required();
   add(command, commands, [file, format](const Session& session) {
     std::optional<DefinitionFormat> to;
     if (!format->empty()) {
@@ -154,7 +153,7 @@ Compatibility levelOf(const std::string& name) {
 
 void addDiff(CLI::App& dict, std::vector<Command>& commands) {
   const auto options = std::make_shared<DiffOptions>();
-  CLI::App* const command = addDictCommand(dict, "diff", "Tell how two dictionaries differ", kDiffHelp);
+  CLI::App* const command = addDictCommand(dict, "diff", "Compare two dictionaries", kDiffHelp);
   CLI::Option* const level =
       named(command
                 ->add_option("--compatibility", options->level,
@@ -168,8 +167,8 @@ void addDiff(CLI::App& dict, std::vector<Command>& commands) {
             ->check(CLI::IsMember({"mInt", "IterMap", "MsgT"}))
             ->needs(level),
         "ENCODING");
-  command->add_option("OLD", options->before, "Definition file")->type_name("FILE")->option_text("")->required();
-  command->add_option("NEW", options->after, "Definition file")->type_name("FILE")->option_text("")->required();
+  command->add_option("OLD", options->before, "Dictionary file")->type_name("FILE")->option_text("")->required();
+  command->add_option("NEW", options->after, "Dictionary file")->type_name("FILE")->option_text("")->required();
   add(command, commands, [options](const Session& session) {
     if (options->level.empty()) {
       return diffDictionaries(options->before, options->after, session.out, session.reporter);
@@ -189,16 +188,16 @@ struct ShowOptions {
 
 void addShow(CLI::App& dict, std::vector<Command>& commands) {
   const auto options = std::make_shared<ShowOptions>();
-  CLI::App* const command = addDictCommand(dict, "show", "Describe fields, or list them", kShowHelp);
+  CLI::App* const command = addDictCommand(dict, "show", "Describe or list fields", kShowHelp);
   CLI::Option* const search = named(
-      command->add_option("--search", options->search.text, "List fields with this text in their names, in any case"),
+      command->add_option("--search", options->search.text, "List fields whose names contain TEXT, ignoring case"),
       "TEXT");
   CLI::Option* const type =
       named(command->add_option("--type", options->search.type, "List fields of this type"), "TYPE");
   CLI::Option* const fingerprint =
       command
           ->add_flag("--fingerprint", options->isFingerprint,
-                     "Print a hash of all ids, types and names: dictionaries with the same one are the same")
+                     "Print a hash of all ids, types and names; equal dictionaries have equal hashes")
           ->excludes(search)
           ->excludes(type);
   options->common.addDictionary(*command);
@@ -231,8 +230,8 @@ struct DeriveCommandLine {
 
 void addDerive(CLI::App& dict, std::vector<Command>& commands) {
   const auto line = std::make_shared<DeriveCommandLine>();
-  CLI::App* const command = addDictCommand(dict, "derive", "Make a dictionary from sample data", kDeriveHelp);
-  named(command->add_option("--from", line->from, "What the samples are: auto (default), csv or json")
+  CLI::App* const command = addDictCommand(dict, "derive", "Create a dictionary from sample data", kDeriveHelp);
+  named(command->add_option("--from", line->from, "Format of the samples: auto (default), csv or json")
             ->check(CLI::IsMember({"auto", "csv", "json"})),
         "FORM");
   named(command->add_option("--to", line->to, "Format to write: text (default) or xml")
@@ -309,7 +308,7 @@ void addGenerate(CLI::App& dict, std::vector<Command>& commands) {
       ->required();
   const auto run = [line](const Session& session) {
     if (line->nameSpace && line->language == "python") {
-      throw UsageError("--namespace goes with --language c++ or c");
+      throw UsageError("--namespace requires --language c++ or c");
     }
     FieldConstantsOptions options = line->constants;
     options.language = line->language == "c++" ? Language::Cpp : line->language == "c" ? Language::C : Language::Python;

@@ -17,10 +17,11 @@ namespace MD::tool {
 namespace {
 
 constexpr const char* kGenerateHelp =
-    "Quotes whose prices walk at random, and trades at them, in fields of the built-in\n"
-    "dictionary. The same options give the same bytes, everywhere. Standard error tells\n"
-    "at the end what there is, and how datagrams are damaged: truncated in the last\n"
-    "value, a record of an unknown field, a record twice, or a foreign first byte.\n"
+    "Quotes whose prices follow a random walk, and trades at these prices, in fields of\n"
+    "the built-in dictionary. The same options produce the same bytes on every platform.\n"
+    "Datagrams are corrupted in four ways: truncated in the last value, a record of an\n"
+    "unknown field, a repeated record, or an unknown first byte. The numbers are printed\n"
+    "to standard error at the end.\n"
     "\n"
     "Examples:\n"
     "  mdmsg generate --count 3 | mdmsg decode\n"
@@ -28,9 +29,9 @@ constexpr const char* kGenerateHelp =
     "  mdmsg generate --encodings mInt --symbols A,B --damaged 5 | mdmsg stats";
 
 constexpr const char* kReplayHelp =
-    "Sends the datagrams of a capture, or the messages of another input, bytes\n"
-    "unchanged, to a UDP port or a group. Captures keep their pace; what has no times\n"
-    "goes at 1000 a second.\n"
+    "Sends the datagrams of a capture, or the messages of another input, unchanged to a\n"
+    "UDP port or a multicast group. Captures are sent with their original timing, inputs\n"
+    "without timestamps at 1000 datagrams/s.\n"
     "\n"
     "Examples:\n"
     "  mdmsg replay feed.pcap --to 127.0.0.1:30001\n"
@@ -38,11 +39,11 @@ constexpr const char* kReplayHelp =
     "  mdmsg generate --count 5000 | mdmsg replay --to localhost:30001 --rate 20000";
 
 constexpr const char* kListenHelp =
-    "Shows the datagrams that arrive at a UDP port, or are sent to a group, until\n"
-    "there are --count of them, time is up, or it is interrupted. Standard error tells\n"
-    "when it listens, and where. The exit status is 1 when fewer than --count came, when\n"
-    "the system dropped datagrams because they came faster than they were read, and\n"
-    "when output was lost because nobody took it in time at the end.\n"
+    "Prints the datagrams received on a UDP port or from a multicast group, until --count\n"
+    "datagrams were received, the time is over, or it is interrupted. The address is\n"
+    "printed to standard error. Exit status: 1 if fewer than --count datagrams were\n"
+    "received, if the system dropped datagrams because they were not read fast enough,\n"
+    "or if output was lost because nobody read it in time at the end.\n"
     "\n"
     "Examples:\n"
     "  mdmsg listen 127.0.0.1:30001\n"
@@ -76,29 +77,31 @@ struct ListenLine : CommonOptions {
 }  // namespace
 
 Command addGenerate(CLI::App& app) {
-  CLI::App* const command = app.add_subcommand("generate", "Make up a feed: quotes, trades, damaged datagrams");
+  CLI::App* const command = app.add_subcommand(
+      "generate", "Generate a synthetic feed of quotes and trades, optionally with corrupted datagrams");
   const auto line = std::make_shared<GenerateLine>();
   FeedOptions& feed = line->feed;
-  named(command->add_option("--seed", feed.seed, "Another number gives another feed, default 1")
+  named(command->add_option("--seed", feed.seed, "Seed of the random numbers, default 1")->check(&complaintAboutNumber),
+        "N");
+  named(command->add_option("--count", feed.messages, "Number of messages, default 1000")->check(&complaintAboutNumber),
+        "N");
+  named(command->add_option("--rate", feed.perSecond, "Mean number of messages/s, default 1000")
             ->check(&complaintAboutNumber),
         "N");
-  named(command->add_option("--count", feed.messages, "How many messages, default 1000")->check(&complaintAboutNumber),
-        "N");
-  named(command->add_option("--rate", feed.perSecond, "Messages a second on average, default 1000")
-            ->check(&complaintAboutNumber),
-        "N");
-  named(command->add_option("--start", line->start, "When it begins, default 2024-06-03T09:30:00Z"), "TIME");
+  named(command->add_option("--start", line->start, "Start time, default 2024-06-03T09:30:00Z"), "TIME");
   named(command
             ->add_option("--encodings", feed.encodings,
-                         "Encodings, with commas; one is drawn for each message: mInt, "
-                         "IterMap, MsgT (default: these)")
+                         "Encodings, separated by commas, chosen at random per message: "
+                         "mInt, IterMap, MsgT (default: all)")
             ->delimiter(',')
             ->allow_extra_args(false),
         "ENCODINGS");
-  named(command->add_option("--symbols", feed.symbols, "Symbols, with commas")->delimiter(',')->allow_extra_args(false),
+  named(command->add_option("--symbols", feed.symbols, "Symbols, separated by commas")
+            ->delimiter(',')
+            ->allow_extra_args(false),
         "SYMBOLS");
   named(command->add_option("--trades", feed.tradesPercent, "Share of trades in percent, default 20"), "PERCENT");
-  named(command->add_option("--damaged", feed.damagedPercent, "Share of damaged datagrams in percent, default 0"),
+  named(command->add_option("--damaged", feed.damagedPercent, "Share of corrupted datagrams in percent, default 0"),
         "PERCENT");
   line->sink.addForm(*command, "--to");
   line->sink.addEndpoints(*command);
@@ -110,7 +113,7 @@ Command addGenerate(CLI::App& app) {
               const auto start = parseIsoTime(line->start);
               if (!start || *start > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
                 throw UsageError("--start: " + inQuotes(line->start) +
-                                 " is no moment, such as 2024-06-03T09:30:00Z, or too late");
+                                 " is not a timestamp such as 2024-06-03T09:30:00Z, or too late");
               }
               line->feed.startNs = static_cast<std::int64_t>(*start);
             }
@@ -120,24 +123,27 @@ Command addGenerate(CLI::App& app) {
 }
 
 Command addReplay(CLI::App& app) {
-  CLI::App* const command = app.add_subcommand("replay", "Send a capture's datagrams by UDP");
+  CLI::App* const command = app.add_subcommand("replay", "Send the datagrams of a capture over UDP");
   const auto line = std::make_shared<ReplayLine>();
-  named(command->add_option("--to", line->replay.to, "Where to send them")->required(), "HOST:PORT");
-  CLI::Option* const speed = named(
-      command->add_option("--speed", line->speed, "Times the capture's own pace (default 1), or max for no pauses"),
-      "X");
-  named(command->add_option("--rate", line->replay.perSecond, "Datagrams a second, whatever the capture's pace")
+  named(command->add_option("--to", line->replay.to, "Destination")->required(), "HOST:PORT");
+  CLI::Option* const speed =
+      named(command->add_option("--speed", line->speed,
+                                "Speed factor relative to the capture (default 1); 'max' sends without pauses"),
+            "X");
+  named(command->add_option("--rate", line->replay.perSecond, "Datagrams/s, regardless of the timing of the capture")
             ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{1'000'000'000}))
             ->excludes(speed),
         "N");
-  named(command->add_option("--max-gap", line->longestGapS, "The longest pause of the capture to keep"), "SECONDS");
+  named(
+      command->add_option("--max-gap", line->longestGapS, "Maximum pause; longer pauses of the capture are shortened"),
+      "SECONDS");
   line->multicast.add(*command);
-  named(command->add_option("--hops", line->replay.multicast.hops, "Of a group: how many routers to pass, default 1")
-            ->check(CLI::Range(0U, 255U)),
-        "N");
+  named(
+      command->add_option("--hops", line->replay.multicast.hops, "Multicast: TTL (IPv4) or hop limit (IPv6), default 1")
+          ->check(CLI::Range(0U, 255U)),
+      "N");
   line->source.add(*command);
-  named(command->add_option("--skip", line->selection.skip, "Leave the first N datagrams out")
-            ->check(&complaintAboutNumber),
+  named(command->add_option("--skip", line->selection.skip, "Skip the first N datagrams")->check(&complaintAboutNumber),
         "N");
   named(command->add_option("--limit", line->selection.limit, "Stop after N datagrams")->check(&complaintAboutNumber),
         "N");
@@ -155,7 +161,7 @@ Command addReplay(CLI::App& app) {
               } catch (const LineError&) {
               }
               if (!(factor > 0)) {
-                throw UsageError("--speed: " + inQuotes(line->speed) + " is no number above 0, nor max");
+                throw UsageError("--speed: " + inQuotes(line->speed) + " is neither a number above 0 nor max");
               }
               replayOptions.speed = factor;
             }
@@ -167,23 +173,23 @@ Command addReplay(CLI::App& app) {
 }
 
 Command addListen(CLI::App& app) {
-  CLI::App* const command = app.add_subcommand("listen", "Show UDP datagrams as they arrive");
+  CLI::App* const command = app.add_subcommand("listen", "Receive and print UDP datagrams");
   const auto line = std::make_shared<ListenLine>();
-  named(command->add_option("HOST:PORT", line->listen.at, "This machine's address, or a group's")->required(),
+  named(command->add_option("HOST:PORT", line->listen.at, "Local address, or multicast group")->required(),
         "HOST:PORT");
   line->multicast.add(*command);
   named(command->add_option("--count", line->listen.limits.datagrams, "End after N datagrams")
             ->check(&complaintAboutNumber),
         "N");
-  named(command->add_option("--timeout", line->timeoutS, "End after so many seconds"), "SECONDS");
-  named(command->add_option("--idle", line->idleS, "End when nothing has come for so many seconds"), "SECONDS");
+  named(command->add_option("--timeout", line->timeoutS, "End after this number of seconds"), "SECONDS");
+  named(command->add_option("--idle", line->idleS, "End after this number of seconds without a datagram"), "SECONDS");
   named(command
             ->add_option("--receive-buffer", line->listen.limits.receiveBufferBytes,
-                         "Bytes of datagrams that wait to be read, default 4194304; the system may give less")
+                         "Size of the receive buffer in bytes, default 4194304; the system may grant less")
             ->check(CLI::Range(std::uint32_t{1}, std::uint32_t{1} << 30)),
         "BYTES");
   named(
-      command->add_option("--format", line->decode.format, "What to write: text (default), json, csv, hex lines, pcap")
+      command->add_option("--format", line->decode.format, "Output format: text (default), json, csv, hex lines, pcap")
           ->check(CLI::IsMember({"text", "json", "csv", "hex", "pcap"})),
       "FORMAT");
   line->decode.add(*command);
@@ -199,7 +205,7 @@ Command addListen(CLI::App& app) {
             listenOptions.limits.idle = durationOf("--idle", line->idleS);
             if (line->decode.format == "hex" || line->decode.format == "pcap") {
               if (isSelecting(line->selection) || line->decode.isIsoTime) {
-                throw UsageError("--format " + line->decode.format + " writes datagrams as they come, all of them");
+                throw UsageError("--format " + line->decode.format + " writes all datagrams unchanged");
               }
               listenOptions.form =
                   line->decode.format == "hex" ? ListenOptions::Form::HexLines : ListenOptions::Form::Capture;

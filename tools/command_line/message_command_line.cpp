@@ -13,12 +13,13 @@ namespace MD::tool {
 namespace {
 
 constexpr const char* kEncodeHelp =
-    "Values: CHAR \"B\", INT, INT64 and EPOCH_NSEC (nanoseconds) whole numbers, FLOAT\n"
+    "Values: CHAR \"B\", INT, INT64 and EPOCH_NSEC (nanoseconds) integers, FLOAT\n"
     "and DOUBLE numbers or \"NaN\", \"Infinity\", \"-Infinity\", STRING \"text\",\n"
     "BUFFER {\"hex\":\"0aff\"}, DATETIME {\"date\":20240115,\"time\":93000000,\"offset\":-300}.\n"
-    "Keys are field names or field ids. A CSV cell holds the same as plain text, a\n"
-    "BUFFER as hex digits, a DATETIME as \"20240115 93000000 -300\"; a field whose\n"
-    "cell is empty is not sent.\n"
+    "Recommended units of a DATETIME: hhmmssmmm local time, and offset in minutes.\n"
+    "Keys are field names or field ids. CSV cells contain the same values as plain text,\n"
+    "a BUFFER as hex digits, a DATETIME as \"20240115 93000000 -300\". An empty cell is a\n"
+    "missing field.\n"
     "\n"
     "Examples:\n"
     "  echo '{\"SYMBOL\":\"AB\",\"BID\":101.25,\"BID_QTY\":300}' | mdmsg encode --encoding mInt\n"
@@ -26,9 +27,9 @@ constexpr const char* kEncodeHelp =
     "  mdmsg encode --encoding mInt --to pcap --time-field RECV_TIME --output quotes.pcap quotes.json";
 
 constexpr const char* kDecodeHelp =
-    "The first byte of a message tells its encoding: 01 IterMap, 06 mInt, 46 MsgT. Hex\n"
-    "digits may be upper or lower case, with blanks between bytes. What --format json\n"
-    "writes, encode reads back to the same bytes.\n"
+    "The first byte of a message is its encoding byte: 01 IterMap, 06 mInt, 46 MsgT. Hex\n"
+    "digits may be upper or lower case, with spaces between bytes. Output of --format\n"
+    "json can be encoded to identical bytes.\n"
     "\n"
     "Examples:\n"
     "  mdmsg decode quotes.hex\n"
@@ -36,8 +37,8 @@ constexpr const char* kDecodeHelp =
     "  mdmsg decode --format csv --fields SYMBOL,BID,ASK,RECV_TIME --iso-time feed.pcap > quotes.csv";
 
 constexpr const char* kConvertHelp =
-    "Every field is copied; a message with a value that the other encoding cannot\n"
-    "hold is left out and reported.\n"
+    "Every field is copied. A message with a value that the other encoding cannot hold\n"
+    "is skipped and reported.\n"
     "\n"
     "Examples:\n"
     "  mdmsg convert --to mInt quotes.hex > small.hex\n"
@@ -45,9 +46,9 @@ constexpr const char* kConvertHelp =
     "  mdmsg convert --to mInt --as pcap --output small.pcap feed.pcap";
 
 constexpr const char* kDumpHelp =
-    "A row for each part of a record: offset, bytes, the part (id, type, length, value),\n"
-    "field, type and value; behind an exclamation mark what is wrong there. Broken\n"
-    "messages are shown as far as they go. The exit status is 1 when one had a flaw.\n"
+    "One line per part of a record: offset, bytes, part (id, type, length, value), field,\n"
+    "type and value. Problems are marked \"!\". Malformed messages are printed up to their\n"
+    "end. Exit status: 1 if a message has a problem.\n"
     "\n"
     "Examples:\n"
     "  mdmsg dump --limit 1 quotes.hex\n"
@@ -56,9 +57,9 @@ constexpr const char* kDumpHelp =
 
 constexpr const char* kStatsHelp =
     "Truncated messages end within a record, malformed ones have a value of a wrong\n"
-    "size, a type other than the dictionary's or a repeated field; unrecognised data\n"
-    "begins with an unknown encoding byte. Rates need the times of a capture or\n"
-    "--time-field. The exit status is 1 when a message had a flaw or was unrecognised.\n"
+    "size, a type that differs from the dictionary, or a repeated field; messages with\n"
+    "an unknown encoding byte count as unrecognised. Rates require the timestamps of a\n"
+    "capture or --time-field. Exit status: 1 if a message has a problem or is unrecognised.\n"
     "\n"
     "Examples:\n"
     "  mdmsg stats feed.pcap.gz\n"
@@ -66,10 +67,11 @@ constexpr const char* kStatsHelp =
     "  mdmsg stats --time-field RECV_TIME quotes.hex";
 
 constexpr const char* kDiffHelp =
-    "Messages with the same values of the fields of --key belong together, the first of\n"
-    "OLD with the first of NEW and so on; without --key each with the one in its place.\n"
-    "Encodings may differ. --fields limits what is compared. OLD is held in memory.\n"
-    "Exit status: 1 when there is a difference.\n"
+    "Messages with the same values of the fields of --key are compared in order: the\n"
+    "first of OLD with the first of NEW, the second with the second. Without --key,\n"
+    "messages in the same position are compared. Encodings may differ. --fields limits\n"
+    "the comparison to these fields. OLD is held in memory. Exit status: 1 if there is a\n"
+    "difference.\n"
     "\n"
     "Examples:\n"
     "  mdmsg diff --key SYMBOL old.hex new.hex\n"
@@ -130,7 +132,7 @@ struct StatsLine : CommonOptions {
 }  // namespace
 
 Command addEncode(CLI::App& app) {
-  CLI::App* const command = app.add_subcommand("encode", "JSON lines, or CSV, to messages");
+  CLI::App* const command = app.add_subcommand("encode", "Encode JSON Lines or CSV to messages");
   const auto line = std::make_shared<EncodeLine>();
   addEncodingOption(*command, "--encoding", line->encoding);
   command->add_flag("--csv", line->isCsv, "Read CSV with a header line of field names");
@@ -149,9 +151,9 @@ Command addEncode(CLI::App& app) {
 }
 
 Command addDecode(CLI::App& app) {
-  CLI::App* const command = app.add_subcommand("decode", "Messages to print-outs, JSON lines or CSV");
+  CLI::App* const command = app.add_subcommand("decode", "Decode messages to text, JSON Lines or CSV");
   const auto line = std::make_shared<DecodeCommandLine>();
-  named(command->add_option("--format", line->decode.format, "What to write: text (default), json or csv")
+  named(command->add_option("--format", line->decode.format, "Output format: text (default), json or csv")
             ->check(CLI::IsMember({"text", "json", "csv"})),
         "FORMAT");
   line->decode.add(*command);
@@ -170,7 +172,7 @@ Command addDecode(CLI::App& app) {
 }
 
 Command addConvert(CLI::App& app) {
-  CLI::App* const command = app.add_subcommand("convert", "Messages to messages of another encoding");
+  CLI::App* const command = app.add_subcommand("convert", "Transcode messages to another encoding");
   const auto line = std::make_shared<ConvertLine>();
   addEncodingOption(*command, "--to", line->encoding);
   line->sink.add(*command, "--as");
@@ -191,11 +193,12 @@ Command addConvert(CLI::App& app) {
 Command addDiff(CLI::App& app) {
   CLI::App* const command = app.add_subcommand("diff", "Compare the messages of two files, field by field");
   const auto line = std::make_shared<DiffLine>();
-  named(command->add_option("--key", line->diff.keys, "Fields that identify a message, by name or id, with commas")
+  named(command
+            ->add_option("--key", line->diff.keys, "Fields that identify a message, by name or id, separated by commas")
             ->delimiter(',')
             ->allow_extra_args(false),
         "FIELDS");
-  named(command->add_option("--format", line->format, "What to write: text (default) or json")
+  named(command->add_option("--format", line->format, "Output format: text (default) or json")
             ->check(CLI::IsMember({"text", "json"})),
         "FORMAT");
   line->source.add(*command);
@@ -222,7 +225,7 @@ Command addDiff(CLI::App& app) {
 }
 
 Command addDump(CLI::App& app) {
-  CLI::App* const command = app.add_subcommand("dump", "Messages taken apart: every byte, and what it means");
+  CLI::App* const command = app.add_subcommand("dump", "Annotated hex dump of messages");
   const auto line = std::make_shared<DumpLine>();
   named(command
             ->add_option("--color", line->color,
@@ -242,11 +245,11 @@ Command addDump(CLI::App& app) {
 }
 
 Command addStats(CLI::App& app) {
-  CLI::App* const command = app.add_subcommand("stats", "What messages there are: encodings, rates, sizes, fields");
+  CLI::App* const command = app.add_subcommand("stats", "Print statistics: encodings, rates, sizes, field counts");
   const auto line = std::make_shared<StatsLine>();
-  named(command->add_option("--svg", line->svgFile, "Draw rate over time and sizes into FILE, which must not exist"),
+  named(command->add_option("--svg", line->svgFile, "Draw histograms of rate and sizes to FILE, which must not exist"),
         "FILE");
-  named(command->add_option("--time-field", line->timeField, "The EPOCH_NSEC field that tells when"), "FIELD");
+  named(command->add_option("--time-field", line->timeField, "EPOCH_NSEC field to use as message timestamp"), "FIELD");
   line->zone.add(*command);
   line->source.add(*command);
   addSelectionOptions(*command, line->selection, false);
@@ -262,7 +265,7 @@ Command addStats(CLI::App& app) {
     Output picture(session.streams.out);
     if (line->svgFile) {
       if (session.files.output.isOpen() && session.files.output.isAt(*line->svgFile)) {
-        throw UsageError(pathText(*line->svgFile) + " is the output, too");
+        throw UsageError(pathText(*line->svgFile) + " is also the output");
       }
       Files::open(session.files.svg, *line->svgFile, *line);
       picture.redirect(session.files.svg);

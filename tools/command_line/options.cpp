@@ -22,7 +22,7 @@ CLI::Option* named(CLI::Option* option, const char* name) { return option->type_
 
 std::string complaintAboutNumber(const std::string& text) {
   if (!isOfDigits(text)) {
-    return inQuotes(text) + " is not a whole number";
+    return inQuotes(text) + " is not an integer";
   }
   std::uint64_t number = 0;
   const bool fits = std::from_chars(text.data(), text.data() + text.size(), number).ec == std::errc();
@@ -48,7 +48,7 @@ bool isSelecting(const SelectionOptions& selection) {
 
 void CommonOptions::add(CLI::App& command) {
   addDictionary(command);
-  command.add_flag("--no-progress", isQuiet, "Show no progress on a terminal");
+  command.add_flag("--no-progress", isQuiet, "Do not display progress on a terminal");
   addReports(command);
   addFiles(command);
 }
@@ -58,22 +58,26 @@ void CommonOptions::addFiles(CLI::App& command) {
 }
 
 void CommonOptions::addDictionary(CLI::App& command) {
-  named(command.add_option("--dictionary", dictionary,
-                           "Field dictionary, XML or text (default: the one on the search path, else a built-in one)"),
-        "FILE");
+  named(
+      command.add_option(
+          "--dictionary", dictionary,
+          "Field dictionary, XML or text (default: the one on the configuration search path, or else a built-in one)"),
+      "FILE");
 }
 
 void CommonOptions::addReports(CLI::App& command) {
   named(command
             .add_option("--max-reports", mostReports,
-                        "Report at most N problems of a kind per input one by one, default 10; the rest is counted")
+                        "Report at most N problems of each kind per input individually, default 10; others are counted")
             ->check(&complaintAboutNumber),
         "N");
 }
 
 void CommonOptions::addOutput(CLI::App& command) {
-  named(command.add_option("--output", outputFile, "Write FILE, which must not exist, not standard output"), "FILE");
-  command.add_flag("--force", isForced, "Write over a file that exists");
+  named(command.add_option("--output", outputFile,
+                           "Write to FILE instead of standard output; FILE must not exist unless --force is given"),
+        "FILE");
+  command.add_flag("--force", isForced, "Overwrite an existing file");
 }
 
 void JobsLine::add(CLI::App& command) {
@@ -107,16 +111,15 @@ unsigned JobsLine::count(const CommonOptions& common, const SelectionOptions& se
 void addSelectionOptions(CLI::App& command, SelectionOptions& selection, bool hasFields) {
   named(command
             .add_option("--where", selection.where,
-                        "Take messages whose FIELD meets it: 'FIELD op VALUE', op one of = != < <= > >= ~; "
-                        "may be repeated")
+                        "Select messages that satisfy 'FIELD op VALUE', op one of = != < <= > >= ~; may be "
+                        "repeated")
             ->take_all()
             ->allow_extra_args(false),
         "CONDITION");
-  named(command.add_option("--skip", selection.skip, "Leave the first N of them out")->check(&complaintAboutNumber),
-        "N");
-  named(command.add_option("--limit", selection.limit, "Stop after N of them")->check(&complaintAboutNumber), "N");
+  named(command.add_option("--skip", selection.skip, "Skip the first N messages")->check(&complaintAboutNumber), "N");
+  named(command.add_option("--limit", selection.limit, "Stop after N messages")->check(&complaintAboutNumber), "N");
   if (hasFields) {
-    named(command.add_option("--fields", selection.fields, "Take these fields, by name or id, with commas")
+    named(command.add_option("--fields", selection.fields, "Select fields, by name or id, separated by commas")
               ->delimiter(',')
               ->allow_extra_args(false),
           "FIELDS");
@@ -126,25 +129,25 @@ void addSelectionOptions(CLI::App& command, SelectionOptions& selection, bool ha
 void SourceLine::add(CLI::App& command) {
   named(command
             .add_option("--from", from,
-                        "What the input is: auto (default; a capture by its first bytes, else hex lines), hex, raw "
-                        "(one message) or pcap (pcap or pcapng, a UDP datagram a message)")
+                        "Input format: auto (default; detects captures, otherwise hex lines), hex, raw (one message) "
+                        "or pcap (pcap or pcapng, one message per UDP datagram)")
             ->check(CLI::IsMember({"auto", "hex", "raw", "pcap"})),
         "FORM");
   named(command.add_option("--framing", framing,
-                           "Read a stream with a length in front of each message: u16le, u16be, u32le or u32be"),
+                           "Read a stream of length-prefixed messages: u16le, u16be, u32le or u32be"),
         "FRAMING");
-  named(command.add_option("--port", source.port, "Of captures: datagrams to this UDP port")
+  named(command.add_option("--port", source.port, "Captures only: datagrams to this UDP port")
             ->check(&complaintAboutNumber),
         "PORT");
-  named(command.add_option("--group", group, "Of captures: datagrams to this address"), "ADDRESS");
-  named(command.add_option("--filter", source.filter, "Of captures: a filter expression as of tcpdump"), "EXPRESSION");
+  named(command.add_option("--group", group, "Captures only: datagrams to this address"), "ADDRESS");
+  named(command.add_option("--filter", source.filter, "Captures only: BPF filter (tcpdump syntax)"), "EXPRESSION");
 }
 
 SourceOptions SourceLine::options() const {
   SourceOptions options = source;
   if (!framing.empty()) {
     if (from != "auto") {
-      throw UsageError("--framing is a form of its own; leave --from out");
+      throw UsageError("--framing cannot be combined with --from");
     }
     options.form = InputForm::Framed;
     options.framing = parseFraming(framing);
@@ -172,22 +175,24 @@ SourceOptions SourceLine::optionsWithForeign() const {
 
 void SinkLine::add(CLI::App& command, const char* name) {
   addForm(command, name);
-  named(command.add_option("--time-field", sink.timeField, "Of pcap: the EPOCH_NSEC field with the times"), "FIELD");
+  named(command.add_option("--time-field", sink.timeField, "pcap only: EPOCH_NSEC field to use as timestamp"), "FIELD");
   addEndpoints(command);
 }
 
 void SinkLine::addForm(CLI::App& command, const char* name) {
   named(command
             .add_option(name, form,
-                        "What to write: hex lines (default), raw (one message), u16le, u16be, u32le or u32be (a "
-                        "length in front of each message), pcap (UDP datagrams)")
+                        "Output format: hex lines (default), raw (one message), u16le, u16be, u32le or u32be "
+                        "(length-prefixed messages), pcap (UDP datagrams)")
             ->check(CLI::IsMember({"hex", "raw", "u16le", "u16be", "u32le", "u32be", "pcap"})),
         "FORM");
 }
 
 void SinkLine::addEndpoints(CLI::App& command) {
-  named(command.add_option("--source", sink.source, "Of pcap: from where, default 192.0.2.1:30000"), "ADDRESS:PORT");
-  named(command.add_option("--destination", sink.destination, "Of pcap: to where, default 239.192.0.1:30001"),
+  named(command.add_option("--source", sink.source, "pcap only: source address, default 192.0.2.1:30000"),
+        "ADDRESS:PORT");
+  named(command.add_option("--destination", sink.destination,
+                           "pcap only: destination address, default 239.192.0.1:30001"),
         "ADDRESS:PORT");
 }
 
@@ -213,31 +218,31 @@ void addEncodingOption(CLI::App& command, const char* name, std::string& encodin
 
 void TimeZoneLine::add(CLI::App& command) {
   named(command.add_option("--time-zone", zone,
-                           "Of moments: UTC (default), local, +05:30, or a name such as Europe/Vienna"),
+                           "Time zone of timestamps: UTC (default), local, +05:30, or a name such as Europe/Vienna"),
         "ZONE");
 }
 
 TimeZone TimeZoneLine::timeZone() const { return zone ? TimeZone::parse(*zone) : TimeZone(); }
 
 void DecodeLine::add(CLI::App& command) {
-  command.add_flag("--price", isPrice, "Print prices kept as whole, numerator and denominator as one");
+  command.add_flag("--price", isPrice, "Print fractional prices (whole part, numerator, denominator) as one number");
   command.add_flag("--raw-text", isRawText, "Text only: do not escape control characters of names and values");
-  command.add_flag("--iso-time", isIsoTime, "Of json and csv: nanosecond times as 2024-06-03T09:30:00...");
+  command.add_flag("--iso-time", isIsoTime, "json and csv only: write nanosecond timestamps as 2024-06-03T09:30:00...");
   zone.add(command);
 }
 
 DecodeOptions DecodeLine::options() const {
   if (isPrice && format != "text") {
-    throw UsageError("--price goes with --format text");
+    throw UsageError("--price requires --format text");
   }
   if (isRawText && format != "text") {
-    throw UsageError("--raw-text goes with --format text");
+    throw UsageError("--raw-text requires --format text");
   }
   if (isIsoTime && format == "text") {
-    throw UsageError("--iso-time goes with --format json or csv");
+    throw UsageError("--iso-time requires --format json or csv");
   }
   if (zone.zone && !isIsoTime) {
-    throw UsageError("--time-zone goes with --iso-time");
+    throw UsageError("--time-zone requires --iso-time");
   }
   DecodeOptions options;
   options.isRawText = isRawText;
@@ -252,7 +257,7 @@ DecodeOptions DecodeLine::options() const {
 }
 
 void MulticastLine::add(CLI::App& command) {
-  named(command.add_option("--interface", address, "Of a group: this machine's address to reach it by"), "ADDRESS");
+  named(command.add_option("--interface", address, "Multicast: address of the local interface to use"), "ADDRESS");
 }
 
 MulticastOptions MulticastLine::options(unsigned hops) const {

@@ -29,11 +29,10 @@ namespace {
 constexpr const char* kDescription =
     "Encodes, decodes, converts and examines market-data messages.\n"
     "\n"
-    "Every command reads the files named, or standard input (\"-\"), and writes\n"
-    "standard output. Input may be gzip data. A message that cannot be used is reported\n"
-    "on standard error and left out. Exit status: 0; 1 when a message was left out or\n"
-    "did not go out as it came; 2 when the command line or a file that it names cannot\n"
-    "be used.";
+    "Every command reads the given files, or standard input (\"-\"), and writes to standard\n"
+    "output. Input may be gzip data. An invalid message is reported on standard error and\n"
+    "skipped. Exit status: 0; 1 if a message was skipped or not reproduced exactly; 2 for\n"
+    "usage errors, including a file that cannot be used.";
 
 struct DescribeLine : CommonOptions {
   std::string form;
@@ -41,7 +40,7 @@ struct DescribeLine : CommonOptions {
 
 /// The hidden command that writes manual page and completions, from the very table that the parser works by.
 Command addDescribe(CLI::App& app) {
-  CLI::App* const command = app.add_subcommand("describe", "The manual page, or completion for a shell");
+  CLI::App* const command = app.add_subcommand("describe", "Write the manual page, or completion for a shell");
   const auto line = std::make_shared<DescribeLine>();
   command->group("");
   command->add_option("FORM", line->form, "man, bash, zsh or fish")
@@ -69,7 +68,7 @@ std::vector<Command> addCommands(CLI::App& app, const NatsCommands* nats) {
       "  mdmsg decode --format json feed.pcap\n"
       "  mdmsg convert --to MsgT quotes.hex > other.hex\n"
       "\n"
-      "\"mdmsg COMMAND --help\" tells more.");
+      "Run \"mdmsg COMMAND --help\" for details.");
   std::vector<Command> commands{addEncode(app),  addDecode(app),        addConvert(app),         addDiff(app),
                                 addDump(app),    addStats(app),         addGenerate(app),        addReplay(app),
                                 addListen(app),  addPublish(app, nats), addSubscribe(app, nats), addWireshark(app),
@@ -93,7 +92,7 @@ std::string complaintOf(const CLI::App& app, const CLI::ParseError& error) {
   // The parser only misses a command then, and does not tell which word it did not take for one.
   const std::vector<std::string> unknown = asked->remaining();
   return asked->get_require_subcommand_min() != 0 && !unknown.empty()
-             ? "there is no command or option " + inQuotes(unknown.front())
+             ? "unknown command or option " + inQuotes(unknown.front())
              : std::string(error.what());
 }
 

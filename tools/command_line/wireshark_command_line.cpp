@@ -11,10 +11,10 @@ namespace MD::tool {
 namespace {
 
 constexpr const char* kWiresharkHelp =
-    "Writes the dissector, a plugin in Lua that shows messages in Wireshark and tshark\n"
-    "field by field. With --install it goes into the folder where Wireshark looks for\n"
-    "the user's plugins, and works from Wireshark's next start on. Do not install it\n"
-    "where it is installed for all users: Wireshark refuses a second copy.\n"
+    "Writes the dissector, a Lua plugin that displays messages in Wireshark and tshark\n"
+    "field by field. --install writes it to the plugin folder of the user; it is active\n"
+    "after the next start of Wireshark. Do not install it if it is already installed for\n"
+    "all users: Wireshark refuses a second copy.\n"
     "\n"
     "Examples:\n"
     "  mdmsg wireshark --install\n"

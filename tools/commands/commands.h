@@ -45,7 +45,7 @@ enum class Format { Text, PriceText, Json, Csv };
 struct DecodeOptions {
   Format format = Format::Text;
   bool isRawText = false;           ///< of the texts: the bytes of names and values as they are
-  std::optional<TimeZone> isoTime;  ///< of JSON and CSV: show nanosecond times as moments in this zone
+  std::optional<TimeZone> isoTime;  ///< JSON and CSV: write nanosecond timestamps as text in this zone
 };
 
 /// Messages to formatted text, JSON Lines or CSV.
@@ -69,7 +69,7 @@ struct DiffOptions {
 /// @throws UsageError for a key that there is not
 void diff(const Task& before, const Task& after, const DiffOptions& options);
 
-/// Messages taken apart byte by byte. One with flaws counts as bad data.
+/// Annotated dumps of messages. One with problems counts as bad data.
 void dump(const Task& task, bool isColored);
 
 struct StatsOptions {

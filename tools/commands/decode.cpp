@@ -175,7 +175,7 @@ std::unique_ptr<MessageWriter> makeWriter(const DecodeOptions& options, const Fi
       return std::make_unique<JsonLineWriter>(names, selection, zone, task);
     case Format::Csv:
       if (!selection.hasFields()) {
-        throw UsageError("--format csv needs --fields, which are its columns");
+        throw UsageError("--format csv requires --fields, such as --fields SYMBOL,BID,ASK");
       }
       return std::make_unique<CsvRecordWriter>(names, selection, zone, task);
     case Format::Text:

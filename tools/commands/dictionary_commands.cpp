@@ -74,7 +74,7 @@ bool checkDictionary(const std::string& path, Output& out) {
 const char* whyNotCarried(const Definition& entry, DefinitionFormat format) {
   if (format == DefinitionFormat::Text) {
     const char* const reason = whyNoTextName(entry.name);
-    return reason == nullptr && whyNoTextName(entry.typeName) != nullptr ? "a type with a blank" : reason;
+    return reason == nullptr && whyNoTextName(entry.typeName) != nullptr ? "a type with a space" : reason;
   }
   const char* const reason = whyNoXmlName(entry.name);
   return reason == nullptr && whyNoXmlName(entry.typeName) != nullptr ? "a type that is not plain text" : reason;
@@ -180,13 +180,13 @@ void convertDictionary(const std::string& path, std::optional<DefinitionFormat> 
   const DefinitionFormat to = format.value_or(file.isXml ? DefinitionFormat::Text : DefinitionFormat::Xml);
   const bool isToXml = to == DefinitionFormat::Xml;
   if (file.comments != 0) {
-    reporter.hint(pathText(path), counted(file.comments, "comment") + " left out");
+    reporter.hint(pathText(path), counted(file.comments, "comment") + " skipped");
   }
   out.text() += isToXml ? kXmlStart : "";
   reporter.setInput(path);
   for (const Definition& entry : file.entries) {
     const auto leaveOut = [&](const std::string& reason) {
-      reporter.entry(filePlaceText(path, entry.place), "field " + printable(entry.name) + ": " + reason + "; left out");
+      reporter.entry(filePlaceText(path, entry.place), "field " + printable(entry.name) + ": " + reason + "; skipped");
     };
     if (!entry.isRead) {
       leaveOut("the library does not read it");

@@ -1,4 +1,4 @@
-// Feeds: made up, sent, and listened to.
+// Feeds: generated, sent, and received.
 #ifndef MDMSG_FEED_COMMANDS_H
 #define MDMSG_FEED_COMMANDS_H
 
@@ -15,18 +15,18 @@
 
 namespace MD::tool {
 
-/// Writes a made-up feed, and tells at the end what it holds.
+/// Writes a synthetic feed, and prints a summary at the end.
 void generate(const FeedOptions& feed, const SinkOptions& sink, Output& out, Reporter& reporter);
 
 struct ReplayOptions {
   std::string to;                                      ///< "HOST:PORT"
-  std::optional<double> speed = 1;                     ///< of a capture's own pace; none: without pauses
+  std::optional<double> speed = 1;                     ///< relative to the capture; none: without pauses
   std::optional<std::uint64_t> perSecond;              ///< datagrams, whatever the capture's pace
   std::optional<std::chrono::nanoseconds> longestGap;  ///< in a capture's pace
   MulticastOptions multicast;
 };
 
-/// Sends each message of the inputs as a UDP datagram, bytes unchanged, at the pace of the capture.
+/// Sends each message of the inputs as a UDP datagram, bytes unchanged, with the timing of the capture.
 void replay(const ReplayOptions& options, const Task& task);
 
 struct ListenOptions {

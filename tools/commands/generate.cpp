@@ -17,9 +17,9 @@ void generate(const FeedOptions& feedOptions, const SinkOptions& sinkOptions, Ou
   reporter.tell(counted(counts.messages, "message") + ", " + std::to_string(counts.trades) + " of them " +
                 (counts.trades == 1 ? "a trade" : "trades"));
   if (const std::uint64_t all = counts.messages - counts.damages[0]; all != 0) {
-    reporter.tell(std::to_string(all) + " damaged: " + damaged(Damage::CutShort) + " truncated, " +
-                  damaged(Damage::UnknownField) + " bad by an unknown field, " + damaged(Damage::RepeatedField) +
-                  " bad by a repeated field, " + damaged(Damage::FirstByte) + " not ours");
+    reporter.tell(std::to_string(all) + " corrupted: " + damaged(Damage::CutShort) + " truncated, " +
+                  damaged(Damage::UnknownField) + " with an unknown field, " + damaged(Damage::RepeatedField) +
+                  " with a repeated field, " + damaged(Damage::FirstByte) + " unrecognised");
   }
 }
 

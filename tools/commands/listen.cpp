@@ -72,7 +72,7 @@ void listen(const ListenOptions& options, const SelectionOptions& selection, Out
   }
   const std::uint64_t wanted = options.limits.datagrams;
   if (wanted != ListenLimits().datagrams && source.hasEndedEarly()) {
-    reporter.wholeInput(std::to_string(source.datagrams()) + " of " + counted(wanted, "datagram") + " came");
+    reporter.wholeInput(std::to_string(source.datagrams()) + " of " + counted(wanted, "datagram") + " received");
   }
 }
 

@@ -29,8 +29,8 @@ bool readTaken(const Task& task, Selection& selection, InputMessage& message);
 /// Reports why the current message cannot be written, and removes the output written for it.
 void leaveOut(const Task& task, const LineError& error);
 
-/// Calls `use`, which works on the current message. Where the message cannot go out, or memory is short, it is left
-/// out.
+/// Calls `use`, which works on the current message. If the message cannot be written, or memory runs out, it is
+/// skipped.
 template <class Use>
 void attempt(const Task& task, Use use) {
   try {

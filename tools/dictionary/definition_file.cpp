@@ -53,8 +53,8 @@ void checkEntry(const Definition& entry, DefinitionFile& file) {
     std::string upper = entry.typeName;
     std::transform(upper.begin(), upper.end(), upper.begin(),
                    [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
-    problem(inQuotes(entry.typeName) + " is no type" + (typeCode(upper) ? ", " + upper + " is one" : "") +
-            (entry.isRead ? "; the library leaves the entry out" : ""));
+    problem(inQuotes(entry.typeName) + " is not a type" + (typeCode(upper) ? ", " + upper + " is one" : "") +
+            (entry.isRead ? "; the library skips the entry" : ""));
     return;
   }
   if (entry.id == kEndOfListing) {
@@ -84,7 +84,7 @@ void checkTogether(DefinitionFile& file) {
     file.findings.push_back({entry.place,
                              fieldLabel(entry.name) + "id " + std::to_string(entry.id) + " is that of " +
                                  printable(kept.name) + atLine(kept.place) +
-                                 (entry.isRead ? "; the library keeps that one and leaves this one out" : ""),
+                                 (entry.isRead ? "; the library keeps that one and skips this one" : ""),
                              true});
   }
   for (const auto& [name, entries] : byName) {
@@ -174,11 +174,11 @@ void checkLayout(const Definition& entry, FilePlace id, FilePlace type, std::str
   if (id.line != entry.place.line || type.line != entry.place.line) {
     const FilePlace& other = id.line != entry.place.line ? id : type;
     file.findings.push_back(
-        {entry.place, fieldLabel(entry.name) + "the entry goes on on line " + std::to_string(other.line), false});
+        {entry.place, fieldLabel(entry.name) + "the entry continues on line " + std::to_string(other.line), false});
   }
   if (!isOfDigits(idText)) {
     file.findings.push_back({id,
-                             fieldLabel(entry.name) + inQuotes(idText) + " is no id from 0 to 65535" +
+                             fieldLabel(entry.name) + inQuotes(idText) + " is not an id from 0 to 65535" +
                                  (entry.isRead ? "; the library reads it as " + std::to_string(entry.id) : ""),
                              true});
   }
@@ -214,7 +214,7 @@ void readXmlEntry(const TiXmlElement& element, DefinitionFile& file) {
     if (texts[i] == nullptr) {
       file.findings.push_back({placeOf(part != nullptr ? *part : element),
                                std::string("an Entry ") + (part != nullptr ? "with an empty " : "without a ") +
-                                   kParts[i] + "; the library leaves it out",
+                                   kParts[i] + "; the library skips it",
                                true});
       return;
     }
@@ -235,7 +235,7 @@ void readXmlEntry(const TiXmlElement& element, DefinitionFile& file) {
   if (!isOfDigits(idText) || std::strtoll(texts[1], nullptr, 10) != entry.id) {
     file.findings.push_back({idPlace,
                              fieldLabel(entry.name) + inQuotes(idText) +
-                                 " is no id from 0 to 65535; the library reads it as " + std::to_string(entry.id),
+                                 " is not an id from 0 to 65535; the library reads it as " + std::to_string(entry.id),
                              true});
   }
   file.entries.push_back(std::move(entry));
@@ -316,11 +316,11 @@ DefinitionFile readTextDefinitions(std::string_view text) {
     }
     const FilePlace idPlace = reader.skipBlanks();
     if (reader.isAtEnd()) {
-      fail(entry.place, fieldLabel(entry.name) + "the file ends before its id", "; the library leaves it out");
+      fail(entry.place, fieldLabel(entry.name) + "the file ends before its id", "; the library skips it");
       break;
     }
     if (!reader.read(entry.id)) {
-      fail(idPlace, fieldLabel(entry.name) + inQuotes(reader.word()) + " is no id from 0 to 65535",
+      fail(idPlace, fieldLabel(entry.name) + inQuotes(reader.word()) + " is not an id from 0 to 65535",
            "; the library stops reading here");
       stop = stop ? stop : file.findings.size() - 1;
       if (!reader.skipLine()) {
@@ -332,7 +332,7 @@ DefinitionFile readTextDefinitions(std::string_view text) {
     const std::string_view idWord = reader.word();
     const FilePlace typePlace = reader.skipBlanks();
     if (reader.isAtEnd() || !reader.read(entry.typeName)) {
-      fail(entry.place, fieldLabel(entry.name) + "the file ends before its type", "; the library leaves it out");
+      fail(entry.place, fieldLabel(entry.name) + "the file ends before its type", "; the library skips it");
       break;
     }
     checkLayout(entry, idPlace, typePlace, idWord, file);
@@ -423,7 +423,7 @@ const char* whyNoTextName(std::string_view name) noexcept {
   if (name.empty()) {
     return "an empty name";
   }
-  return std::any_of(name.begin(), name.end(), isBlank) ? "a name with a blank" : nullptr;
+  return std::any_of(name.begin(), name.end(), isBlank) ? "a name with a space" : nullptr;
 }
 
 const char* whyNoXmlName(std::string_view name) noexcept {
@@ -443,7 +443,7 @@ const char* whyNoXmlName(std::string_view name) noexcept {
   }
   // XML's readers may join these, and the library's does.
   return name.front() == ' ' || name.back() == ' ' || name.find("  ") != name.npos
-             ? "a name with a blank at an end, or two in a row,"
+             ? "a name with a space at an end, or two in a row,"
              : nullptr;
 }
 

@@ -38,7 +38,7 @@ constexpr Types kAllTypes = std::numeric_limits<Types>::max();
 constexpr std::size_t kLongestString = 65535;
 constexpr std::uint16_t kLastId = 65534;  // the one behind it ends every listing
 
-/// Whole numbers count as nanosecond times when all lie in these years: 2000 to 2099.
+/// Integers count as nanosecond timestamps if all are in these years: 2000 to 2099.
 constexpr std::uint64_t kFirstNs = 946'684'800'000'000'000;
 constexpr std::uint64_t kLastNs = 4'102'444'799'999'999'999;
 
@@ -387,12 +387,12 @@ void deriveDictionary(Inputs& inputs, const DeriveOptions& options, Output& out,
     reason = reason == nullptr && isOfDigits(column.name) ? "a name of digits, which is taken for an id," : reason;
     if (reason != nullptr) {
       reporter.entry("samples",
-                     label + reason + " cannot be in a dictionary in " + (isXml ? "XML" : "text") + "; left out");
+                     label + reason + " cannot be in a dictionary in " + (isXml ? "XML" : "text") + "; skipped");
       continue;
     }
     if (id > kLastId) {
       reporter.entry("samples",
-                     label + "no id is left for it (the last one is " + std::to_string(kLastId) + "); left out");
+                     label + "no id is left for it (the last one is " + std::to_string(kLastId) + "); skipped");
       continue;
     }
     if (!column.hasValue) {

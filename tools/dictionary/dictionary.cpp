@@ -63,8 +63,9 @@ void loadDefaultDictionary() {
   try {
     MD_FieldMap::reload({});
   } catch (const std::runtime_error& error) {
-    throw UsageError(std::string("cannot load the dictionary on the search path (name another with --dictionary): ") +
-                     error.what());
+    throw UsageError(
+        std::string("cannot load the dictionary on the configuration search path (name another with --dictionary): ") +
+        error.what());
   }
   if (MD_FieldMap::instance().size() == 0) {
     loadBuiltInDictionary();

@@ -14,7 +14,7 @@ namespace MD::tool {
 
 class CsvWriter {
  public:
-  /// @param zone  when given, EPOCH_NSEC values are written as moments in it
+  /// @param zone  if given, EPOCH_NSEC values are written as timestamps in it
   CsvWriter(const std::vector<Field>& columns, const FieldNames& names, const TimeZone* zone, Reporter& reporter)
       : m_columns(columns), m_names(names), m_zone(zone), m_reporter(reporter) {}
 

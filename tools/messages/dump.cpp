@@ -161,9 +161,9 @@ class Dumper {
       case Flaw::TypeOutOfRange:
         return "the first byte is not 0; receivers do not look";
       case Flaw::EndsInRecord:
-        return "the message ends inside the record";
+        return "the message is truncated within the record";
       case Flaw::EndsInValue:
-        return "the message ends inside the value, of which it has " + std::to_string(part.sizeBytes) + " of " +
+        return "the message is truncated within the value, of which it has " + std::to_string(part.sizeBytes) + " of " +
                std::to_string(part.number) + " bytes";
       case Flaw::WrongSize:
         return counted(part.sizeBytes, "byte is", "bytes are") + " no " + typeName(record.type);

@@ -1,4 +1,4 @@
-// A message taken apart byte by byte, for people: every record as it lies there, sound or not.
+// An annotated dump of a message: every record as it is in the bytes, well-formed or not.
 #ifndef MDMSG_DUMP_H
 #define MDMSG_DUMP_H
 

@@ -152,7 +152,7 @@ void Feed::addTrade(MD_Message& message, Instrument& instrument) {
   addValue(message, kVolume, instrument.volume);
 }
 
-/// Damages the bytes, in a way that receivers notice.
+/// Corrupts the bytes, in a way that receivers detect.
 void Feed::damage(const MD_Message& message) {
   const auto kind = static_cast<Damage>(1 + below(kDamages - 1));
   ++m_counts.damages[static_cast<std::size_t>(kind)];

@@ -1,4 +1,4 @@
-// A made-up feed: quotes that walk at random and trades at them, the same for the same options everywhere.
+// A synthetic feed: quotes that follow a random walk and trades at their prices, the same on every platform.
 #ifndef MDMSG_FEED_H
 #define MDMSG_FEED_H
 
@@ -27,7 +27,7 @@ struct FeedOptions {
   std::int64_t startNs = 1'717'407'000'000'000'000;  ///< since 1970
 };
 
-/// How a datagram is damaged.
+/// How a datagram is corrupted.
 enum class Damage {
   None,
   CutShort,       ///< it ends within its last value

@@ -32,9 +32,9 @@ const char* formOf(std::uint8_t type) noexcept {
     case DATATYPES::CHAR:
       return "a string of one character or {\"hex\":..}";
     case DATATYPES::INT:
-      return "a whole number or {\"value\":..,\"bytes\":..}";
+      return "an integer or {\"value\":..,\"bytes\":..}";
     case DATATYPES::INT64:
-      return "a whole number";
+      return "an integer";
     case DATATYPES::FLOAT:
     case DATATYPES::DOUBLE:
       return "a number, \"NaN\", \"Infinity\", \"-Infinity\" or {\"bits\":..}";
@@ -45,7 +45,7 @@ const char* formOf(std::uint8_t type) noexcept {
     case DATATYPES::DATETIME:
       return "{\"date\":..,\"time\":..,\"offset\":..}";
     case DATATYPES::EPOCH_NSEC:
-      return "a whole number or a moment such as \"2024-06-03T09:30:00Z\"";
+      return "an integer or a timestamp such as \"2024-06-03T09:30:00Z\"";
     default:
       return "nothing";
   }
@@ -54,7 +54,7 @@ const char* formOf(std::uint8_t type) noexcept {
 template <class T>
 T wholeOf(const Scalar& scalar, std::string_view what) {
   if (!scalar.isNumber) {
-    throw LineError(std::string(what) + " takes a whole number, not a string");
+    throw LineError(std::string(what) + " takes an integer, not a string");
   }
   return scalar.text == "-0" ? T{0} : parseWhole<T>(scalar.text, what);
 }

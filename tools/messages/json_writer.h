@@ -24,13 +24,13 @@ bool appendJsonValue(const MD_Message& message, std::uint16_t id, std::uint8_t t
 class JsonWriter {
  public:
   /// @param selection  which fields are written; null: all
-  /// @param zone       when given, EPOCH_NSEC values are written as moments in it
+  /// @param zone       if given, EPOCH_NSEC values are written as timestamps in it
   JsonWriter(const FieldNames& names, Reporter& reporter, const Selection* selection = nullptr,
              const TimeZone* zone = nullptr)
       : m_names(names), m_reporter(reporter), m_selection(selection), m_zone(zone) {}
 
   /// Appends a message that was received as `bytes`. Fields that cannot be read are noted and appear with the bytes
-  /// that are there; so is a message that its JSON does not give back byte for byte.
+  /// that are there; so is a message whose JSON does not encode to identical bytes.
   void append(const MD_Message& message, std::string& out);
 
  private:

@@ -24,8 +24,8 @@ std::unique_ptr<MD_Message> receive(const InputMessage& input) {
 void noteLeftOut(const MD_Message& message, const InputMessage& input, Reporter& reporter) {
   if (const std::size_t stripped = input.sizeBytes - message.getSizeImpl()) {
     reporter.note(ReportKind::Dropped, {},
-                  std::to_string(stripped) + (stripped == 1 ? " byte is" : " bytes are") +
-                      " left out: no field that the dictionary has, or has with this type");
+                  std::to_string(stripped) + (stripped == 1 ? " byte" : " bytes") +
+                      " dropped: the dictionary lacks the field, or declares another type");
   }
 }
 
@@ -60,7 +60,7 @@ bool listFields(const MD_Message& message, const FieldNames& names, Reporter& re
   for (auto first = repeated.begin(); first != repeated.end();) {
     const auto next = std::upper_bound(first, repeated.end(), *first);
     reporter.note(ReportKind::Repeated, names.label(*first),
-                  "stands " + std::to_string(next - first + 1) + " times in the message; the last one counts");
+                  "occurs " + std::to_string(next - first + 1) + " times; the last value is used");
     first = next;
   }
   return false;
@@ -103,7 +103,7 @@ void noteUnreadable(const MD_Message& message, std::uint16_t id, const FieldName
     message.fieldData(id, storedType, sizeBytes);
     const std::uint32_t there = valueBytes(message, id).sizeBytes;
     if (there < sizeBytes) {
-      text = "the message ends inside the value, of which it has " + std::to_string(there) + " of " +
+      text = "the message is truncated within the value, of which it has " + std::to_string(there) + " of " +
              std::to_string(sizeBytes) + " bytes";
     } else {
       text = "the " + std::to_string(sizeBytes) + " bytes of its value are no " + typeName(type);

@@ -60,7 +60,7 @@ Condition::Condition(std::string_view text, const FieldNames& names) {
   rest = rest.substr(found->text.size());
   if (!rest.empty() && std::string_view("=!<>~").find(rest.front()) != std::string_view::npos) {
     throw UsageError("--where " + inQuotes(text) + ": " + inQuotes(std::string(found->text) + rest.front()) +
-                     " is none of = != < <= > >= ~; a blank goes before a value that begins with " +
+                     " is none of = != < <= > >= ~; put a space before a value that begins with " +
                      inQuotes(rest.substr(0, 1)));
   }
   rest = trimmed(rest);
@@ -76,7 +76,7 @@ Condition::Condition(std::string_view text, const FieldNames& names) {
 
 void Condition::parseValue(const std::string& text) {
   if (m_operator == Operator::Contains && m_field.type != DATATYPES::STRING) {
-    throw LineError(std::string("~ goes with a STRING, not with ") + typeName(m_field.type));
+    throw LineError(std::string("~ requires a STRING, not ") + typeName(m_field.type));
   }
   switch (m_field.type) {
     case DATATYPES::CHAR:

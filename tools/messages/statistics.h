@@ -101,7 +101,7 @@ struct Statistics {
   std::uint64_t withUnknown = 0;  ///< not truncated, with a field that the dictionary lacks
   std::uint64_t malformed = 0;    ///< neither, but with a value that cannot be read or a repeated field
   std::map<std::uint16_t, std::uint64_t> unknownIds;  ///< in how many records each is; of `IterMap` only the first one
-  std::uint64_t unusable = 0;                         ///< lines, packets and the like that are no message at all
+  std::uint64_t unusable = 0;                         ///< lines and packets that are not messages
   std::vector<std::uint64_t> fields =
       std::vector<std::uint64_t>(65536);  ///< by id: in how many messages it can be read
   SizeHistogram sizes;

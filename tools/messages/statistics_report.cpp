@@ -137,12 +137,12 @@ class Report {
     const CaptureCounts& capture = *m_statistics.capture;
     counted("packets", capture.packets);
     counted("  UDP datagrams", capture.datagrams);
-    countedIfAny("  not let through", capture.notSelected);
+    countedIfAny("  not selected", capture.notSelected);
     countedIfAny("  TCP", capture.tcp);
     countedIfAny("  other protocols", capture.otherTransport);
     countedIfAny("  not IP", capture.notIp);
     countedIfAny("  fragments", capture.fragments);
-    countedIfAny("  cut short", capture.cutShort);
+    countedIfAny("  truncated", capture.cutShort);
     countedIfAny("  broken", capture.malformed);
   }
 

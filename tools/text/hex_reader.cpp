@@ -60,7 +60,7 @@ void parseHex(std::string_view text, Blanks blanks, std::vector<std::uint8_t>& o
       throw LineError(inColumn(i) + "odd number of hex digits, the last byte is incomplete");
     }
     if (startsByte && isBlank(text[i + 1])) {
-      throw LineError(inColumn(i + 1) + "blank inside a byte");
+      throw LineError(inColumn(i + 1) + "space within a byte");
     }
     const std::size_t wrong = startsByte ? i + 1 : i;
     throw LineError(inColumn(wrong) + inQuotes(text.substr(wrong, 1)) + " is not a hex digit");

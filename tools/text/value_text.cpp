@@ -64,7 +64,7 @@ T parseWhole(std::string_view text, std::string_view what) {
                     std::to_string(std::numeric_limits<T>::min()) + " to " +
                     std::to_string(std::numeric_limits<T>::max()) + ')');
   }
-  throw LineError(inQuotes(text) + " is not a whole number");
+  throw LineError(inQuotes(text) + " is not an integer");
 }
 
 template <class T>
@@ -115,7 +115,7 @@ MD_DateTime makeDateTime(std::int32_t date, std::int32_t time, std::int16_t offs
 
 MD_DateTime parseDateTime(std::string_view text) {
   if (std::count(text.begin(), text.end(), ' ') != 2) {
-    throw LineError(inQuotes(text) + " is not a date, a time and an offset with blanks between");
+    throw LineError(inQuotes(text) + " is not a date, a time and an offset with spaces between");
   }
   const std::size_t first = text.find(' ');
   const std::size_t second = text.rfind(' ');
@@ -130,7 +130,7 @@ MD_EpochNS parseEpochNs(std::string_view text) {
     return MD_EpochNS(*moment);
   }
   if (text.find_first_not_of("-0123456789") != text.npos) {
-    throw LineError(inQuotes(text) + " is neither a whole number nor a moment such as 2024-06-03T09:30:00Z");
+    throw LineError(inQuotes(text) + " is neither an integer nor a timestamp such as 2024-06-03T09:30:00Z");
   }
   return MD_EpochNS(parseWhole<std::uint64_t>(text, "EPOCH_NSEC"));
 }

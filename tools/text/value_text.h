@@ -47,7 +47,7 @@ bool parseRealName(std::string_view text, T& out) noexcept;
 /// @throws LineError when the packed word does not hold the three as they are
 MD_DateTime makeDateTime(std::int32_t date, std::int32_t time, std::int16_t offset);
 
-/// The text of a date-time, "20240115 93000000 -300", and of a nanosecond time: an integer, or a moment such as
+/// The text of a date-time, "20240115 93000000 -300", and of a nanosecond timestamp: an integer, or a time such as
 /// "2024-06-03T09:30:00Z". @throws LineError for any other text
 MD_DateTime parseDateTime(std::string_view text);
 MD_EpochNS parseEpochNs(std::string_view text);

@@ -31,7 +31,7 @@ std::unique_ptr<MessageSource> openCapture(InputBuffer& in, const SourceOptions&
 /// What to say about a packet's time that is out of range.
 LineError noSuchTime(const std::string& ns);
 
-/// Writes a pcap file (nanosecond times, Ethernet) into a string: begin() once, then packets.
+/// Writes a pcap file (nanosecond timestamps, Ethernet) into a string: begin() once, then packets.
 class CaptureWriter {
  public:
   CaptureWriter(const Endpoint& source, const Endpoint& destination) : m_source(source), m_destination(destination) {}

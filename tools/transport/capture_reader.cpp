@@ -173,7 +173,7 @@ class OpenCapture {
       // The 32 bits of pcap have no sign, but libpcap gives them one.
       seconds += std::int64_t{1} << 32;
     }
-    // With nanosecond times the smaller part holds nanoseconds.
+    // With nanosecond timestamps the smaller part holds nanoseconds.
     const std::int64_t ns = m_header->ts.tv_usec;
     if (seconds < 0 || seconds > kMostSeconds || ns < 0 || ns >= kNsPerSecond) {
       return std::nullopt;
@@ -243,16 +243,16 @@ class CaptureSource : public MessageSource {
   void reportWhole() override {
     if (m_counts.fragments != 0) {
       m_reporter.wholeInput(counted(m_counts.fragments, "packet is a fragment", "packets are fragments") +
-                            ", which are not put together (packets " + m_fragmentNumbers.text() + ')');
+                            ", which are not reassembled (packets " + m_fragmentNumbers.text() + ')');
     }
     if (m_counts.foreign != 0 && !m_options.takesForeign) {
       m_reporter.wholeInput(std::to_string(m_counts.foreign) + " of " +
-                            counted(m_counts.datagrams, "datagram is", "datagrams are") + " not ours (packets " +
-                            m_foreignNumbers.text() + "): no encoding begins with " + firstBytes());
+                            counted(m_counts.datagrams, "datagram has", "datagrams have") +
+                            " an unknown encoding byte (packets " + m_foreignNumbers.text() + "): " + firstBytes());
     }
     if (m_counts.datagrams == 0) {
       m_reporter.wholeInput("no UDP datagram" +
-                            std::string(m_options.selectsDatagrams() ? " that the options let through" : "") + " in " +
+                            std::string(m_options.selectsDatagrams() ? " that matches the options" : "") + " in " +
                             counted(m_counts.packets, "packet", "packets") + others());
     }
   }
@@ -291,7 +291,7 @@ class CaptureSource : public MessageSource {
           return false;
         }
         ++m_counts.cutShort;
-        throw LineError("the capture holds a part of this datagram only; left out");
+        throw LineError("the capture holds a part of this datagram only; skipped");
       case PacketKind::Malformed:
         ++m_counts.malformed;
         throw LineError(std::string("broken packet: ") + packet.reason);
@@ -320,7 +320,7 @@ class CaptureSource : public MessageSource {
     ++(message.sizeBytes == 0 ? m_empty : m_foreignFirstBytes[message.data[0]]);
   }
 
-  /// The first bytes of what is not ours, the most frequent first.
+  /// The first bytes of unrecognised datagrams, the most frequent first.
   std::string firstBytes() const {
     std::vector<std::uint8_t> bytes;
     for (std::size_t byte = 0; byte != m_foreignFirstBytes.size(); ++byte) {
@@ -355,12 +355,12 @@ class CaptureSource : public MessageSource {
         text += (text.empty() ? " (" : ", ") + std::to_string(count) + ' ' + what;
       }
     };
-    add(m_counts.notSelected, "not let through");
+    add(m_counts.notSelected, "not selected");
     add(m_counts.tcp, "TCP");
     add(m_counts.otherTransport, "of other protocols");
     add(m_counts.notIp, "not IP");
     add(m_counts.fragments, "fragments");
-    add(m_counts.cutShort, "cut short");
+    add(m_counts.cutShort, "truncated");
     add(m_counts.malformed, "broken");
     return text.empty() ? text : text + ')';
   }

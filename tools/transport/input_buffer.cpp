@@ -52,7 +52,7 @@ class InputBuffer::Inflater {
         if (m_isBetweenMembers) {
           return 0;
         }
-        throw InputError("the compressed data is cut off");
+        throw InputError("the compressed data is truncated");
       }
       if (m_isBetweenMembers && *m_stream.next_in != static_cast<std::uint8_t>(kGzipMagic[0])) {
         throw InputError("bytes that are no gzip data stand behind the compressed data");
@@ -64,9 +64,9 @@ class InputBuffer::Inflater {
         inflateReset(&m_stream);
       } else if (code != Z_OK && code != Z_BUF_ERROR) {
         if (m_stream.avail_out != room) {
-          break;  // what came before the damage goes out first; the next call meets it again
+          break;  // data before the corruption is returned first; the next call detects it again
         }
-        throw InputError("the compressed data is damaged (" +
+        throw InputError("the compressed data is corrupted (" +
                          std::string(m_stream.msg != nullptr ? m_stream.msg : "no reason known") + ')');
       }
     }

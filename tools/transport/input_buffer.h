@@ -29,7 +29,7 @@ class InputBuffer : public std::streambuf {
 
   /// How many bytes have come from the source: of a compressed input, compressed ones.
   std::uint64_t sourceBytes() const noexcept { return m_sourceBytes; }
-  /// How many bytes have been handed out.
+  /// The number of bytes returned so far.
   std::uint64_t position() const noexcept { return m_filled - static_cast<std::uint64_t>(egptr() - gptr()); }
 
  protected:
@@ -45,7 +45,7 @@ class InputBuffer : public std::streambuf {
 
   std::streambuf& m_source;
   std::vector<char> m_buffer;
-  std::string m_head;  // what was read to recognise the input, until it is handed on
+  std::string m_head;  // bytes that were read to detect the format, until they are returned
   std::unique_ptr<Inflater> m_inflater;
   bool m_isRecognised = false;
   std::uint64_t m_sourceBytes = 0;

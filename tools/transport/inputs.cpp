@@ -29,7 +29,7 @@ InputBuffer* Inputs::next() {
     const std::string& path = m_files[m_next++];
     // What is read would grow with what is written.
     if (m_isOutputStandard && (path == "-" ? isStandardInputWritten() : isStandardOutput(path))) {
-      m_reporter.unusable((path == "-" ? "standard input" : pathText(path)) + " is the output, too");
+      m_reporter.unusable((path == "-" ? "standard input" : pathText(path)) + " is also the output");
       continue;
     }
     if (path == "-") {

@@ -60,7 +60,7 @@ struct InputMessage {
 /// What a capture held.
 struct CaptureCounts {
   std::uint64_t packets = 0;
-  std::uint64_t datagrams = 0;  ///< whole ones that the options let through
+  std::uint64_t datagrams = 0;  ///< complete ones that the options select
   std::uint64_t foreign = 0;    ///< of them: those that have an unknown encoding byte
   std::uint64_t notSelected = 0;
   std::uint64_t fragments = 0;

@@ -118,13 +118,13 @@ class FramedSource : public MessageSource {
       return false;
     }
     if (m_bytes.size() != m_framing.sizeBytes) {
-      throw InputError("the input ends inside the length of message " + std::to_string(m_number));
+      throw InputError("the input is truncated within the length of message " + std::to_string(m_number));
     }
     const std::size_t sizeBytes = lengthOf(m_bytes);
     m_bytes.clear();
     readBehind(m_in, sizeBytes, m_out, m_bytes);
     if (m_bytes.size() != sizeBytes) {
-      throw InputError("the input ends inside message " + std::to_string(m_number) + ", of which it has " +
+      throw InputError("the input is truncated within message " + std::to_string(m_number) + ", of which it has " +
                        std::to_string(m_bytes.size()) + " of " + std::to_string(sizeBytes) + " bytes");
     }
     message = {};

@@ -121,7 +121,7 @@ void setAddress(IpAddress& address, const std::uint8_t* bytes, std::uint8_t size
 void readUdp(Packet& packet, Cursor rest, std::size_t ipPayloadBytes) {
   packet.kind = PacketKind::CutShort;
   if (ipPayloadBytes < kUdpHeaderBytes) {
-    return setMalformed(packet, "the IP packet ends inside the UDP header");
+    return setMalformed(packet, "the IP packet is truncated within the UDP header");
   }
   if (!rest.has(kUdpHeaderBytes)) {
     return;
@@ -149,7 +149,7 @@ void readTransport(Packet& packet, Cursor rest, std::size_t ipPayloadBytes) {
 
 void readIpv4(Packet& packet, Cursor rest) {
   if (!rest.has(kIpv4HeaderBytes)) {
-    return setMalformed(packet, "it ends inside the IPv4 header");
+    return setMalformed(packet, "it is truncated within the IPv4 header");
   }
   const std::size_t headerBytes = std::size_t{4} * (rest.byte(0) & 0x0fU);
   const std::size_t totalBytes = rest.word(2);
@@ -192,7 +192,7 @@ std::size_t extensionBytes(std::uint8_t type, std::uint8_t lengthByte) noexcept 
 
 void readIpv6(Packet& packet, Cursor rest) {
   if (!rest.has(kIpv6HeaderBytes)) {
-    return setMalformed(packet, "it ends inside the IPv6 header");
+    return setMalformed(packet, "it is truncated within the IPv6 header");
   }
   if (rest.byte(0) >> 4 != 6) {
     return setMalformed(packet, "the IPv6 header's version is wrong");
@@ -211,7 +211,7 @@ void readIpv6(Packet& packet, Cursor rest) {
       return readTransport(packet, rest, payloadBytes);
     }
     if (bytes > payloadBytes || !rest.has(bytes)) {
-      return setMalformed(packet, "it ends inside the IPv6 extension headers");
+      return setMalformed(packet, "it is truncated within the IPv6 extension headers");
     }
     constexpr std::uint8_t kFragmentHeader = 44;
     constexpr unsigned kOffsetAndMoreFragments = 0xfff9;
@@ -275,7 +275,7 @@ void appendIpv4Header(const Endpoint& source, const Endpoint& destination, std::
   out.append("\x45\x00", 2);
   appendWord(static_cast<std::uint16_t>(totalBytes), out);
   appendWord(identification, out);
-  out.append("\x40\x00\x40\x11", 4);  // not to be fragmented, 64 hops, UDP
+  out.append("\x40\x00\x40\x11", 4);  // not to be fragmented, TTL 64, UDP
   appendWord(0, out);
   appendBytes(source.address.bytes.data(), 4, out);
   appendBytes(destination.address.bytes.data(), 4, out);
@@ -343,7 +343,7 @@ Packet readPacket(int link, const std::uint8_t* bytes, std::size_t capturedBytes
   Cursor rest(bytes, capturedBytes);
   std::uint16_t etherType = 0;
   if (!skipLink(link, rest, etherType)) {
-    setMalformed(packet, "it ends inside the link header");
+    setMalformed(packet, "it is truncated within the link header");
   } else if (etherType == kEtherIpv4) {
     readIpv4(packet, rest);
   } else if (etherType == kEtherIpv6) {

@@ -68,7 +68,7 @@ void checkInterface(const Endpoint& group, const MulticastOptions& multicast) {
   }
   // The interface's own address stands for it, which IPv6 has no options for.
   if (group.address.sizeBytes != 4) {
-    throw UsageError("--interface goes with IPv4 groups; " + textOf(group) + " is IPv6");
+    throw UsageError("--interface requires an IPv4 group; " + textOf(group) + " is IPv6");
   }
   if (multicast.interfaceAddress->sizeBytes != 4) {
     throw UsageError("--interface takes an IPv4 address");
@@ -204,7 +204,7 @@ class UdpSource::Socket {
       m_context.run_one();
     }
     if (m_isReceiving) {
-      // The buffer is not to be written to later on; a datagram may be there all the same.
+      // The buffer must not be written to later; a datagram may nevertheless be there.
       m_socket.cancel();
       while (m_isReceiving) {
         m_context.run_one();

@@ -57,7 +57,7 @@ Market Data Message, mInt, 11 fields
     EXCH_TIME: Jun  3, 2024 14:30:00.000000000 UTC
         Date: 20240603
         Time of day: 93000000
-        Offset from GMT: -300
+        UTC offset: -300
         Id: EXCH_TIME (16)
         [Type: DATETIME (20)]
         Length: 8
@@ -98,8 +98,8 @@ Market Data Message, mInt, 1 field
         [Type: DOUBLE (5)]
         Length: 8
         Bytes: 00000000
-            [Expert Info (Error/Malformed): the message ends inside the value, of which it has 4 of 8 bytes]
-                [the message ends inside the value, of which it has 4 of 8 bytes]
+            [Expert Info (Error/Malformed): the message is truncated within the value, of which it has 4 of 8 bytes]
+                [the message is truncated within the value, of which it has 4 of 8 bytes]
                 [Severity level: Error]
                 [Group: Malformed]
 """

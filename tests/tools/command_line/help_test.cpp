@@ -40,7 +40,7 @@ class Help : public Program {
     return found;
   }
 
-  /// Every command line that has a help of its own: "", "encode", "dict", "dict check" and so on.
+  /// Every command line that has a help of its own: "", "encode", "dict", "dict check" and the others.
   static std::vector<std::string> commands(const std::string& outer = {}) {
     std::vector<std::string> all{outer};
     for (const std::string& line : under("Subcommands:", mdmsg(outer + " --help").out)) {
@@ -232,8 +232,8 @@ TEST_F(Completion, ZshCompletesCommandsAndOptions) {
                                      "zpty -r -m shell text '*format*'\n"
                                      "print -r -- $text\n"
                                      "zpty -d shell\n");
-  EXPECT_NE(shown.find("Tell what is wrong with definition files"), shown.npos) << shown;
-  EXPECT_NE(shown.find("Text to XML and back"), shown.npos) << shown;
+  EXPECT_NE(shown.find("Report problems of dictionary files"), shown.npos) << shown;
+  EXPECT_NE(shown.find("Convert between text and XML"), shown.npos) << shown;
   EXPECT_NE(shown.find("format"), shown.npos) << shown;
 }
 

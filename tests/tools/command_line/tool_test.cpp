@@ -36,7 +36,7 @@ TEST(Tool, LeavesStandardErrorAndAssertionsAsItFoundThem) {
   EXPECT_EQ(MD::set_report_handler(nullptr), reportHandler);
   EXPECT_EQ(cerrText.str(), "");
   EXPECT_EQ(result.err,
-            "mdmsg: standard input:1: note: 4 bytes are left out: no field that the dictionary has, or has with this "
+            "mdmsg: standard input:1: note: 4 bytes dropped: the dictionary lacks the field, or declares another "
             "type\n");
   EXPECT_EQ(result.status, 1);
 }

@@ -282,7 +282,7 @@ TEST_F(DictGenerate, RefusesOptionsThatCannotBeUsed) {
       {"--language c++ --namespace a::class fields.txt", std::string("--namespace: \"a::class\"") + kNamespace},
       {"--language c++ --namespace MD fields.txt", std::string("--namespace: \"MD\"") + kNamespace},
       {"--language c++ --prefix _F fields.txt", std::string("--prefix: \"_F\"") + kPrefix},
-      {"--language python --namespace a fields.txt", "--namespace goes with --language c++ or c\n"},
+      {"--language python --namespace a fields.txt", "--namespace requires --language c++ or c\n"},
       {"--language c++ missing.txt", "cannot open dictionary missing.txt: No such file or directory\n"},
   };
   for (const auto& row : cases) {

@@ -1,4 +1,4 @@
-// Definition files: read with places, checked, converted, compared and shown.
+// Dictionary files: read with locations, checked, converted, compared and shown.
 #include <algorithm>
 
 #include <gtest/gtest.h>
@@ -40,24 +40,24 @@ TEST_F(Dict, CheckTellsEveryFindingInText) {
         "TAIL 9\n");
   EXPECT_EQ(
       mdmsg("dict check bad.txt"),
-      (Result{"bad.txt:2:1: field ODD: \"NOSUCH\" is no type; the library leaves the entry out\n"
-              "bad.txt:3:1: field low: \"double\" is no type, DOUBLE is one; the library leaves the entry out\n"
-              "bad.txt:4:1: field AGAIN: id 300 is that of QTY (line 1); the library keeps that one and leaves this "
-              "one out\n"
-              "bad.txt:6:1: note: field BID: the entry goes on on line 7\n"
+      (Result{"bad.txt:2:1: field ODD: \"NOSUCH\" is not a type; the library skips the entry\n"
+              "bad.txt:3:1: field low: \"double\" is not a type, DOUBLE is one; the library skips the entry\n"
+              "bad.txt:4:1: field AGAIN: id 300 is that of QTY (line 1); the library keeps that one and skips this "
+              "one\n"
+              "bad.txt:6:1: note: field BID: the entry continues on line 7\n"
               "bad.txt:7:8: field BID: the name of id 23 is that of id 22 too (line 6); the library finds id 23 by "
               "it\n"
               "bad.txt:8:1: note: field LAST: id 65535 ends every listing of a message's fields\n"
               "bad.txt:9:1: note: field 77: a name of digits alone is taken for an id\n"
               "bad.txt:10:1: note: field NEG: id 65535 ends every listing of a message's fields\n"
-              "bad.txt:10:1: field NEG: id 65535 is that of LAST (line 8); the library keeps that one and leaves "
-              "this one out\n"
-              "bad.txt:10:5: field NEG: \"-1\" is no id from 0 to 65535; the library reads it as 65535\n"
-              "bad.txt:11:7: field GLUED: \"50INT\" is no id from 0 to 65535; the library reads it as 50\n"
-              "bad.txt:12:6: field HIGH: \"65536\" is no id from 0 to 65535; the library stops reading here, 3 "
+              "bad.txt:10:1: field NEG: id 65535 is that of LAST (line 8); the library keeps that one and skips "
+              "this one\n"
+              "bad.txt:10:5: field NEG: \"-1\" is not an id from 0 to 65535; the library reads it as 65535\n"
+              "bad.txt:11:7: field GLUED: \"50INT\" is not an id from 0 to 65535; the library reads it as 50\n"
+              "bad.txt:12:6: field HIGH: \"65536\" is not an id from 0 to 65535; the library stops reading here, 3 "
               "entries too early\n"
               "bad.txt:14:1: field X: id 5 is that of LOST (line 13)\n"
-              "bad.txt:15:3: field Y: \"z\" is no id from 0 to 65535\n"
+              "bad.txt:15:3: field Y: \"z\" is not an id from 0 to 65535\n"
               "bad.txt:16:1: note: field \\x80: the name is not plain text\n"
               "bad.txt:17:1: field TAIL: the file ends before its type\n"
               "bad.txt: text, 6 fields, 11 problems, 5 notes\n",
@@ -80,14 +80,14 @@ TEST_F(Dict, CheckTellsEveryFindingInXml) {
         "</D>\n");
   EXPECT_EQ(
       mdmsg("dict check bad.xml"),
-      (Result{"bad.xml:4:32: field A b: \"70000\" is no id from 0 to 65535; the library reads it as 4464\n"
-              "bad.xml:5:3: field B: \"double\" is no type, DOUBLE is one; the library leaves the entry out\n"
-              "bad.xml:5:30: field B: \"12abc\" is no id from 0 to 65535; the library reads it as 12\n"
-              "bad.xml:6:2: an Entry without a Code; the library leaves it out\n"
+      (Result{"bad.xml:4:32: field A b: \"70000\" is not an id from 0 to 65535; the library reads it as 4464\n"
+              "bad.xml:5:3: field B: \"double\" is not a type, DOUBLE is one; the library skips the entry\n"
+              "bad.xml:5:30: field B: \"12abc\" is not an id from 0 to 65535; the library reads it as 12\n"
+              "bad.xml:6:2: an Entry without a Code; the library skips it\n"
               "bad.xml:7:1: the library does not read \"<Field>\" here, only <Entry>\n"
-              "bad.xml:8:23: an Entry with an empty Code; the library leaves it out\n"
-              "bad.xml:9:1: field D: id 4464 is that of A b (line 4); the library keeps that one and leaves this "
-              "one out\n"
+              "bad.xml:8:23: an Entry with an empty Code; the library skips it\n"
+              "bad.xml:9:1: field D: id 4464 is that of A b (line 4); the library keeps that one and skips this "
+              "one\n"
               "bad.xml:9:22: a second Name in one Entry; the library reads the first\n"
               "bad.xml:10:1: field A b: the name of id 7 is that of id 4464 too (line 4); the library finds id 4464 "
               "by it\n"
@@ -123,7 +123,7 @@ TEST_F(Dict, CheckTellsWhyTheLibraryRefusesAFile) {
        "f:1:1: the library reads no entry\n"
        "f: text, 0 fields, 1 problem, 0 notes\n"},
       {"NoId", "Prose\n",
-       "f:1:1: field Prose: the file ends before its id; the library leaves it out\n"
+       "f:1:1: field Prose: the file ends before its id; the library skips it\n"
        "f: text, 0 fields, 1 problem, 0 notes\n"},
       {"ByteOrderMark",
        "\xef\xbb\xbf"
@@ -203,10 +203,10 @@ TEST_F(Dict, ConvertTellsWhatIsNotCarried) {
                      xmlEntry("Q", "70000", "INT") + "</FieldDefinition></D>");
   EXPECT_EQ(mdmsg("dict convert f.xml"),
             (Result{"Q                      4464  INT\n",
-                    "mdmsg: f.xml:3:41: note: field Q: \"70000\" is no id from 0 to 65535; the library reads it as "
+                    "mdmsg: f.xml:3:41: note: field Q: \"70000\" is not an id from 0 to 65535; the library reads it as "
                     "4464\n"
-                    "mdmsg: f.xml: note: 2 comments left out\n"
-                    "mdmsg: f.xml:2:1: field TWO WORDS: text cannot carry a name with a blank; left out\n",
+                    "mdmsg: f.xml: note: 2 comments skipped\n"
+                    "mdmsg: f.xml:2:1: field TWO WORDS: text cannot carry a name with a space; skipped\n",
                     1}));
   write("f.txt",
         "\x80 1 INT\nB\x01 2 INT\n\xef\xbb\xbf"
@@ -214,14 +214,13 @@ TEST_F(Dict, ConvertTellsWhatIsNotCarried) {
   EXPECT_EQ(
       mdmsg("dict convert f.txt"),
       (Result{std::string(kXmlStart) + "    <Entry><Name>D</Name><Code>4</Code><Type>INT</Type></Entry>\n" + kXmlEnd,
-              "mdmsg: f.txt:5:3: note: field E: \"x\" is no id from 0 to 65535; the library stops reading "
+              "mdmsg: f.txt:5:3: note: field E: \"x\" is not an id from 0 to 65535; the library stops reading "
               "here, 1 entry too early\n"
-              "mdmsg: f.txt:1:1: field \\x80: XML cannot carry a name that is not UTF-8; left out\n"
-              "mdmsg: f.txt:2:1: field B\\x01: XML cannot carry a name with a control character; left out\n"
+              "mdmsg: f.txt:1:1: field \\x80: XML cannot carry a name that is not UTF-8; skipped\n"
+              "mdmsg: f.txt:2:1: field B\\x01: XML cannot carry a name with a control character; skipped\n"
               "mdmsg: f.txt:3:1: field \xef\xbb\xbf"
-              "C: XML cannot carry a name with a byte-order mark; left "
-              "out\n"
-              "mdmsg: f.txt:6:1: field F: the library does not read it; left out\n",
+              "C: XML cannot carry a name with a byte-order mark; skipped\n"
+              "mdmsg: f.txt:6:1: field F: the library does not read it; skipped\n",
               1}));
   write("broken.xml", "<D>");
   EXPECT_EQ(mdmsg("dict convert broken.xml"),
@@ -332,7 +331,7 @@ TEST_F(Dict, ShowPrintsTheFingerprint) {
 TEST_F(Dict, DeriveTakesTheFirstTypeThatSuitsAllCellsOfAColumn) {
   const struct {
     const char* name;
-    const char* cells;  // with blanks between; "_" is an empty one
+    const char* cells;  // with spaces between; "_" is an empty one
     const char* type;
   } cases[] = {
       {"Int", "0 -5 _ 2147483647", "INT"},
@@ -458,10 +457,10 @@ TEST_F(Dict, DeriveTellsWhatIsNoField) {
   EXPECT_EQ(mdmsg("dict derive --from csv --first-id 65534", "A B,60,C,D\n1,2,3,4\n1,2\n"),
             (Result{"C                     65534  INT\n",
                     "mdmsg: standard input:3: the number of cells is 2, that of the header 4\n"
-                    "mdmsg: samples: field \"A B\": a name with a blank cannot be in a dictionary in text; left out\n"
+                    "mdmsg: samples: field \"A B\": a name with a space cannot be in a dictionary in text; skipped\n"
                     "mdmsg: samples: field \"60\": a name of digits, which is taken for an id, cannot be in a "
-                    "dictionary in text; left out\n"
-                    "mdmsg: samples: field \"D\": no id is left for it (the last one is 65534); left out\n",
+                    "dictionary in text; skipped\n"
+                    "mdmsg: samples: field \"D\": no id is left for it (the last one is 65534); skipped\n",
                     1}));
   EXPECT_EQ(mdmsg("dict derive --to xml", "A B\n1\n").out,
             std::string(kXmlStart) + "    <Entry><Name>A B</Name><Code>1</Code><Type>INT</Type></Entry>\n" + kXmlEnd);
@@ -469,8 +468,8 @@ TEST_F(Dict, DeriveTellsWhatIsNoField) {
     EXPECT_EQ(mdmsg("dict derive --to xml", name + "\n1\n"),
               (Result{std::string(kXmlStart) + kXmlEnd,
                       "mdmsg: samples: field \"" + name +
-                          "\": a name with a blank at an end, or two in a row, cannot be in a dictionary in XML; "
-                          "left out\n",
+                          "\": a name with a space at an end, or two in a row, cannot be in a dictionary in XML; "
+                          "skipped\n",
                       1}));
   }
   EXPECT_EQ(mdmsg("dict derive", "{\"A\":1,\"B\":2,\"A\":\"x\"}\n{\"A\":{\"date\":1,\"time\":2,\"offset\":3}}\n"),
@@ -510,7 +509,7 @@ TEST_F(Dict, RefusesACommandLineThatItCannotUse) {
     const char* error;
   } cases[] = {
       {"dict", "A subcommand is required"},
-      {"dict frobnicate", "there is no command or option \"frobnicate\""},
+      {"dict frobnicate", "unknown command or option \"frobnicate\""},
       {"dict check", "FILE is required"},
       {"dict convert", "FILE is required"},
       {"dict convert --to yaml f", "--to: yaml not in {text,xml}"},

@@ -110,14 +110,15 @@ TEST_F(Diff, SelectsFieldsAndMessages) {
 TEST_F(Diff, ComparesWhatIsThereOfValuesThatCannotBeRead) {
   write("old.hex", "06 160008000000000000002c\n06 160008000000000000\n");
   write("new.hex", "06 160008000000000000002c\n06 1600080000000000\n");
-  EXPECT_EQ(diff("old.hex new.hex"),
-            (Result{"changed (old.hex:2 -> new.hex:2)\n"
-                    "  BID: {\"unreadable\":\"000000000000\"} -> {\"unreadable\":\"0000000000\"}\n",
-                    "mdmsg: old.hex:2: note: field BID: the message ends inside the value, of which it has 6 of 8 "
-                    "bytes\n"
-                    "mdmsg: new.hex:2: note: field BID: the message ends inside the value, of which it has 5 of 8 "
-                    "bytes\n",
-                    1}));
+  EXPECT_EQ(
+      diff("old.hex new.hex"),
+      (Result{"changed (old.hex:2 -> new.hex:2)\n"
+              "  BID: {\"unreadable\":\"000000000000\"} -> {\"unreadable\":\"0000000000\"}\n",
+              "mdmsg: old.hex:2: note: field BID: the message is truncated within the value, of which it has 6 of 8 "
+              "bytes\n"
+              "mdmsg: new.hex:2: note: field BID: the message is truncated within the value, of which it has 5 of 8 "
+              "bytes\n",
+              1}));
 }
 
 TEST_F(Diff, RefusesWhatItCannotCompare) {

@@ -72,8 +72,8 @@ TEST_F(FeedCommand, StatisticsOfItCountWhatWasDamaged) {
     unsigned long long foreign = 0;
     const std::size_t line = feed.err.find('\n') + 1;
     ASSERT_EQ(std::sscanf(feed.err.c_str() + line,
-                          "mdmsg: %llu damaged: %llu truncated, %llu bad by an unknown field, %llu bad by a repeated "
-                          "field, %llu not ours",
+                          "mdmsg: %llu corrupted: %llu truncated, %llu with an unknown field, %llu with a repeated "
+                          "field, %llu unrecognised",
                           &all, &truncated, &unknown, &repeated, &foreign),
               5)
         << feed.err;
@@ -104,7 +104,7 @@ TEST_F(FeedCommand, ACaptureHoldsTheSameMessagesWithTheirTimes) {
   const Result hex = mdmsg(options);
   EXPECT_EQ(mdmsg(options + "--to pcap --output feed.pcap").status, 0);
   EXPECT_EQ(mdmsg(options + "--to pcap --output feed.pcap"),
-            (Result{"", "mdmsg: feed.pcap exists; --force writes over it\n", 2}));
+            (Result{"", "mdmsg: feed.pcap exists; --force overwrites it\n", 2}));
   EXPECT_EQ(mdmsg(options + "--to pcap --output feed.pcap --force").status, 0);
 #if defined(MDMSG_HAS_PCAP)
   EXPECT_EQ(mdmsg("decode feed.pcap").out, mdmsg("decode", hex.out).out);
@@ -123,34 +123,36 @@ TEST_F(FeedCommand, RefusesACommandLineThatItCannotUse) {
       {"generate --trades nan", "--trades is a percentage, 0 to 100"},
       {"generate --rate 0", "--rate is a number of messages a second, 1 to 1000000000"},
       {"generate --encodings mInt,Morse", "there is no encoding for \"Morse\""},
-      {"generate --start yesterday", "--start: \"yesterday\" is no moment, such as 2024-06-03T09:30:00Z, or too late"},
+      {"generate --start yesterday",
+       "--start: \"yesterday\" is not a timestamp such as 2024-06-03T09:30:00Z, or too late"},
       {"generate --start 2200-01-01T00:00:00Z --to pcap",
        "a capture cannot say the time 7258118400000000000 (years 1970 to 2106)"},
       {"generate --to pcap --destination here",
        "--destination: \"here\" is not an IPv4 address and a port, such as "
        "239.192.0.1:30001"},
-      {"generate --count -1", "--count: \"-1\" is not a whole number\nTry \"mdmsg --help\"."},
+      {"generate --count -1", "--count: \"-1\" is not an integer\nTry \"mdmsg --help\"."},
       {"generate --seed 18446744073709551616",
        "--seed: 18446744073709551616 is more than 18446744073709551615\nTry \"mdmsg --help\"."},
       {"generate --rate 1 --start 2262-04-11T23:40:00Z", "--start is too late for so many messages: times end in 2262"},
-      {"generate --seed x", "--seed: \"x\" is not a whole number\nTry \"mdmsg --help\"."},
+      {"generate --seed x", "--seed: \"x\" is not an integer\nTry \"mdmsg --help\"."},
       {"replay", "--to is required\nTry \"mdmsg --help\"."},
       {"replay --to 127.0.0.1", "\"127.0.0.1\" is not HOST:PORT"},
-      {"replay --to 127.0.0.1:9 --speed 0", "--speed: \"0\" is no number above 0, nor max"},
-      {"replay --to 127.0.0.1:9 --speed fast", "--speed: \"fast\" is no number above 0, nor max"},
+      {"replay --to 127.0.0.1:9 --speed 0", "--speed: \"0\" is neither a number above 0 nor max"},
+      {"replay --to 127.0.0.1:9 --speed fast", "--speed: \"fast\" is neither a number above 0 nor max"},
       {"replay --to 127.0.0.1:9 --speed 2 --rate 5", "--speed excludes --rate\nTry \"mdmsg --help\"."},
       {"replay --to 127.0.0.1:9 --max-gap -1", "--max-gap is a number of seconds, 0 to 1000000000"},
       {"replay --to 239.0.0.1:9 --interface lo", "--interface: \"lo\" is not an address"},
-      {"replay --to [ff05::1234]:9 --interface 127.0.0.1", "--interface goes with IPv4 groups; [ff05::1234]:9 is IPv6"},
-      {"listen [ff05::1234]:9 --interface ::1", "--interface goes with IPv4 groups; [ff05::1234]:9 is IPv6"},
+      {"replay --to [ff05::1234]:9 --interface 127.0.0.1",
+       "--interface requires an IPv4 group; [ff05::1234]:9 is IPv6"},
+      {"listen [ff05::1234]:9 --interface ::1", "--interface requires an IPv4 group; [ff05::1234]:9 is IPv6"},
       {"listen 239.0.0.1:9 --interface ::1", "--interface takes an IPv4 address"},
       {"listen", "HOST:PORT is required\nTry \"mdmsg --help\"."},
       {"listen 127.0.0.1", "\"127.0.0.1\" is not HOST:PORT"},
       {"listen [::1]:0 --format pcap", "--format pcap writes IPv4 datagrams; [::1]:0 is IPv6"},
-      {"listen 127.0.0.1:0 --format hex --limit 1", "--format hex writes datagrams as they come, all of them"},
+      {"listen 127.0.0.1:0 --format hex --limit 1", "--format hex writes all datagrams unchanged"},
       {"listen 127.0.0.1:0 --timeout 1e10", "--timeout is a number of seconds, 0 to 1000000000"},
       {"listen 127.0.0.1:0 --idle -1", "--idle is a number of seconds, 0 to 1000000000"},
-      {"listen 127.0.0.1:0 --time-zone local", "--time-zone goes with --iso-time"},
+      {"listen 127.0.0.1:0 --time-zone local", "--time-zone requires --iso-time"},
   };
   for (const auto& [arguments, error] : cases) {
     SCOPED_TRACE(arguments);
@@ -167,7 +169,7 @@ TEST_F(FeedCommand, EndsWhenNothingComes) {
   const std::string name = result.err.substr(std::string("mdmsg: listening on ").size(),
                                              result.err.find('\n') - std::string("mdmsg: listening on ").size());
   EXPECT_EQ(name.rfind("127.0.0.1:", 0), 0U) << name;
-  EXPECT_EQ(result.err, "mdmsg: listening on " + name + "\nmdmsg: " + name + ": 0 of 3 datagrams came\n");
+  EXPECT_EQ(result.err, "mdmsg: listening on " + name + "\nmdmsg: " + name + ": 0 of 3 datagrams received\n");
   EXPECT_EQ(mdmsg("listen 127.0.0.1:0 --idle 0.05").status, 0);
   EXPECT_EQ(mdmsg("listen 127.0.0.1:0 --count 0").status, 0);
   EXPECT_EQ(mdmsg("listen 127.0.0.1:0 --timeout 0").status, 0);

@@ -52,7 +52,7 @@ TEST_F(Golden, ACaptureIsReadTheSame) {
   write("feed.pcap", golden("feed.pcap"));
   const Result decoded = mdmsg("decode --format json feed.pcap");
   EXPECT_EQ(decoded.out, golden("feed.json"));
-  EXPECT_EQ(decoded.status, 1) << decoded.err;  // a tenth of the datagrams is damaged
+  EXPECT_EQ(decoded.status, 1) << decoded.err;  // a tenth of the datagrams is corrupted
 }
 #endif
 

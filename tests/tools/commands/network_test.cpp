@@ -15,7 +15,7 @@ using MD::test::Program;
 class Network : public Program {
  protected:
   Network() {
-    // Starts a listener with the arguments, its output in "heard" and its reports in "listener", waits until it
+    // Starts a listener with the arguments, its output in a file and its reports in "listener", waits until it
     // listens, and puts its place into $at. It is waited for at the end, its exit status written behind its reports.
     write("listen.sh",
           "rm -f listener\n"
@@ -70,7 +70,7 @@ TEST_F(Network, ShowsDatagramsAsDecodeDoes) {
   EXPECT_EQ(reports(),
             "mdmsg: listening on HERE\n"
             "mdmsg: HERE: datagram 2: no encoding begins with byte 07 (01 IterMap, 06 mInt, 46 MsgT)\n"
-            "mdmsg: HERE: datagram 4: note: 4 bytes are left out: no field that the dictionary has, or has with this "
+            "mdmsg: HERE: datagram 4: note: 4 bytes dropped: the dictionary lacks the field, or declares another "
             "type\n"
             "status 1\n");
 }
@@ -103,7 +103,7 @@ TEST_F(Network, AnInterruptEndsListening) {
 TEST_F(Network, WritesNothingOverAnExistingFile) {
   write("kept.pcap", "precious");
   EXPECT_EQ(mdmsg("listen 127.0.0.1:0 --timeout 1 --format pcap --output kept.pcap"),
-            (MD::test::Result{"", "mdmsg: kept.pcap exists; --force writes over it\n", 2}));
+            (MD::test::Result{"", "mdmsg: kept.pcap exists; --force overwrites it\n", 2}));
   EXPECT_EQ(contentsOf("kept.pcap"), "precious");
 }
 

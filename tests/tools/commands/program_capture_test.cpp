@@ -62,12 +62,12 @@ TEST_F(ProgramForms, EveryFormComesBack) {
 
 TEST_F(ProgramForms, InputsThatBreakOffGiveEverythingBefore) {
   write("cut.bin", std::string("\x05\x00\x06\x2c\x01\x01\x05\x05\x00\x06", 10));
-  EXPECT_EQ(
-      withFields("decode --format json --framing u16le cut.bin"),
-      (Result{"{\"QTY\":5}\n",
-              "mdmsg: cut.bin: the input ends inside message 2, of which it has 1 of 5 bytes; what comes before was "
-              "read\n",
-              1}));
+  EXPECT_EQ(withFields("decode --format json --framing u16le cut.bin"),
+            (Result{"{\"QTY\":5}\n",
+                    "mdmsg: cut.bin: the input is truncated within message 2, of which it has 1 of 5 bytes; what comes "
+                    "before was "
+                    "read\n",
+                    1}));
 #if defined(MDMSG_HAS_ZLIB)
   std::string hex;
   for (int i = 0; i != 5000; ++i) {
@@ -78,12 +78,12 @@ TEST_F(ProgramForms, InputsThatBreakOffGiveEverythingBefore) {
   const Result all = withFields("decode --format json whole.hex.gz");
   EXPECT_EQ(all.err, "");
   EXPECT_EQ(std::count(all.out.begin(), all.out.end(), '\n'), 5000);
-  // The checksum alone is cut off.
+  // Only the checksum is truncated.
   EXPECT_EQ(
       withFields("decode --format json", whole.substr(0, whole.size() - 8)),
-      (Result{all.out, "mdmsg: standard input: the compressed data is cut off; what comes before was read\n", 1}));
+      (Result{all.out, "mdmsg: standard input: the compressed data is truncated; what comes before was read\n", 1}));
   EXPECT_EQ(withFields("encode --encoding mInt", gzipped("{\"QTY\":5}\n").substr(0, 20)),
-            (Result{"", "mdmsg: standard input: the compressed data is cut off; what comes before was read\n", 1}));
+            (Result{"", "mdmsg: standard input: the compressed data is truncated; what comes before was read\n", 1}));
 #endif
 }
 
@@ -103,7 +103,7 @@ TEST_F(ProgramForms, FilesAreNotWrittenOverUnlessForced) {
   write("there.hex", "kept\n");
   write("in.hex", "062c010105\n");
   EXPECT_EQ(withFields("encode --encoding mInt --output there.hex", "{\"QTY\":5}\n"),
-            (Result{"", "mdmsg: there.hex exists; --force writes over it\n", 2}));
+            (Result{"", "mdmsg: there.hex exists; --force overwrites it\n", 2}));
   EXPECT_EQ(contentsOf("there.hex"), "kept\n");
   EXPECT_EQ(withFields("encode --encoding mInt --output there.hex --force", "{\"QTY\":5}\n"), (Result{"", "", 0}));
   EXPECT_EQ(contentsOf("there.hex"), "062c010105\n");
@@ -117,7 +117,7 @@ TEST_F(ProgramForms, FilesAreNotWrittenOverUnlessForced) {
   EXPECT_EQ(withFields("decode --force --output fields.txt in.hex"),
             (Result{"", "mdmsg: fields.txt is the dictionary, too\n", 2}));
   EXPECT_EQ(withFields("stats --force --output new.txt --svg new.txt in.hex"),
-            (Result{"", "mdmsg: new.txt is the output, too\n", 2}));
+            (Result{"", "mdmsg: new.txt is also the output\n", 2}));
 #ifndef _WIN32
   const Result isInput{"", "mdmsg: stdin is an input, too\n", 2};
   EXPECT_EQ(withFields("decode --force --output stdin", "062c010105\n"), isInput);
@@ -126,7 +126,7 @@ TEST_F(ProgramForms, FilesAreNotWrittenOverUnlessForced) {
 #endif
   // An option that cannot be used costs no file.
   write("old.csv", "QTY\n1\n2\n3\n");
-  const Result noFields{"", "mdmsg: --format csv needs --fields, which are its columns\n", 2};
+  const Result noFields{"", "mdmsg: --format csv requires --fields, such as --fields SYMBOL,BID,ASK\n", 2};
   EXPECT_EQ(withFields("decode --format csv --force --output old.csv in.hex"), noFields);
   EXPECT_EQ(contentsOf("old.csv"), "QTY\n1\n2\n3\n");
   EXPECT_EQ(withFields("decode --format csv --output new.csv in.hex"), noFields);
@@ -137,7 +137,7 @@ TEST_F(ProgramForms, FilesAreNotWrittenOverUnlessForced) {
   EXPECT_EQ(contentsOf("old.csv"), "");
   write("picture.svg", "kept");
   EXPECT_EQ(withFields("stats --svg picture.svg in.hex"),
-            (Result{"", "mdmsg: picture.svg exists; --force writes over it\n", 2}));
+            (Result{"", "mdmsg: picture.svg exists; --force overwrites it\n", 2}));
   EXPECT_EQ(contentsOf("picture.svg"), "kept");
 }
 
@@ -146,14 +146,14 @@ TEST_F(ProgramForms, OptionsThatDoNotGoTogetherAreBadUsage) {
     const char* arguments;
     const char* error;
   } cases[] = {
-      {"decode --format csv", "--format csv needs --fields, which are its columns"},
-      {"decode --format csv --price", "--price goes with --format text"},
-      {"decode --iso-time", "--iso-time goes with --format json or csv"},
-      {"decode --format json --time-zone UTC", "--time-zone goes with --iso-time"},
+      {"decode --format csv", "--format csv requires --fields, such as --fields SYMBOL,BID,ASK"},
+      {"decode --format csv --price", "--price requires --format text"},
+      {"decode --iso-time", "--iso-time requires --format json or csv"},
+      {"decode --format json --time-zone UTC", "--time-zone requires --iso-time"},
       {"decode --format json --iso-time --time-zone Mars",
        "there is no time zone \"Mars\" (UTC, local, an offset such as +05:30, or a name that the system knows)"},
       {"decode --framing u8", "there is no framing \"u8\" (u16le, u16be, u32le, u32be)"},
-      {"decode --framing u16le --from raw", "--framing is a form of its own; leave --from out"},
+      {"decode --framing u16le --from raw", "--framing cannot be combined with --from"},
       {"decode --group nowhere", "--group: \"nowhere\" is not an address"},
       {"decode --group nowhere in.hex", "--group: \"nowhere\" is not an address"},
       {"decode --framing u8 in.hex in.hex", "there is no framing \"u8\" (u16le, u16be, u32le, u32be)"},
@@ -220,10 +220,11 @@ TEST_F(ProgramForms, CsvComesBack) {
                     "", 0}));
   EXPECT_EQ(
       withFields("decode --format csv --fields QTY,BID", "06 2c010105 16000800\n"),
-      (Result{"QTY,BID\n5,\n",
-              "mdmsg: standard input:1: note: field BID: the message ends inside the value, of which it has 1 of 8 "
-              "bytes\n",
-              1}));
+      (Result{
+          "QTY,BID\n5,\n",
+          "mdmsg: standard input:1: note: field BID: the message is truncated within the value, of which it has 1 of 8 "
+          "bytes\n",
+          1}));
 }
 
 TEST_F(ProgramForms, MomentsInJsonComeBackToo) {
@@ -247,17 +248,18 @@ TEST_F(ProgramForms, StatsTakeTheFarthestTimes) {
 TEST_F(ProgramForms, DumpsWhatCannotBeRead) {
   EXPECT_EQ(
       withFields("dump", "06 2c01 04 05\n\n07\nzz\n"),
-      (Result{"# standard input:1: mInt, 5 bytes\n"
-              "000000  06                       code                                     mInt\n"
-              "000001  2c 01                    id     QTY                    INT        300\n"
-              "000003  04                       length QTY                    INT        4\n"
-              "000004  05                       value  QTY                    INT        ! the message ends inside "
-              "the value, of which it has 1 of 4 bytes\n"
-              "\n"
-              "# standard input:3: no encoding, 1 byte\n"
-              "000000  07                       code                                     ! no encoding begins with "
-              "this byte (01 IterMap, 06 mInt, 46 MsgT)\n",
-              "mdmsg: standard input:4: column 1: \"z\" is not a hex digit\n", 1}));
+      (Result{
+          "# standard input:1: mInt, 5 bytes\n"
+          "000000  06                       code                                     mInt\n"
+          "000001  2c 01                    id     QTY                    INT        300\n"
+          "000003  04                       length QTY                    INT        4\n"
+          "000004  05                       value  QTY                    INT        ! the message is truncated within "
+          "the value, of which it has 1 of 4 bytes\n"
+          "\n"
+          "# standard input:3: no encoding, 1 byte\n"
+          "000000  07                       code                                     ! no encoding begins with "
+          "this byte (01 IterMap, 06 mInt, 46 MsgT)\n",
+          "mdmsg: standard input:4: column 1: \"z\" is not a hex digit\n", 1}));
   EXPECT_EQ(withFields("dump --color always", "06\n"),
             (Result{"# standard input:1: mInt, 1 byte\n"
                     "\x1b[2m000000\x1b[0m  06                       code                                     mInt\n",
@@ -348,7 +350,7 @@ TEST_F(ProgramCaptures, ACaptureComesBack) {
 }
 
 TEST_F(ProgramCaptures, StatsCountWhatWasDamaged) {
-  // Every twentieth datagram of 1,000 is damaged, in one of four ways.
+  // Every twentieth datagram of 1,000 is corrupted, in one of four ways.
   MD::tool::CaptureWriter writer(*MD::tool::parseEndpoint("10.0.0.1:5"), *MD::tool::parseEndpoint("239.1.1.1:30001"));
   std::string capture;
   MD::tool::CaptureWriter::begin(capture);
@@ -359,7 +361,7 @@ TEST_F(ProgramCaptures, StatsCountWhatWasDamaged) {
       payloadOf("06 3c0003414200 1600080000000000"),   // truncated
       payloadOf("06 3c0003414200 e7030105 2c010105"),  // an unknown field
       payloadOf("46515231 003c000500000003414200"),    // another type
-      payloadOf("08 00 01 01 00 00 00 00"),            // not ours
+      payloadOf("08 00 01 01 00 00 00 00"),            // unrecognised
   };
   for (int i = 0; i != 1000; ++i) {
     const std::string& payload = i % 20 == 0 ? damaged[i / 20 % 4] : sound[i % 3];
@@ -408,7 +410,7 @@ TEST_F(RecordedCaptures, ForeignDatagramsAreCountedAndNothingIsInvented) {
   }
   write("realtime.pcap", contentsOf(path));
   const std::string report =
-      "mdmsg: realtime.pcap: 739 of 739 datagrams are not ours (packets 1-739): no encoding begins with byte 08 (720), "
+      "mdmsg: realtime.pcap: 739 of 739 datagrams have an unknown encoding byte (packets 1-739): byte 08 (720), "
       "28 (5), 1c (4), 30 (4), 1e (2), ...\n";
   for (const char* command : {"decode", "decode --format json", "convert --to mInt"}) {
     SCOPED_TRACE(command);
@@ -422,12 +424,12 @@ TEST_F(RecordedCaptures, ForeignDatagramsAreCountedAndNothingIsInvented) {
                                                        "with unknown fields              0\n"
                                                        "unrecognised                   739\n",
                                                        "", 1}));
-  EXPECT_EQ(withFields("decode --group 239.39.62.190 realtime.pcap").err.substr(0, 60),
-            "mdmsg: realtime.pcap: 375 of 375 datagrams are not ours (pac");
+  EXPECT_EQ(withFields("decode --group 239.39.62.190 realtime.pcap").err.substr(0, 73),
+            "mdmsg: realtime.pcap: 375 of 375 datagrams have an unknown encoding byte ");
   EXPECT_EQ(withFields("decode --port 5 realtime.pcap"),
             (Result{"",
-                    "mdmsg: realtime.pcap: no UDP datagram that the options let through in 739 packets (739 not let "
-                    "through)\n",
+                    "mdmsg: realtime.pcap: no UDP datagram that matches the options in 739 packets (739 not "
+                    "selected)\n",
                     1}));
 }
 
@@ -456,14 +458,13 @@ TEST_F(RecordedCaptures, ACutInsideAPacketGivesEverythingBefore) {
     GTEST_SKIP() << "MD_TEST_DATA names no folder with udp_realtime.pcap";
   }
   write("cut.pcap", contentsOf(path).substr(0, 40'000));
-  EXPECT_EQ(
-      withFields("decode cut.pcap"),
-      (Result{"",
-              "mdmsg: cut.pcap: packet 598 (byte 39957) cannot be read: truncated dump file; tried to read 50 "
-              "captured bytes, only got 27; what comes before was read\n"
-              "mdmsg: cut.pcap: 597 of 597 datagrams are not ours (packets 1-597): no encoding begins with byte 08 "
-              "(583), 28 (5), 30 (3), 1c (2), 21 (1), ...\n",
-              1}));
+  EXPECT_EQ(withFields("decode cut.pcap"),
+            (Result{"",
+                    "mdmsg: cut.pcap: packet 598 (byte 39957) cannot be read: truncated dump file; tried to read 50 "
+                    "captured bytes, only got 27; what comes before was read\n"
+                    "mdmsg: cut.pcap: 597 of 597 datagrams have an unknown encoding byte (packets 1-597): byte 08 "
+                    "(583), 28 (5), 30 (3), 1c (2), 21 (1), ...\n",
+                    1}));
 }
 
 #else

@@ -130,7 +130,7 @@ TEST_F(Program, EncodesCsv) {
                     "50000840118bf5828fdaff\n"
                     "063c00024300\n"
                     "063c000246002c010106\n",
-                    "mdmsg: standard input:5: field QTY: \"x\" is not a whole number\n"
+                    "mdmsg: standard input:5: field QTY: \"x\" is not an integer\n"
                     "mdmsg: standard input:6: cell 1: text behind the closing quote\n"
                     "mdmsg: standard input:8: the number of cells is 2, that of the header 3\n"
                     "mdmsg: standard input:9: cell 1: the quote is never closed\n",
@@ -154,7 +154,7 @@ TEST_F(Program, GoesOnBehindALineThatItCannotUse) {
                        "{\"CH\":\"B\"}"),
             (Result{"062c010105\n"
                     "060a000142\n",
-                    "mdmsg: standard input:3: field QTY: \"1.5\" is not a whole number\n"
+                    "mdmsg: standard input:3: field QTY: \"1.5\" is not an integer\n"
                     "mdmsg: standard input:4: column 9: a comma or '}' is missing behind the value\n",
                     1}));
   EXPECT_EQ(withFields("decode --format json", "062c010105\n062c01010\n062c0101zz\n07\n062c010106\n"),
@@ -167,15 +167,15 @@ TEST_F(Program, GoesOnBehindALineThatItCannotUse) {
 }
 
 TEST_F(Program, ShowsOfHostileBytesWhatCanBeRead) {
-  // A type that no message carries, a repeated field, unknown fields, a last record cut short.
+  // A type that no message carries, a repeated field, unknown fields, a truncated last record.
   const std::string hex = "06 c800020102 2c010105 2c010106 e7030411223344 16000800\n";
   const std::string unknown =
-      "mdmsg: standard input:1: note: 7 bytes are left out: no field that the dictionary has, or has with this type\n";
-  const std::string repeated =
-      "mdmsg: standard input:1: note: field QTY: stands 2 times in the message; the last one counts\n";
+      "mdmsg: standard input:1: note: 7 bytes dropped: the dictionary lacks the field, or declares another type\n";
+  const std::string repeated = "mdmsg: standard input:1: note: field QTY: occurs 2 times; the last value is used\n";
   const std::string rest =
       "mdmsg: standard input:1: note: field SHORTY: values of type SHORT are carried by no message\n"
-      "mdmsg: standard input:1: note: field BID: the message ends inside the value, of which it has 1 of 8 bytes\n";
+      "mdmsg: standard input:1: note: field BID: the message is truncated within the value, of which it has 1 of 8 "
+      "bytes\n";
   EXPECT_EQ(withFields("decode --format json", hex),
             (Result{"{\"SHORTY\":{\"unreadable\":\"0102\"},\"QTY\":6,\"BID\":{\"unreadable\":\"00\"}}\n",
                     unknown + repeated + rest, 1}));
@@ -196,7 +196,7 @@ TEST_F(Program, ReportsHostileBytesHoweverManyThereAre) {
     hex += "46515231 03e7000200000004000000ff 012c00020000000400000005\n";
     json += "{\"QTY\":5}\n";
     reports += "mdmsg: standard input:" + std::to_string(line) +
-               ": note: 12 bytes are left out: no field that the dictionary has, or has with this type\n";
+               ": note: 12 bytes dropped: the dictionary lacks the field, or declares another type\n";
   }
   EXPECT_EQ(withFields("decode --format json --max-reports 250", hex), (Result{json, reports, 1}));
 }
@@ -310,7 +310,8 @@ TEST_F(Program, ANamedDictionaryWorksWhateverLiesOnTheSearchPath) {
   ConfigurationFolder::makeFolder("field_map.txt");
   EXPECT_EQ(mdmsg("decode --format json", "062c010105\n"),
             (Result{"",
-                    "mdmsg: cannot load the dictionary on the search path (name another with --dictionary): Unable to "
+                    "mdmsg: cannot load the dictionary on the configuration search path (name another with "
+                    "--dictionary): Unable to "
                     "open file: ./field_map.txt\n",
                     2}));
   EXPECT_EQ(withFields("decode --format json", "062c010105\n"), (Result{"{\"QTY\":5}\n", "", 0}));
@@ -332,7 +333,7 @@ TEST_F(Program, RefusesDictionariesThatItCannotUse) {
       {"folder", "mdmsg: cannot read dictionary folder: it is a directory\n"},
       {"empty.txt", "mdmsg: dictionary empty.txt holds no field\n"},
       {"prose.txt",
-       "mdmsg: prose.txt:1:7: note: field These: \"are\" is no id from 0 to 65535; the library stops reading here\n"
+       "mdmsg: prose.txt:1:7: note: field These: \"are\" is not an id from 0 to 65535; the library stops reading here\n"
        "mdmsg: dictionary prose.txt holds no field\n"},
       {"broken.xml", "mdmsg: cannot load the dictionary: Failed to load field def file: broken.xml\n"},
       {"empty.xml", "mdmsg: dictionary empty.xml holds no field\n"},
@@ -354,21 +355,21 @@ TEST_F(Program, HintsAtDictionaryEntriesThatAreLeftOut) {
         "DOUBLE BID 23 DOUBLE\n"
         "HIGH 65536 INT\n"
         "LOST 5 INT\n");
-  EXPECT_EQ(withFields("decode --format json", "062c010105\n"),
-            (Result{json,
-                    "mdmsg: fields.txt:2:1: note: field ODD: \"NOSUCH\" is no type; the library leaves the entry out\n"
-                    "mdmsg: fields.txt:3:1: note: field AGAIN: id 300 is that of QTY (line 1); the library keeps that "
-                    "one and leaves this one out\n"
-                    "mdmsg: fields.txt:6:8: note: field BID: the name of id 23 is that of id 22 too (line 5); the "
-                    "library finds id 23 by it\n"
-                    "mdmsg: fields.txt:7:6: note: field HIGH: \"65536\" is no id from 0 to 65535; the library stops "
-                    "reading here, 1 entry too early\n",
-                    0}));
-  write("fields.txt", "\xef\xbb\xbfQTY 300 INT\nBID 22");
   EXPECT_EQ(
       withFields("decode --format json", "062c010105\n"),
       (Result{json,
-              "mdmsg: fields.txt:2:1: note: field BID: the file ends before its type; the library leaves it out\n",
+              "mdmsg: fields.txt:2:1: note: field ODD: \"NOSUCH\" is not a type; the library skips the entry\n"
+              "mdmsg: fields.txt:3:1: note: field AGAIN: id 300 is that of QTY (line 1); the library keeps that "
+              "one and skips this one\n"
+              "mdmsg: fields.txt:6:8: note: field BID: the name of id 23 is that of id 22 too (line 5); the "
+              "library finds id 23 by it\n"
+              "mdmsg: fields.txt:7:6: note: field HIGH: \"65536\" is not an id from 0 to 65535; the library stops "
+              "reading here, 1 entry too early\n",
+              0}));
+  write("fields.txt", "\xef\xbb\xbfQTY 300 INT\nBID 22");
+  EXPECT_EQ(
+      withFields("decode --format json", "062c010105\n"),
+      (Result{json, "mdmsg: fields.txt:2:1: note: field BID: the file ends before its type; the library skips it\n",
               0}));
 }
 
@@ -378,15 +379,15 @@ TEST_F(Program, RefusesACommandLineThatItCannotUse) {
     const char* error;
   } cases[] = {
       {"", "A subcommand is required"},
-      {"frobnicate", "there is no command or option \"frobnicate\""},
-      {"--frobnicate", "there is no command or option \"--frobnicate\""},
+      {"frobnicate", "unknown command or option \"frobnicate\""},
+      {"--frobnicate", "unknown command or option \"--frobnicate\""},
       {"encode", "--encoding is required"},
       {"encode --encoding Morse", "--encoding: Morse not in {mInt,IterMap,MsgT,preferred}"},
       {"encode --encoding mInt --price", "The following argument was not expected: --price"},
       {"decode --format yaml", "--format: yaml not in {text,json,csv}"},
-      {"decode --skip -1", "--skip: \"-1\" is not a whole number"},
-      {"decode --limit x", "--limit: \"x\" is not a whole number"},
-      {"decode --port -5", "--port: \"-5\" is not a whole number"},
+      {"decode --skip -1", "--skip: \"-1\" is not an integer"},
+      {"decode --limit x", "--limit: \"x\" is not an integer"},
+      {"decode --port -5", "--port: \"-5\" is not an integer"},
       {"decode --port 65536", "Could not convert: --port = 65536"},
       {"decode --from yaml", "--from: yaml not in {auto,hex,raw,pcap}"},
       {"encode --encoding mInt --to yaml", "--to: yaml not in {hex,raw,u16le,u16be,u32le,u32be,pcap}"},
@@ -399,7 +400,7 @@ TEST_F(Program, RefusesACommandLineThatItCannotUse) {
     SCOPED_TRACE(arguments);
     EXPECT_EQ(mdmsg(arguments), (Result{"", std::string("mdmsg: ") + error + "\nTry \"mdmsg --help\".\n", 2}));
   }
-  EXPECT_EQ(mdmsg("decode --format json --price"), (Result{"", "mdmsg: --price goes with --format text\n", 2}));
+  EXPECT_EQ(mdmsg("decode --format json --price"), (Result{"", "mdmsg: --price requires --format text\n", 2}));
 }
 
 TEST_F(Program, TellsItsVersion) { EXPECT_EQ(mdmsg("--version"), (Result{"mdmsg " MDMSG_VERSION "\n", "", 0})); }

@@ -35,7 +35,7 @@ TEST_F(Wireshark, ReplacesACopyByForceAlone) {
   write("plugins/md_message.lua", "older, and longer than nothing");
   const Result refused = mdmsg("wireshark --install --folder plugins");
   EXPECT_EQ(refused.status, 2);
-  EXPECT_NE(refused.err.find("md_message.lua exists; --force writes over it"), refused.err.npos) << refused.err;
+  EXPECT_NE(refused.err.find("md_message.lua exists; --force overwrites it"), refused.err.npos) << refused.err;
   EXPECT_EQ(contentsOf("plugins/md_message.lua"), "older, and longer than nothing");
   EXPECT_EQ(mdmsg("wireshark --install --folder plugins --force").status, 0);
   EXPECT_EQ(contentsOf("plugins/md_message.lua"), contentsOf(DISSECTOR));

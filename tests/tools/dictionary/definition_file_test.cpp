@@ -1,4 +1,4 @@
-// Definition files, read as the library reads them.
+// Dictionary files, read as the library reads them.
 #include "dictionary/definition_file.h"
 
 #include <random>

@@ -1,4 +1,4 @@
-// Messages taken apart, byte by byte.
+// Annotated dumps of messages.
 #include "messages/dump.h"
 
 #include <memory>
@@ -121,13 +121,16 @@ TEST_F(Dump, MarksWhatIsWrongWhereItStands) {
        "000001  2c                       id                                       ! one byte is too few for an id; "
        "receivers cut it off\n"},
       {"NoLength", "06 2c01",
-       "000003                           length QTY                    INT        ! the message ends inside the "
+       "000003                           length QTY                    INT        ! the message is truncated within "
+       "the "
        "record\n"},
       {"NoValue", "06 2c01 04",
-       "000004                           value  QTY                    INT        ! the message ends inside the value, "
+       "000004                           value  QTY                    INT        ! the message is truncated within "
+       "the value, "
        "of which it has 0 of 4 bytes\n"},
       {"PartOfTheValue", "06 2c01 04 0102",
-       "000004  01 02                    value  QTY                    INT        ! the message ends inside the value, "
+       "000004  01 02                    value  QTY                    INT        ! the message is truncated within "
+       "the value, "
        "of which it has 2 of 4 bytes\n"},
       {"OddInt", "06 2c01 03 010203",
        "000004  01 02 03                 value  QTY                    INT        ! 3 bytes are no INT\n"},
@@ -145,7 +148,8 @@ TEST_F(Dump, MarksWhatIsWrongWhereItStands) {
        "000001  e7 03                    id                                       999  ! not in the dictionary, so its "
        "length is not known; receivers cut the id out and go on behind it\n"},
       {"HalfALengthWord", "01 3c00 03",
-       "000003  03                       length SYMBOL                 STRING     ! the message ends inside the "
+       "000003  03                       length SYMBOL                 STRING     ! the message is truncated within "
+       "the "
        "record\n"},
       {"NotCarried", "01 c800 0102", "000003  01 02                    value  SHORTY                 SHORT\n"},
       {"NoMark", "46515200",
@@ -155,16 +159,20 @@ TEST_F(Dump, MarksWhatIsWrongWhereItStands) {
        "000001  51                       mark                                     ! not \"QR1\"; receivers do not "
        "look\n"},
       {"NoType", "46515231 012c",
-       "000006                           type   QTY                    INT        ! the message ends inside the "
+       "000006                           type   QTY                    INT        ! the message is truncated within "
+       "the "
        "record\n"},
       {"HalfAType", "46515231 012c 00",
-       "000006  00                       type   QTY                    INT        ! the message ends inside the "
+       "000006  00                       type   QTY                    INT        ! the message is truncated within "
+       "the "
        "record\n"},
       {"HalfALength", "46515231 012c 0002 0000",
-       "000008  00 00                    length QTY                    INT        ! the message ends inside the "
+       "000008  00 00                    length QTY                    INT        ! the message is truncated within "
+       "the "
        "record\n"},
       {"HugeLength", "46515231 012c 0002 ffffffff 01",
-       "00000c  01                       value  QTY                    INT        ! the message ends inside the value, "
+       "00000c  01                       value  QTY                    INT        ! the message is truncated within "
+       "the value, "
        "of which it has 1 of 4294967295 bytes\n"},
   };
   for (const auto& row : cases) {

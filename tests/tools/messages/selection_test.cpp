@@ -115,24 +115,24 @@ TEST_F(SelectionTest, ConditionsThatMakeNoSenseAreRefused) {
       {"QTY is 5", "--where \"QTY is 5\" is not a field, one of = != < <= > >= ~, and a value"},
       {"QTY ! 5", "--where \"QTY ! 5\" is not a field, one of = != < <= > >= ~, and a value"},
       {"SYMBOL<>AB",
-       "--where \"SYMBOL<>AB\": \"<>\" is none of = != < <= > >= ~; a blank goes before a value that begins with "
+       "--where \"SYMBOL<>AB\": \"<>\" is none of = != < <= > >= ~; put a space before a value that begins with "
        "\">\""},
       {"QTY =< 5",
-       "--where \"QTY =< 5\": \"=<\" is none of = != < <= > >= ~; a blank goes before a value that begins with \"<\""},
+       "--where \"QTY =< 5\": \"=<\" is none of = != < <= > >= ~; put a space before a value that begins with \"<\""},
       {"SYMBOL===AB",
-       "--where \"SYMBOL===AB\": \"===\" is none of = != < <= > >= ~; a blank goes before a value that begins with "
+       "--where \"SYMBOL===AB\": \"===\" is none of = != < <= > >= ~; put a space before a value that begins with "
        "\"=\""},
       {"NOPE = 5", "--where \"NOPE = 5\": field NOPE: the dictionary has no field of this name"},
       {"RAWLY = 5", "--where \"RAWLY = 5\": field RAWLY: values of type RAW are carried by no message"},
-      {"QTY = x", "--where \"QTY = x\": \"x\" is not a whole number"},
-      {"QTY = 1.5", "--where \"QTY = 1.5\": \"1.5\" is not a whole number"},
-      {"QTY ~ 1", "--where \"QTY ~ 1\": ~ goes with a STRING, not with INT"},
+      {"QTY = x", "--where \"QTY = x\": \"x\" is not an integer"},
+      {"QTY = 1.5", "--where \"QTY = 1.5\": \"1.5\" is not an integer"},
+      {"QTY ~ 1", "--where \"QTY ~ 1\": ~ requires a STRING, not INT"},
       {"CH = AB", "--where \"CH = AB\": \"AB\" is 2 bytes, a CHAR is one"},
       {"BID = x", "--where \"BID = x\": \"x\" is not a number"},
       {"BLOB = 0", "--where \"BLOB = 0\": column 1: odd number of hex digits, the last byte is incomplete"},
-      {"WHEN = x", "--where \"WHEN = x\": \"x\" is not a date, a time and an offset with blanks between"},
+      {"WHEN = x", "--where \"WHEN = x\": \"x\" is not a date, a time and an offset with spaces between"},
       {"RECV = yesterday",
-       "--where \"RECV = yesterday\": \"yesterday\" is neither a whole number nor a moment such as "
+       "--where \"RECV = yesterday\": \"yesterday\" is neither an integer nor a timestamp such as "
        "2024-06-03T09:30:00Z"},
   };
   for (const auto& [condition, error] : cases) {

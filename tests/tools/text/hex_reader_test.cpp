@@ -39,8 +39,8 @@ TEST(Hex, ErrorsNameTheColumn) {
   } cases[] = {
       {"OddNumber", "06 2c 0", Blanks::BetweenBytes, "column 7: odd number of hex digits, the last byte is incomplete"},
       {"OneDigit", "f", Blanks::Refused, "column 1: odd number of hex digits, the last byte is incomplete"},
-      {"BlankInsideByte", "06 2 c0", Blanks::BetweenBytes, "column 5: blank inside a byte"},
-      {"TabInsideByte", "0\t6", Blanks::BetweenBytes, "column 2: blank inside a byte"},
+      {"BlankInsideByte", "06 2 c0", Blanks::BetweenBytes, "column 5: space within a byte"},
+      {"TabInsideByte", "0\t6", Blanks::BetweenBytes, "column 2: space within a byte"},
       {"BlankRefused", "06 2c", Blanks::Refused, "column 3: \" \" is not a hex digit"},
       {"FirstDigitWrong", "06g1", Blanks::BetweenBytes, "column 3: \"g\" is not a hex digit"},
       {"SecondDigitWrong", "06:1", Blanks::BetweenBytes, "column 3: \":\" is not a hex digit"},

@@ -94,7 +94,7 @@ TEST(Capture, TellsTimeAndEndpoints) {
 
 TEST(Capture, WhatIsNotOursIsCounted) {
   EXPECT_EQ(messagesOf(captureOf({"\x06", "x", "y", "", "\x46", "x"}), {}),
-            "06\n46\nmdmsg: f: 4 of 6 datagrams are not ours (packets 2-4, 6): no encoding begins with byte 78 (2), 79 "
+            "06\n46\nmdmsg: f: 4 of 6 datagrams have an unknown encoding byte (packets 2-4, 6): byte 78 (2), 79 "
             "(1), no byte at all (1)\n");
   SourceOptions options;
   options.takesForeign = true;
@@ -112,19 +112,19 @@ TEST(Capture, DatagramsAreSelectedByTheirDestination) {
   } cases[] = {
       {"Port", std::uint16_t{30001}, "", "", "06\n"},
       {"OtherPort", std::uint16_t{5}, "", "",
-       "mdmsg: f: no UDP datagram that the options let through in 1 packet (1 not let through)\n"},
+       "mdmsg: f: no UDP datagram that matches the options in 1 packet (1 not selected)\n"},
       {"Group", {}, "239.1.1.1", "", "06\n"},
       {"OtherGroup",
        {},
        "239.1.1.2",
        "",
-       "mdmsg: f: no UDP datagram that the options let through in 1 packet (1 not let through)\n"},
+       "mdmsg: f: no UDP datagram that matches the options in 1 packet (1 not selected)\n"},
       {"Filter", {}, "", "udp dst port 30001 and src host 10.0.0.1", "06\n"},
       {"OtherFilter",
        {},
        "",
        "tcp",
-       "mdmsg: f: no UDP datagram that the options let through in 1 packet (1 not let through)\n"},
+       "mdmsg: f: no UDP datagram that matches the options in 1 packet (1 not selected)\n"},
       {"BadFilter",
        {},
        "",
@@ -186,8 +186,8 @@ TEST(Capture, FragmentsAndBrokenPacketsAreSaidAndNothingIsInvented) {
   EXPECT_EQ(messagesOf(bigEndianCapture(packets), {}),
             "0607\n0607\n"
             "mdmsg: f: packet 4 (byte 204): broken packet: the UDP length does not fit the IP packet\n"
-            "mdmsg: f: packet 5 (byte 264): the capture holds a part of this datagram only; left out\n"
-            "mdmsg: f: 2 packets are fragments, which are not put together (packets 2-3)\n");
+            "mdmsg: f: packet 5 (byte 264): the capture holds a part of this datagram only; skipped\n"
+            "mdmsg: f: 2 packets are fragments, which are not reassembled (packets 2-3)\n");
 }
 
 TEST(Capture, OneCutInTheMiddleOfAPacketGivesEverythingBefore) {

@@ -15,7 +15,7 @@ using namespace MD::tool;
 using MD::test::gzipped;
 #endif
 
-/// Reads to the end, or to where the input breaks off; then what it says stands behind a "|".
+/// Reads to the end, or to the truncation point; the text of the error then follows a "|".
 std::string readAll(const std::string& bytes) {
   std::stringbuf source(bytes);
   InputBuffer in(source);
@@ -71,20 +71,20 @@ TEST(InputBuffer, GivesEverythingBeforeACut) {
     const std::string read = readAll(whole.substr(0, size));
     const std::size_t end = read.rfind('|');
     ASSERT_NE(end, read.npos) << size;
-    ASSERT_EQ(read.substr(end), "|the compressed data is cut off") << size;
+    ASSERT_EQ(read.substr(end), "|the compressed data is truncated") << size;
     ASSERT_EQ(text.compare(0, end, read, 0, end), 0) << size;
   }
   // All of the text is there before the checksum is.
-  EXPECT_EQ(readAll(whole.substr(0, whole.size() - 8)), text + "|the compressed data is cut off");
+  EXPECT_EQ(readAll(whole.substr(0, whole.size() - 8)), text + "|the compressed data is truncated");
 }
 
 TEST(InputBuffer, SaysWhatIsWrongWithTheData) {
   std::string damaged = gzipped("text\n");
   damaged[damaged.size() - 8] ^= 1;
-  EXPECT_EQ(readAll(damaged), "text\n|the compressed data is damaged (incorrect data check)");
+  EXPECT_EQ(readAll(damaged), "text\n|the compressed data is corrupted (incorrect data check)");
   damaged = gzipped("text\n");
   damaged[2] = 7;
-  EXPECT_EQ(readAll(damaged), "|the compressed data is damaged (unknown compression method)");
+  EXPECT_EQ(readAll(damaged), "|the compressed data is corrupted (unknown compression method)");
   EXPECT_EQ(readAll(gzipped("text\n") + "more"), "text\n|bytes that are no gzip data stand behind the compressed data");
 }
 

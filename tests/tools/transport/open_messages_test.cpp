@@ -1,4 +1,4 @@
-// Messages in hex lines, raw and with lengths in front.
+// Messages in hex lines, raw and length-prefixed.
 #include "transport/open_messages.h"
 
 #include <sstream>
@@ -52,9 +52,9 @@ TEST(MessageSource, ReadsLengthsOfEveryKind) {
     EXPECT_EQ(messagesOf("", options), "");
     EXPECT_EQ(messagesOf(prefix + "abc" + none + prefix + "def", options), "616263\n\n646566\n");
     EXPECT_EQ(messagesOf(prefix + "abc" + prefix + "de", options),
-              "616263\nmdmsg: f: the input ends inside message 2, of which it has 2 of 3 bytes\n");
+              "616263\nmdmsg: f: the input is truncated within message 2, of which it has 2 of 3 bytes\n");
     EXPECT_EQ(messagesOf(prefix + "abc" + prefix.substr(1), options),
-              "616263\nmdmsg: f: the input ends inside the length of message 2\n");
+              "616263\nmdmsg: f: the input is truncated within the length of message 2\n");
   }
   EXPECT_THROW(parseFraming("u8"), UsageError);
 }
@@ -78,7 +78,7 @@ TEST(MessageSource, AFrameThatClaimsMuchTakesNoMemoryForIt) {
   EXPECT_EQ(messagesOf("\xff\xff\xff\xff"
                        "abc",
                        formed(InputForm::Framed, {4, false})),
-            "mdmsg: f: the input ends inside message 1, of which it has 3 of 4294967295 bytes\n");
+            "mdmsg: f: the input is truncated within message 1, of which it has 3 of 4294967295 bytes\n");
 }
 
 TEST(MessageSource, DatagramOptionsGoWithCaptures) {

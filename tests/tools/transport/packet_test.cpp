@@ -107,7 +107,7 @@ TEST(Packet, FindsTheDatagram) {
       {"ManyExtensions", kLinkRaw,
        joined({ipv6("0032", "00"), "3c00010400000000", "2b00010400000000", "3301000000000000", "2c000000",
                "1100000000000000", kUdp}),
-       "malformed: it ends inside the IPv6 extension headers"},
+       "malformed: it is truncated within the IPv6 extension headers"},
       {"Extensions", kLinkRaw,
        joined({ipv6("002e", "00"), "3c00010400000000", "3300010400000000", "2c01000000000000000000ff",
                "1100000000000000", kUdp}),
@@ -128,12 +128,12 @@ TEST(Packet, TellsWhatIsNone) {
     std::string hex;
     const char* content;
   } cases[] = {
-      {"Nothing", kLinkEthernet, "", "malformed: it ends inside the link header"},
+      {"Nothing", kLinkEthernet, "", "malformed: it is truncated within the link header"},
       {"Arp", kLinkEthernet, joined({kMacs, "0806 0001"}), "not IP"},
       {"Length", kLinkEthernet, joined({kMacs, "0004 42420300"}), "not IP"},
       {"UnknownLink", 105, joined({kIpv4, kUdp}), "not IP"},
       {"RawNoIp", kLinkRaw, "55 00", "not IP"},
-      {"CutInVlan", kLinkEthernet, joined({kMacs, "8100 00"}), "malformed: it ends inside the link header"},
+      {"CutInVlan", kLinkEthernet, joined({kMacs, "8100 00"}), "malformed: it is truncated within the link header"},
       {"Tcp", kLinkRaw, "4500001e00004000400678ac0a000001ef010101 0005", "other transport 6"},
       {"NoNextHeader", kLinkRaw, ipv6("0000", "3b"), "other transport 59"},
       {"FirstFragment", kLinkRaw, joined({"4500001e00002000401178ac0a000001ef010101", kUdp}), "fragment"},
@@ -144,8 +144,8 @@ TEST(Packet, TellsWhatIsNone) {
        "datagram [::1]:5 [ff02::1]:30001 0607"},
       {"CutPayload", kLinkRaw, joined({kIpv4, "00057531000a8ea906"}), "cut short"},
       {"CutUdp", kLinkRaw, joined({kIpv4, "00057531"}), "cut short"},
-      {"ShortIpv4", kLinkRaw, "4500001e0000", "malformed: it ends inside the IPv4 header"},
-      {"ShortIpv6", kLinkRaw, "600000000000", "malformed: it ends inside the IPv6 header"},
+      {"ShortIpv4", kLinkRaw, "4500001e0000", "malformed: it is truncated within the IPv4 header"},
+      {"ShortIpv6", kLinkRaw, "600000000000", "malformed: it is truncated within the IPv6 header"},
       {"HeaderLength", kLinkRaw, joined({"4400001e00004000401178ac0a000001ef010101", kUdp}),
        "malformed: the IPv4 header's lengths or version are wrong"},
       {"TotalLength", kLinkRaw, joined({"4500001300004000401178ac0a000001ef010101", kUdp}),
@@ -160,7 +160,7 @@ TEST(Packet, TellsWhatIsNone) {
       {"UdpLength7", kLinkRaw, joined({kIpv4, "0005753100078ea90607"}),
        "malformed: the UDP length does not fit the IP packet"},
       {"NoRoomForUdp", kLinkRaw, "4500001b00004000401178ac0a000001ef010101 00057531000800",
-       "malformed: the IP packet ends inside the UDP header"},
+       "malformed: the IP packet is truncated within the UDP header"},
   };
   for (const auto& row : cases) {
     SCOPED_TRACE(row.name);
