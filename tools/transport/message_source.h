@@ -26,7 +26,7 @@ Framing parseFraming(const std::string& text);
 enum class InputForm {
   Recognised,  ///< a capture when it begins as one, else hex lines
   HexLines,
-  Lines,  ///< of text: each that is not blank is a "message"
+  Lines,  ///< of text: each that is not space is a "message"
   Raw,    ///< one message, as it is
   Framed,
   Capture,  ///< pcap or pcapng; the payload of each UDP datagram is a message
