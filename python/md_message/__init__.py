@@ -8,28 +8,33 @@
 """
 from __future__ import annotations
 
+import builtins as _builtins
 import collections.abc as _abc
 import datetime as _datetime
+import importlib as _importlib
 import os as _os
 import typing as _typing
 
 from . import _md_message
-from ._md_message import Message, Receiver, peek, set_report_handler
-
-if _typing.TYPE_CHECKING:
-    import numpy as _numpy
+from ._md_message import Message, Reader, Receiver, peek, set_report_handler
 
 __all__ = [
+    "Column",
+    "Columns",
     "DateTime",
     "Dictionary",
     "FieldInfo",
     "Message",
+    "Reader",
     "Receiver",
     "as_datetime",
     "as_datetime64",
     "dictionary",
     "load_dictionary",
+    "open",
     "peek",
+    "read_batches",
+    "read_columns",
     "set_report_handler",
 ]
 
@@ -115,10 +120,18 @@ def load_dictionary(path: str | _os.PathLike[str]) -> Dictionary:
     Messages are parsed again with the new dictionary at their next use. When the file is refused (ValueError), the
     dictionary is empty until another one is loaded. RuntimeError while another thread reads messages.
     """
-    with open(path, "rb"):
+    with _builtins.open(path, "rb"):
         pass  # an OSError for a file that cannot be read
     _md_message._load_dictionary(path)
     return Dictionary()
+
+
+def _imported(module: str, who: str) -> _typing.Any:
+    """Imports a module that is not needed for anything else."""
+    try:
+        return _importlib.import_module(module)
+    except ImportError as error:
+        raise ImportError(f"{who} needs {module}, which is not installed") from error
 
 
 def as_datetime(nanoseconds: int) -> _datetime.datetime:
@@ -127,13 +140,208 @@ def as_datetime(nanoseconds: int) -> _datetime.datetime:
     return epoch + _datetime.timedelta(microseconds=nanoseconds // 1000)
 
 
-def as_datetime64(nanoseconds: int) -> _numpy.datetime64:
+def as_datetime64(nanoseconds: int) -> _typing.Any:
     """Returns the value of an EPOCH_NSEC field as a numpy.datetime64 in nanoseconds. Needs numpy."""
-    try:
-        import numpy
-    except ImportError as error:
-        raise ImportError("as_datetime64() needs numpy, which is not installed") from error
+    numpy = _imported("numpy", "as_datetime64()")
     return numpy.datetime64(nanoseconds, "ns")
+
+
+_Path = str | bytes | _os.PathLike[str]
+_Key = str | int
+
+
+def open(
+    path: _Path | _abc.Sequence[_Path],
+    *,
+    dictionary: str | _os.PathLike[str] | None = None,
+    where: str | _abc.Sequence[str] | None = None,
+    fields: _abc.Sequence[_Key] | None = None,
+    limit: int | None = None,
+    framing: str | None = None,
+    errors: str | _abc.Callable[[str], object] = "skip",
+) -> Reader:
+    """Returns an iterator over the messages of one or more files: captures and hex lines, compressed or not.
+
+    dictionary: a file that becomes the dictionary of the process.
+    where: conditions that all must hold, as those of `mdmsg --where`, such as "BID > 300".
+    fields: the fields that are kept in the messages.
+    limit: how many messages are returned.
+    framing: the length prefix of a stream of messages, "u16le", "u16be", "u32le" or "u32be"; "raw" for one message.
+    errors: what becomes of a message that cannot be used: "skip" counts it, "raise" raises ValueError, after which the
+        iteration can go on, and a callable gets a text with place and reason.
+
+    Each message has its place and, in captures, the time of its packet. The attribute counts of the iterator is a dict of
+    what has been read. Files are read with the interpreter lock released.
+    """
+    if dictionary is not None:
+        load_dictionary(dictionary)
+    source = [_os.fsdecode(path)] if isinstance(path, (str, bytes, _os.PathLike)) else [_os.fsdecode(one) for one in path]
+    return Reader(source, where, fields, limit, framing, errors)
+
+
+class Column(_md_message._Column):
+    """One field of all rows: a sequence of values, None where a row has none.
+
+    INT, INT64, FLOAT, DOUBLE and EPOCH_NSEC columns offer the buffer protocol, with zeros for nulls.
+    """
+
+    __slots__ = ()
+
+    def to_numpy(self) -> _typing.Any:
+        """Returns the values as a numpy array. Needs numpy.
+
+        Nulls are NaN in FLOAT and DOUBLE columns and NaT in EPOCH_NSEC columns (datetime64[ns]). An INT or INT64 column
+        with nulls is a masked array. Other types give an array of objects. Without nulls no value is copied.
+        """
+        numpy = _imported("numpy", "to_numpy()")
+        if self.type not in ("INT", "INT64", "FLOAT", "DOUBLE", "EPOCH_NSEC"):
+            values = numpy.empty(len(self), dtype=object)
+            values[:] = self.to_list()
+            return values
+        values = numpy.asarray(memoryview(self))  # type: ignore[arg-type]
+        if self.type == "EPOCH_NSEC":
+            values = values.view("datetime64[ns]")
+        if self.null_count:
+            is_null = self._is_null()
+            if self.type in ("INT", "INT64"):
+                return numpy.ma.masked_array(values, is_null)
+            values = values.copy()
+            values[is_null] = numpy.datetime64("NaT") if self.type == "EPOCH_NSEC" else numpy.nan
+        return values
+
+    def to_pandas(self) -> _typing.Any:
+        """Returns the values as a pandas Series: nullable integers, floats, datetime64[ns, UTC] or objects."""
+        pandas = _imported("pandas", "to_pandas()")
+        if self.type in ("INT", "INT64") and self.null_count:
+            numpy = _imported("numpy", "to_pandas()")
+            values = numpy.asarray(memoryview(self)).copy()  # type: ignore[arg-type]
+            return pandas.Series(pandas.arrays.IntegerArray(values, self._is_null()))
+        series = pandas.Series(self.to_numpy())
+        return series.dt.tz_localize("UTC") if self.type == "EPOCH_NSEC" else series
+
+    def _is_null(self) -> _typing.Any:
+        numpy = _imported("numpy", "to_numpy()")
+        validity = numpy.frombuffer(self.validity, dtype=numpy.uint8)
+        return numpy.unpackbits(validity, count=len(self), bitorder="little") == 0
+
+
+class Columns(_typing.Mapping[_Key, Column]):
+    """Columns of messages by field, one row per message.
+
+    polars, DuckDB, pyarrow and pandas import them through the Arrow PyCapsule interface, without a copy.
+    """
+
+    __slots__ = ("_columns", "_counts", "_table")
+
+    def __init__(self, table: _md_message._Table, counts: dict[str, int]) -> None:
+        """For read_columns() and read_batches()."""
+        self._table = table
+        self._columns: dict[_Key, Column] = {
+            key: table.column(Column, number) for number, key in enumerate(table.keys)
+        }
+        self._counts = counts
+
+    def __getitem__(self, field: _Key) -> Column:
+        """Returns the column of a field."""
+        return self._columns[field]
+
+    def __iter__(self) -> _abc.Iterator[_Key]:
+        """Iterates over the fields."""
+        return iter(self._columns)
+
+    def __len__(self) -> int:
+        """Returns the number of columns."""
+        return len(self._columns)
+
+    def __repr__(self) -> str:
+        """Returns the fields and the number of rows."""
+        return f"<Columns {', '.join(map(str, self))}: {self.rows} rows>"
+
+    @property
+    def rows(self) -> int:
+        """The number of rows."""
+        return self._table.rows
+
+    @property
+    def counts(self) -> dict[str, int]:
+        """What was read up to these rows: parsed messages, malformed ones and, of captures, packets by kind."""
+        return self._counts
+
+    def batches(self) -> _abc.Iterator[Columns]:
+        """Iterates over the batches that the rows were read in."""
+        return (Columns(table, self.counts) for table in self._table.batches())
+
+    def to_numpy(self) -> dict[_Key, _typing.Any]:
+        """Returns the columns as numpy arrays; see Column.to_numpy(). Needs numpy."""
+        return {field: column.to_numpy() for field, column in self._columns.items()}
+
+    def to_pandas(self) -> _typing.Any:
+        """Returns a pandas DataFrame; see Column.to_pandas(). Needs pandas."""
+        pandas = _imported("pandas", "to_pandas()")
+        return pandas.DataFrame({field: column.to_pandas() for field, column in self._columns.items()})
+
+    def __arrow_c_stream__(self, requested_schema: object = None) -> object:
+        """Returns a capsule with an ArrowArrayStream of the batches. A requested schema is not looked at."""
+        return self._table.stream()
+
+    def __arrow_c_schema__(self) -> object:
+        """Returns a capsule with the ArrowSchema of the batches."""
+        return self._table.schema()
+
+
+_Source = _Path | bytearray | memoryview
+
+
+def _scan(
+    source: _Source | _abc.Sequence[_Source],
+    fields: _abc.Sequence[_Key],
+    where: str | _abc.Sequence[str] | None,
+    limit: int | None,
+    framing: str | None,
+    batch_rows: int,
+    binary: _abc.Sequence[_Key],
+) -> _md_message._Scan:
+    return _md_message._Scan(source, where, fields, limit, framing, binary, batch_rows)
+
+
+def read_columns(
+    source: _Source | _abc.Sequence[_Source],
+    fields: _abc.Sequence[_Key],
+    *,
+    where: str | _abc.Sequence[str] | None = None,
+    limit: int | None = None,
+    framing: str | None = None,
+    batch_rows: int = 65536,
+    binary: _abc.Sequence[_Key] = (),
+) -> Columns:
+    """Reads fields of all messages as columns, with the interpreter lock released.
+
+    source: a path, bytes in any object with the buffer protocol, or a sequence of these.
+    where, limit, framing: as those of open().
+    batch_rows: the rows of a batch.
+    binary: CHAR and STRING fields that may hold any bytes; they are binary columns in Arrow. Text of other fields that is
+        not valid UTF-8 is a ValueError that names the message and the field.
+
+    A field that a message does not have, or that cannot be read, is null. Malformed messages are counted.
+    """
+    scan = _scan(source, fields, where, limit, framing, batch_rows, binary)
+    table = scan.read()
+    return Columns(table, scan.counts)
+
+
+def read_batches(
+    source: _Source | _abc.Sequence[_Source],
+    fields: _abc.Sequence[_Key],
+    *,
+    where: str | _abc.Sequence[str] | None = None,
+    limit: int | None = None,
+    framing: str | None = None,
+    batch_rows: int = 65536,
+    binary: _abc.Sequence[_Key] = (),
+) -> _abc.Iterator[Columns]:
+    """Iterates over batches of columns, for inputs larger than the memory. The arguments are those of read_columns()."""
+    scan = _scan(source, fields, where, limit, framing, batch_rows, binary)
+    return (Columns(table, scan.counts) for table in scan)
 
 
 _abc.MutableMapping.register(Message)

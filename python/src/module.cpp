@@ -1,9 +1,11 @@
 // The extension module md_message._md_message. One process has one dictionary and one report handler, so the module
 // serves the main interpreter alone.
+#include "columns.h"
 #include "fields.h"
 #include "md/md_peek.h"
 #include "message_object.h"
 #include "python_support.h"
+#include "reader_object.h"
 #include "receiver.h"
 #include "reports.h"
 #include "values.h"
@@ -75,6 +77,8 @@ int execute(PyObject* module) noexcept {
     }
     addMessageType(module);
     addReceiverType(module);
+    addReaderType(module);
+    addColumnTypes(module);
     return 0;
   });
 }

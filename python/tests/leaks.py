@@ -37,7 +37,7 @@ def alive():
 
 
 VALUES = {"SIDE": "B", "BID_QTY": 70000, "SEQ": 1 << 60, "DELTA": 0.25, "BID": 184.15, "SYMBOL": "NEB/USD \u20ac\udcff",
-          "RAW_PAYLOAD": b"\0\xff" * 40, "EXCH_TIME": DateTime(20240603, 93000000, -300), "RECV_TIME": 1 << 63}
+          "RAW_PAYLOAD": b"\0\xff" * 40, "EXCH_TIME": DateTime(20240603, 93000000, -300), "RECV_TIME": 1 << 62}
 WRONG = {"SIDE": "XX", "BID_QTY": 1 << 40, "SEQ": 1 << 70, "DELTA": 1e39, "BID": "x", "SYMBOL": "x" * 70000,
          "RAW_PAYLOAD": 5, "EXCH_TIME": (1, 2, 3), "RECV_TIME": -1, "NOPE": 1, "LAST_FRACTION": 1}
 full = Message("MsgT", VALUES)
@@ -131,6 +131,53 @@ def report():
     md_message.set_report_handler(None)
 
 
+feed = tempfile.NamedTemporaryFile(suffix=".hex")
+feed.write(b"\n".join([data.hex().encode(), b"zz", bytes(Message(SEQ=1)).hex().encode(), b"07", b""]))
+feed.flush()
+hexed = data.hex().encode() + b"\nzz\n" + bytes(Message(SEQ=1)).hex().encode()
+COLUMNS = list(VALUES)
+columns = md_message.read_columns(bytes(Message("MsgT", VALUES, SYMBOL="A")).hex().encode(), COLUMNS)
+pointer_of = ctypes.pythonapi.PyCapsule_GetPointer
+pointer_of.restype = ctypes.c_void_p
+pointer_of.argtypes = [ctypes.py_object, ctypes.c_char_p]
+
+
+class Stream(ctypes.Structure):
+    _fields_ = [(name, ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_void_p, ctypes.c_void_p)) for name in ("schema", "next")] + [
+        ("error", ctypes.c_void_p), ("release", ctypes.CFUNCTYPE(None, ctypes.c_void_p)), ("private", ctypes.c_void_p)]
+
+
+schema_memory, array_memory = ctypes.create_string_buffer(72), ctypes.create_string_buffer(80)
+RELEASE = ctypes.CFUNCTYPE(None, ctypes.c_void_p)
+
+
+def consume():
+    """Imports the stream of the columns as a consumer does."""
+    capsule = columns.__arrow_c_stream__()
+    address = pointer_of(capsule, b"arrow_array_stream")
+    stream = Stream.from_address(address)
+    assert stream.schema(address, ctypes.addressof(schema_memory)) == 0
+    assert stream.next(address, ctypes.addressof(array_memory)) == 0
+    RELEASE.from_buffer(array_memory, 64)(ctypes.addressof(array_memory))
+    RELEASE.from_buffer(schema_memory, 56)(ctypes.addressof(schema_memory))
+
+
+def read_file():
+    reader = md_message.open(feed.name, where="SEQ > 0", fields=["SEQ"], limit=5)
+    assert sum(1 for _ in reader) == 2 and reader.counts["malformed"] == 2
+
+
+def read_file_raising():
+    reader = md_message.open(feed.name, errors="raise")
+    next(reader)
+    refused(next, reader)
+
+
+def read_some():
+    with md_message.open(feed.name) as reader:
+        next(reader)
+
+
 class Scribble:
     def __index__(self):
         raise ZeroDivisionError
@@ -188,6 +235,25 @@ FUNCTIONS = {
     "recv reused": receive_reused,
     "recv refused": lambda: refused(receiver.recv, "x"),
     "as_datetime": lambda: md_message.as_datetime(1 << 60),
+}
+FUNCTIONS |= {
+    "open": read_file,
+    "open raising": read_file_raising,
+    "open and a callable": lambda: list(md_message.open(feed.name, errors=len)),
+    "open and close": read_some,
+    "open refused": lambda: [refused(md_message.open, 5), refused(lambda: md_message.open(feed.name, where="x"))],
+    "read_columns": lambda: md_message.read_columns(hexed, COLUMNS[:5], where="SEQ > 0"),
+    "read_columns refused": lambda: [refused(md_message.read_columns, hexed, ["NOPE"]), refused(md_message.read_columns, 5, []),
+                                     refused(md_message.read_columns, hexed, COLUMNS)],
+    "read_batches": lambda: [batch.rows for batch in md_message.read_batches(hexed, ["SEQ"], batch_rows=1)],
+    "batches": lambda: list(columns.batches()),
+    "to_list": lambda: [column.to_list() for column in columns.values()],
+    "Column": lambda: (columns["BID"][0], len(columns["BID"]), columns["BID"].validity, columns["BID"].null_count,
+                       columns["BID"].type, refused(columns["BID"].__getitem__, 9)),
+    "Column as a buffer": lambda: (memoryview(columns["BID"]).tolist(), refused(memoryview, columns["SYMBOL"])),
+    "__arrow_c_schema__": columns.__arrow_c_schema__,
+    "__arrow_c_stream__": columns.__arrow_c_stream__,
+    "__arrow_c_stream__ consumed": consume,
 }
 # Of these fewer calls show the same: each takes milliseconds.
 SLOW = {

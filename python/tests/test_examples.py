@@ -6,6 +6,9 @@ import subprocess
 import sys
 import time
 
+import pytest
+
+import md_message
 from md_message import Message
 
 EXAMPLES = pathlib.Path(os.environ["MD_SOURCE_DIR"]) / "python" / "examples"
@@ -25,3 +28,17 @@ def test_receive_asyncio():
             time.sleep(0.02)
     program.kill()
     assert program.communicate()[0].splitlines()[:3] == ["A 1.5 2.0"] * 3
+
+
+def test_plot_capture(tmp_path):
+    for module in ("matplotlib", "pandas"):
+        pytest.importorskip(module)
+    capture, picture = tmp_path / "feed.pcap", tmp_path / "picture.png"
+    subprocess.run([os.environ["MDMSG"], "generate", "--count", "500", "--to", "pcap", "--output", capture], check=True,
+                   capture_output=True)
+    run = subprocess.run([sys.executable, EXAMPLES / "plot_capture.py", capture, "ORI/USD", picture], check=True,
+                         capture_output=True, text=True)
+    frame = md_message.read_columns(capture, ["SYMBOL", "BID"]).to_pandas().dropna()
+    count = int((frame["SYMBOL"] == "ORI/USD").sum())
+    assert f"500 messages, {len(frame)} quotes" in run.stdout and f"picture.png: {count} quotes of ORI/USD" in run.stdout
+    assert picture.read_bytes().startswith(b"\x89PNG")

@@ -66,6 +66,7 @@ class Reporter {
   /// The input that the reports are about from here on, and the place in it.
   void setInput(std::string name);
   void setPlace(Place place) noexcept { m_place = place; }
+  const Place& currentPlace() const noexcept { return m_place; }
   void setLine(std::uint64_t line) noexcept { m_place = {Place::Kind::Line, line, 0}; }
   const std::string& input() const noexcept { return m_input; }
   const Place& at() const noexcept { return m_place; }
