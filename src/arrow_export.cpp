@@ -27,7 +27,7 @@ struct Parts {
   }
   Parts(const Parts&) = delete;
   Parts& operator=(const Parts&) = delete;
-  // A consumer may have moved a part away, which then is not ours to release.
+  // A consumer may have moved a part away, and releases it then.
   ~Parts() {
     for (Structure& child : children) {
       release(&child);

@@ -28,7 +28,7 @@ struct ColumnType {
 
 using ColumnTypes = std::shared_ptr<const std::vector<ColumnType>>;
 
-/// An array of our own: released, unless it is handed on.
+/// Owns an array: releases it, unless take() has passed it on.
 class OwnedArray {
  public:
   OwnedArray() = default;
@@ -57,7 +57,7 @@ void makeArray(ArrowArray& out, std::size_t buffers, std::size_t children, bool 
 /// Gives an array of makeArray() its rows.
 void setRows(ArrowArray& array, std::size_t rows, std::size_t nulls) noexcept;
 
-/// Gives an array of makeArray() the buffer of that number. What is of no bytes goes out as a buffer all the same.
+/// Gives an array of makeArray() the buffer of that number. A buffer of no bytes has an address, too.
 void setBuffer(ArrowArray& array, std::size_t number, MemoryBlock block) noexcept;
 
 /// Describes a struct of these columns. @throws std::bad_alloc

@@ -423,7 +423,7 @@ void ColumnTable::makeRoom() {
   m_capacity = capacity;
 }
 
-/// Puts the rows at hand behind the complete batches.
+/// Appends the rows of the current batch to the complete batches.
 void ColumnTable::completeBatch() {
   const std::size_t rows = m_rows;
   m_complete.emplace_back();
@@ -436,7 +436,7 @@ void ColumnTable::completeBatch() {
   m_completeRows += rows;
 }
 
-/// Makes an array of the rows at hand, and starts anew.
+/// Makes an array of the rows of the current batch, and starts anew.
 OwnedArray ColumnTable::takeBatch() {
   OwnedArray batch;
   makeArray(batch.get(), 1, m_columns.size(), false);

@@ -1,5 +1,5 @@
-// The columns of a ColumnBuilder (md/md_arrow.h). Everything about the rows of the batch at hand follows from their
-// number: a row that fails halfway has written behind the last one, and the next row writes over that.
+// The columns of a ColumnBuilder (md/md_arrow.h). Everything about the rows of the current batch follows from their
+// number: a row that fails halfway has written after the last one, and the next row overwrites that.
 #ifndef MD_SRC_COLUMN_TABLE_H
 #define MD_SRC_COLUMN_TABLE_H
 
@@ -40,7 +40,7 @@ class ColumnTable {
   enum class Row { Done, Failed, BatchIsFull };
   enum class Reason { None, NoEncoding, NotUtf8, NoTimestamp };
 
-  /// A column of the batch at hand. What a row takes of `values` depends on the type: the value, the number of the
+  /// A column of the current batch. What a row takes of `values` depends on the type: the value, the number of the
   /// value in the dictionary, the date of a date-time, or, one entry ahead, where text ends.
   struct Column {
     MemoryBlock isPresent;  ///< bits
@@ -49,7 +49,7 @@ class ColumnTable {
     MemoryBlock offsets;  ///< of a date-time
     MemoryBlock text;
     ValueDictionary dictionary;
-    std::string_view newValue;    ///< of the row at hand, for the dictionary
+    std::string_view newValue;    ///< of the current row, for the dictionary
     std::size_t textRoomBytes{};  ///< what a batch is likely to take
   };
 
@@ -92,12 +92,12 @@ class ColumnTable {
   std::vector<Column> m_columns;
   std::vector<std::uint16_t> m_columnOf;  ///< by field id; for fields without a column, their number
   std::vector<std::uint32_t>
-      m_positions;                       ///< of the records of the row at hand by column, 0 for none; one for the rest
-  std::vector<std::size_t> m_newValues;  ///< columns whose dictionaries the row at hand adds to
+      m_positions;                       ///< of the records of the current row by column, 0 for none; one for the rest
+  std::vector<std::size_t> m_newValues;  ///< columns whose dictionaries the current row adds to
   std::size_t m_batchRows;
   std::size_t m_batchTextBytes;
 
-  std::size_t m_rows = 0;      ///< of the batch at hand
+  std::size_t m_rows = 0;      ///< of the current batch
   std::size_t m_capacity = 0;  ///< rows for which there is room
   std::deque<OwnedArray> m_complete;
   std::size_t m_completeRows = 0;

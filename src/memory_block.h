@@ -1,4 +1,4 @@
-// Memory that grows, and can be handed on to whoever frees it.
+// Memory that grows.
 #ifndef MD_SRC_MEMORY_BLOCK_H
 #define MD_SRC_MEMORY_BLOCK_H
 
@@ -46,7 +46,7 @@ class MemoryBlock {
       throw std::bad_alloc();
     }
   }
-  /// Gives back what is beyond `bytes`, where that is worth it.
+  /// Releases what is beyond `bytes`, where that is worth it.
   void shrink(std::size_t bytes) noexcept {
     if (bytes != 0 && m_capacity - bytes > bytes / 8) {
       static_cast<void>(resize(bytes));

@@ -13,7 +13,7 @@
 
 namespace MD::detail {
 
-/// Numbers values in the order of their first occurrence. Who sends the values cannot make look-ups slow: the hash has
+/// Numbers values in the order of their first occurrence. The sender of the values cannot make lookups slow: the hash has
 /// a secret key.
 class ValueDictionary {
  public:

@@ -15,7 +15,7 @@
 #include "md/md_api.h"
 
 /// @cond
-// The structures of the Arrow C data interface and of the Arrow C stream interface. Their layout is fixed for good, and
+// The structures of the Arrow C data interface and of the Arrow C stream interface. Their layout never changes, and
 // the guards are those of every other copy of them, so that a program may include several.
 #ifndef ARROW_C_DATA_INTERFACE
 #define ARROW_C_DATA_INTERFACE

@@ -29,7 +29,8 @@ constexpr const char* kEncodeHelp =
 constexpr const char* kDecodeHelp =
     "The first byte of a message is its encoding byte: 01 IterMap, 06 mInt, 46 MsgT. Hex\n"
     "digits may be upper or lower case, with spaces between bytes. Output of --format\n"
-    "json can be encoded to identical bytes.\n"
+    "json can be encoded to identical bytes. Arrow has one column per field of --fields\n"
+    "or, without it, per field of the first 65536 messages (64 MiB at most).\n"
     "\n"
     "Examples:\n"
     "  mdmsg decode quotes.hex\n"
@@ -151,11 +152,14 @@ Command addEncode(CLI::App& app) {
 }
 
 Command addDecode(CLI::App& app) {
-  CLI::App* const command = app.add_subcommand("decode", "Decode messages to text, JSON Lines or CSV");
+  CLI::App* const command = app.add_subcommand("decode", "Decode messages to text, JSON Lines, CSV or Arrow");
   const auto line = std::make_shared<DecodeCommandLine>();
-  named(command->add_option("--format", line->decode.format, "Output format: text (default), json or csv")
-            ->check(CLI::IsMember({"text", "json", "csv"})),
+  named(command
+            ->add_option("--format", line->decode.format,
+                         "Output format: text (default), json, csv, arrow (Arrow IPC stream) or arrow-file")
+            ->check(CLI::IsMember({"text", "json", "csv", "arrow", "arrow-file"})),
         "FORMAT");
+  command->add_flag("--binary-text", line->decode.isTextBinary, "Arrow only: CHAR and STRING as binary, so any bytes");
   line->decode.add(*command);
   line->source.add(*command);
   addSelectionOptions(*command, line->selection, true);

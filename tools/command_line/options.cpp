@@ -238,7 +238,11 @@ DecodeOptions DecodeLine::options() const {
   if (isRawText && format != "text") {
     throw UsageError("--raw-text requires --format text");
   }
-  if (isIsoTime && format == "text") {
+  const bool isArrow = format == "arrow" || format == "arrow-file";
+  if (isTextBinary && !isArrow) {
+    throw UsageError("--binary-text requires --format arrow or arrow-file");
+  }
+  if (isIsoTime && (format == "text" || isArrow)) {
     throw UsageError("--iso-time requires --format json or csv");
   }
   if (zone.zone && !isIsoTime) {
@@ -246,10 +250,13 @@ DecodeOptions DecodeLine::options() const {
   }
   DecodeOptions options;
   options.isRawText = isRawText;
-  options.format = format == "json"  ? Format::Json
-                   : format == "csv" ? Format::Csv
-                   : isPrice         ? Format::PriceText
-                                     : Format::Text;
+  options.format = format == "json"         ? Format::Json
+                   : format == "csv"        ? Format::Csv
+                   : format == "arrow"      ? Format::ArrowStream
+                   : format == "arrow-file" ? Format::ArrowFile
+                   : isPrice                ? Format::PriceText
+                                            : Format::Text;
+  options.isTextBinary = isTextBinary;
   if (isIsoTime) {
     options.isoTime = zone.timeZone();
   }

@@ -114,6 +114,7 @@ struct DecodeLine {
   bool isPrice = false;
   bool isRawText = false;
   bool isIsoTime = false;
+  bool isTextBinary = false;
   TimeZoneLine zone;
 
   void add(CLI::App& command);

@@ -40,15 +40,16 @@ void encode(Inputs& inputs, const SelectionOptions& selection, const EncodeOptio
             Reporter& reporter);
 
 /// How messages are shown. The texts escape what a terminal would obey.
-enum class Format { Text, PriceText, Json, Csv };
+enum class Format { Text, PriceText, Json, Csv, ArrowStream, ArrowFile };
 
 struct DecodeOptions {
   Format format = Format::Text;
   bool isRawText = false;           ///< of the texts: the bytes of names and values as they are
+  bool isTextBinary = false;        ///< of Arrow: CHAR and STRING columns are binary
   std::optional<TimeZone> isoTime;  ///< JSON and CSV: write nanosecond timestamps as text in this zone
 };
 
-/// Messages to formatted text, JSON Lines or CSV.
+/// Messages to formatted text, JSON Lines, CSV or Arrow.
 void decode(const Task& task, const DecodeOptions& options);
 
 struct ConvertOptions {

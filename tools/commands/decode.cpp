@@ -14,6 +14,7 @@
 #include "dictionary/field_names.h"
 #include "md/md_message.h"
 #include "md/md_price_output.h"
+#include "messages/arrow_writer.h"
 #include "messages/csv_writer.h"
 #include "messages/json_writer.h"
 #include "messages/received.h"
@@ -178,6 +179,8 @@ std::unique_ptr<MessageWriter> makeWriter(const DecodeOptions& options, const Fi
         throw UsageError("--format csv requires --fields, such as --fields SYMBOL,BID,ASK");
       }
       return std::make_unique<CsvRecordWriter>(names, selection, zone, task);
+    case Format::ArrowStream:
+    case Format::ArrowFile:
     case Format::Text:
     case Format::PriceText:
       break;
@@ -211,9 +214,28 @@ class Decoder final : public Worker {
   std::unique_ptr<MessageWriter> m_writer;
 };
 
+/// By one thread: the columns and the batches are those of the whole input.
+void decodeToArrow(const Task& task, const DecodeOptions& options) {
+  const FieldNames names;
+  Selection selection(task.selection, names);
+  ArrowOptions arrow;
+  arrow.isFile = options.format == Format::ArrowFile;
+  arrow.isTextBinary = options.isTextBinary;
+  ArrowWriter writer(selection.fields(), names, arrow, task.out, task.reporter);
+  TakenMessages messages(task, selection);
+  while (const MD_Message* const message = messages.next()) {
+    attempt(task, [&] { writer.append(*message); });
+  }
+  writer.finish();
+}
+
 }  // namespace
 
 void decode(const Task& task, const DecodeOptions& options) {
+  if (options.format == Format::ArrowStream || options.format == Format::ArrowFile) {
+    decodeToArrow(task, options);
+    return;
+  }
   const bool isText = options.format == Format::Text || options.format == Format::PriceText;
   runWorkers(
       task, [&](const Task& part) { return std::make_unique<Decoder>(part, options); }, isText ? "\n" : "");

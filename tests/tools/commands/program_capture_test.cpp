@@ -149,6 +149,8 @@ TEST_F(ProgramForms, OptionsThatDoNotGoTogetherAreBadUsage) {
       {"decode --format csv", "--format csv requires --fields, such as --fields SYMBOL,BID,ASK"},
       {"decode --format csv --price", "--price requires --format text"},
       {"decode --iso-time", "--iso-time requires --format json or csv"},
+      {"decode --format arrow --iso-time", "--iso-time requires --format json or csv"},
+      {"decode --format json --binary-text", "--binary-text requires --format arrow or arrow-file"},
       {"decode --format json --time-zone UTC", "--time-zone requires --iso-time"},
       {"decode --format json --iso-time --time-zone Mars",
        "there is no time zone \"Mars\" (UTC, local, an offset such as +05:30, or a name that the system knows)"},

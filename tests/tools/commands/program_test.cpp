@@ -384,7 +384,7 @@ TEST_F(Program, RefusesACommandLineThatItCannotUse) {
       {"encode", "--encoding is required"},
       {"encode --encoding Morse", "--encoding: Morse not in {mInt,IterMap,MsgT,preferred}"},
       {"encode --encoding mInt --price", "The following argument was not expected: --price"},
-      {"decode --format yaml", "--format: yaml not in {text,json,csv}"},
+      {"decode --format yaml", "--format: yaml not in {text,json,csv,arrow,arrow-file}"},
       {"decode --skip -1", "--skip: \"-1\" is not an integer"},
       {"decode --limit x", "--limit: \"x\" is not an integer"},
       {"decode --port -5", "--port: \"-5\" is not an integer"},
