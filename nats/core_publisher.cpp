@@ -36,7 +36,7 @@ void CorePublisher::publish(const std::string& subject, const InputMessage& mess
     if (status == NATS_MAX_PAYLOAD) {
       throw LineError(std::to_string(message.sizeBytes) + " bytes are more than the server takes");
     }
-    if (!natsConnection_IsClosed(m_connection.get())) {
+    if (status == NATS_INVALID_SUBJECT || status == NATS_INVALID_ARG || status == NATS_NO_MEMORY) {
       throw LineError(reasonOf(status));
     }
     reconnect();

@@ -90,15 +90,14 @@ void DictionaryWatch::look(natsMsg& message, natsConnection& connection) {
       rowsIn({natsMsg_GetData(reply.get()), static_cast<std::size_t>(natsMsg_GetDataLength(reply.get()))});
   const auto differing = incompatibilities(theirs, currentRows(), Compatibility::Backward, std::nullopt);
   constexpr std::size_t kMostShown = 20;
-  report += differing.empty() ? ", with which its messages read the same" : ":";
+  m_reporter.tell(report + (differing.empty() ? ", with which its messages read the same" : ":"));
   for (std::size_t i = 0; i != std::min(differing.size(), kMostShown); ++i) {
-    report += std::string("\n  ") + differing[i].kind + ' ' + std::to_string(differing[i].id) + ' ' +
-              printable(differing[i].change) + ": " + printable(differing[i].reason);
+    m_reporter.tell(std::string("  ") + differing[i].kind + ' ' + std::to_string(differing[i].id) + ' ' +
+                    differing[i].change + ": " + differing[i].reason);
   }
   if (differing.size() > kMostShown) {
-    report += "\n  and " + std::to_string(differing.size() - kMostShown) + " more";
+    m_reporter.tell("  and " + std::to_string(differing.size() - kMostShown) + " more");
   }
-  m_reporter.tell(report);
 }
 
 }  // namespace MD::tool

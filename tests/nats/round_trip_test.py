@@ -67,6 +67,27 @@ class RoundTrip(support.TestCase):
                 self.assertEqual(got.status, 0, got.err)
 
 
+class Kafka(support.TestCase):
+    """A topic's messages by way of a pipe, as kcat -C -f '%R%s' writes them: the length in 32 bits, high byte first, and
+    the bytes."""
+
+    def test_stream_of_kcat(self):
+        messages, file = self.generate(200)
+        stream = b"".join(support.struct.pack(">i", len(message)) + message for message in messages)
+        decoded = self.mdmsg("decode", "--framing", "u32be", "--format", "json", stdin=stream)
+        self.expect(decoded, 0)
+        self.assertEqual(decoded.out.count(b"\n"), 200)
+        self.assertEqual(decoded.out, self.mdmsg("decode", "--framing", "u32le", "--format", "json", file).out)
+
+    def test_message_without_a_value(self):
+        # Its length is -1. What comes before it is decoded; nothing is read past it.
+        messages, _ = self.generate(1)
+        stream = support.struct.pack(">i", len(messages[0])) + messages[0] + support.struct.pack(">i", -1)
+        decoded = self.mdmsg("decode", "--framing", "u32be", "--format", "json", stdin=stream)
+        self.assertEqual(decoded.out.count(b"\n"), 1)
+        self.expect(decoded, 1, "0 of 4294967295 bytes")
+
+
 class Headers(support.TestCase):
     def test_dictionary_publisher_time_and_source(self):
         feed = self.folder / "feed.pcap"
