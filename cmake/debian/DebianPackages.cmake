@@ -1,4 +1,5 @@
-# The Debian packages libmd-message1, libmd-message-dev, mdmsg and, where Python was found, python3-md-message. scripts/package configures, builds and checks them.
+# The Debian packages libmd-message1, libmd-message-dev, mdmsg and, where Python and the NATS client were found,
+# python3-md-message and md-message-nats. scripts/package configures, builds and checks them.
 if(NOT TARGET mdmsg_descriptions)
   message(FATAL_ERROR "MD_DEBIAN_PACKAGES needs the mdmsg tool: MD_BUILD_TOOLS=ON")
 endif()
@@ -24,6 +25,9 @@ set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(components library development tools)
 if(TARGET md_message_python)
   list(APPEND components python)
+endif()
+if(TARGET mdmsg-nats)
+  list(APPEND components nats)
 endif()
 set(CPACK_COMPONENTS_ALL ${components})
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
@@ -72,6 +76,18 @@ dumps messages byte by byte and prints statistics. Reads hex lines, raw and
 length-prefixed messages and captures; generates, sends and receives feeds.
 Includes a dissector for Wireshark.")
 
+if(TARGET mdmsg-nats)
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "wireshark | tshark, md-message-nats")
+  set(CPACK_DEBIAN_NATS_PACKAGE_NAME md-message-nats)
+  set(CPACK_DEBIAN_NATS_PACKAGE_SECTION utils)
+  set(CPACK_DEBIAN_NATS_PACKAGE_DEPENDS "mdmsg (= ${version})")
+  set(CPACK_DEBIAN_NATS_PACKAGE_SUGGESTS nats-server)
+  set(CPACK_DEBIAN_NATS_DESCRIPTION "market-data messages on NATS
+Runs the commands publish and subscribe of mdmsg: messages with subjects made
+of field values, by core NATS or acknowledged by a JetStream stream, with
+replay, snapshots and durable positions.")
+endif()
+
 if(TARGET md_message_python)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-md-message)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
@@ -107,4 +123,9 @@ add_custom_command(OUTPUT "${debian}/mdmsg.1.gz"
   COMMAND gzip -9nc "${PROJECT_BINARY_DIR}/tools/man/mdmsg.1" > "${debian}/mdmsg.1.gz"
   DEPENDS "${PROJECT_BINARY_DIR}/tools/man/mdmsg.1" mdmsg_descriptions)
 add_custom_target(compressed_manual ALL DEPENDS "${debian}/mdmsg.1.gz")
+if(TARGET mdmsg-nats)
+  file(WRITE "${debian}/mdmsg-nats.1" ".so man1/mdmsg.1\n")
+  md_compress("${debian}/mdmsg-nats.1" "${debian}/mdmsg-nats.1.gz")
+  install(FILES "${debian}/mdmsg-nats.1.gz" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT nats)
+endif()
 install(FILES "${debian}/mdmsg.1.gz" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tools)
