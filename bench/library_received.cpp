@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "library.h"
+#include "md/md_arrow.h"
 #include "md/md_message_c_ext.h"
 #include "md/md_mint.h"
 #include "md/md_peek.h"
@@ -176,6 +177,51 @@ class ReadSecond {
   Read m_read;
 };
 
+// Columns ------------------------------------------------------------------------------------------------------------
+
+/// Appends sequence number, bid and ask of each quote to columns; complete batches are released.
+class AppendThree {
+ public:
+  AppendThree() {
+    ArrowArray batch;
+    for (std::size_t i = 0; i < count(); ++i) {
+      append(i);
+    }
+    if (m_columns.rows() != count() || !m_columns.exportBatch(&batch)) {
+      failCheck("AppendThree", "append", "the rows");
+    }
+    const auto* const bids = static_cast<const double*>(batch.children[1]->buffers[1]);
+    for (std::int64_t i = 0; i < batch.length; ++i) {
+      if (bids[i] != messages<Quote>()[static_cast<std::size_t>(i)].bid) {
+        failCheck("AppendThree", "append", "the bid");
+      }
+    }
+    batch.release(&batch);
+  }
+
+  std::size_t count() const noexcept { return messages<Quote>().size(); }
+  std::size_t bytesPerOperation() const noexcept { return m_encoded.averageBytes(); }
+
+  void operator()(std::size_t i) {
+    append(i);
+    if (m_columns.completeBatches() != 0) {
+      ArrowArray batch;
+      if (m_columns.exportBatch(&batch)) {
+        batch.release(&batch);
+      }
+    }
+  }
+
+ private:
+  void append(std::size_t i) {
+    bool isGood = m_columns.append(m_encoded[i].data, sizeOf(m_encoded[i]));
+    benchmark::DoNotOptimize(isGood);
+  }
+
+  const Encoded<Library<MD::mInt>, Quote>& m_encoded = Encoded<Library<MD::mInt>, Quote>::instance();
+  MD::ColumnBuilder m_columns{{kSeq, kBid, kAsk}};
+};
+
 // The C interface in bulk --------------------------------------------------------------------------------------------
 
 constexpr std::size_t kSlotCount = 16;
@@ -297,6 +343,7 @@ bool registerAll() {
   addWork<ReadSecond<ParseAndGet>, Dictionary::Small>("second record/Q/parse and get/mInt");
   addWork<ReadSecond<Peek>, Dictionary::Small>("second record/Q/peek/mInt");
   addWork<ReadSecond<PeekFirst>, Dictionary::Small>("second record/Q/peekFirst/mInt");
+  addWork<AppendThree, Dictionary::Small>("three columns/Q/append/mInt");
   addWork<WriteSixteen<false>, Dictionary::Small>("16 fields/write/mInt");
   addWork<WriteSixteen<true>, Dictionary::Small>("16 fields/write/C in one call");
   addWork<ReadSixteen<false>, Dictionary::Small>("16 fields/read/mInt");

@@ -38,19 +38,42 @@ inline Character longCharacter(std::string_view text) noexcept {
   return {codePoint, length};
 }
 
+/// Whether all bytes are below 0x80.
+inline bool isAscii(std::string_view text) noexcept {
+  const char* const first = text.data();
+  const std::size_t size = text.size();
+  const auto word = [first](std::size_t position) {
+    std::uint64_t bytes;
+    std::memcpy(&bytes, first + position, sizeof bytes);
+    return bytes;
+  };
+  const auto half = [first](std::size_t position) {
+    std::uint32_t bytes;
+    std::memcpy(&bytes, first + position, sizeof bytes);
+    return bytes;
+  };
+  // Loads that overlap, instead of bytes one by one.
+  std::uint64_t all = 0;
+  if (size >= 8) {
+    for (std::size_t position = 0; position < size - 8; position += 8) {
+      all |= word(position);
+    }
+    all |= word(size - 8);
+  } else if (size >= 4) {
+    all = half(0) | half(size - 4);
+  } else if (size != 0) {
+    all = static_cast<std::uint8_t>(first[0] | first[size / 2] | first[size - 1]);
+  }
+  return (all & 0x8080808080808080) == 0;
+}
+
 /// The position of the first byte that is not part of valid UTF-8, the length of `text` when there is none.
 inline std::size_t validUtf8Bytes(std::string_view text) noexcept {
+  if (isAscii(text)) {  // as most text is
+    return text.size();
+  }
   std::size_t position = 0;
   while (position < text.size()) {
-    // Most text is ASCII.
-    std::uint64_t word = 0;
-    if (text.size() - position >= sizeof word) {
-      std::memcpy(&word, text.data() + position, sizeof word);
-      if ((word & 0x8080808080808080) == 0) {
-        position += sizeof word;
-        continue;
-      }
-    }
     std::size_t lengthBytes = 1;
     if (static_cast<std::uint8_t>(text[position]) >= 0x80) {
       lengthBytes = longCharacter(text.substr(position)).lengthBytes;

@@ -443,6 +443,22 @@ TEST_F(Columns, KnowUtf8) {
   }
 }
 
+TEST_F(Columns, FindTheInvalidByteAtEveryPosition) {
+  ColumnBuilder columns({id::kString});
+  for (std::size_t length = 1; length <= 40; ++length) {
+    for (std::size_t at = 0; at != length; ++at) {
+      std::string text(length, 'x');
+      text[at] = '\x80';
+      MD::mInt message;
+      ASSERT_TRUE(message.addString(id::kString, text));
+      const HeapBlock bytes(bytesOf(message));
+      ASSERT_FALSE(columns.append(bytes.data(), bytes.size())) << length << " " << at;
+      ASSERT_EQ(columns.failure().reason,
+                "field SYMBOL (60): byte 0x80 at offset " + std::to_string(at) + " is not UTF-8");
+    }
+  }
+}
+
 TEST_F(Columns, HoldCharsThatAreCharacters) {
   ColumnBuilder columns({id::kChar});
   mInt message;
