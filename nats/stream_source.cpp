@@ -300,7 +300,11 @@ void StreamSource::resume(const std::string& reason) {
   m_isLost = true;
 }
 
-std::optional<std::int64_t> StreamSource::storedNs(natsMsg& message) const { return natsMsg_GetTime(&message); }
+std::optional<std::int64_t> StreamSource::storedNs(natsMsg& message) const {
+  NatsPointer<jsMsgMetaData> about;
+  static_cast<void>(natsMsg_GetMetaData(NatsOut(about), &message));
+  return about != nullptr ? std::optional<std::int64_t>(about->Timestamp) : std::nullopt;
+}
 
 void StreamSource::finish() {
   if (m_isLost) {

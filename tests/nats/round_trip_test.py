@@ -52,6 +52,18 @@ class RoundTrip(support.TestCase):
                                "--output", back), 0)
         self.assertEqual(back.read_bytes(), feed.read_bytes())
 
+    def test_capture_of_messages_without_times_has_those_of_the_stream(self):
+        server = self.server()
+        _, file = self.generate(3)
+        before = support.time.time_ns()
+        self.expect(self.mdmsg("publish", "--url", server.url, "--subject", "md.{SYMBOL}", "--stream", "FEED",
+                               "--create-stream", "--framing", "u32le", file), 0)
+        after = support.time.time_ns()
+        written = self.mdmsg("subscribe", "--url", server.url, "--stream", "FEED", "--no-wait", "--format", "pcap").out
+        seconds, nanoseconds = support.struct.unpack_from("<II", written, 24)
+        self.assertLessEqual(before, seconds * 10**9 + nanoseconds)
+        self.assertLessEqual(seconds * 10**9 + nanoseconds, after)
+
     def test_decoded_as_by_decode(self):
         _, file = self.generate(300)
         server = self.server()
