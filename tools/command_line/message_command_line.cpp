@@ -65,7 +65,10 @@ constexpr const char* kStatsHelp =
     "Examples:\n"
     "  mdmsg stats feed.pcap.gz\n"
     "  mdmsg stats --svg feed.svg --time-zone America/New_York feed.pcap\n"
-    "  mdmsg stats --time-field RECV_TIME quotes.hex";
+    "  mdmsg stats --time-field RECV_TIME quotes.hex\n"
+    "  mdmsg stats --by SYMBOL,MSG_KIND --top 10 feed.pcap\n"
+    "  mdmsg stats --sequence SEQ --per VENUE --interval 0.5 feed.pcap\n"
+    "  mdmsg stats --format csv feed.pcap | grep ^time";
 
 constexpr const char* kDiffHelp =
     "Messages with the same values of the fields of --key are compared in order: the\n"
@@ -124,6 +127,12 @@ struct DumpLine : CommonOptions {
 struct StatsLine : CommonOptions {
   std::optional<std::string> svgFile;
   std::string timeField;
+  std::string format = "text";
+  std::vector<std::string> by;
+  std::uint64_t top = 20;
+  std::optional<double> interval;
+  std::string sequence;
+  std::string per;
   TimeZoneLine zone;
   SourceLine source;
   SelectionOptions selection;
@@ -254,6 +263,23 @@ Command addStats(CLI::App& app) {
   named(command->add_option("--svg", line->svgFile, "Draw histograms of rate and sizes to FILE, which must not exist"),
         "FILE");
   named(command->add_option("--time-field", line->timeField, "EPOCH_NSEC field to use as message timestamp"), "FIELD");
+  named(command->add_option("--by", line->by, "Count messages by the values of these fields, with commas")
+            ->delimiter(',')
+            ->allow_extra_args(false),
+        "FIELDS");
+  named(command->add_option("--top", line->top, "Number of values and endpoints shown, default 20")
+            ->check(&complaintAboutNumber),
+        "N");
+  named(command->add_option("--interval", line->interval, "Width of the intervals of the time axis, in seconds"),
+        "SECONDS");
+  named(command->add_option("--sequence", line->sequence,
+                            "Check that the numbers of this field grow by one: missing, duplicate, late"),
+        "FIELD");
+  named(command->add_option("--per", line->per, "With --sequence: for each value of this field"), "FIELD");
+  named(
+      command->add_option("--format", line->format, "What to write: text (default), json (one object per line) or csv")
+          ->check(CLI::IsMember({"text", "json", "csv"})),
+      "FORMAT");
   line->zone.add(*command);
   line->source.add(*command);
   addSelectionOptions(*command, line->selection, false);
@@ -263,9 +289,25 @@ Command addStats(CLI::App& app) {
   command->footer(kStatsHelp);
   const auto run = [line](const Session& session) {
     StatsOptions options;
-    options.zone = line->zone.timeZone();
+    options.report.zone = line->zone.timeZone();
+    options.report.columns = session.streams.isOutTerminal ? terminalColumns() : 80;
+    options.report.format = line->format == "json"  ? StatsFormat::Json
+                            : line->format == "csv" ? StatsFormat::Csv
+                                                    : StatsFormat::Text;
+    options.report.top = static_cast<std::size_t>(line->top);
+    for (const std::string& name : line->by) {
+      options.report.groupedBy += (options.report.groupedBy.empty() ? "" : ", ") + name;
+    }
     options.timeField = line->timeField;
-    options.columns = session.streams.isOutTerminal ? terminalColumns() : 80;
+    options.by = line->by;
+    if (const auto interval = durationOf("--interval", line->interval)) {
+      options.intervalNs = interval->count();
+      if (options.intervalNs <= 0) {
+        throw UsageError("--interval is more than 0 seconds");
+      }
+    }
+    options.sequenceField = line->sequence;
+    options.sequencePer = line->per;
     Output picture(session.streams.out);
     if (line->svgFile) {
       if (session.files.output.isOpen() && session.files.output.isAt(*line->svgFile)) {

@@ -3,6 +3,7 @@
 #define MDMSG_COMMANDS_H
 
 #include <cstddef>
+#include <cstdint>
 
 #include <optional>
 #include <string>
@@ -12,6 +13,7 @@
 #include "base/output.h"
 #include "messages/message_sink.h"
 #include "messages/selection.h"
+#include "messages/statistics.h"
 #include "text/time_text.h"
 #include "transport/inputs.h"
 #include "transport/message_source.h"
@@ -74,10 +76,13 @@ void diff(const Task& before, const Task& after, const DiffOptions& options);
 void dump(const Task& task, bool isColored);
 
 struct StatsOptions {
-  TimeZone zone;
-  std::string timeField;  ///< an EPOCH_NSEC field that tells when, where the input does not
-  std::size_t columns = 80;
-  Output* svg = nullptr;  ///< where a picture goes, if one is wanted
+  ReportOptions report;
+  std::string timeField;        ///< an EPOCH_NSEC field that tells when, where the input does not
+  std::vector<std::string> by;  ///< fields by whose values messages are counted
+  std::int64_t intervalNs = 0;  ///< of the time axis; 0 for one that follows the span
+  std::string sequenceField;    ///< a field whose numbers grow by one, empty for none
+  std::string sequencePer;      ///< and do so for each value of this field
+  Output* svg = nullptr;        ///< where a picture goes, if one is wanted
 };
 
 /// Counts of all messages.

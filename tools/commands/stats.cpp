@@ -4,6 +4,7 @@
 #include <limits>
 #include <memory>
 #include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include "commands/workers.h"
 #include "dictionary/field_names.h"
 #include "md/md_peek.h"
+#include "messages/groups.h"
 #include "messages/statistics.h"
 
 namespace MD::tool {
@@ -28,32 +30,134 @@ std::optional<std::int64_t> timeOf(const InputMessage& input, const std::optiona
   return input.timeNs;
 }
 
-/// Counts messages; what depends on their order goes to `result` in that order.
+Field fieldOf(const char* option, const std::string& name, const FieldNames& names) {
+  try {
+    return names.find(name);
+  } catch (const LineError& error) {
+    throw UsageError(std::string(option) + ": field " + printable(error.field()) + ": " + error.what());
+  }
+}
+
+/// What the order of the messages matters for.
+class OrderedCounts {
+ public:
+  OrderedCounts(const StatsOptions& options, Statistics& result) : m_result(result) {
+    const FieldNames names;
+    if (options.intervalNs != 0) {
+      m_result.times = RateHistogram(options.intervalNs);
+    }
+    for (const std::string& name : options.by) {
+      m_by.push_back(fieldOf("--by", name, names));
+      m_result.groups.emplace();
+    }
+    if (!options.sequenceField.empty()) {
+      m_sequence = fieldOf("--sequence", options.sequenceField, names);
+      if (m_sequence->type != DATATYPES::INT && m_sequence->type != DATATYPES::INT64) {
+        throw UsageError("--sequence: field " + printable(options.sequenceField) + " is no INT or INT64");
+      }
+      m_result.sequence.emplace();
+      if (!options.sequencePer.empty()) {
+        m_per = fieldOf("--per", options.sequencePer, names);
+      }
+    } else if (!options.sequencePer.empty()) {
+      throw UsageError("--per goes with --sequence");
+    }
+  }
+
+  /// Whether there is more to do than add().
+  bool looksIntoMessages() const noexcept { return !m_by.empty() || m_sequence; }
+
+  struct Seen {
+    std::size_t sizeBytes = 0;
+    std::optional<std::int64_t> timeNs;
+    bool isMessage = false;
+    Endpoint source;
+    Endpoint destination;
+  };
+
+  void add(const Seen& seen) {
+    if (seen.isMessage && seen.timeNs) {
+      m_result.times.add(*seen.timeNs);
+    }
+    if (seen.source.port != 0 || seen.destination.port != 0) {
+      m_result.endpoints.add(seen.source, seen.destination, seen.sizeBytes, seen.timeNs);
+    }
+  }
+
+  void lookInto(const InputMessage& input, std::optional<std::int64_t> timeNs, const Reporter& reporter) {
+    if (!m_by.empty()) {
+      m_key.clear();
+      for (std::size_t i = 0; i != m_by.size(); ++i) {
+        m_key += i == 0 ? "" : ", ";
+        if (!appendPeekedValue(input, m_by[i], m_key)) {
+          m_key += "(absent)";
+        }
+      }
+      m_result.groups->add(m_key, input.sizeBytes, timeNs);
+    }
+    if (const std::optional<std::int64_t> number = m_sequence ? numberOf(input) : std::nullopt) {
+      m_key.clear();
+      if (!m_per || appendPeekedValue(input, *m_per, m_key)) {
+        m_result.sequence->add(m_key, *number, [&] { return reporter.place(); });
+      }
+    }
+  }
+
+ private:
+  std::optional<std::int64_t> numberOf(const InputMessage& input) const {
+    if (input.sizeBytes > std::numeric_limits<std::uint32_t>::max()) {
+      return std::nullopt;
+    }
+    const auto sizeBytes = static_cast<std::uint32_t>(input.sizeBytes);
+    std::int64_t wide = 0;
+    std::int32_t narrow = 0;
+    if (m_sequence->type == DATATYPES::INT64) {
+      return peek(input.data, sizeBytes, m_sequence->id, wide) ? std::optional(wide) : std::nullopt;
+    }
+    return peek(input.data, sizeBytes, m_sequence->id, narrow) ? std::optional<std::int64_t>(narrow) : std::nullopt;
+  }
+
+  Statistics& m_result;
+  std::vector<Field> m_by;
+  std::optional<Field> m_sequence;
+  std::optional<Field> m_per;
+  std::string m_key;
+};
+
+/// Counts messages; what depends on their order is added up in that order.
 class StatsWorker final : public Worker {
  public:
   /// @param isOneOfMany  whether other workers count at the same time
-  StatsWorker(const Task& task, const StatsOptions& options, bool isOneOfMany, Statistics& result)
-      : m_task(task), m_selection(task.selection, m_names), m_isOneOfMany(isOneOfMany), m_result(result) {
+  StatsWorker(const Task& task, const StatsOptions& options, bool isOneOfMany, OrderedCounts& ordered,
+              Statistics& result)
+      : m_task(task),
+        m_selection(task.selection, m_names),
+        m_isOneOfMany(isOneOfMany),
+        m_ordered(ordered),
+        m_result(result) {
     if (!options.timeField.empty()) {
       m_timeField = timeFieldOf(options.timeField, m_names);
     }
   }
 
   std::function<void()> run() override {
-    std::vector<std::int64_t> times;
+    std::vector<OrderedCounts::Seen> all;
     for (InputMessage input; readTaken(m_task, m_selection, input);) {
       m_counter.count(input, m_statistics);
-      const std::optional<std::int64_t> timeNs =
-          hasEncodingCode(input) ? timeOf(input, m_timeField) : std::optional<std::int64_t>();
-      if (timeNs && m_isOneOfMany) {
-        times.push_back(*timeNs);
-      } else if (timeNs) {
-        m_result.times.add(*timeNs);
+      const OrderedCounts::Seen seen{input.sizeBytes, timeOf(input, m_timeField), hasEncodingCode(input), input.source,
+                                     input.destination};
+      if (m_isOneOfMany) {
+        all.push_back(seen);
+        continue;
+      }
+      m_ordered.add(seen);
+      if (seen.isMessage && m_ordered.looksIntoMessages()) {
+        m_ordered.lookInto(input, seen.timeNs, m_task.reporter);
       }
     }
-    return [this, times = std::move(times)] {
-      for (const std::int64_t timeNs : times) {
-        m_result.times.add(timeNs);
+    return [this, all = std::move(all)] {
+      for (const OrderedCounts::Seen& seen : all) {
+        m_ordered.add(seen);
       }
     };
   }
@@ -68,6 +172,7 @@ class StatsWorker final : public Worker {
   MessageCounter m_counter{MD_FieldMap::instance()};
   Statistics m_statistics;
   bool m_isOneOfMany;
+  OrderedCounts& m_ordered;
   Statistics& m_result;
 };
 
@@ -75,18 +180,22 @@ class StatsWorker final : public Worker {
 
 void stats(const Task& task, const StatsOptions& options) {
   Statistics statistics;
-  runWorkers(task,
-             [&](const Task& part) { return std::make_unique<StatsWorker>(part, options, task.jobs > 1, statistics); });
+  OrderedCounts ordered(options, statistics);
+  Task shared = task;
+  shared.jobs = ordered.looksIntoMessages() ? 1 : task.jobs;
+  runWorkers(shared, [&](const Task& part) {
+    return std::make_unique<StatsWorker>(part, options, shared.jobs > 1, ordered, statistics);
+  });
   if (const CaptureCounts* const counts = task.messages.counts()) {
     statistics.capture = *counts;
   }
   if (statistics.malformed + statistics.withUnknown + statistics.truncated + statistics.foreign != 0) {
     task.reporter.flawed();
   }
-  appendReport(statistics, FieldNames(), options.zone, options.columns, task.out.text());
+  appendReport(statistics, FieldNames(), options.report, task.out.text());
   task.out.lineDone();
   if (options.svg != nullptr) {
-    options.svg->text() += svgOf(statistics, options.zone);
+    options.svg->text() += svgOf(statistics, options.report.zone);
     options.svg->lineDone();
     options.svg->finish();
   }

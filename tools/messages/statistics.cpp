@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "base/errors.h"
 #include "md/md_datatypes.h"
 #include "md/md_wire_record.h"
 
@@ -31,6 +32,9 @@ void RateHistogram::add(std::int64_t timeNs) {
 void RateHistogram::findBar(std::int64_t timeNs) {
   if (m_counts.empty()) {
     m_beginNs = m_firstNs = m_lastNs = timeNs;
+    if (m_isFixed) {
+      m_beginNs -= timeNs % m_widthNs;
+    }
   }
   // Unsigned, since the span between any two times may be more than a signed number holds.
   const auto distance = [this](std::int64_t time) {
@@ -40,7 +44,7 @@ void RateHistogram::findBar(std::int64_t timeNs) {
   if (timeNs < m_beginNs) {
     moveBegin(timeNs);
   }
-  while (distance(timeNs) >= kMostBars) {
+  while (distance(timeNs) >= (m_isFixed ? kMostFixedBars : kMostBars)) {
     widen();
   }
   m_bar = static_cast<std::size_t>(distance(timeNs));
@@ -54,6 +58,10 @@ void RateHistogram::findBar(std::int64_t timeNs) {
 
 /// Joins each two bars, or each five, so that the widths are round: 1, 2, 10, 20, 100 milliseconds.
 void RateHistogram::widen() {
+  if (m_isFixed) {
+    throw UsageError("--interval is too short: there would be more than " + std::to_string(kMostFixedBars) +
+                     " intervals");
+  }
   const std::size_t factor = m_isNextFive ? 5 : 2;
   std::vector<std::uint64_t> joined((m_counts.size() + factor - 1) / factor);
   for (std::size_t i = 0; i != m_counts.size(); ++i) {
@@ -69,7 +77,7 @@ void RateHistogram::moveBegin(std::int64_t timeNs) {
   for (;;) {
     const std::uint64_t gap = static_cast<std::uint64_t>(m_beginNs) - static_cast<std::uint64_t>(timeNs);
     const std::uint64_t bars = (gap - 1) / static_cast<std::uint64_t>(m_widthNs) + 1;
-    if (bars + m_counts.size() <= kMostBars) {
+    if (bars + m_counts.size() <= (m_isFixed ? kMostFixedBars : kMostBars)) {
       m_counts.insert(m_counts.begin(), static_cast<std::size_t>(bars), 0);
       // Unsigned again: the bars may begin before 1970, by less than the width of one.
       m_beginNs = static_cast<std::int64_t>(static_cast<std::uint64_t>(m_beginNs) -

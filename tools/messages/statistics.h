@@ -13,6 +13,7 @@
 
 #include "dictionary/field_names.h"
 #include "md/md_message.h"
+#include "messages/groups.h"
 #include "text/time_text.h"
 #include "transport/message_source.h"
 
@@ -22,7 +23,12 @@ namespace MD::tool {
 /// span does; their number stays below a limit.
 class RateHistogram {
  public:
+  RateHistogram() = default;
+  /// With bars of this width, whose number stays below a larger limit.
+  explicit RateHistogram(std::int64_t widthNs) : m_widthNs(widthNs), m_isFixed(true) {}
+
   /// @param timeNs  not negative
+  /// @throws UsageError when bars of a given width become too many
   void add(std::int64_t timeNs);
 
   bool isEmpty() const noexcept { return m_counts.empty(); }
@@ -36,6 +42,7 @@ class RateHistogram {
 
  private:
   static constexpr std::size_t kMostBars = 60;
+  static constexpr std::size_t kMostFixedBars = 10'000;
 
   void findBar(std::int64_t timeNs);
   void widen();
@@ -45,6 +52,7 @@ class RateHistogram {
   std::int64_t m_widthNs = 1'000'000;
   std::int64_t m_firstNs = 0;
   std::int64_t m_lastNs = 0;
+  bool m_isFixed = false;
   bool m_isNextFive = false;
   std::size_t m_bar = 0;  // the one of the time that came last, from m_barBeginNs to before m_barEndNs
   std::int64_t m_barBeginNs = 0;
@@ -107,6 +115,9 @@ struct Statistics {
   SizeHistogram sizes;
   RateHistogram times;
   std::optional<CaptureCounts> capture;
+  EndpointTable endpoints;  ///< of captures: of all datagrams, unrecognised ones too
+  std::optional<GroupTable> groups;
+  std::optional<SequenceCheck> sequence;
 
   /// Adds what was counted of other messages. Times are left to the caller, as their order matters.
   Statistics& operator+=(const Statistics& others);
@@ -128,9 +139,19 @@ class MessageCounter {
   std::vector<std::uint64_t> m_lastSeen;  // by slot: twice the number of the message, plus 1 where it was readable
 };
 
-/// Appends a report for people, bars included.
-/// @param columns  the longest line
-void appendReport(const Statistics& statistics, const FieldNames& names, const TimeZone& zone, std::size_t columns,
+enum class StatsFormat : std::uint8_t { Text, Json, Csv };
+
+/// How statistics are shown.
+struct ReportOptions {
+  StatsFormat format = StatsFormat::Text;
+  TimeZone zone;
+  std::size_t columns = 80;  ///< of text: the longest line
+  std::size_t top = 20;      ///< how many groups and endpoints
+  std::string groupedBy;     ///< the names of their fields
+};
+
+/// Appends a report: for people, bars included, or as a JSON object or CSV records.
+void appendReport(const Statistics& statistics, const FieldNames& names, const ReportOptions& options,
                   std::string& out);
 
 /// The rate over time and the distribution of sizes as an SVG picture.

@@ -5,6 +5,7 @@
 
 #include "base/diagnostics.h"
 #include "messages/statistics.h"
+#include "text/json_text.h"
 
 namespace MD::tool {
 namespace {
@@ -93,11 +94,26 @@ std::string rateText(std::uint64_t count, std::int64_t ns) {
          " messages/s";
 }
 
+const char* nameOf(SequenceCheck::Event::Kind kind) noexcept {
+  return kind == SequenceCheck::Event::Kind::Gap         ? "missing"
+         : kind == SequenceCheck::Event::Kind::Duplicate ? "duplicate"
+                                                         : "late";
+}
+
+std::string eventText(const SequenceCheck::Event& event) {
+  std::string text = std::string(nameOf(event.kind)) + ' ' + std::to_string(event.first);
+  return event.last == event.first ? text : text + " to " + std::to_string(event.last);
+}
+
 class Report {
  public:
-  Report(const Statistics& statistics, const FieldNames& names, const TimeZone& zone, std::size_t columns,
-         std::string& out)
-      : m_statistics(statistics), m_names(names), m_zone(zone), m_columns(columns), m_out(out) {}
+  Report(const Statistics& statistics, const FieldNames& names, const ReportOptions& options, std::string& out)
+      : m_statistics(statistics),
+        m_names(names),
+        m_options(options),
+        m_zone(options.zone),
+        m_columns(options.columns),
+        m_out(out) {}
 
   void write() {
     if (m_statistics.capture) {
@@ -111,6 +127,9 @@ class Report {
       sizes();
     }
     fields();
+    groups();
+    sequence();
+    endpoints();
   }
 
  private:
@@ -249,6 +268,69 @@ class Report {
     }
   }
 
+  void countRow(const std::string& label, const GroupCount& count) {
+    std::string text = padded("  " + label, kLabelColumns + 2) +
+                       rightAligned(std::to_string(count.messages), kCountColumns - 2) + ", " +
+                       std::to_string(count.bytes) + " bytes";
+    if (count.firstNs) {
+      text += ", " + momentText(*count.firstNs, m_zone) + " to " + momentText(*count.lastNs, m_zone);
+    }
+    m_out += text + '\n';
+  }
+
+  void othersRow(std::size_t shown, std::size_t all, const GroupCount& others) {
+    if (shown != all) {
+      m_out += "  and " + std::to_string(all - shown) + " more (--top)\n";
+    }
+    if (others.messages != 0) {
+      countRow("(further values)", others);
+    }
+  }
+
+  void groups() {
+    if (!m_statistics.groups) {
+      return;
+    }
+    title("messages by " + printable(m_options.groupedBy) + ", " + std::to_string(m_statistics.groups->size()) +
+          " values");
+    const auto rows = m_statistics.groups->top(m_options.top);
+    for (const auto& [key, count] : rows) {
+      countRow(printable(key), count);
+    }
+    othersRow(rows.size(), m_statistics.groups->size(), m_statistics.groups->others());
+  }
+
+  void endpoints() {
+    if (m_statistics.endpoints.size() == 0) {
+      return;
+    }
+    title("endpoints");
+    const auto rows = m_statistics.endpoints.top(m_options.top);
+    for (const auto& row : rows) {
+      countRow(textOf(row.source) + " to " + textOf(row.destination) +
+                   (isMulticast(row.destination.address) ? " (multicast)" : ""),
+               row.count);
+    }
+    othersRow(rows.size(), m_statistics.endpoints.size(), m_statistics.endpoints.others());
+  }
+
+  void sequence() {
+    if (!m_statistics.sequence) {
+      return;
+    }
+    const SequenceCheck& check = *m_statistics.sequence;
+    title("sequence numbers");
+    counted("  checked", check.numbers());
+    counted("  missing", check.missing(), ", " + std::to_string(check.gaps()) + " gaps");
+    counted("  duplicate", check.duplicates());
+    counted("  late", check.late());
+    countedIfAny("  not checked", check.unchecked());
+    for (const auto& event : check.events()) {
+      m_out += "  " + pathText(event.place) + ": " + (event.key.empty() ? "" : printable(event.key) + ' ') +
+               eventText(event) + '\n';
+    }
+  }
+
   /// A bar as long as its share of the longest.
   void bar(const std::string& label, std::uint64_t count, std::uint64_t most) {
     const std::size_t used = kLabelColumns + kCountColumns + 1;
@@ -263,10 +345,121 @@ class Report {
 
   const Statistics& m_statistics;
   const FieldNames& m_names;
+  const ReportOptions& m_options;
   const TimeZone& m_zone;
   std::size_t m_columns;
   std::string& m_out;
 };
+
+/// The same numbers for programs: a record each, of a section, a key, a count, and what else there is.
+class Rows {
+ public:
+  Rows(bool isJson, const TimeZone& zone, std::string& out) : m_isJson(isJson), m_zone(zone), m_out(out) {
+    if (!isJson) {
+      m_out += "section,key,count,bytes,first,last\n";
+    }
+  }
+
+  void add(std::string_view section, std::string_view key, const GroupCount& count, bool hasBytes = true) {
+    const auto time = [&](const std::optional<std::int64_t>& ns) {
+      return ns ? momentText(*ns, m_zone) : std::string();
+    };
+    if (!m_isJson) {
+      m_out.append(section) += ',';
+      cell(key);
+      m_out += ',' + std::to_string(count.messages) + ',' + (hasBytes ? std::to_string(count.bytes) : "") + ',' +
+               time(count.firstNs) + ',' + time(count.lastNs) + '\n';
+      return;
+    }
+    m_out.append("{\"section\":\"").append(section) += "\",\"key\":";
+    if (!appendJsonString(key, m_out)) {
+      appendJsonString(printable(key), m_out);
+    }
+    m_out += ",\"count\":" + std::to_string(count.messages);
+    m_out += hasBytes ? ",\"bytes\":" + std::to_string(count.bytes) : "";
+    m_out += count.firstNs ? ",\"first\":\"" + time(count.firstNs) + "\",\"last\":\"" + time(count.lastNs) + '"' : "";
+    m_out += "}\n";
+  }
+  void add(std::string_view section, std::string_view key, std::uint64_t count) {
+    add(section, key, GroupCount{count, 0, {}, {}}, false);
+  }
+
+ private:
+  void cell(std::string_view text) {
+    if (text.find_first_of(",\"\r\n") == text.npos) {
+      m_out += text;
+      return;
+    }
+    m_out += '"';
+    for (const char c : text) {
+      m_out += c;
+      m_out += c == '"' ? "\"" : "";
+    }
+    m_out += '"';
+  }
+
+  bool m_isJson;
+  const TimeZone& m_zone;
+  std::string& m_out;
+};
+
+void appendRows(const Statistics& all, const FieldNames& names, const ReportOptions& options, std::string& out) {
+  Rows rows(options.format == StatsFormat::Json, options.zone, out);
+  GroupCount total{all.messages, all.bytes, {}, {}};
+  if (!all.times.isEmpty()) {
+    total.firstNs = all.times.firstNs();
+    total.lastNs = all.times.lastNs();
+  }
+  rows.add("total", "messages", total);
+  if (all.capture) {
+    rows.add("total", "packets", all.capture->packets);
+    rows.add("total", "datagrams", all.capture->datagrams);
+  }
+  for (std::size_t i = 0; i != all.encodings.size(); ++i) {
+    rows.add("encoding", ENCODINGS::kAll[i].name, {all.encodings[i].messages, all.encodings[i].bytes, {}, {}});
+  }
+  rows.add("problem", "malformed", all.malformed);
+  rows.add("problem", "truncated", all.truncated);
+  rows.add("problem", "with unknown fields", all.withUnknown);
+  rows.add("problem", "unrecognised", all.foreign);
+  for (const auto& [id, count] : all.unknownIds) {
+    rows.add("unknown id", std::to_string(id), count);
+  }
+  for (std::size_t i = 0; i != all.times.counts().size(); ++i) {
+    rows.add("time", momentText(all.times.barBeginNs(i), options.zone), all.times.counts()[i]);
+  }
+  constexpr std::size_t kMostSizes = 1000;
+  for (const auto& size : all.sizes.bars(kMostSizes)) {
+    if (size.count != 0) {
+      rows.add("size", std::to_string(size.from) + (size.to == size.from ? "" : '-' + std::to_string(size.to)),
+               size.count);
+    }
+  }
+  for (std::size_t id = 0; id != all.fields.size(); ++id) {
+    if (all.fields[id] != 0) {
+      rows.add("field", names.label(static_cast<std::uint16_t>(id)), all.fields[id]);
+    }
+  }
+  if (all.groups) {
+    for (const auto& [key, count] : all.groups->top(options.top)) {
+      rows.add("group", key, count);
+    }
+  }
+  if (all.sequence) {
+    rows.add("sequence", "checked", all.sequence->numbers());
+    rows.add("sequence", "missing", all.sequence->missing());
+    rows.add("sequence", "duplicate", all.sequence->duplicates());
+    rows.add("sequence", "late", all.sequence->late());
+    for (const auto& event : all.sequence->events()) {
+      const auto numbers = static_cast<std::uint64_t>(event.last) - static_cast<std::uint64_t>(event.first) + 1;
+      rows.add(nameOf(event.kind), event.place + ": " + (event.key.empty() ? "" : event.key + ' ') + eventText(event),
+               numbers);
+    }
+  }
+  for (const auto& row : all.endpoints.top(options.top)) {
+    rows.add("endpoints", textOf(row.source) + " to " + textOf(row.destination), row.count);
+  }
+}
 
 /// A plot of bars.
 struct Plot {
@@ -348,9 +541,13 @@ Plot sizePlot(const SizeHistogram& sizes) {
 
 }  // namespace
 
-void appendReport(const Statistics& statistics, const FieldNames& names, const TimeZone& zone, std::size_t columns,
+void appendReport(const Statistics& statistics, const FieldNames& names, const ReportOptions& options,
                   std::string& out) {
-  Report(statistics, names, zone, columns, out).write();
+  if (options.format == StatsFormat::Text) {
+    Report(statistics, names, options, out).write();
+  } else {
+    appendRows(statistics, names, options, out);
+  }
 }
 
 std::string svgOf(const Statistics& statistics, const TimeZone& zone) {
