@@ -418,14 +418,21 @@ TEST_F(RecordedCaptures, ForeignDatagramsAreCountedAndNothingIsInvented) {
     SCOPED_TRACE(command);
     EXPECT_EQ(withFields(std::string(command) + " realtime.pcap"), (Result{"", report, 1}));
   }
-  EXPECT_EQ(withFields("stats realtime.pcap"), (Result{"packets                        739\n"
-                                                       "  UDP datagrams                739\n"
-                                                       "messages                         0, 0 bytes\n"
-                                                       "malformed                        0\n"
-                                                       "truncated                        0\n"
-                                                       "with unknown fields              0\n"
-                                                       "unrecognised                   739\n",
-                                                       "", 1}));
+  EXPECT_EQ(withFields("stats realtime.pcap"),
+            (Result{"packets                        739\n"
+                    "  UDP datagrams                739\n"
+                    "messages                         0, 0 bytes\n"
+                    "malformed                        0\n"
+                    "truncated                        0\n"
+                    "with unknown fields              0\n"
+                    "unrecognised                   739\n"
+                    "\n"
+                    "endpoints\n"
+                    "  127.0.0.1:41337 to 239.39.62.190:32001 (multicast)        375, 3655 bytes, "
+                    "2014-09-01T02:06:39.282409000Z to 2014-09-01T02:13:25.081552000Z\n"
+                    "  127.0.0.1:41508 to 239.39.62.191:32001 (multicast)        364, 2912 bytes, "
+                    "2014-09-01T02:06:40.221090000Z to 2014-09-01T02:13:24.421905000Z\n",
+                    "", 1}));
   EXPECT_EQ(withFields("decode --group 239.39.62.190 realtime.pcap").err.substr(0, 73),
             "mdmsg: realtime.pcap: 375 of 375 datagrams have an unknown encoding byte ");
   EXPECT_EQ(withFields("decode --port 5 realtime.pcap"),

@@ -36,15 +36,15 @@ TEST_F(Stats, CountsByTheValuesOfFields) {
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(section(result.out, "messages by SYMBOL"),
             "messages by SYMBOL, 3 values\n"
-            "  AB                           2, 42 bytes, 2024-06-03T09:30:00.000000000Z to "
+            "  AB                             2, 58 bytes, 2024-06-03T09:30:00.000000000Z to "
             "2024-06-03T09:30:01.000000000Z\n"
-            "  (absent)                     1, 15 bytes, 2024-06-03T09:30:02.500000000Z to "
+            "  (absent)                       1, 23 bytes, 2024-06-03T09:30:02.500000000Z to "
             "2024-06-03T09:30:02.500000000Z\n"
-            "  CD                           1, 21 bytes, 2024-06-03T09:30:00.500000000Z to "
+            "  CD                             1, 29 bytes, 2024-06-03T09:30:00.500000000Z to "
             "2024-06-03T09:30:00.500000000Z\n");
   EXPECT_EQ(section(mdmsg("stats --by SYMBOL,SEQ --top 1", quotes()).out, "messages by SYMBOL, SEQ"),
             "messages by SYMBOL, SEQ, 4 values\n"
-            "  (absent), 4                  1, 15 bytes\n"
+            "  (absent), 4                    1, 23 bytes\n"
             "  and 3 more (--top)\n");
 }
 
@@ -79,22 +79,22 @@ TEST_F(Stats, TheTimeAxisHasTheIntervalThatIsWanted) {
 TEST_F(Stats, WritesRecordsForPrograms) {
   EXPECT_EQ(mdmsg("stats --format csv --by SYMBOL --sequence SEQ", quotes()).out,
             "section,key,count,bytes,first,last\n"
-            "total,messages,4,78,,\n"
-            "encoding,mInt,4,78,,\n"
+            "total,messages,4,110,,\n"
+            "encoding,mInt,4,110,,\n"
             "encoding,IterMap,0,0,,\n"
             "encoding,MsgT,0,0,,\n"
             "problem,malformed,0,,,\n"
             "problem,truncated,0,,,\n"
             "problem,with unknown fields,0,,,\n"
             "problem,unrecognised,0,,,\n"
-            "size,15,1,,,\n"
-            "size,21,3,,,\n"
+            "size,23,1,,,\n"
+            "size,29,3,,,\n"
             "field,SYMBOL,3,,,\n"
             "field,SEQ,4,,,\n"
             "field,SEND_TIME,4,,,\n"
-            "group,AB,2,42,,\n"
-            "group,(absent),1,15,,\n"
-            "group,CD,1,21,,\n"
+            "group,AB,2,58,,\n"
+            "group,(absent),1,23,,\n"
+            "group,CD,1,29,,\n"
             "sequence,checked,4,,,\n"
             "sequence,missing,1,,,\n"
             "sequence,duplicate,1,,,\n"
@@ -103,7 +103,7 @@ TEST_F(Stats, WritesRecordsForPrograms) {
             "duplicate,standard input:4: duplicate 4,1,,,\n");
   const std::string json = mdmsg("stats --format json --time-field SEND_TIME", quotes()).out;
   EXPECT_EQ(json.substr(0, json.find('\n')),
-            "{\"section\":\"total\",\"key\":\"messages\",\"count\":4,\"bytes\":78,\"first\":\"2024-06-03T09:30:00."
+            "{\"section\":\"total\",\"key\":\"messages\",\"count\":4,\"bytes\":110,\"first\":\"2024-06-03T09:30:00."
             "000000000Z\",\"last\":\"2024-06-03T09:30:02.500000000Z\"}");
 }
 
