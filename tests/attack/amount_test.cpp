@@ -48,8 +48,8 @@ TEST_F(Amount, OfTextIsLinear) {
       const bool isRaw = std::string(command).find("raw") != std::string::npos;
       EXPECT_EQ(result.out, "SYMBOL                 = " + std::string(254, 'x') +
                                 (isRaw ? "" : " <the last of " + std::to_string(records + 1) + " records>") + '\n');
-      EXPECT_EQ(result.err, "mdmsg: in: message 1 (byte 0): note: field SYMBOL: stands " + std::to_string(records + 1) +
-                                " times in the message; the last one counts\n");
+      EXPECT_EQ(result.err, "mdmsg: in: message 1 (byte 0): note: field SYMBOL: occurs " + std::to_string(records + 1) +
+                                " times; the last value is used\n");
     }
   }
 }
@@ -112,10 +112,75 @@ TEST_F(Amount, OfReportsOnOneMessageIsBounded) {
       << result.err;
 }
 
+constexpr std::size_t kMebibyte = std::size_t{1} << 20;
+const std::string kSmall = framed(std::string("\x06\x2c\1\1\5", 5));
+
+// What is longer is reported by its place, and the next one is read.
+TEST_F(Amount, OfAMessageIsBounded) {
+  const std::string bytes = "\x06" + std::string(30, 'x');
+  const auto longer = [](const char* place, const char* what, int bound) {
+    return "mdmsg: in" + std::string(place) + ": the " + what + " is longer than " + std::to_string(bound) +
+           " bytes (--max-message)\n";
+  };
+  write("in", kSmall + framed(bytes) + kSmall);
+  EXPECT_EQ(withFields("decode --format json --framing u32be --max-message 30 in"),
+            (Result{"{\"QTY\":5}\n{\"QTY\":5}\n", longer(": message 2 (byte 9)", "message", 30), 1}));
+  EXPECT_EQ(withFields("decode --format json --framing u32be --max-message 4294967295 in").out.substr(0, 10),
+            "{\"QTY\":5}\n");
+  write("in", kSmall + framed(bytes).substr(0, 20));
+  EXPECT_EQ(withFields("decode --format json --framing u32be --max-message 30 in"),
+            (Result{"{\"QTY\":5}\n",
+                    "mdmsg: in: the input is truncated within message 2, of which it has 16 of 31 bytes; what comes before was "
+                    "read\n",
+                    1}));
+  write("in", bytes);
+  for (const char* const command :
+       {"decode", "dump", "convert --to mInt", "diff /dev/null", "replay --to 127.0.0.1:9"}) {
+    SCOPED_TRACE(command);
+    const Result result = mdmsg(command + std::string(" --from raw --max-message 30 in"));
+    EXPECT_NE(result.err.find(longer("", "message", 30)), std::string::npos) << result.err;
+    EXPECT_EQ(result.status, 1);
+  }
+  EXPECT_EQ(withFields("stats --from raw --max-message 30 in").err, longer("", "message", 30));
+  // Of hex lines the bytes count, not the digits and blanks.
+  write("in", "06 2c 01 01 05\n062c01010506\n062c010105\n" + std::string(100, '0') + "\n062c010105");
+  EXPECT_EQ(
+      withFields("decode --format json --max-message 5 in"),
+      (Result{"{\"QTY\":5}\n{\"QTY\":5}\n{\"QTY\":5}\n", longer(":2", "message", 5) + longer(":4", "line", 15), 1}));
+  write("in", "{\"QTY\":5}\n{\"QTY\":5   }\n{\"QTY\":6}");
+  EXPECT_EQ(withFields("encode --encoding mInt --max-message 10 in"),
+            (Result{"062c010105\n062c010106\n", longer(":2", "line", 10), 1}));
+  write("in", "QTY,SYMBOL\n5,A\n5,\"A\nB\nCCCC\"\n6,B\n");
+  EXPECT_EQ(withFields("encode --csv --encoding mInt --max-message 11 in"),
+            (Result{"062c0101053c00024100\n062c0101063c00024200\n", longer(":3", "record", 11), 1}));
+  EXPECT_EQ(withFields("decode --max-message 0 in").status, 2);
+  EXPECT_EQ(withFields("decode --max-message 4294967296 in").status, 2);
+}
+
+TEST_F(Amount, OfCellsIsBounded) {
+  write("in", "QTY,SYMBOL\n" + std::string(70'000, ',') + "\n5,A\n");
+  EXPECT_EQ(withFields("encode --csv --encoding mInt in"),
+            (Result{"062c0101053c00024100\n", "mdmsg: in:2: the record has more than 65536 cells\n", 1}));
+}
+
+TEST_F(Amount, OfFindingsAboutADictionaryIsBounded) {
+  std::string text;
+  for (int i = 0; i != 1000; ++i) {
+    text += "A" + std::to_string(i) + " 5 NO\n";
+  }
+  write("bad.txt", text);
+  const Result result = mdmsg("dict check bad.txt");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(std::count(result.out.begin(), result.out.end(), '\n'), 22) << result.out;
+  EXPECT_NE(result.out.find("\nbad.txt: 980 more problems and notes are not listed, only the first 20 of each kind\n"
+                            "bad.txt: text, 0 fields, 1000 problems, 0 notes\n"),
+            std::string::npos)
+      << result.out;
+}
+
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 // The text of the message in the middle does not fit the memory; the messages around it go out, and it is reported.
 TEST_F(Amount, OfMemoryThatIsMissingLosesOneMessage) {
-  const std::string small = framed(std::string("\x06\x2c\1\1\5", 5));
   std::string large = "\x06";
   const std::string text(253, '\x01');  // four characters each when it is escaped, six in JSON
   for (int id = 1; id <= 30'000; ++id) {
@@ -129,7 +194,7 @@ TEST_F(Amount, OfMemoryThatIsMissingLosesOneMessage) {
     fields += id == 300 ? "QTY 300 INT\n" : "F" + std::to_string(id) + ' ' + std::to_string(id) + " STRING\n";
   }
   write("fields.txt", fields);
-  write("stdin", small + framed(large) + small);
+  write("stdin", kSmall + framed(large) + kSmall);
   const struct {
     std::vector<std::string> format;
     rlim_t memoryBytes;
@@ -152,6 +217,55 @@ TEST_F(Amount, OfMemoryThatIsMissingLosesOneMessage) {
         std::string::npos)
         << contentsOf("stderr").substr(0, 1000);
   }
+}
+
+rlim_t mebibytes(std::size_t count) { return count * kMebibyte; }
+
+// Neither the bound nor the memory is there for a line that does not end; the inputs behind it are read.
+TEST_F(Amount, OfMemoryForALineIsBounded) {
+  write("small.hex", "062c010105\n");
+  const std::string digits(mebibytes(60), '0');
+  write("line.hex", digits + "\n062c010106\n");
+  write("line.json", '"' + digits + "\n{\"QTY\":6}\n");
+  write("small.json", "{\"QTY\":5}\n");
+  const auto run = [](const std::vector<std::string>& arguments, std::size_t memoryMebibytes) {
+    Child::Limits limits;
+    limits.addressSpaceBytes = mebibytes(memoryMebibytes);
+    std::vector<std::string> all = arguments;
+    all.insert(all.end(), {"--dictionary", "fields.txt"});
+    const int status = Child(all, limits).wait().status;
+    return Result{contentsOf("stdout"), contentsOf("stderr"), status};
+  };
+  write("stdin", "");
+  const std::string json = "{\"QTY\":6}\n{\"QTY\":5}\n";
+  EXPECT_EQ(run({"decode", "--format", "json", "--max-message", "1000000", "line.hex", "small.hex"}, 60),
+            (Result{json, "mdmsg: line.hex:1: the line is longer than 3000000 bytes (--max-message)\n", 1}));
+  EXPECT_EQ(run({"decode", "--format", "json", "line.hex", "small.hex"}, 100),
+            (Result{json, "mdmsg: line.hex:1: there is not enough memory for it\n", 1}));
+  EXPECT_EQ(run({"encode", "--encoding", "mInt", "line.json", "small.json"}, 100),
+            (Result{"062c010106\n062c010105\n", "mdmsg: line.json:1: there is not enough memory for it\n", 1}));
+  write("framed", kSmall + framed(std::string(mebibytes(60), 'x')) + kSmall);
+  EXPECT_EQ(run({"decode", "--format", "json", "--framing", "u32be", "framed"}, 70),
+            (Result{"{\"QTY\":5}\n{\"QTY\":5}\n",
+                    "mdmsg: framed: message 2 (byte 9): there is not enough memory for it\n", 1}));
+  EXPECT_EQ(run({"decode", "--format", "json", "--from", "raw", "framed", "small.hex"}, 70).err,
+            "mdmsg: framed: there is not enough memory for it\nmdmsg: small.hex: no encoding begins with byte 30 (01 "
+            "IterMap, 06 mInt, 46 MsgT)\n");
+}
+
+// 6.4 MB took 618 MB.
+TEST_F(Amount, OfMemoryForADictionaryIsBounded) {
+  std::string text;
+  while (text.size() < 6'400'000) {
+    text += "a 1 NO\n";
+  }
+  write("large.txt", text);
+  write("stdin", "");
+  Child::Limits limits;
+  limits.addressSpaceBytes = mebibytes(130);
+  EXPECT_EQ(Child({"dict", "check", "large.txt"}, limits).wait().status, 1);
+  EXPECT_EQ(contentsOf("stderr"), "");
+  EXPECT_NE(contentsOf("stdout").find("the rest is not looked at"), std::string::npos);
 }
 #endif
 

@@ -3,6 +3,7 @@
 #define MDMSG_ERRORS_H
 
 #include <cstddef>
+#include <cstdint>
 
 #include <stdexcept>
 #include <string>
@@ -24,6 +25,9 @@ enum class ReportKind {
   Dictionary,  ///< a part of a dictionary
 };
 constexpr std::size_t kReportKinds = 10;
+
+/// The longest message, and line with one, that is read when nothing else is said: 64 MiB.
+constexpr std::uint32_t kLongestMessage = std::uint32_t{1} << 26;
 
 /// Ends the program: the command line, or a file that it names, cannot be used.
 class UsageError : public std::runtime_error {
@@ -47,6 +51,11 @@ class LineError : public std::runtime_error {
   ReportKind m_kind;
 };
 
+/// @param what  "the line" or "the message"
+inline LineError tooLongToRead(const char* what, std::uint64_t longestBytes) {
+  return {ReportKind::TooLong,
+          std::string(what) + " is longer than " + std::to_string(longestBytes) + " bytes (--max-message)"};
+}
 inline LineError outOfMemory() { return {ReportKind::OutOfMemory, "there is not enough memory for it"}; }
 
 /// Why an input cannot be read on; what came before it stands.

@@ -92,6 +92,7 @@ struct DiffLine : CommonOptions {
 struct EncodeLine : CommonOptions {
   std::string encoding;
   bool isCsv = false;
+  std::uint32_t longestLineBytes = kLongestMessage;
   SelectionOptions selection;
   JobsLine jobs;
   SinkLine sink;
@@ -146,6 +147,7 @@ Command addEncode(CLI::App& app) {
   const auto line = std::make_shared<EncodeLine>();
   addEncodingOption(*command, "--encoding", line->encoding);
   command->add_flag("--csv", line->isCsv, "Read CSV with a header line of field names");
+  addLongestMessage(*command, line->longestLineBytes);
   addSelectionOptions(*command, line->selection, true);
   line->sink.add(*command, "--to,--framing");
   line->jobs.add(*command);
@@ -155,7 +157,8 @@ Command addEncode(CLI::App& app) {
   return {command, line, [line](const Session& session) {
             Inputs inputs(line->files, session.streams.in, !line->outputFile, session.reporter);
             encode(inputs, line->selection,
-                   {line->encoding, line->isCsv, line->sink.options(), line->jobs.count(*line, line->selection)},
+                   {line->encoding, line->isCsv, line->longestLineBytes, line->sink.options(),
+                    line->jobs.count(*line, line->selection)},
                    session.out, session.reporter);
           }};
 }

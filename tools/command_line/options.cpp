@@ -126,6 +126,15 @@ void addSelectionOptions(CLI::App& command, SelectionOptions& selection, bool ha
   }
 }
 
+void addLongestMessage(CLI::App& command, std::uint32_t& bytes) {
+  named(command
+            .add_option(
+                "--max-message", bytes,
+                "Longest message, or line of JSON or CSV, in bytes, default 67108864; report and skip longer ones")
+            ->check(CLI::Range(std::uint32_t{1}, std::numeric_limits<std::uint32_t>::max())),
+        "BYTES");
+}
+
 void SourceLine::add(CLI::App& command) {
   named(command
             .add_option("--from", from,
@@ -136,6 +145,7 @@ void SourceLine::add(CLI::App& command) {
   named(command.add_option("--framing", framing,
                            "Read a stream of length-prefixed messages: u16le, u16be, u32le or u32be"),
         "FRAMING");
+  addLongestMessage(command, source.longestMessageBytes);
   named(command.add_option("--port", source.port, "Captures only: datagrams to this UDP port")
             ->check(&complaintAboutNumber),
         "PORT");

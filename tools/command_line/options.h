@@ -69,6 +69,9 @@ struct JobsLine {
 /// Which messages.
 void addSelectionOptions(CLI::App& command, SelectionOptions& selection, bool hasFields);
 
+/// How long a message may be.
+void addLongestMessage(CLI::App& command, std::uint32_t& bytes);
+
 /// How messages are read.
 struct SourceLine {
   std::string from = "auto";

@@ -32,6 +32,7 @@ struct Task {
 struct EncodeOptions {
   std::string encoding;
   bool isCsv = false;
+  std::uint32_t longestLineBytes = kLongestMessage;
   SinkOptions sink;
   unsigned jobs = 1;  ///< of JSON lines
 };

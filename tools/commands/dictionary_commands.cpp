@@ -38,17 +38,17 @@ DefinitionFile checkedDefinitions(const std::string& contents, const std::string
   file.isXml = isXml(text);
   if (file.isXml && !refusal.empty() && refusal != "Failed to load field def file: " + path) {
     // Parsing it here would do what the library refuses it for.
-    file.findings.push_back({{}, refusal, true});
+    file.addProblem(FindingKind::File, {}, refusal);
     return file;
   }
-  file = readDefinitions(text, path);
+  file = readDefinitions(text);
   if (!file.isXml && text.size() != contents.size()) {
-    file.findings.insert(
-        file.findings.begin(),
-        {{}, "a byte-order mark; the library takes it for the beginning of the first field's name", true});
+    file.addProblem(FindingKind::File, {},
+                    "a byte-order mark; the library takes it for the beginning of the first field's name");
+    std::rotate(file.findings.begin(), file.findings.end() - 1, file.findings.end());
   }
   if (file.findings.empty() && MD_FieldMap::instance().size() == 0) {
-    file.findings.push_back({{}, "the library reads no entry", true});
+    file.addProblem(FindingKind::File, {}, "the library reads no entry");
   }
   return file;
 }
@@ -58,16 +58,17 @@ bool checkDictionary(const std::string& path, Output& out) {
   const std::string refusal = refusalOf(contents, path);
   const DefinitionFile file = checkedDefinitions(contents, path, refusal);
   const std::size_t fields = refusal.empty() ? MD_FieldMap::instance().size() : 0;
-  std::size_t problems = 0;
   for (const Finding& finding : file.findings) {
-    problems += finding.isProblem ? 1 : 0;
     out.text() +=
         filePlaceText(path, finding.place) + ": " + (finding.isProblem ? "" : "note: ") + harmless(finding.text) + '\n';
   }
+  if (const std::string unlisted = file.unlisted(); !unlisted.empty()) {
+    out.text() += pathText(path) + ": " + unlisted + '\n';
+  }
   out.text() += pathText(path) + ": " + (file.isXml ? "XML" : "text") + ", " + counted(fields, "field") + ", " +
-                counted(problems, "problem") + ", " + counted(file.findings.size() - problems, "note") + '\n';
+                counted(file.problems, "problem") + ", " + counted(file.notes, "note") + '\n';
   out.lineDone();
-  return problems == 0;
+  return file.problems == 0;
 }
 
 /// Why a format cannot carry an entry; null when it can.

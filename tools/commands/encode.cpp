@@ -22,8 +22,8 @@ namespace {
 /// A message in each record behind the header. With a header that cannot be used there is none.
 class CsvRecords {
  public:
-  CsvRecords(InputBuffer& in, const FieldNames& names, Output& out, Reporter& reporter)
-      : m_lines(in, out), m_record(m_lines), m_names(names), m_reporter(reporter) {}
+  CsvRecords(InputBuffer& in, std::uint64_t longestBytes, const FieldNames& names, Output& out, Reporter& reporter)
+      : m_lines(in, out, longestBytes), m_record(m_lines, longestBytes), m_names(names), m_reporter(reporter) {}
 
   /// Fills `message`, which is empty, and tells the reporter where its text is.
   /// @return false at the end
@@ -140,7 +140,7 @@ void encodeCsv(Inputs& inputs, const SelectionOptions& selection, const EncodeOp
     return true;
   };
   while (InputBuffer* const in = encoder.isDone() ? nullptr : inputs.next()) {
-    CsvRecords records(*in, encoder.names(), out, reporter);
+    CsvRecords records(*in, options.longestLineBytes, encoder.names(), out, reporter);
     inputs.attempt([&] {
       while (!encoder.isDone() && encodeNext(records)) {
         reporter.advance(in->sourceBytes());
@@ -159,6 +159,7 @@ void encode(Inputs& inputs, const SelectionOptions& selection, const EncodeOptio
   }
   SourceOptions source;
   source.form = InputForm::Lines;
+  source.longestMessageBytes = options.longestLineBytes;
   MessageInputs lines(inputs, source, out, reporter);
   const unsigned jobs = isMessageByMessage(options.sink.form) ? options.jobs : 1;
   runWorkers({lines, selection, out, reporter, jobs},

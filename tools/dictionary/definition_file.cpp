@@ -1,7 +1,6 @@
 #include "dictionary/definition_file.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -12,7 +11,6 @@
 #include <limits>
 #include <locale>
 #include <map>
-#include <memory>
 #include <optional>
 #include <sstream>
 #include <system_error>
@@ -28,6 +26,8 @@ namespace {
 
 constexpr std::uint16_t kEndOfListing = 65535;
 constexpr std::size_t kMostEntries = 65535;
+/// Entries that are kept, those that the library does not accept included.
+constexpr std::size_t kMostKept = 2 * kMostEntries;
 constexpr std::string_view kBlanks = " \t\n\v\f\r";
 
 bool isBlank(char c) noexcept { return kBlanks.find(c) != kBlanks.npos; }
@@ -44,10 +44,10 @@ std::string atLine(const FilePlace& place) { return " (line " + std::to_string(p
 /// What there is to say about one entry by itself.
 void checkEntry(const Definition& entry, DefinitionFile& file) {
   const auto problem = [&](const std::string& text) {
-    file.findings.push_back({entry.place, fieldLabel(entry.name) + text, true});
+    file.addProblem(FindingKind::Type, entry.place, fieldLabel(entry.name) + text);
   };
   const auto note = [&](const std::string& text) {
-    file.findings.push_back({entry.place, fieldLabel(entry.name) + text, false});
+    file.addNote(FindingKind::Name, entry.place, fieldLabel(entry.name) + text);
   };
   if (!typeCode(entry.typeName)) {
     std::string upper = entry.typeName;
@@ -81,23 +81,19 @@ void checkTogether(DefinitionFile& file) {
       continue;
     }
     const Definition& kept = *first->second;
-    file.findings.push_back({entry.place,
-                             fieldLabel(entry.name) + "id " + std::to_string(entry.id) + " is that of " +
-                                 printable(kept.name) + atLine(kept.place) +
-                                 (entry.isRead ? "; the library keeps that one and skips this one" : ""),
-                             true});
+    file.addProblem(FindingKind::RepeatedId, entry.place,
+                    fieldLabel(entry.name) + "id " + std::to_string(entry.id) + " is that of " + printable(kept.name) +
+                        atLine(kept.place) + (entry.isRead ? "; the library keeps that one and skips this one" : ""));
   }
   for (const auto& [name, entries] : byName) {
     const auto isHigher = [](const Definition* a, const Definition* b) { return a->id < b->id; };
     const Definition& found = **std::max_element(entries.begin(), entries.end(), isHigher);
     for (std::size_t i = 1; i < entries.size(); ++i) {
       const Definition& entry = *entries[i];
-      file.findings.push_back(
-          {entry.place,
-           fieldLabel(entry.name) + "the name of id " + std::to_string(entry.id) + " is that of id " +
-               std::to_string(entries[0]->id) + " too" + atLine(entries[0]->place) +
-               (entry.isRead ? "; the library finds id " + std::to_string(found.id) + " by it" : ""),
-           true});
+      file.addProblem(FindingKind::RepeatedName, entry.place,
+                      fieldLabel(entry.name) + "the name of id " + std::to_string(entry.id) + " is that of id " +
+                          std::to_string(entries[0]->id) + " too" + atLine(entries[0]->place) +
+                          (entry.isRead ? "; the library finds id " + std::to_string(found.id) + " by it" : ""));
     }
   }
 }
@@ -106,7 +102,7 @@ void finish(DefinitionFile& file) {
   std::size_t accepted = 0;
   for (const Definition& entry : file.entries) {
     if (entry.isRead && typeCode(entry.typeName) && ++accepted == kMostEntries + 1) {
-      file.findings.push_back({entry.place, "more than 65535 entries; the library refuses the file", true});
+      file.addProblem(FindingKind::File, entry.place, "more than 65535 entries; the library refuses the file");
     }
     checkEntry(entry, file);
   }
@@ -173,20 +169,45 @@ class TextReader {
 void checkLayout(const Definition& entry, FilePlace id, FilePlace type, std::string_view idText, DefinitionFile& file) {
   if (id.line != entry.place.line || type.line != entry.place.line) {
     const FilePlace& other = id.line != entry.place.line ? id : type;
-    file.findings.push_back(
-        {entry.place, fieldLabel(entry.name) + "the entry continues on line " + std::to_string(other.line), false});
+    file.addNote(FindingKind::Layout, entry.place,
+                 fieldLabel(entry.name) + "the entry continues on line " + std::to_string(other.line));
   }
   if (!isOfDigits(idText)) {
-    file.findings.push_back({id,
-                             fieldLabel(entry.name) + inQuotes(idText) + " is not an id from 0 to 65535" +
-                                 (entry.isRead ? "; the library reads it as " + std::to_string(entry.id) : ""),
-                             true});
+    file.addProblem(FindingKind::Id, id,
+                    fieldLabel(entry.name) + inQuotes(idText) + " is not an id from 0 to 65535" +
+                        (entry.isRead ? "; the library reads it as " + std::to_string(entry.id) : ""));
   }
 }
 
-struct FileCloser {
-  void operator()(std::FILE* file) const noexcept { static_cast<void>(std::fclose(file)); }
-};
+/// The text with each carriage return, and a line feed that follows it, as one line feed.
+std::string withPlainLineEnds(std::string_view text) {
+  std::string plain;
+  plain.reserve(text.size());
+  for (std::size_t i = 0; i != text.size(); ++i) {
+    const bool isReturn = text[i] == '\r';
+    plain += isReturn ? '\n' : text[i];
+    i += isReturn && i + 1 != text.size() && text[i + 1] == '\n' ? 1U : 0U;
+  }
+  return plain;
+}
+
+/// Whether a character of several bytes is shorter than its first byte says: TinyXML reads on for the rest.
+bool hasCutCharacter(std::string_view text) noexcept {
+  std::size_t missing = 0;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    const bool isContinuation = (byte & 0xc0) == 0x80;
+    if (missing != 0 && !isContinuation) {
+      return true;
+    }
+    if (missing != 0) {
+      --missing;
+    } else if (!isContinuation) {
+      missing = byte >= 0xf0 ? 3 : byte >= 0xe0 ? 2 : byte >= 0xc0 ? 1 : 0;
+    }
+  }
+  return missing != 0;
+}
 
 FilePlace placeOf(const TiXmlBase& node) {
   return {static_cast<std::uint64_t>(std::max(node.Row(), 1)), static_cast<std::uint64_t>(std::max(node.Column(), 1))};
@@ -212,18 +233,17 @@ void readXmlEntry(const TiXmlElement& element, DefinitionFile& file) {
     const TiXmlElement* const part = element.FirstChildElement(kParts[i]);
     texts[i] = part != nullptr ? part->GetText() : nullptr;
     if (texts[i] == nullptr) {
-      file.findings.push_back({placeOf(part != nullptr ? *part : element),
-                               std::string("an Entry ") + (part != nullptr ? "with an empty " : "without a ") +
-                                   kParts[i] + "; the library skips it",
-                               true});
+      file.addProblem(FindingKind::Layout, placeOf(part != nullptr ? *part : element),
+                      std::string("an Entry ") + (part != nullptr ? "with an empty " : "without a ") + kParts[i] +
+                          "; the library skips it");
       return;
     }
     if (i == 1) {
       idPlace = placeOf(*part->FirstChild());
     }
     if (const TiXmlElement* const again = part->NextSiblingElement(kParts[i])) {
-      file.findings.push_back(
-          {placeOf(*again), std::string("a second ") + kParts[i] + " in one Entry; the library reads the first", true});
+      file.addProblem(FindingKind::Layout, placeOf(*again),
+                      std::string("a second ") + kParts[i] + " in one Entry; the library reads the first");
     }
   }
   Definition entry;
@@ -233,10 +253,9 @@ void readXmlEntry(const TiXmlElement& element, DefinitionFile& file) {
   entry.place = placeOf(element);
   const std::string_view idText = texts[1];
   if (!isOfDigits(idText) || std::strtoll(texts[1], nullptr, 10) != entry.id) {
-    file.findings.push_back({idPlace,
-                             fieldLabel(entry.name) + inQuotes(idText) +
-                                 " is not an id from 0 to 65535; the library reads it as " + std::to_string(entry.id),
-                             true});
+    file.addProblem(FindingKind::Id, idPlace,
+                    fieldLabel(entry.name) + inQuotes(idText) +
+                        " is not an id from 0 to 65535; the library reads it as " + std::to_string(entry.id));
   }
   file.entries.push_back(std::move(entry));
 }
@@ -264,15 +283,29 @@ void appendXmlText(std::string_view text, std::string& out) {
 void noteOthers(const TiXmlElement* element, const std::string& name, DefinitionFile& file) {
   for (; element != nullptr; element = element->NextSiblingElement()) {
     if (element->ValueStr() != name) {
-      file.findings.push_back(
-          {placeOf(*element),
-           "the library does not read " + inQuotes('<' + element->ValueStr() + '>') + " here, only <" + name + '>',
-           true});
+      file.addProblem(
+          FindingKind::Element, placeOf(*element),
+          "the library does not read " + inQuotes('<' + element->ValueStr() + '>') + " here, only <" + name + '>');
     }
   }
 }
 
 }  // namespace
+
+void DefinitionFile::add(FindingKind kind, FilePlace place, std::string text, bool isProblem) {
+  ++(isProblem ? problems : notes);
+  if (m_counts[static_cast<std::size_t>(kind)]++ < kMostOfAKind) {
+    findings.push_back({place, std::move(text), isProblem});
+  }
+}
+
+std::string DefinitionFile::unlisted() const {
+  const std::size_t all = problems + notes;
+  return all == findings.size()
+             ? std::string()
+             : counted(all - findings.size(), "more problem or note is", "more problems and notes are") +
+                   " not listed, only the first " + std::to_string(kMostOfAKind) + " of each kind";
+}
 
 std::string filePlaceText(const std::string& path, const FilePlace& place) {
   return pathText(path) + ':' + std::to_string(place.line) + ':' + std::to_string(place.column);
@@ -304,7 +337,7 @@ DefinitionFile readTextDefinitions(std::string_view text) {
   TextReader reader(text);
   std::optional<std::size_t> stop;  // the finding about the place where the library stops
   const auto fail = [&](FilePlace place, const std::string& what, const char* treatment) {
-    file.findings.push_back({place, what + (stop ? "" : treatment), true});
+    file.addProblem(FindingKind::Syntax, place, what + (stop ? "" : treatment));
   };
   std::size_t lost = 0;
   for (;;) {
@@ -337,6 +370,10 @@ DefinitionFile readTextDefinitions(std::string_view text) {
     }
     checkLayout(entry, idPlace, typePlace, idWord, file);
     lost += entry.isRead ? 0 : 1;
+    if (file.entries.size() == kMostKept) {
+      fail(entry.place, "more than " + std::to_string(kMostKept) + " entries; the rest is not looked at", "");
+      break;
+    }
     file.entries.push_back(std::move(entry));
   }
   if (stop && lost != 0) {
@@ -346,32 +383,30 @@ DefinitionFile readTextDefinitions(std::string_view text) {
   return file;
 }
 
-DefinitionFile readXmlDefinitions(const std::string& path) {
+DefinitionFile readXmlDefinitions(std::string_view contents) {
   DefinitionFile file;
   file.isXml = true;
-  const std::unique_ptr<std::FILE, FileCloser> input(std::fopen(path.c_str(), "rb"));
-  if (input == nullptr) {
-    throw UsageError("cannot open dictionary " + pathText(path) + ": " + std::strerror(errno));
-  }
+  // As the library parses it: with its ends of lines, and byte by byte where it has characters that are cut.
+  const std::string text = withPlainLineEnds(contents);
   TiXmlDocument document;
   document.SetTabSize(1);
-  if (!document.LoadFile(input.get())) {
-    file.findings.push_back({{static_cast<std::uint64_t>(std::max(document.ErrorRow(), 1)),
-                              static_cast<std::uint64_t>(std::max(document.ErrorCol(), 1))},
-                             std::string(document.ErrorDesc()) + " The library refuses the file",
-                             true});
+  document.Parse(text.c_str(), nullptr, hasCutCharacter(text) ? TIXML_ENCODING_LEGACY : TIXML_DEFAULT_ENCODING);
+  if (document.Error()) {
+    file.addProblem(FindingKind::File,
+                    {static_cast<std::uint64_t>(std::max(document.ErrorRow(), 1)),
+                     static_cast<std::uint64_t>(std::max(document.ErrorCol(), 1))},
+                    std::string(document.ErrorDesc()) + " The library refuses the file");
     return file;
   }
   const TiXmlElement* const root = document.FirstChildElement();
   const TiXmlElement* const fields = root != nullptr ? root->FirstChildElement("FieldDefinition") : nullptr;
   if (fields == nullptr) {
-    file.findings.push_back({root != nullptr ? placeOf(*root) : FilePlace(),
-                             "there is no <FieldDefinition> in the outermost element; the library reads no entry",
-                             true});
+    file.addProblem(FindingKind::File, root != nullptr ? placeOf(*root) : FilePlace(),
+                    "there is no <FieldDefinition> in the outermost element; the library reads no entry");
     return file;
   }
   if (const TiXmlElement* const again = fields->NextSiblingElement("FieldDefinition")) {
-    file.findings.push_back({placeOf(*again), "a second <FieldDefinition>; the library reads the first", true});
+    file.addProblem(FindingKind::File, placeOf(*again), "a second <FieldDefinition>; the library reads the first");
   }
   noteOthers(fields->FirstChildElement(), "Entry", file);
   for (const TiXmlElement* entry = fields->FirstChildElement("Entry"); entry != nullptr;
@@ -385,8 +420,8 @@ DefinitionFile readXmlDefinitions(const std::string& path) {
   return file;
 }
 
-DefinitionFile readDefinitions(std::string_view contents, const std::string& path) {
-  return isXml(contents) ? readXmlDefinitions(path) : readTextDefinitions(contents);
+DefinitionFile readDefinitions(std::string_view contents) {
+  return isXml(contents) ? readXmlDefinitions(contents) : readTextDefinitions(contents);
 }
 
 void appendTextDefinition(const Definition& entry, std::string& out) {

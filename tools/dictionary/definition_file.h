@@ -6,9 +6,11 @@
 #include <cstddef>
 #include <cstdint>
 
+#include <array>
 #include <string>
 #include <string_view>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 namespace MD::tool {
@@ -43,11 +45,29 @@ struct Finding {
 /// "path:line:column", for reports.
 std::string filePlaceText(const std::string& path, const FilePlace& place);
 
+/// Which findings are alike.
+enum class FindingKind { File, Syntax, Layout, Id, Type, Name, RepeatedId, RepeatedName, Element };
+
 struct DefinitionFile {
   bool isXml = false;
   std::vector<Definition> entries;  ///< in the order of the file, those of unknown types too
-  std::vector<Finding> findings;    ///< in the order of their places
-  std::size_t comments = 0;         ///< of an XML file
+  std::vector<Finding> findings;    ///< in the order of their places, a bounded number of each kind
+  std::size_t problems = 0;         ///< all that there are, listed or not
+  std::size_t notes = 0;
+  std::size_t comments = 0;  ///< of an XML file
+
+  void add(FindingKind kind, FilePlace place, std::string text, bool isProblem);
+  void addProblem(FindingKind kind, FilePlace place, std::string text) { add(kind, place, std::move(text), true); }
+  void addNote(FindingKind kind, FilePlace place, std::string text) { add(kind, place, std::move(text), false); }
+
+  /// What to say of the findings that are not listed; empty when all are.
+  std::string unlisted() const;
+
+ private:
+  static constexpr std::size_t kKinds = 9;
+  static constexpr std::size_t kMostOfAKind = 20;
+
+  std::array<std::size_t, kKinds> m_counts{};
 };
 
 /// The whole contents of a dictionary file.
@@ -62,11 +82,11 @@ bool isXml(std::string_view contents) noexcept;
 DefinitionFile readTextDefinitions(std::string_view text);
 
 /// Reads the entries of an XML file as the library does.
-/// @param path  of a file that the library does not refuse for what parsing it would do
-DefinitionFile readXmlDefinitions(const std::string& path);
+/// @param contents  that the library does not refuse for what parsing it would do
+DefinitionFile readXmlDefinitions(std::string_view contents);
 
 /// The one of the two that suits the contents.
-DefinitionFile readDefinitions(std::string_view contents, const std::string& path);
+DefinitionFile readDefinitions(std::string_view contents);
 
 /// The text format, one entry a line in columns, behind what is in `out`. The name must be one word.
 void appendTextDefinition(const Definition& entry, std::string& out);

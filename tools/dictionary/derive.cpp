@@ -275,8 +275,7 @@ class Deriver {
 
   void readJsonLines(InputBuffer& in, Output& out) {
     LineReader lines(in, out);
-    for (std::string_view line; lines.nextFilled(line);) {
-      m_reporter.setLine(lines.lineNumber());
+    for (std::string_view line; nextLine(lines, line);) {
       JsonSample sample;
       if (!isObject(line, sample)) {
         m_reporter.error(LineError("a message is one JSON object"));
@@ -296,6 +295,17 @@ class Deriver {
   const std::deque<Column>& columns() const noexcept { return m_columns; }
 
  private:
+  /// The next line that can be read.
+  bool nextLine(LineReader& lines, std::string_view& line) {
+    for (;;) {
+      try {
+        return lines.nextFilled(line, m_reporter);
+      } catch (const LineError& error) {
+        m_reporter.error(error);
+      }
+    }
+  }
+
   bool isObject(std::string_view line, JsonSample& sample) {
     m_line = line;
     try {

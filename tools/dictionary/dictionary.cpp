@@ -26,10 +26,10 @@ std::istringstream streamOf(std::string_view text) {
 
 void loadDefinitions(std::string_view contents, const std::string& path) {
   createDictionary();
+  std::istringstream stream = streamOf(contents);
   if (isXml(contents)) {
-    MD_FieldMap::reload_xml(path);
+    MD_FieldMap::reload_xml(stream, path);
   } else {
-    std::istringstream stream = streamOf(contents);
     MD_FieldMap::reload_text(stream, path);
   }
 }
@@ -42,11 +42,14 @@ DefinitionFile loadDictionaryFile(const std::string& path, Reporter& reporter) {
   } catch (const std::runtime_error& error) {
     throw UsageError(std::string("cannot load the dictionary: ") + error.what());
   }
-  DefinitionFile file = readDefinitions(text, path);
+  DefinitionFile file = readDefinitions(text);
   for (const Finding& finding : file.findings) {
     if (finding.isProblem) {
       reporter.hint(filePlaceText(path, finding.place), finding.text);
     }
+  }
+  if (const std::string unlisted = file.unlisted(); !unlisted.empty()) {
+    reporter.hint(pathText(path), unlisted);
   }
   return file;
 }

@@ -33,7 +33,8 @@ void loadNamedDictionary(const std::optional<std::string>& path, Reporter& repor
 void loadBuiltInDictionary();
 
 /// Fills the process's dictionary from a dictionary file.
-/// @param contents  of the file, which the library reads again when it is XML
+/// @param contents  of the file
+/// @param path  its name in error texts
 /// @throws std::runtime_error when the library refuses the file
 void loadDefinitions(std::string_view contents, const std::string& path);
 

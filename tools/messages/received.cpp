@@ -11,9 +11,6 @@
 namespace MD::tool {
 
 std::unique_ptr<MD_Message> receive(const InputMessage& input) {
-  if (input.sizeBytes > std::numeric_limits<std::uint32_t>::max()) {
-    throw LineError(ReportKind::TooLong, "a message cannot be longer than 4294967295 bytes");
-  }
   auto message = MD_Message::createFromBytes(input.data, static_cast<std::uint32_t>(input.sizeBytes));
   if (message == nullptr) {
     throw notOurs(input);

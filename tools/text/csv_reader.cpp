@@ -8,10 +8,11 @@ namespace MD::tool {
 bool CsvReader::next() {
   std::string_view rest;
   do {
-    if (!m_lines.next(rest)) {
+    m_line = m_lines.lineNumber() + 1;
+    m_recordBytes = 0;
+    if (!nextLine(rest)) {
       return false;
     }
-    m_line = m_lines.lineNumber();
     if (m_line == 1) {
       rest = withoutByteOrderMark(rest);
     }
@@ -49,12 +50,30 @@ bool CsvReader::next() {
   }
 }
 
+/// Reads a line of the record.
+bool CsvReader::nextLine(std::string_view& line) {
+  if (!m_lines.next(line)) {
+    return false;
+  }
+  m_recordBytes += line.size() + 1;
+  if (m_recordBytes > m_longestBytes + 1) {
+    throw tooLongToRead("the record", m_longestBytes);
+  }
+  return true;
+}
+
 std::string& CsvReader::newCell() {
+  if (m_size == kMostCells) {
+    throw LineError("the record has more than " + std::to_string(kMostCells) + " cells");
+  }
   if (m_size == m_cells.size()) {
     m_cells.emplace_back();
     m_isQuoted.push_back(false);
   }
   std::string& cell = m_cells[m_size++];
+  if (cell.capacity() > kKeptBytes) {
+    std::string().swap(cell);
+  }
   cell.clear();
   return cell;
 }
@@ -68,7 +87,7 @@ bool CsvReader::readQuoted(std::string_view& rest, std::string& cell) {
     if (quote == rest.npos) {
       append(rest, cell);
       // Inside quotes the line's end, a carriage return included, belongs to the value.
-      if (!m_lines.next(rest)) {
+      if (!nextLine(rest)) {
         return false;
       }
       append("\n", cell);

@@ -15,7 +15,9 @@ namespace MD::tool {
 
 class CsvReader {
  public:
-  explicit CsvReader(LineReader& lines) : m_lines(lines) {}
+  /// @param longestBytes  the longest record that is read, over all its lines
+  explicit CsvReader(LineReader& lines, std::uint64_t longestBytes = kLongestMessage)
+      : m_lines(lines), m_longestBytes(longestBytes) {}
 
   /// Reads the next record; lines without a character between records are skipped.
   /// @return false at the end of the input
@@ -34,11 +36,19 @@ class CsvReader {
   /// Longer than any value's text; what is longer is not kept.
   static constexpr std::size_t kLongestCell = std::size_t{1} << 20;
 
+  /// More than there can be columns: a field is a column once.
+  static constexpr std::size_t kMostCells = std::size_t{1} << 16;
+  /// What a cell keeps for the next record.
+  static constexpr std::size_t kKeptBytes = 256;
+
+  bool nextLine(std::string_view& line);
   std::string& newCell();
   bool readQuoted(std::string_view& rest, std::string& cell);
   void append(std::string_view text, std::string& cell);
 
   LineReader& m_lines;
+  std::uint64_t m_longestBytes;
+  std::uint64_t m_recordBytes = 0;
   std::vector<std::string> m_cells;
   std::vector<bool> m_isQuoted;
   std::size_t m_size = 0;

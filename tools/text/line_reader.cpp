@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include <algorithm>
+#include <new>
 
 #include "base/utf8.h"
 
@@ -19,22 +20,49 @@ bool LineReader::next(std::string_view& line) {
   for (;;) {
     const char* const start = m_buffer.data() + m_begin;
     const std::size_t there = m_end - m_begin;
-    if (const void* feed = there > searched ? std::memchr(start + searched, '\n', there - searched) : nullptr) {
-      const auto length = static_cast<std::size_t>(static_cast<const char*>(feed) - start);
-      line = {start, length};
-      m_begin += length + 1;
-      ++m_lineNumber;
-      return true;
+    const void* const feed = there > searched ? std::memchr(start + searched, '\n', there - searched) : nullptr;
+    std::size_t length = there;
+    if (feed != nullptr) {
+      length = static_cast<std::size_t>(static_cast<const char*>(feed) - start);
     }
-    searched = there;
+    if (length > m_longestBytes) {
+      skipLine();
+      throw tooLongToRead("the line", m_longestBytes);
+    }
+    bool isMore = feed == nullptr;
+    try {
+      isMore = isMore && fill();
+    } catch (const std::bad_alloc&) {
+      skipLine();
+      throw outOfMemory();
+    }
+    if (isMore) {
+      searched = there;
+      continue;
+    }
+    if (feed == nullptr && there == 0) {
+      return false;
+    }
+    // A line that does not end came to its end with the input.
+    line = {m_buffer.data() + m_begin, length};
+    m_begin = feed != nullptr ? m_begin + length + 1 : m_end;
+    ++m_lineNumber;
+    return true;
+  }
+}
+
+/// Goes behind the end of the line that begins here, which need not be in memory as a whole.
+void LineReader::skipLine() {
+  ++m_lineNumber;
+  for (;;) {
+    const char* const start = m_buffer.data() + m_begin;
+    if (const void* const feed = std::memchr(start, '\n', m_end - m_begin)) {
+      m_begin += static_cast<std::size_t>(static_cast<const char*>(feed) - start) + 1;
+      return;
+    }
+    m_begin = m_end = 0;
     if (!fill()) {
-      if (there == 0) {
-        return false;
-      }
-      line = {m_buffer.data() + m_begin, there};
-      m_begin = m_end;
-      ++m_lineNumber;
-      return true;
+      return;
     }
   }
 }
@@ -50,6 +78,17 @@ bool LineReader::nextFilled(std::string_view& line) {
     }
   } while (isBlankLine(line));
   return true;
+}
+
+bool LineReader::nextFilled(std::string_view& line, Reporter& reporter) {
+  try {
+    const bool isThere = nextFilled(line);
+    reporter.setLine(m_lineNumber);
+    return isThere;
+  } catch (const LineError&) {
+    reporter.setLine(m_lineNumber);
+    throw;
+  }
 }
 
 /// Reads what the input has ready, at least a byte. @return false at the end

@@ -6,6 +6,9 @@
 #include <exception>
 #include <limits>
 #include <optional>
+#include <regex>
+#include <sstream>
+#include <utility>
 #include <vector>
 
 #include "base/hex.h"
@@ -119,6 +122,30 @@ class StdioInput {
   std::exception_ptr m_error;
 };
 
+/// The alternatives of a filter that is a list of ports, hosts or nets with "or" between them; none for any other
+/// filter. The capture library takes time for an expression that grows with its square at least, most of it to
+/// optimise, but each alternative of such a list means the same alone.
+std::vector<std::string> alternativesOf(const std::string& expression) {
+  static const std::regex kAlternative(
+      "(?:(?:ip|ip6|udp|tcp) )?(?:(?:src|dst) )?(?:port|portrange|host|net) [0-9][-0-9a-fA-F.:/]*");
+  std::vector<std::string> alternatives;
+  std::string alternative;
+  std::istringstream words(expression);
+  for (std::string word; words >> word;) {
+    if (word != "or" && word != "||") {
+      alternative += (alternative.empty() ? "" : " ") + word;
+      continue;
+    }
+    alternatives.push_back(std::exchange(alternative, {}));
+  }
+  alternatives.push_back(alternative);
+  constexpr std::size_t kLongest = 100;
+  const auto isOne = [](const std::string& text) {
+    return text.size() <= kLongest && std::regex_match(text, kAlternative);
+  };
+  return std::all_of(alternatives.begin(), alternatives.end(), isOne) ? alternatives : std::vector<std::string>();
+}
+
 /// An open capture with its filter.
 class OpenCapture {
  public:
@@ -132,8 +159,8 @@ class OpenCapture {
     }
   }
   ~OpenCapture() {
-    if (m_hasFilter) {
-      pcap_freecode(&m_filter);
+    for (bpf_program& program : m_filter) {
+      pcap_freecode(&program);
     }
     pcap_close(m_capture);
   }
@@ -141,10 +168,18 @@ class OpenCapture {
   OpenCapture& operator=(const OpenCapture&) = delete;
 
   void setFilter(const std::string& expression) {
-    if (pcap_compile(m_capture, &m_filter, expression.c_str(), 1, PCAP_NETMASK_UNKNOWN) != 0) {
-      throw UsageError("--filter " + inQuotes(expression) + ": " + error());
+    constexpr std::size_t kAlternativesPerProgram = 32;
+    const std::vector<std::string> alternatives = alternativesOf(expression);
+    if (alternatives.size() <= kAlternativesPerProgram) {
+      return addProgram(expression, expression);
     }
-    m_hasFilter = true;
+    for (std::size_t i = 0; i < alternatives.size(); i += kAlternativesPerProgram) {
+      std::string part;
+      for (std::size_t j = i; j != std::min(alternatives.size(), i + kAlternativesPerProgram); ++j) {
+        part += (part.empty() ? "" : " or ") + alternatives[j];
+      }
+      addProgram(part, expression);
+    }
   }
 
   /// @return false at the end
@@ -160,7 +195,12 @@ class OpenCapture {
     return false;
   }
 
-  bool isLetThrough() const { return !m_hasFilter || pcap_offline_filter(&m_filter, m_header, m_bytes) != 0; }
+  bool isLetThrough() const {
+    const auto takes = [this](const bpf_program& program) {
+      return pcap_offline_filter(&program, m_header, m_bytes) != 0;
+    };
+    return m_filter.empty() || std::any_of(m_filter.begin(), m_filter.end(), takes);
+  }
 
   const std::uint8_t* bytes() const noexcept { return m_bytes; }
   std::size_t capturedBytes() const noexcept { return m_header->caplen; }
@@ -191,12 +231,22 @@ class OpenCapture {
   }
 
  private:
+  /// @param whole  the expression that `part` is a part of
+  void addProgram(const std::string& part, const std::string& whole) {
+    constexpr std::size_t kLongestOptimised = 2000;
+    bpf_program program{};
+    if (pcap_compile(m_capture, &program, part.c_str(), part.size() <= kLongestOptimised ? 1 : 0,
+                     PCAP_NETMASK_UNKNOWN) != 0) {
+      throw UsageError("--filter " + inQuotes(whole) + ": " + error());
+    }
+    m_filter.push_back(program);
+  }
+
   bool isPcapng() const noexcept { return pcap_major_version(m_capture) == 1; }
   std::string error() const { return printable(pcap_geterr(m_capture)); }
 
   pcap_t* m_capture;
-  bpf_program m_filter{};
-  bool m_hasFilter = false;
+  std::vector<bpf_program> m_filter;  // a packet that one of them takes is let through
   pcap_pkthdr* m_header = nullptr;
   const u_char* m_bytes = nullptr;
 };

@@ -14,6 +14,9 @@ bool MessageInputs::next(InputMessage& message) {
     bool isThere = false;
     m_inputs.attempt([&] { isThere = m_source->next(message); });
     if (isThere) {
+      if (message.sizeBytes > m_options.longestMessageBytes) {
+        throw tooLongToRead("the message", m_options.longestMessageBytes);
+      }
       message.input = m_number;
       m_reporter.advance(m_input->sourceBytes());
       return true;

@@ -40,13 +40,15 @@ struct SourceOptions {
   std::optional<std::uint16_t> port;
   std::optional<IpAddress> group;
   std::string filter;
+  std::uint32_t longestMessageBytes = kLongestMessage;  ///< a longer one is reported
   /// Whether datagrams that have an unknown encoding byte come too; else they are counted, and reported at the end.
   bool takesForeign = false;
 
   bool selectsDatagrams() const noexcept { return port || group || !filter.empty(); }
 };
 
-/// One message as it was found. The bytes may be anything; they are valid until the next one is read.
+/// One message as it was found, of at most 4,294,967,295 bytes. They may be anything and are valid until the next one
+/// is read.
 struct InputMessage {
   const std::uint8_t* data = nullptr;
   std::size_t sizeBytes = 0;

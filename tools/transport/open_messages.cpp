@@ -1,6 +1,7 @@
 #include "transport/open_messages.h"
 
 #include <algorithm>
+#include <new>
 #include <vector>
 
 #include "text/hex_reader.h"
@@ -33,14 +34,14 @@ void readBehind(InputBuffer& in, std::size_t wanted, Output& out, std::vector<st
 
 class HexLineSource : public MessageSource {
  public:
-  HexLineSource(InputBuffer& in, Output& out, Reporter& reporter) : m_lines(in, out), m_reporter(reporter) {}
+  HexLineSource(InputBuffer& in, std::uint32_t longestBytes, Output& out, Reporter& reporter)
+      : m_lines(in, out, kCharactersPerByte * std::uint64_t{longestBytes}), m_reporter(reporter) {}
 
   bool next(InputMessage& message) override {
     std::string_view line;
-    if (!m_lines.nextFilled(line)) {
+    if (!m_lines.nextFilled(line, m_reporter)) {
       return false;
     }
-    m_reporter.setPlace({Place::Kind::Line, m_lines.lineNumber(), 0});
     parseHex(line, Blanks::BetweenBytes, m_bytes);
     message = {};
     message.data = m_bytes.data();
@@ -49,6 +50,9 @@ class HexLineSource : public MessageSource {
   }
 
  private:
+  /// Two digits and a blank.
+  static constexpr unsigned kCharactersPerByte = 3;
+
   LineReader m_lines;
   Reporter& m_reporter;
   std::vector<std::uint8_t> m_bytes;
@@ -56,14 +60,14 @@ class HexLineSource : public MessageSource {
 
 class LineSource : public MessageSource {
  public:
-  LineSource(InputBuffer& in, Output& out, Reporter& reporter) : m_lines(in, out), m_reporter(reporter) {}
+  LineSource(InputBuffer& in, std::uint32_t longestBytes, Output& out, Reporter& reporter)
+      : m_lines(in, out, longestBytes), m_reporter(reporter) {}
 
   bool next(InputMessage& message) override {
     std::string_view line;
-    if (!m_lines.nextFilled(line)) {
+    if (!m_lines.nextFilled(line, m_reporter)) {
       return false;
     }
-    m_reporter.setPlace({Place::Kind::Line, m_lines.lineNumber(), 0});
     const void* const text = line.data();
     message = {};
     message.data = static_cast<const std::uint8_t*>(text);
@@ -78,7 +82,8 @@ class LineSource : public MessageSource {
 
 class RawSource : public MessageSource {
  public:
-  RawSource(InputBuffer& in, Output& out, Reporter& reporter) : m_in(in), m_out(out), m_reporter(reporter) {}
+  RawSource(InputBuffer& in, std::uint32_t longestBytes, Output& out, Reporter& reporter)
+      : m_in(in), m_longestBytes(longestBytes), m_out(out), m_reporter(reporter) {}
 
   bool next(InputMessage& message) override {
     if (m_isRead) {
@@ -86,7 +91,17 @@ class RawSource : public MessageSource {
     }
     m_isRead = true;
     m_reporter.setPlace({Place::Kind::Whole, 0, 0});
-    readBehind(m_in, static_cast<std::size_t>(-1), m_out, m_bytes);
+    // One byte more is enough to see that it is too long.
+    try {
+      readBehind(m_in, std::size_t{m_longestBytes} + 1, m_out, m_bytes);
+    } catch (const std::bad_alloc&) {
+      std::vector<std::uint8_t>().swap(m_bytes);
+      throw outOfMemory();
+    }
+    if (m_bytes.size() > m_longestBytes) {
+      std::vector<std::uint8_t>().swap(m_bytes);
+      throw tooLongToRead("the message", m_longestBytes);
+    }
     if (m_bytes.empty()) {
       throw LineError("there is no message in it: it is empty");
     }
@@ -98,6 +113,7 @@ class RawSource : public MessageSource {
 
  private:
   InputBuffer& m_in;
+  std::uint32_t m_longestBytes;
   Output& m_out;
   Reporter& m_reporter;
   std::vector<std::uint8_t> m_bytes;
@@ -106,8 +122,12 @@ class RawSource : public MessageSource {
 
 class FramedSource : public MessageSource {
  public:
-  FramedSource(InputBuffer& in, Framing framing, Output& out, Reporter& reporter)
-      : m_in(in), m_framing(framing), m_out(out), m_reporter(reporter) {}
+  FramedSource(InputBuffer& in, const SourceOptions& options, Output& out, Reporter& reporter)
+      : m_in(in),
+        m_framing(options.framing),
+        m_longestBytes(options.longestMessageBytes),
+        m_out(out),
+        m_reporter(reporter) {}
 
   bool next(InputMessage& message) override {
     ++m_number;
@@ -122,10 +142,20 @@ class FramedSource : public MessageSource {
     }
     const std::size_t sizeBytes = lengthOf(m_bytes);
     m_bytes.clear();
-    readBehind(m_in, sizeBytes, m_out, m_bytes);
+    if (sizeBytes > m_longestBytes) {
+      skip(sizeBytes, 0);
+      throw tooLongToRead("the message", m_longestBytes);
+    }
+    try {
+      readBehind(m_in, sizeBytes, m_out, m_bytes);
+    } catch (const std::bad_alloc&) {
+      const std::size_t readBytes = m_bytes.size();
+      std::vector<std::uint8_t>().swap(m_bytes);
+      skip(sizeBytes, readBytes);
+      throw outOfMemory();
+    }
     if (m_bytes.size() != sizeBytes) {
-      throw InputError("the input is truncated within message " + std::to_string(m_number) + ", of which it has " +
-                       std::to_string(m_bytes.size()) + " of " + std::to_string(sizeBytes) + " bytes");
+      throw truncatedIn(m_bytes.size(), sizeBytes);
     }
     message = {};
     message.data = m_bytes.data();
@@ -134,6 +164,25 @@ class FramedSource : public MessageSource {
   }
 
  private:
+  /// Reads and forgets the bytes of a message behind those that have been read.
+  void skip(std::size_t sizeBytes, std::size_t readBytes) {
+    constexpr std::size_t kStep = std::size_t{1} << 16;
+    while (readBytes != sizeBytes) {
+      const std::size_t step = std::min(sizeBytes - readBytes, kStep);
+      m_bytes.clear();
+      readBehind(m_in, step, m_out, m_bytes);
+      readBytes += m_bytes.size();
+      if (m_bytes.size() != step) {
+        throw truncatedIn(readBytes, sizeBytes);
+      }
+    }
+  }
+
+  InputError truncatedIn(std::size_t readBytes, std::size_t sizeBytes) const {
+    return InputError("the input is truncated within message " + std::to_string(m_number) + ", of which it has " +
+                      std::to_string(readBytes) + " of " + std::to_string(sizeBytes) + " bytes");
+  }
+
   std::size_t lengthOf(std::vector<std::uint8_t> bytes) const {
     if (!m_framing.isBigEndian) {
       std::reverse(bytes.begin(), bytes.end());
@@ -147,6 +196,7 @@ class FramedSource : public MessageSource {
 
   InputBuffer& m_in;
   Framing m_framing;
+  std::uint32_t m_longestBytes;
   Output& m_out;
   Reporter& m_reporter;
   std::vector<std::uint8_t> m_bytes;
@@ -167,18 +217,18 @@ std::unique_ptr<MessageSource> openMessages(InputBuffer& in, const SourceOptions
   }
   switch (form) {
     case InputForm::Lines:
-      return std::make_unique<LineSource>(in, out, reporter);
+      return std::make_unique<LineSource>(in, options.longestMessageBytes, out, reporter);
     case InputForm::Raw:
-      return std::make_unique<RawSource>(in, out, reporter);
+      return std::make_unique<RawSource>(in, options.longestMessageBytes, out, reporter);
     case InputForm::Framed:
-      return std::make_unique<FramedSource>(in, options.framing, out, reporter);
+      return std::make_unique<FramedSource>(in, options, out, reporter);
     case InputForm::Capture:
       return openCapture(in, options, out, reporter);
     case InputForm::HexLines:
     case InputForm::Recognised:
       break;
   }
-  return std::make_unique<HexLineSource>(in, out, reporter);
+  return std::make_unique<HexLineSource>(in, options.longestMessageBytes, out, reporter);
 }
 
 }  // namespace MD::tool
