@@ -63,12 +63,9 @@ constexpr const char* kStatsHelp =
     "capture or --time-field. Exit status: 1 if a message has a problem or is unrecognised.\n"
     "\n"
     "Examples:\n"
-    "  mdmsg stats feed.pcap.gz\n"
-    "  mdmsg stats --svg feed.svg --time-zone America/New_York feed.pcap\n"
-    "  mdmsg stats --time-field RECV_TIME quotes.hex\n"
-    "  mdmsg stats --by SYMBOL,MSG_KIND --top 10 feed.pcap\n"
-    "  mdmsg stats --sequence SEQ --per VENUE --interval 0.5 feed.pcap\n"
-    "  mdmsg stats --format csv feed.pcap | grep ^time";
+    "  mdmsg stats --by SYMBOL,MSG_KIND --top 10 feed.pcap.gz\n"
+    "  mdmsg stats --svg feed.svg --time-zone America/New_York --interval 0.5 feed.pcap\n"
+    "  mdmsg stats --sequence SEQ --per VENUE --time-field RECV_TIME --format csv quotes.hex";
 
 constexpr const char* kDiffHelp =
     "Messages with the same values of the fields of --key are compared in order: the\n"
