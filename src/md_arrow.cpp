@@ -8,7 +8,7 @@ std::string to_string(const ColumnFailure& failure) {
   return failure.message != 0 ? "message " + std::to_string(failure.message) + ": " + failure.reason : std::string();
 }
 
-ColumnBuilder::ColumnBuilder(std::vector<std::uint16_t> fields, ColumnOptions options)
+ColumnBuilder::ColumnBuilder(const std::vector<std::uint16_t>& fields, const ColumnOptions& options)
     : m_table(std::make_unique<detail::ColumnTable>(fields, options)) {}
 
 ColumnBuilder::~ColumnBuilder() = default;

@@ -137,7 +137,7 @@ class MD_API ColumnBuilder {
   /// @throws std::domain_error      for a field that the dictionary does not hold, or of a type that no message carries
   /// @throws std::invalid_argument  for a field that is there twice, for more than 65,535 fields, and for batches of no
   ///                                rows
-  explicit ColumnBuilder(std::vector<std::uint16_t> fields, ColumnOptions options = {});
+  explicit ColumnBuilder(const std::vector<std::uint16_t>& fields, const ColumnOptions& options = {});
   ~ColumnBuilder();
   /// @{
   /// A builder that was moved from can be assigned to and destroyed, no more.
