@@ -57,7 +57,6 @@ void StreamSource::attach() {
     throw UsageError("cannot read the stream " + inQuotes(m_stream) + ": " + reasonOf(status));
   }
   m_lastDelivered = 0;
-  m_ahead = kBatch;  // unless the server says otherwise
 }
 
 void StreamSource::setStart(jsConsumerConfig& config) const {
@@ -100,6 +99,7 @@ void StreamSource::attachOrdered(jsCtx& context) {
     throw UsageError("cannot read the stream " + inQuotes(m_stream) + ": " + reasonOf(status));
   }
   m_ephemeral = info->Name;
+  m_ahead = info->NumPending;
 }
 
 void StreamSource::attachNamed(jsCtx& context) {
@@ -136,6 +136,7 @@ void StreamSource::attachNamed(jsCtx& context) {
   if (filter != m_options.subject) {
     refuse("its subject is " + printable(filter));
   }
+  m_ahead = info->NumPending;
   if (m_kind == Kind::Durable && (info->NumAckPending != 0 || config.AckWait == kTakeoverAckWaitNs)) {
     continuePredecessor(context, *info);
   }
@@ -157,6 +158,7 @@ void StreamSource::continuePredecessor(jsCtx& context, const jsConsumerInfo& inf
     throw UsageError("cannot continue " + inQuotes(m_durable) + ": " + reasonOf(status));
   }
   m_isTakeover = true;
+  m_ahead = static_cast<std::uint64_t>(info.NumAckPending);
 }
 
 /// Whether all of that has come, and new messages may.
@@ -238,7 +240,9 @@ bool StreamSource::fetch() {
   request.Batch = static_cast<int>(std::clamp<std::uint64_t>(wanted, 1, kBatch));
   // The server gives what it has without a wait for more; when it has nothing, the next message comes at once.
   request.NoWait = m_ahead != 0;
-  request.Expires = 100'000'000;
+  // What it has comes soon, and a request that times out while it comes would be answered later.
+  constexpr std::int64_t kMs = 1'000'000;
+  request.Expires = m_isTakeover ? 500 * kMs : m_ahead != 0 ? 5000 * kMs : 100 * kMs;
   if (m_ahead == 0) {
     m_out.flush();
   }
