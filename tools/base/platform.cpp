@@ -85,8 +85,7 @@ std::string wiresharkPluginFolder() {
 std::string findCompanion(const std::string&) { return {}; }
 std::string runInstead(const std::string&, const std::vector<std::string>&) { return "not supported"; }
 
-bool isTimeZoneName(const std::string&) { return false; }
-void setTimeZone(const std::string&) {}
+void readLocalTimeZone() { _tzset(); }
 
 int secondsEastOfUtc(std::int64_t unixSeconds) {
   const std::time_t time = unixSeconds;
@@ -207,22 +206,7 @@ std::string runInstead(const std::string& path, const std::vector<std::string>& 
   return std::generic_category().message(errno);
 }
 
-bool isTimeZoneName(const std::string& name) {
-  if (name.empty() || name[0] == '/' || name.find("..") != name.npos) {
-    return false;
-  }
-  const char* const folder = std::getenv("TZDIR");
-  const std::filesystem::path zones = folder != nullptr ? folder : "/usr/share/zoneinfo";
-  std::error_code error;
-  return std::filesystem::is_regular_file(zones / name, error);
-}
-
-void setTimeZone(const std::string& name) {
-  if (!name.empty()) {
-    setenv("TZ", (':' + name).c_str(), 1);
-  }
-  tzset();
-}
+void readLocalTimeZone() { tzset(); }
 
 int secondsEastOfUtc(std::int64_t unixSeconds) {
   const auto time = static_cast<std::time_t>(unixSeconds);

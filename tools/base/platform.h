@@ -48,10 +48,8 @@ std::string runInstead(const std::string& path, const std::vector<std::string>& 
 /// The folder where Wireshark looks for the user's plugins in Lua; empty when the environment does not lead to it.
 std::string wiresharkPluginFolder();
 
-/// Whether the system knows the time zone `name`, such as "Europe/Vienna". On Windows none is known by name.
-bool isTimeZoneName(const std::string& name);
-/// Makes secondsEastOfUtc() answer for that zone; for the machine's own when `name` is empty.
-void setTimeZone(const std::string& name);
+/// To be called once before secondsEastOfUtc(), which does not look at the environment itself.
+void readLocalTimeZone();
 /// The offset of local time from UTC at a point in time.
 int secondsEastOfUtc(std::int64_t unixSeconds);
 

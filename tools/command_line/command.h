@@ -46,17 +46,19 @@ struct Command {
 /// The messages of a command's inputs, and what it needs besides.
 class InputTask {
  public:
-  InputTask(const Session& session, const CommonOptions& options, SourceOptions source,
-            const SelectionOptions& selection, unsigned jobs = 1)
+  InputTask(const Session& session, const CommonOptions& options, SourceOptions source, SelectionOptions selection,
+            unsigned jobs = 1)
       : m_inputs(options.files, session.streams.in, !options.outputFile, session.reporter),
         m_messages(m_inputs, std::move(source), session.out, session.reporter),
-        m_task{m_messages, selection, session.out, session.reporter, jobs} {}
+        m_selection(std::move(selection)),
+        m_task{m_messages, m_selection, session.out, session.reporter, jobs} {}
 
   const Task& task() const noexcept { return m_task; }
 
  private:
   Inputs m_inputs;
   MessageInputs m_messages;
+  SelectionOptions m_selection;
   Task m_task;
 };
 

@@ -71,7 +71,7 @@ struct ListenLine : CommonOptions {
   std::optional<double> timeoutS;
   std::optional<double> idleS;
   DecodeLine decode;
-  SelectionOptions selection;
+  SelectionLine selection;
 };
 
 }  // namespace
@@ -188,12 +188,9 @@ Command addListen(CLI::App& app) {
                          "Size of the receive buffer in bytes, default 4194304; the system may grant less")
             ->check(CLI::Range(std::uint32_t{1}, std::uint32_t{1} << 30)),
         "BYTES");
-  named(
-      command->add_option("--format", line->decode.format, "Output format: text (default), json, csv, hex lines, pcap")
-          ->check(CLI::IsMember({"text", "json", "csv", "hex", "pcap"})),
-      "FORMAT");
-  line->decode.add(*command);
-  addSelectionOptions(*command, line->selection, true);
+  line->decode.add(*command, {"text", "json", "csv", "hex", "pcap"},
+                   "Output format: text (default), json, csv, hex lines, pcap");
+  line->selection.add(*command, true);
   line->addOutput(*command);
   line->addDictionary(*command);
   line->addReports(*command);
@@ -204,15 +201,15 @@ Command addListen(CLI::App& app) {
             listenOptions.limits.timeout = durationOf("--timeout", line->timeoutS);
             listenOptions.limits.idle = durationOf("--idle", line->idleS);
             if (line->decode.format == "hex" || line->decode.format == "pcap") {
-              if (isSelecting(line->selection) || line->decode.isIsoTime) {
+              if (isSelecting(line->selection.selection)) {
                 throw UsageError("--format " + line->decode.format + " writes all datagrams unchanged");
               }
               listenOptions.form =
                   line->decode.format == "hex" ? ListenOptions::Form::HexLines : ListenOptions::Form::Capture;
             }
-            listenOptions.decode = line->decode.options();
+            listenOptions.decode = line->decode.options(line->selection.zone.timeZone());
             session.watch.beginForOneThatEnds(listenOptions.limits.timeout);
-            listen(listenOptions, line->selection, session.out, session.reporter);
+            listen(listenOptions, line->selection.options(), session.out, session.reporter);
           }};
 }
 

@@ -83,14 +83,15 @@ struct DiffLine : CommonOptions {
   DiffOptions diff;
   std::string format = "text";
   SourceLine source;
-  SelectionOptions selection;
+  SelectionLine selection;
 };
 
 struct EncodeLine : CommonOptions {
   std::string encoding;
   bool isCsv = false;
   std::uint32_t longestLineBytes = kLongestMessage;
-  SelectionOptions selection;
+  std::string separator = ",";
+  SelectionLine selection;
   JobsLine jobs;
   SinkLine sink;
 };
@@ -98,7 +99,7 @@ struct EncodeLine : CommonOptions {
 struct DecodeCommandLine : CommonOptions {
   DecodeLine decode;
   SourceLine source;
-  SelectionOptions selection;
+  SelectionLine selection;
   JobsLine jobs;
 };
 
@@ -106,14 +107,14 @@ struct ConvertLine : CommonOptions {
   std::string encoding;
   SinkLine sink;
   SourceLine source;
-  SelectionOptions selection;
+  SelectionLine selection;
   JobsLine jobs;
 };
 
 struct DumpLine : CommonOptions {
   std::string color = "auto";
   SourceLine source;
-  SelectionOptions selection;
+  SelectionLine selection;
 
   bool isColored(bool isOutTerminal) const {
     const char* const noColor = std::getenv("NO_COLOR");
@@ -131,9 +132,8 @@ struct StatsLine : CommonOptions {
   std::optional<double> interval;
   std::string sequence;
   std::string per;
-  TimeZoneLine zone;
   SourceLine source;
-  SelectionOptions selection;
+  SelectionLine selection;
   JobsLine jobs;
 };
 
@@ -143,9 +143,14 @@ Command addEncode(CLI::App& app) {
   CLI::App* const command = app.add_subcommand("encode", "Encode JSON Lines or CSV to messages");
   const auto line = std::make_shared<EncodeLine>();
   addEncodingOption(*command, "--encoding", line->encoding);
-  command->add_flag("--csv", line->isCsv, "Read CSV with a header line of field names");
+  CLI::Option* const csv = command->add_flag("--csv", line->isCsv, "Read CSV with a header line of field names");
+  named(
+      command
+          ->add_option("--separator", line->separator, "Of --csv: between cells, one character or tab, default a comma")
+          ->needs(csv),
+      "CHARACTER");
   addLongestMessage(*command, line->longestLineBytes);
-  addSelectionOptions(*command, line->selection, true);
+  line->selection.add(*command, true);
   line->sink.add(*command, "--to,--framing");
   line->jobs.add(*command);
   line->addOutput(*command);
@@ -153,9 +158,9 @@ Command addEncode(CLI::App& app) {
   command->footer(kEncodeHelp);
   return {command, line, [line](const Session& session) {
             Inputs inputs(line->files, session.streams.in, !line->outputFile, session.reporter);
-            encode(inputs, line->selection,
-                   {line->encoding, line->isCsv, line->longestLineBytes, line->sink.options(),
-                    line->jobs.count(*line, line->selection)},
+            encode(inputs, line->selection.options(),
+                   {line->encoding, line->isCsv, line->longestLineBytes, parseSeparator(line->separator),
+                    line->sink.options(), line->jobs.count(*line, line->selection.selection)},
                    session.out, session.reporter);
           }};
 }
@@ -163,24 +168,20 @@ Command addEncode(CLI::App& app) {
 Command addDecode(CLI::App& app) {
   CLI::App* const command = app.add_subcommand("decode", "Decode messages to text, JSON Lines, CSV or Arrow");
   const auto line = std::make_shared<DecodeCommandLine>();
-  named(command
-            ->add_option("--format", line->decode.format,
-                         "Output format: text (default), json, csv, arrow (Arrow IPC stream) or arrow-file")
-            ->check(CLI::IsMember({"text", "json", "csv", "arrow", "arrow-file"})),
-        "FORMAT");
+  line->decode.add(*command, {"text", "json", "csv", "arrow", "arrow-file"},
+                   "Output format: text (default), json, csv, arrow (Arrow IPC stream) or arrow-file");
   command->add_flag("--binary-text", line->decode.isTextBinary, "Arrow only: CHAR and STRING as binary, so any bytes");
-  line->decode.add(*command);
   line->source.add(*command);
-  addSelectionOptions(*command, line->selection, true);
+  line->selection.add(*command, true);
   line->jobs.add(*command);
   line->addOutput(*command);
   line->add(*command);
   command->footer(kDecodeHelp);
   return {command, line, [line](const Session& session) {
-            decode(InputTask(session, *line, line->source.options(), line->selection,
-                             line->jobs.count(*line, line->selection))
+            decode(InputTask(session, *line, line->source.options(), line->selection.options(),
+                             line->jobs.count(*line, line->selection.selection))
                        .task(),
-                   line->decode.options());
+                   line->decode.options(line->selection.zone.timeZone()));
           }};
 }
 
@@ -190,14 +191,14 @@ Command addConvert(CLI::App& app) {
   addEncodingOption(*command, "--to", line->encoding);
   line->sink.add(*command, "--as");
   line->source.add(*command);
-  addSelectionOptions(*command, line->selection, true);
+  line->selection.add(*command, true);
   line->jobs.add(*command);
   line->addOutput(*command);
   line->add(*command);
   command->footer(kConvertHelp);
   return {command, line, [line](const Session& session) {
-            convert(InputTask(session, *line, line->source.options(), line->selection,
-                              line->jobs.count(*line, line->selection))
+            convert(InputTask(session, *line, line->source.options(), line->selection.options(),
+                              line->jobs.count(*line, line->selection.selection))
                         .task(),
                     {line->encoding, line->sink.options()});
           }};
@@ -215,7 +216,7 @@ Command addDiff(CLI::App& app) {
             ->check(CLI::IsMember({"text", "json"})),
         "FORMAT");
   line->source.add(*command);
-  addSelectionOptions(*command, line->selection, true);
+  line->selection.add(*command, true);
   line->addOutput(*command);
   line->add(*command);
   command->get_option("FILE")->description("OLD and NEW, \"-\" for standard input")->expected(2)->required();
@@ -231,8 +232,8 @@ Command addDiff(CLI::App& app) {
             DiffOptions options = line->diff;
             options.isJson = line->format == "json";
             const SourceOptions source = line->source.options();
-            const InputTask old(session, before, source, line->selection);
-            const InputTask now(session, after, source, line->selection);
+            const InputTask old(session, before, source, line->selection.options());
+            const InputTask now(session, after, source, line->selection.options());
             diff(old.task(), now.task(), options);
           }};
 }
@@ -247,12 +248,12 @@ Command addDump(CLI::App& app) {
             ->check(CLI::IsMember({"auto", "always", "never"})),
         "WHEN");
   line->source.add(*command);
-  addSelectionOptions(*command, line->selection, false);
+  line->selection.add(*command, false);
   line->addOutput(*command);
   line->add(*command);
   command->footer(kDumpHelp);
   return {command, line, [line](const Session& session) {
-            dump(InputTask(session, *line, line->source.optionsWithForeign(), line->selection).task(),
+            dump(InputTask(session, *line, line->source.optionsWithForeign(), line->selection.options()).task(),
                  line->isColored(session.streams.isOutTerminal));
           }};
 }
@@ -280,16 +281,15 @@ Command addStats(CLI::App& app) {
       command->add_option("--format", line->format, "What to write: text (default), json (one object per line) or csv")
           ->check(CLI::IsMember({"text", "json", "csv"})),
       "FORMAT");
-  line->zone.add(*command);
   line->source.add(*command);
-  addSelectionOptions(*command, line->selection, false);
+  line->selection.add(*command, false);
   line->jobs.add(*command);
   line->addOutput(*command);
   line->add(*command);
   command->footer(kStatsHelp);
   const auto run = [line](const Session& session) {
     StatsOptions options;
-    options.report.zone = line->zone.timeZone();
+    options.report.zone = line->selection.zone.timeZone();
     options.report.columns = session.streams.isOutTerminal ? terminalColumns() : 80;
     options.report.format = line->format == "json"  ? StatsFormat::Json
                             : line->format == "csv" ? StatsFormat::Csv
@@ -318,8 +318,8 @@ Command addStats(CLI::App& app) {
       session.watch.begin();
       options.svg = &picture;
     }
-    stats(InputTask(session, *line, line->source.optionsWithForeign(), line->selection,
-                    line->jobs.count(*line, line->selection))
+    stats(InputTask(session, *line, line->source.optionsWithForeign(), line->selection.options(),
+                    line->jobs.count(*line, line->selection.selection))
               .task(),
           options);
   };

@@ -85,7 +85,7 @@ struct PublishLine : CommonOptions {
   std::optional<double> timeoutS;
   std::optional<double> idleS;
   SourceLine source;
-  SelectionOptions selection;
+  SelectionLine selection;
 
   ListenLimits limits() const {
     ListenLimits limits;
@@ -105,7 +105,7 @@ struct SubscribeLine : CommonOptions {
   std::optional<double> idleS;
   DecodeLine decode;
   SinkLine sink;
-  SelectionOptions selection;
+  SelectionLine selection;
 };
 
 void addStreamOptions(CLI::App& command, PublishLine& line) {
@@ -178,7 +178,7 @@ SubscribeOptions optionsOf(const SubscribeLine& line) {
   options.idle = durationOf("--idle", line.idleS);
   const std::string& format = line.decode.format;
   if (format != "text" && format != "json" && format != "csv") {
-    if (isSelecting(line.selection) || line.decode.isIsoTime) {
+    if (isSelecting(line.selection.selection)) {
       throw UsageError("--format " + format + " writes messages as they come, all of them");
     }
     options.form = SubscribeOptions::Form::Bytes;
@@ -186,7 +186,7 @@ SubscribeOptions optionsOf(const SubscribeLine& line) {
     sink.form = format;
     options.sink = sink.options();
   }
-  options.decode = line.decode.options();
+  options.decode = line.decode.options(line.selection.zone.timeZone());
   return options;
 }
 
@@ -216,7 +216,7 @@ Command addPublish(CLI::App& app, const NatsCommands* nats) {
         "SECONDS")
       ->needs(listen);
   line->source.add(*command);
-  addSelectionOptions(*command, line->selection, false);
+  line->selection.add(*command, false);
   line->add(*command);
   command->footer(kPublishHelp);
   const auto run = [line, nats](const Session& session) {
@@ -226,7 +226,7 @@ Command addPublish(CLI::App& app, const NatsCommands* nats) {
     options.limits.duplicateWindow =
         durationOf("--duplicate-window", line->windowS).value_or(options.limits.duplicateWindow);
     if (!line->at) {
-      nats->publish(options, InputTask(session, *line, line->source.options(), line->selection).task());
+      nats->publish(options, InputTask(session, *line, line->source.options(), line->selection.options()).task());
       return;
     }
     if (!line->files.empty()) {
@@ -239,7 +239,8 @@ Command addPublish(CLI::App& app, const NatsCommands* nats) {
     session.reporter.tell("listening on " + name);
     session.reporter.setInput(name);
     session.watch.beginForOneThatEnds(limits.timeout);
-    nats->publish(options, {source, line->selection, session.out, session.reporter});
+    const SelectionOptions selection = line->selection.options();
+    nats->publish(options, {source, selection, session.out, session.reporter});
     if (const std::uint64_t dropped = source.dropped()) {
       session.reporter.wholeInput("the system dropped " + counted(dropped, "datagram") +
                                   " that came faster than they were read");
@@ -277,22 +278,18 @@ Command addSubscribe(CLI::App& app, const NatsCommands* nats) {
                          "Without --stream: messages that wait to be written, default 1000000; more are dropped")
             ->check(CLI::Range(1, std::numeric_limits<int>::max())),
         "N");
-  named(command
-            ->add_option("--format", line->decode.format,
-                         "What to write: text (default), json, csv, hex lines, u16le, u16be, u32le or u32be (a length "
-                         "in front of each message), pcap")
-            ->check(CLI::IsMember({"text", "json", "csv", "hex", "u16le", "u16be", "u32le", "u32be", "pcap"})),
-        "FORMAT");
-  line->decode.add(*command);
+  line->decode.add(*command, {"text", "json", "csv", "hex", "u16le", "u16be", "u32le", "u32be", "pcap"},
+                   "What to write: text (default), json, csv, hex lines, u16le, u16be, u32le or u32be (a length in "
+                   "front of each message), pcap");
   line->sink.addEndpoints(*command);
-  addSelectionOptions(*command, line->selection, true);
+  line->selection.add(*command, true);
   line->addOutput(*command);
   line->addDictionary(*command);
   command->footer(kSubscribeHelp);
   const auto run = [line, nats](const Session& session) {
     const SubscribeOptions all = optionsOf(*line);
     session.watch.beginForOneThatEnds(all.timeout);
-    nats->subscribe(all, line->selection, session.out, session.reporter);
+    nats->subscribe(all, line->selection.options(), session.out, session.reporter);
   };
   Command entry{command, line, run};
   entry.program = nats == nullptr ? std::optional<CompanionProgram>({kProgram, kPackage}) : std::nullopt;

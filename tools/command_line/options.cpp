@@ -42,8 +42,8 @@ std::optional<std::chrono::nanoseconds> durationOf(const char* option, std::opti
 }
 
 bool isSelecting(const SelectionOptions& selection) {
-  return !selection.where.empty() || !selection.fields.empty() || selection.skip != 0 ||
-         selection.limit != SelectionOptions().limit;
+  return !selection.where.empty() || !selection.fromTime.empty() || !selection.toTime.empty() ||
+         !selection.fields.empty() || selection.skip != 0 || selection.limit != SelectionOptions().limit;
 }
 
 void CommonOptions::add(CLI::App& command) {
@@ -101,29 +101,12 @@ unsigned JobsLine::count(const CommonOptions& common, const SelectionOptions& se
     const std::uintmax_t fileBytes = std::filesystem::file_size(file, error);
     sizeBytes += error ? 0 : fileBytes;
   }
-  const bool isPart = selection.skip != 0 || selection.limit != std::numeric_limits<std::uint64_t>::max();
+  const bool isPart = selection.skip != 0 || !selection.fromTime.empty() || !selection.toTime.empty() ||
+                      selection.limit != std::numeric_limits<std::uint64_t>::max();
   if (common.files.empty() || isPart || (!jobs && sizeBytes < kLargeBytes)) {
     return 1;
   }
   return jobs ? static_cast<unsigned>(*jobs) : std::max(1U, std::thread::hardware_concurrency());
-}
-
-void addSelectionOptions(CLI::App& command, SelectionOptions& selection, bool hasFields) {
-  named(command
-            .add_option("--where", selection.where,
-                        "Select messages that satisfy 'FIELD op VALUE', op one of = != < <= > >= ~; may be "
-                        "repeated")
-            ->take_all()
-            ->allow_extra_args(false),
-        "CONDITION");
-  named(command.add_option("--skip", selection.skip, "Skip the first N messages")->check(&complaintAboutNumber), "N");
-  named(command.add_option("--limit", selection.limit, "Stop after N messages")->check(&complaintAboutNumber), "N");
-  if (hasFields) {
-    named(command.add_option("--fields", selection.fields, "Select fields, by name or id, separated by commas")
-              ->delimiter(',')
-              ->allow_extra_args(false),
-          "FIELDS");
-  }
 }
 
 void addLongestMessage(CLI::App& command, std::uint32_t& bytes) {
@@ -228,20 +211,69 @@ void addEncodingOption(CLI::App& command, const char* name, std::string& encodin
 
 void TimeZoneLine::add(CLI::App& command) {
   named(command.add_option("--time-zone", zone,
-                           "Time zone of timestamps: UTC (default), local, +05:30, or a name such as Europe/Vienna"),
+                           "Time zone of times that are shown, and of those of options without an offset: UTC "
+                           "(default), local, +05:30, or a name such as Europe/Vienna"),
         "ZONE");
 }
 
 TimeZone TimeZoneLine::timeZone() const { return zone ? TimeZone::parse(*zone) : TimeZone(); }
 
-void DecodeLine::add(CLI::App& command) {
-  command.add_flag("--price", isPrice, "Print fractional prices (whole part, numerator, denominator) as one number");
-  command.add_flag("--raw-text", isRawText, "Text only: do not escape control characters of names and values");
-  command.add_flag("--iso-time", isIsoTime, "json and csv only: write nanosecond timestamps as 2024-06-03T09:30:00...");
+void SelectionLine::add(CLI::App& command, bool hasFields) {
+  named(command
+            .add_option("--where", selection.where,
+                        "Select messages that meet it: comparisons of fields (= != < <= > >= ~ =~), FIELD in (A, B), "
+                        "exists(FIELD), with and, or, not and parentheses; may be repeated")
+            ->take_all()
+            ->allow_extra_args(false),
+        "CONDITION");
+  named(command.add_option("--from-time", selection.fromTime,
+                           "Select messages captured at this time or later: a date, with or without a time, a time of "
+                           "the first message's day, such as 09:30, or a duration after it, such as 90s"),
+        "TIME");
+  named(command.add_option("--to-time", selection.toTime, "Select messages captured before this time"), "TIME");
   zone.add(command);
+  named(command.add_option("--skip", selection.skip, "Skip the first N messages")->check(&complaintAboutNumber), "N");
+  named(command.add_option("--limit", selection.limit, "Stop after N messages")->check(&complaintAboutNumber), "N");
+  if (hasFields) {
+    named(command
+              .add_option(
+                  "--fields", selection.fields,
+                  "Select fields, by name or id, separated by commas, or all of the dictionary (all); json and csv "
+                  "also have @time, @source, @destination, @packet, @file, @size and @encoding")
+              ->delimiter(',')
+              ->allow_extra_args(false),
+          "FIELDS");
+  }
 }
 
-DecodeOptions DecodeLine::options() const {
+SelectionOptions SelectionLine::options() const {
+  SelectionOptions options = selection;
+  options.zone = zone.timeZone();
+  return options;
+}
+
+void DecodeLine::add(CLI::App& command, const std::vector<std::string>& formats, const char* description) {
+  named(command.add_option("--format", format, description)->check(CLI::IsMember(formats)), "FORMAT");
+  command.add_flag_callback(
+      "--json", [this] { format = "json"; }, "Short for --format json");
+  command.add_flag_callback(
+      "--csv", [this] { format = "csv"; }, "Short for --format csv");
+  command.add_flag("--price", isPrice, "Print fractional prices (whole part, numerator, denominator) as one number");
+  command.add_flag("--raw-text", isRawText, "Text only: do not escape control characters of names and values");
+  command.add_flag("--iso-time", isIsoTime, "Short for --time-format iso");
+  named(command.add_option("--time-format", timeFormat,
+                           "Formats json and csv: nanosecond timestamps as iso (2024-06-03T09:30:00.173980747Z), "
+                           "spreadsheet (2024-06-03 09:30:00.173), a number of s, ms, us or ns (default) since 1970, "
+                           "or in a strftime format such as %H:%M:%S"),
+        "FORMAT");
+  named(command.add_option("--time-digits", timeDigits, "Decimals of the seconds of timestamps: 0, 3, 6 or 9"), "N");
+  command.add_flag("--no-header", hasNoHeader, "Format csv: no line with the names of the columns");
+  named(
+      command.add_option("--separator", separator, "Format csv: between cells, one character or tab, default a comma"),
+      "CHARACTER");
+}
+
+DecodeOptions DecodeLine::options(const TimeZone& zone) const {
   if (isPrice && format != "text") {
     throw UsageError("--price requires --format text");
   }
@@ -252,11 +284,16 @@ DecodeOptions DecodeLine::options() const {
   if (isTextBinary && !isArrow) {
     throw UsageError("--binary-text requires --format arrow or arrow-file");
   }
-  if (isIsoTime && (format == "text" || isArrow)) {
-    throw UsageError("--iso-time requires --format json or csv");
+  const char* const timeOption = timeFormat ? "--time-format" : isIsoTime ? "--iso-time" : "--time-digits";
+  const bool isTimeShaped = timeFormat || isIsoTime || timeDigits;
+  if (isTimeShaped && format != "json" && format != "csv") {
+    throw UsageError(std::string(timeOption) + " requires --format json or csv");
   }
-  if (zone.zone && !isIsoTime) {
-    throw UsageError("--time-zone requires --iso-time");
+  if (timeFormat && isIsoTime && *timeFormat != "iso") {
+    throw UsageError("--iso-time is --time-format iso, not " + printable(*timeFormat));
+  }
+  if ((hasNoHeader || separator) && format != "csv") {
+    throw UsageError(std::string(hasNoHeader ? "--no-header" : "--separator") + " requires --format csv");
   }
   DecodeOptions options;
   options.isRawText = isRawText;
@@ -267,10 +304,24 @@ DecodeOptions DecodeLine::options() const {
                    : isPrice                ? Format::PriceText
                                             : Format::Text;
   options.isTextBinary = isTextBinary;
-  if (isIsoTime) {
-    options.isoTime = zone.timeZone();
+  if (isTimeShaped) {
+    options.time = TimeFormat(timeFormat.value_or("iso"), timeDigits, zone);
+  }
+  options.csv.hasHeader = !hasNoHeader;
+  if (separator) {
+    options.csv.separator = parseSeparator(*separator);
   }
   return options;
+}
+
+char parseSeparator(const std::string& text) {
+  if (text == "tab" || text == "\\t") {
+    return '\t';
+  }
+  if (text.size() != 1 || text.find_first_of("\"\r\n ") != text.npos) {
+    throw UsageError("--separator: " + inQuotes(text) + " is not one character, nor tab");
+  }
+  return text[0];
 }
 
 void MulticastLine::add(CLI::App& command) {

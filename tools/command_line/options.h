@@ -66,9 +66,6 @@ struct JobsLine {
   unsigned count(const CommonOptions& common, const SelectionOptions& selection) const;
 };
 
-/// Which messages.
-void addSelectionOptions(CLI::App& command, SelectionOptions& selection, bool hasFields);
-
 /// How long a message may be.
 void addLongestMessage(CLI::App& command, std::uint32_t& bytes);
 
@@ -102,7 +99,7 @@ struct SinkLine {
 /// In which encoding. @param name  of the option
 void addEncodingOption(CLI::App& command, const char* name, std::string& encoding);
 
-/// In which time zone moments are shown.
+/// In which time zone times are read and shown.
 struct TimeZoneLine {
   std::optional<std::string> zone;
 
@@ -111,19 +108,39 @@ struct TimeZoneLine {
   TimeZone timeZone() const;
 };
 
-/// How messages are shown. The command adds --format itself, since its formats are its own.
+/// Which messages, and which of their fields.
+struct SelectionLine {
+  SelectionOptions selection;
+  TimeZoneLine zone;
+
+  /// @param hasFields  whether there is --fields
+  void add(CLI::App& command, bool hasFields);
+  /// @throws UsageError
+  SelectionOptions options() const;
+};
+
+/// How messages are shown.
 struct DecodeLine {
   std::string format = "text";
   bool isPrice = false;
   bool isRawText = false;
   bool isIsoTime = false;
   bool isTextBinary = false;
-  TimeZoneLine zone;
+  std::optional<std::string> timeFormat;
+  std::optional<unsigned> timeDigits;
+  bool hasNoHeader = false;
+  std::optional<std::string> separator;
 
-  void add(CLI::App& command);
+  /// @param formats      the values of --format
+  /// @param description  of --format
+  void add(CLI::App& command, const std::vector<std::string>& formats, const char* description);
+  /// @param zone  in which times are shown
   /// @throws UsageError for options that do not go together
-  DecodeOptions options() const;
+  DecodeOptions options(const TimeZone& zone) const;
 };
+
+/// "," and the like, and "tab". @throws UsageError for what separates no cells
+char parseSeparator(const std::string& text);
 
 /// By which of the machine's addresses groups are reached.
 struct MulticastLine {

@@ -11,6 +11,7 @@
 
 #include "base/diagnostics.h"
 #include "base/output.h"
+#include "messages/csv_writer.h"
 #include "messages/message_sink.h"
 #include "messages/selection.h"
 #include "messages/statistics.h"
@@ -33,6 +34,7 @@ struct EncodeOptions {
   std::string encoding;
   bool isCsv = false;
   std::uint32_t longestLineBytes = kLongestMessage;
+  char csvSeparator = ',';
   SinkOptions sink;
   unsigned jobs = 1;  ///< of JSON lines
 };
@@ -47,9 +49,10 @@ enum class Format { Text, PriceText, Json, Csv, ArrowStream, ArrowFile };
 
 struct DecodeOptions {
   Format format = Format::Text;
-  bool isRawText = false;           ///< of the texts: the bytes of names and values as they are
-  bool isTextBinary = false;        ///< of Arrow: CHAR and STRING columns are binary
-  std::optional<TimeZone> isoTime;  ///< JSON and CSV: write nanosecond timestamps as text in this zone
+  bool isRawText = false;  ///< text only: the bytes of names and values as they are
+  TimeFormat time;         ///< JSON and CSV only: of nanosecond timestamps
+  CsvStyle csv;
+  bool isTextBinary = false;  ///< of Arrow: CHAR and STRING columns are binary
 };
 
 /// Messages to formatted text, JSON Lines, CSV or Arrow.

@@ -57,7 +57,9 @@ class ConvertWorker final : public Worker {
         m_selection(task.selection, m_names),
         m_converter(options.encoding, m_names, m_selection, task.reporter),
         m_sink(options.sink, m_names, task.out),
-        m_messages(task, m_selection) {}
+        m_messages(task, m_selection) {
+    m_selection.refusePseudoFields("requires decode --format json or csv");
+  }
 
   std::function<void()> run() override {
     while (const MD_Message* const message = m_messages.next()) {

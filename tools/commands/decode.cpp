@@ -55,7 +55,7 @@ class MessageWriter {
   /// The next message is the first of a block.
   virtual void beginBlock() {}
   /// @throws LineError when the message cannot be written
-  virtual void append(const MD_Message& message) = 0;
+  virtual void append(const MD_Message& message, const InputMessage& input) = 0;
 };
 
 /// Writes messages as text, each field once.
@@ -75,7 +75,7 @@ class TextWriter : public MessageWriter {
 
   void beginBlock() override { m_isFirst = true; }
 
-  void append(const MD_Message& message) override {
+  void append(const MD_Message& message, const InputMessage&) override {
     // Of a message with fields that are repeated or cannot be read, the library's stream operators write the last value
     // as often as the field is there, and a placeholder.
     bool isPlain = listFields(message, m_names, m_task.reporter, m_ids);
@@ -138,11 +138,11 @@ class TextWriter : public MessageWriter {
 
 class JsonLineWriter : public MessageWriter {
  public:
-  JsonLineWriter(const FieldNames& names, const Selection& selection, const TimeZone* zone, const Task& task)
-      : m_writer(names, task.reporter, &selection, zone), m_out(task.out) {}
+  JsonLineWriter(const FieldNames& names, const Selection& selection, const TimeFormat& time, const Task& task)
+      : m_writer(names, task.reporter, &selection, time), m_out(task.out) {}
 
-  void append(const MD_Message& message) override {
-    m_writer.append(message, m_out.text());
+  void append(const MD_Message& message, const InputMessage& input) override {
+    m_writer.append(message, m_out.text(), &input);
     m_out.text() += '\n';
   }
 
@@ -153,38 +153,46 @@ class JsonLineWriter : public MessageWriter {
 
 class CsvRecordWriter : public MessageWriter {
  public:
-  CsvRecordWriter(const FieldNames& names, const Selection& selection, const TimeZone* zone, const Task& task)
-      : m_writer(selection.fields(), names, zone, task.reporter), m_out(task.out) {}
+  CsvRecordWriter(const FieldNames& names, const Selection& selection, const DecodeOptions& options, const Task& task)
+      : m_writer(selection.columns(), names, options.time, options.csv, task.reporter),
+        m_hasHeader(options.csv.hasHeader),
+        m_out(task.out) {}
 
   void begin() override {
-    m_writer.appendHeader(m_out.text());
+    if (m_hasHeader) {
+      m_writer.appendHeader(m_out.text());
+    }
     m_out.lineDone();
   }
 
-  void append(const MD_Message& message) override { m_writer.append(message, m_out.text()); }
+  void append(const MD_Message& message, const InputMessage& input) override {
+    m_writer.append(message, input, m_out.text());
+  }
 
  private:
   const CsvWriter m_writer;
+  bool m_hasHeader;
   Output& m_out;
 };
 
 std::unique_ptr<MessageWriter> makeWriter(const DecodeOptions& options, const FieldNames& names,
                                           const Selection& selection, const Task& task) {
-  const TimeZone* const zone = options.isoTime ? &*options.isoTime : nullptr;
   switch (options.format) {
     case Format::Json:
-      return std::make_unique<JsonLineWriter>(names, selection, zone, task);
+      return std::make_unique<JsonLineWriter>(names, selection, options.time, task);
     case Format::Csv:
       if (!selection.hasFields()) {
-        throw UsageError("--format csv requires --fields, such as --fields SYMBOL,BID,ASK");
+        throw UsageError(
+            "--format csv requires --fields, its columns, such as --fields SYMBOL,BID,ASK or --fields all");
       }
-      return std::make_unique<CsvRecordWriter>(names, selection, zone, task);
+      return std::make_unique<CsvRecordWriter>(names, selection, options, task);
     case Format::ArrowStream:
     case Format::ArrowFile:
     case Format::Text:
     case Format::PriceText:
       break;
   }
+  selection.refusePseudoFields("requires --format json or csv");
   return std::make_unique<TextWriter>(names, selection, options, task);
 }
 
@@ -200,7 +208,7 @@ class Decoder final : public Worker {
   std::function<void()> run() override {
     m_writer->beginBlock();
     while (const MD_Message* const message = m_messages.next()) {
-      attempt(m_task, [&] { m_writer->append(*message); });
+      attempt(m_task, [&] { m_writer->append(*message, m_messages.input()); });
     }
     return {};
   }
@@ -218,6 +226,7 @@ class Decoder final : public Worker {
 void decodeToArrow(const Task& task, const DecodeOptions& options) {
   const FieldNames names;
   Selection selection(task.selection, names);
+  selection.refusePseudoFields("requires --format json or csv");
   ArrowOptions arrow;
   arrow.isFile = options.format == Format::ArrowFile;
   arrow.isTextBinary = options.isTextBinary;

@@ -28,6 +28,7 @@ void diff(const Task& before, const Task& after, const DiffOptions& options) {
   MessageDiff differences(names, options.isJson, after.out);
   const auto forEach = [&](const Task& task, auto use) {
     Selection selection(task.selection, names);
+    selection.refusePseudoFields("requires decode --format json or csv");
     MessageComparison comparison(names, keys, selection, task.reporter);
     TakenMessages messages(task, selection);
     while (const MD_Message* const message = messages.next()) {

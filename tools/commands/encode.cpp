@@ -22,8 +22,12 @@ namespace {
 /// A message in each record behind the header. With a header that cannot be used there is none.
 class CsvRecords {
  public:
-  CsvRecords(InputBuffer& in, std::uint64_t longestBytes, const FieldNames& names, Output& out, Reporter& reporter)
-      : m_lines(in, out, longestBytes), m_record(m_lines, longestBytes), m_names(names), m_reporter(reporter) {}
+  CsvRecords(InputBuffer& in, std::uint64_t longestBytes, char separator, const FieldNames& names, Output& out,
+             Reporter& reporter)
+      : m_lines(in, out, longestBytes),
+        m_record(m_lines, longestBytes, separator),
+        m_names(names),
+        m_reporter(reporter) {}
 
   /// Fills `message`, which is empty, and tells the reporter where its text is.
   /// @return false at the end
@@ -58,7 +62,7 @@ class CsvRecords {
   CsvReader m_record;
   const FieldNames& m_names;
   Reporter& m_reporter;
-  std::optional<std::vector<Field>> m_columns;
+  std::optional<std::vector<std::optional<Field>>> m_columns;
 };
 
 /// What encoding needs, whatever the text is.
@@ -68,7 +72,9 @@ class Encoder {
       : m_selection(selection, m_names),
         m_message(createMessage(options.encoding)),
         m_sink(options.sink, m_names, out),
-        m_out(out) {}
+        m_out(out) {
+    m_selection.refusePseudoFields("is known of messages that are read, not of their texts");
+  }
 
   const FieldNames& names() const noexcept { return m_names; }
   bool isDone() const noexcept { return m_selection.isDone(); }
@@ -140,7 +146,7 @@ void encodeCsv(Inputs& inputs, const SelectionOptions& selection, const EncodeOp
     return true;
   };
   while (InputBuffer* const in = encoder.isDone() ? nullptr : inputs.next()) {
-    CsvRecords records(*in, options.longestLineBytes, encoder.names(), out, reporter);
+    CsvRecords records(*in, options.longestLineBytes, options.csvSeparator, encoder.names(), out, reporter);
     inputs.attempt([&] {
       while (!encoder.isDone() && encodeNext(records)) {
         reporter.advance(in->sourceBytes());

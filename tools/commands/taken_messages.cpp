@@ -13,8 +13,7 @@ bool takesBytes(Selection& selection, const InputMessage& input) {
   if (!selection.hasConditions()) {
     return selection.takesUnreadable();
   }
-  const auto message = MD_Message::createFromBytes(input.data, static_cast<std::uint32_t>(input.sizeBytes));
-  return message != nullptr && selection.takes(*message);
+  return hasEncodingCode(input) && selection.takes(input);
 }
 
 }  // namespace
@@ -32,7 +31,10 @@ bool readNext(const Task& task, InputMessage& message) {
   task.out.lineDone();
   for (;;) {
     try {
-      return task.messages.next(message);
+      const bool isThere = task.messages.next(message);
+      message.file = &task.reporter.input();
+      message.number = task.reporter.at().number;
+      return isThere;
     } catch (const LineError& error) {
       leaveOut(task, error);
     }
@@ -63,9 +65,12 @@ const MD_Message* TakenMessages::next() {
   while (!m_selection.isDone() && readNext(m_task, m_input)) {
     bool isTaken = false;
     attempt(m_task, [&] {
-      m_message.reset();
-      m_message = receive(m_input);
-      isTaken = m_selection.takes(*m_message);
+      requireEncoding(m_input);
+      if (m_selection.takes(m_input)) {
+        m_message.reset();
+        m_message = receive(m_input);
+        isTaken = true;
+      }
     });
     if (isTaken) {
       noteLeftOut(*m_message, m_input, m_task.reporter);

@@ -2,17 +2,24 @@
 
 #include <cstdint>
 
+#include <algorithm>
 #include <set>
 #include <string>
 #include <string_view>
 
 #include "base/diagnostics.h"
 #include "messages/message_builder.h"
+#include "messages/pseudo_fields.h"
 #include "text/hex_reader.h"
 #include "text/value_text.h"
 
 namespace MD::tool {
 namespace {
+
+/// Without the spaces that people put after commas.
+std::string withoutSpaces(const std::string& text) {
+  return text.substr(std::min(text.find_first_not_of(' '), text.size()));
+}
 
 void addCell(MD_Message& message, Field field, const std::string& text) {
   switch (field.type) {
@@ -47,33 +54,44 @@ void addCell(MD_Message& message, Field field, const std::string& text) {
 
 }  // namespace
 
-std::vector<Field> readCsvHeader(const CsvReader& record, const FieldNames& names) {
-  std::vector<Field> columns;
+std::vector<std::optional<Field>> readCsvHeader(const CsvReader& record, const FieldNames& names) {
+  std::vector<std::optional<Field>> columns;
   std::set<std::uint16_t> ids;
   for (std::size_t i = 0; i != record.size(); ++i) {
-    columns.push_back(names.find(record[i]));
-    if (!ids.insert(columns.back().id).second) {
+    const bool isKnown = MD_FieldMap::instance().findByName(record[i]) != MD_FieldMap::instance().end();
+    const std::string name = isKnown ? record[i] : withoutSpaces(record[i]);
+    if (!isKnown && isPseudoName(name)) {
+      parsePseudoField(name);
+      columns.emplace_back();
+      continue;
+    }
+    columns.emplace_back(names.find(name));
+    if (!ids.insert(columns.back()->id).second) {
       throw LineError("is given twice", record[i]);
     }
   }
   return columns;
 }
 
-void readCsvRecord(const CsvReader& record, const std::vector<Field>& columns, const FieldNames& names,
+void readCsvRecord(const CsvReader& record, const std::vector<std::optional<Field>>& columns, const FieldNames& names,
                    MD_Message& message) {
   if (record.size() != columns.size()) {
     throw LineError("the number of cells is " + std::to_string(record.size()) + ", that of the header " +
                     std::to_string(columns.size()));
   }
   for (std::size_t i = 0; i != columns.size(); ++i) {
-    const bool canBeEmpty = columns[i].type == DATATYPES::STRING || columns[i].type == DATATYPES::BUFFER;
+    if (!columns[i]) {
+      continue;
+    }
+    const bool canBeEmpty = columns[i]->type == DATATYPES::STRING || columns[i]->type == DATATYPES::BUFFER;
     if (record[i].empty() && !(canBeEmpty && record.isQuotedEmpty(i))) {
       continue;
     }
     try {
-      addCell(message, columns[i], record[i]);
+      const bool isText = canBeEmpty || columns[i]->type == DATATYPES::CHAR;
+      addCell(message, *columns[i], isText ? record[i] : withoutSpaces(record[i]));
     } catch (const LineError& error) {
-      throw LineError(error.what(), names.label(columns[i].id));
+      throw LineError(error.what(), names.label(columns[i]->id));
     }
   }
 }

@@ -9,21 +9,6 @@
 namespace MD::tool {
 namespace {
 
-void appendText(std::string_view text, std::string& out) {
-  if (!text.empty() && text.find_first_of(",\"\r\n") == text.npos) {
-    out += text;
-    return;
-  }
-  out += '"';
-  for (const char c : text) {
-    out += c;
-    if (c == '"') {
-      out += c;
-    }
-  }
-  out += '"';
-}
-
 template <class T>
 bool appendReal(const MD_Message& message, std::uint16_t id, std::string& out) {
   T value{};
@@ -47,25 +32,52 @@ bool appendWhole(const MD_Message& message, std::uint16_t id, std::string& out) 
 }  // namespace
 
 void CsvWriter::appendHeader(std::string& out) const {
-  const char* separator = "";
-  for (const Field field : m_columns) {
-    out += separator;
-    separator = ",";
-    appendText(m_names.label(field.id), out);
+  bool isFirst = true;
+  for (const Column& column : m_columns) {
+    if (!isFirst) {
+      out += m_style.separator;
+    }
+    isFirst = false;
+    appendText(column.pseudo ? pseudoName(*column.pseudo) : m_names.label(column.field.id), out);
   }
   out += '\n';
 }
 
-void CsvWriter::append(const MD_Message& message, std::string& out) const {
-  const char* separator = "";
-  for (const Field field : m_columns) {
-    out += separator;
-    separator = ",";
-    if (message.existsImpl(field.id) && !appendCell(message, field, out)) {
-      noteUnreadable(message, field.id, m_names, m_reporter);
+void CsvWriter::append(const MD_Message& message, const InputMessage& input, std::string& out) const {
+  bool isFirst = true;
+  for (const Column& column : m_columns) {
+    if (!isFirst) {
+      out += m_style.separator;
+    }
+    isFirst = false;
+    if (column.pseudo) {
+      std::string value;
+      appendPseudoField(input, *column.pseudo, m_time, value);
+      if (!value.empty()) {
+        appendText(value, out);
+      }
+    } else if (message.existsImpl(column.field.id) && !appendCell(message, column.field, out)) {
+      noteUnreadable(message, column.field.id, m_names, m_reporter);
     }
   }
   out += '\n';
+}
+
+/// In quotes where a reader could take it for something else.
+void CsvWriter::appendText(std::string_view text, std::string& out) const {
+  const char special[] = {m_style.separator, '"', '\r', '\n'};
+  if (!text.empty() && text.find_first_of({special, sizeof special}) == text.npos) {
+    out += text;
+    return;
+  }
+  out += '"';
+  for (const char c : text) {
+    out += c;
+    if (c == '"') {
+      out += c;
+    }
+  }
+  out += '"';
 }
 
 bool CsvWriter::appendCell(const MD_Message& message, Field field, std::string& out) const {
@@ -122,11 +134,9 @@ bool CsvWriter::appendCell(const MD_Message& message, Field field, std::string& 
       if (!message.get(field.id, value)) {
         return false;
       }
-      if (m_zone != nullptr) {
-        appendIsoTime(value.get(), *m_zone, out);
-      } else {
-        MD::tool::appendWhole(value.get(), out);
-      }
+      std::string text;
+      m_time.append(value.get(), text);
+      appendText(text, out);
       return true;
     }
   }

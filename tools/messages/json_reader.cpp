@@ -7,6 +7,7 @@
 
 #include "base/diagnostics.h"
 #include "messages/message_builder.h"
+#include "messages/pseudo_fields.h"
 #include "text/hex_reader.h"
 #include "text/json_parser.h"
 #include "text/time_text.h"
@@ -70,6 +71,7 @@ class JsonReader::Handler {
     m_message = &message;
     m_depth = 0;
     m_key = {};
+    m_isIgnored = false;
     // The parser would take it for the end of the line.
     if (const std::size_t nul = text.find('\0'); nul != text.npos) {
       throw LineError("column " + std::to_string(nul + 1) + ": a NUL byte");
@@ -82,10 +84,10 @@ class JsonReader::Handler {
     }
   }
 
-  bool null() const { return refuse("null"); }
-  bool boolean(bool value) const { return refuse(value ? "true" : "false"); }
-  bool number(std::string_view text) { return take({true, text}); }
-  bool string(std::string_view text) { return take({false, text}); }
+  bool null() const { return m_isIgnored || refuse("null"); }
+  bool boolean(bool value) const { return m_isIgnored || refuse(value ? "true" : "false"); }
+  bool number(std::string_view text) { return m_isIgnored || take({true, text}); }
+  bool string(std::string_view text) { return m_isIgnored || take({false, text}); }
 
   bool startObject() {
     if (m_depth == 2) {
@@ -99,10 +101,19 @@ class JsonReader::Handler {
   bool key(std::string_view key) {
     if (m_depth == 1) {
       m_key = key;
+      m_isIgnored =
+          isPseudoName(key) && MD_FieldMap::instance().findByName(std::string(key)) == MD_FieldMap::instance().end();
+      if (m_isIgnored) {
+        parsePseudoField(key);
+        return true;
+      }
       m_field = m_fields.find(key);
       if (m_message->existsImpl(m_field.id)) {
         throw LineError("is given twice");
       }
+      return true;
+    }
+    if (m_isIgnored) {
       return true;
     }
     for (m_member = 0; m_member != kMemberCount; ++m_member) {
@@ -117,7 +128,7 @@ class JsonReader::Handler {
   }
 
   bool endObject() {
-    if (--m_depth == 1) {
+    if (--m_depth == 1 && !m_isIgnored) {
       addObject();
     }
     m_key = {};
@@ -332,8 +343,9 @@ class JsonReader::Handler {
   int m_depth = 0;
   std::string_view m_key;  // of the current field, empty outside fields
   Field m_field;
-  unsigned m_member = 0;   // of the current object
-  unsigned m_present = 0;  // bits of the members that came
+  bool m_isIgnored = false;  // the current field is a pseudo-field, which no message carries
+  unsigned m_member = 0;     // of the current object
+  unsigned m_present = 0;    // bits of the members that came
   Scalar m_members[kMemberCount];
   std::vector<std::uint8_t> m_bytes;
 };

@@ -117,7 +117,7 @@ bool appendJsonValue(const MD_Message& message, std::uint16_t id, std::uint8_t t
   return false;
 }
 
-void JsonWriter::append(const MD_Message& message, std::string& out) {
+void JsonWriter::append(const MD_Message& message, std::string& out, const InputMessage* input) {
   bool isWhole = listFields(message, m_names, m_reporter, m_ids);
   if (m_selection != nullptr && m_selection->hasFields()) {
     m_selection->keepIncluded(m_ids);
@@ -128,6 +128,9 @@ void JsonWriter::append(const MD_Message& message, std::string& out) {
   }
   m_copy->clearImpl();
   char separator = '{';
+  if (input != nullptr && m_selection != nullptr) {
+    appendPseudoFields(*input, separator, out);
+  }
   for (const std::uint16_t id : m_ids) {
     out += separator;
     separator = ',';
@@ -173,15 +176,35 @@ bool JsonWriter::appendField(const MD_Message& message, std::uint16_t id, std::s
     }
   }
   if constexpr (std::is_same_v<T, MD_EpochNS>) {
-    if (m_zone != nullptr) {
-      out += '"';
-      appendIsoTime(value.get(), *m_zone, out);
-      out += '"';
-      return true;
+    std::string text;
+    m_time.append(value.get(), text);
+    if (m_time.isNumber()) {
+      out += text;
+    } else {
+      appendJsonString(text, out);
     }
+    return true;
   }
   appendValue(value, out);
   return true;
+}
+
+void JsonWriter::appendPseudoFields(const InputMessage& input, char& separator, std::string& out) const {
+  for (const Column& column : m_selection->columns()) {
+    if (!column.pseudo || !hasPseudoField(input, *column.pseudo)) {
+      continue;
+    }
+    out += separator;
+    separator = ',';
+    out.append("\"").append(pseudoName(*column.pseudo)).append("\":");
+    std::string value;
+    appendPseudoField(input, *column.pseudo, m_time, value);
+    if (isPseudoNumber(*column.pseudo, m_time)) {
+      out += value;
+    } else if (!appendJsonString(value, out)) {
+      appendMember("hex", value.data(), value.size(), out);
+    }
+  }
 }
 
 /// An integer that was changed where it stood may be stored in another width than an added one. The form that says so.

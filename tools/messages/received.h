@@ -14,6 +14,9 @@
 
 namespace MD::tool {
 
+/// @throws LineError when no message can be made of the bytes: they begin with no encoding's code, or are too many
+void requireEncoding(const InputMessage& input);
+
 /// Makes a message of received bytes.
 /// @throws LineError if the first byte is not a known encoding id
 std::unique_ptr<MD_Message> receive(const InputMessage& input);

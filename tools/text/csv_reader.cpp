@@ -28,17 +28,17 @@ bool CsvReader::next() {
       if (!readQuoted(rest, cell)) {
         throw LineError("cell " + std::to_string(m_size) + ": the quote is never closed");
       }
-      if (!rest.empty() && rest[0] != ',') {
+      if (!rest.empty() && rest[0] != m_separator) {
         throw LineError("cell " + std::to_string(m_size) + ": text behind the closing quote");
       }
     } else {
-      const std::size_t comma = rest.find(',');
-      const std::string_view text = comma != rest.npos ? rest.substr(0, comma) : withoutCarriageReturn(rest);
+      const std::size_t end = rest.find(m_separator);
+      const std::string_view text = end != rest.npos ? rest.substr(0, end) : withoutCarriageReturn(rest);
       if (text.find('"') != text.npos) {
         throw LineError("cell " + std::to_string(m_size) + ": a quote inside a cell without quotes");
       }
       append(text, cell);
-      rest = comma != rest.npos ? rest.substr(comma) : std::string_view();
+      rest = end != rest.npos ? rest.substr(end) : std::string_view();
     }
     if (m_isTooLong) {
       throw LineError("cell " + std::to_string(m_size) + " is longer than any value");
@@ -47,6 +47,9 @@ bool CsvReader::next() {
       return true;
     }
     rest.remove_prefix(1);
+    if (const std::size_t first = rest.find_first_not_of(' '); first != rest.npos && rest[first] == '"') {
+      rest.remove_prefix(first);
+    }
   }
 }
 

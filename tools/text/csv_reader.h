@@ -1,4 +1,5 @@
-// Comma-separated records: cells with commas, quotes or line breaks stand in double quotes, a quote inside is doubled.
+// Comma-separated records, or records with another separator: cells with separators, quotes or line breaks are in
+// double quotes, a quote inside is doubled. Spaces between a separator and a quote are skipped.
 #ifndef MDMSG_CSV_READER_H
 #define MDMSG_CSV_READER_H
 
@@ -16,8 +17,8 @@ namespace MD::tool {
 class CsvReader {
  public:
   /// @param longestBytes  the longest record that is read, over all its lines
-  explicit CsvReader(LineReader& lines, std::uint64_t longestBytes = kLongestMessage)
-      : m_lines(lines), m_longestBytes(longestBytes) {}
+  explicit CsvReader(LineReader& lines, std::uint64_t longestBytes = kLongestMessage, char separator = ',')
+      : m_lines(lines), m_longestBytes(longestBytes), m_separator(separator) {}
 
   /// Reads the next record; lines without a character between records are skipped.
   /// @return false at the end of the input
@@ -48,6 +49,7 @@ class CsvReader {
 
   LineReader& m_lines;
   std::uint64_t m_longestBytes;
+  char m_separator;
   std::uint64_t m_recordBytes = 0;
   std::vector<std::string> m_cells;
   std::vector<bool> m_isQuoted;

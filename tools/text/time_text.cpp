@@ -1,8 +1,16 @@
 #include "text/time_text.h"
 
+#include <algorithm>
 #include <charconv>
+#include <chrono>
 #include <limits>
+#include <sstream>
 #include <system_error>
+
+#include <date/date.h>
+#if defined(MDMSG_HAS_DATE_TZ)
+#include <date/tz.h>
+#endif
 
 #include "base/diagnostics.h"
 #include "base/platform.h"
@@ -10,35 +18,14 @@
 namespace MD::tool {
 namespace {
 
+using Seconds = std::chrono::seconds;
+using Nanoseconds = std::chrono::nanoseconds;
+
 constexpr std::int64_t kSecondsPerDay = 86400;
 constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
+constexpr std::uint64_t kMostNs = std::numeric_limits<std::uint64_t>::max();
 
-struct Date {
-  std::int64_t year;
-  unsigned month;
-  unsigned day;
-};
-
-// The calendar by Howard Hinnant's algorithms: years from March on, in eras of 400.
-std::int64_t daysSince1970(Date date) {
-  const std::int64_t year = date.month <= 2 ? date.year - 1 : date.year;
-  const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
-  const auto yearOfEra = static_cast<unsigned>(year - era * 400);
-  const unsigned dayOfYear = (153 * (date.month > 2 ? date.month - 3 : date.month + 9) + 2) / 5 + date.day - 1;
-  const unsigned dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
-  return era * 146097 + static_cast<std::int64_t>(dayOfEra) - 719468;
-}
-
-Date dateOf(std::int64_t days) {
-  days += 719468;
-  const std::int64_t era = (days >= 0 ? days : days - 146096) / 146097;
-  const auto dayOfEra = static_cast<unsigned>(days - era * 146097);
-  const unsigned yearOfEra = (dayOfEra - dayOfEra / 1460 + dayOfEra / 36524 - dayOfEra / 146096) / 365;
-  const unsigned dayOfYear = dayOfEra - (365 * yearOfEra + yearOfEra / 4 - yearOfEra / 100);
-  const unsigned shifted = (5 * dayOfYear + 2) / 153;
-  const unsigned month = shifted < 10 ? shifted + 3 : shifted - 9;
-  return {yearOfEra + era * 400 + (month <= 2 ? 1 : 0), month, dayOfYear - (153 * shifted + 2) / 5 + 1};
-}
+std::int64_t floorToDays(std::int64_t clockSeconds) { return date::floor<date::days>(Seconds(clockSeconds)).count(); }
 
 void appendDigits(std::uint64_t value, int digits, std::string& out) {
   const std::size_t start = out.size();
@@ -142,14 +129,88 @@ bool takeDate(Scanner& text, std::int64_t& days) {
   std::uint64_t month = 0;
   std::uint64_t day = 0;
   if (!text.takeNumber(4, 9999, year) || !text.take('-') || !text.takeNumber(2, 12, month) || !text.take('-') ||
-      !text.takeNumber(2, 31, day) || month == 0 || day == 0) {
+      !text.takeNumber(2, 31, day)) {
     return false;
   }
-  const Date date{static_cast<std::int64_t>(year), static_cast<unsigned>(month), static_cast<unsigned>(day)};
-  days = daysSince1970(date);
-  const Date back = dateOf(days);  // 31 April is none
-  return back.month == date.month && back.day == date.day;
+  const date::year_month_day date{date::year(static_cast<int>(year)), date::month(static_cast<unsigned>(month)),
+                                  date::day(static_cast<unsigned>(day))};
+  days = date.ok() ? date::sys_days(date).time_since_epoch().count() : 0;
+  return date.ok();
 }
+
+std::optional<std::uint64_t> nsOf(std::int64_t unixSeconds, std::uint64_t ns) {
+  if (unixSeconds < 0 || static_cast<std::uint64_t>(unixSeconds) > kMostNs / kNsPerSecond) {
+    return std::nullopt;
+  }
+  const std::uint64_t whole = static_cast<std::uint64_t>(unixSeconds) * kNsPerSecond;
+  return whole <= kMostNs - ns ? std::optional(whole + ns) : std::nullopt;
+}
+
+void appendDate(std::int64_t days, std::string& out) {
+  const date::year_month_day date{date::sys_days(date::days(days))};
+  appendDigits(static_cast<std::uint64_t>(static_cast<int>(date.year())), 4, out);
+  out += '-';
+  appendDigits(static_cast<unsigned>(date.month()), 2, out);
+  out += '-';
+  appendDigits(static_cast<unsigned>(date.day()), 2, out);
+}
+
+void appendDecimals(std::uint64_t ns, int digits, std::string& out) {
+  if (digits != 0) {
+    out += '.';
+    appendDigits(ns % kNsPerSecond, 9, out);
+    out.resize(out.size() - static_cast<std::size_t>(9 - digits));
+  }
+}
+
+/// Appends date, time and decimals as a clock shows them.
+void appendClockTime(std::int64_t clockSeconds, std::uint64_t ns, char separator, int digits, std::string& out) {
+  const std::int64_t days = floorToDays(clockSeconds);
+  appendDate(days, out);
+  out += separator;
+  appendClock(static_cast<std::uint64_t>(clockSeconds - days * kSecondsPerDay), true, out);
+  appendDecimals(ns, digits, out);
+}
+
+/// "+05:30"
+void appendOffset(int secondsEast, std::string& out) {
+  out += secondsEast < 0 ? '-' : '+';
+  const auto ahead = static_cast<std::uint64_t>(secondsEast < 0 ? -secondsEast : secondsEast);
+  appendClock(ahead, ahead % 60 != 0, out);
+}
+
+/// @tparam Precision  a duration with the decimals that seconds are written with
+template <class Precision>
+void appendStrftime(const std::string& format, std::int64_t clockSeconds, std::uint64_t ns, int secondsEast,
+                    std::string& out) {
+  const std::int64_t days = floorToDays(clockSeconds);
+  // Apart from the date, since 64 bits with a sign do not hold the nanoseconds of all dates.
+  const auto time = Seconds(clockSeconds - days * kSecondsPerDay) + Nanoseconds(ns % kNsPerSecond);
+  std::string abbreviation = "UTC";
+  if (secondsEast != 0) {
+    abbreviation.clear();
+    appendOffset(secondsEast, abbreviation);
+  }
+  const Seconds offset(secondsEast);
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  const date::fields<Precision> fields{date::year_month_day(date::sys_days(date::days(days))),
+                                       date::hh_mm_ss<Precision>(date::floor<Precision>(time))};
+  date::to_stream(text, format.c_str(), fields, &abbreviation, &offset);
+  out += text.str();
+}
+
+#if defined(MDMSG_HAS_DATE_TZ)
+const date::time_zone* findZone(const std::string& name) {
+  try {
+    return name.empty() ? nullptr : date::locate_zone(name);
+  } catch (const std::runtime_error&) {
+    return nullptr;
+  }
+}
+#else
+const date::time_zone* findZone(const std::string&) { return nullptr; }
+#endif
 
 }  // namespace
 
@@ -164,45 +225,46 @@ TimeZone TimeZone::parse(const std::string& text) {
     zone.m_secondsEast = static_cast<int>(secondsEast);
     return zone;
   }
-  zone.m_isOfSystem = true;
   if (text == "local") {
-    setTimeZone({});
+    readLocalTimeZone();
+    zone.m_isLocal = true;
     return zone;
   }
-  if (!isTimeZoneName(text)) {
+  zone.m_named = findZone(text);
+  if (zone.m_named == nullptr) {
     throw UsageError("there is no time zone " + inQuotes(text) +
                      " (UTC, local, an offset such as +05:30, or a name that the system knows)");
   }
-  setTimeZone(text);
   return zone;
 }
 
 int TimeZone::secondsEast(std::int64_t unixSeconds) const {
-  return m_isOfSystem ? secondsEastOfUtc(unixSeconds) : m_secondsEast;
+#if defined(MDMSG_HAS_DATE_TZ)
+  if (m_named != nullptr) {
+    return static_cast<int>(m_named->get_info(date::sys_seconds(Seconds(unixSeconds))).offset.count());
+  }
+#endif
+  return m_isLocal ? secondsEastOfUtc(unixSeconds) : m_secondsEast;
 }
 
-void appendIsoTime(std::uint64_t ns, const TimeZone& zone, std::string& out) {
-  const auto seconds = static_cast<std::int64_t>(ns / kNsPerSecond);
-  const int east = zone.secondsEast(seconds);
-  const std::int64_t local = seconds + east;
-  const std::int64_t days = (local >= 0 ? local : local - (kSecondsPerDay - 1)) / kSecondsPerDay;
-  const Date date = dateOf(days);
-  appendDigits(static_cast<std::uint64_t>(date.year), 4, out);
-  out += '-';
-  appendDigits(date.month, 2, out);
-  out += '-';
-  appendDigits(date.day, 2, out);
-  out += 'T';
-  appendClock(static_cast<std::uint64_t>(local - days * kSecondsPerDay), true, out);
-  out += '.';
-  appendDigits(ns % kNsPerSecond, 9, out);
+std::int64_t TimeZone::unixSeconds(std::int64_t clockSeconds) const {
+  // The offsets a day before and a day after are those on both sides of a change that may be between.
+  const int before = secondsEast(clockSeconds - kSecondsPerDay);
+  const int after = secondsEast(clockSeconds + kSecondsPerDay);
+  return secondsEast(clockSeconds - before) == before || secondsEast(clockSeconds - after) != after
+             ? clockSeconds - before
+             : clockSeconds - after;
+}
+
+void appendIsoTime(std::uint64_t ns, const TimeZone& zone, std::string& out, int digits) {
+  const auto unixSeconds = static_cast<std::int64_t>(ns / kNsPerSecond);
+  const int east = zone.secondsEast(unixSeconds);
+  appendClockTime(unixSeconds + east, ns, 'T', digits, out);
   if (east == 0) {
     out += 'Z';
-    return;
+  } else {
+    appendOffset(east, out);
   }
-  out += east < 0 ? '-' : '+';
-  const auto ahead = static_cast<std::uint64_t>(east < 0 ? -east : east);
-  appendClock(ahead, ahead % 60 != 0, out);
 }
 
 std::optional<std::uint64_t> parseIsoTime(std::string_view text) {
@@ -215,13 +277,143 @@ std::optional<std::uint64_t> parseIsoTime(std::string_view text) {
       !takeDecimals(scanner, ns) || !takeOffset(scanner, secondsEast) || !scanner.isAtEnd()) {
     return std::nullopt;
   }
-  const std::int64_t seconds = days * kSecondsPerDay + clock - secondsEast;
-  constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
-  if (seconds < 0 || static_cast<std::uint64_t>(seconds) > kMost / kNsPerSecond) {
+  return nsOf(days * kSecondsPerDay + clock - secondsEast, ns);
+}
+
+std::optional<std::uint64_t> parseTime(std::string_view text, const TimeZone& zone) {
+  Scanner scanner(text);
+  std::int64_t days = 0;
+  std::int64_t clock = 0;
+  std::uint64_t ns = 0;
+  if (!takeDate(scanner, days)) {
     return std::nullopt;
   }
-  const std::uint64_t whole = static_cast<std::uint64_t>(seconds) * kNsPerSecond;
-  return whole <= kMost - ns ? std::optional(whole + ns) : std::nullopt;
+  if (!scanner.isAtEnd() &&
+      ((!scanner.take('T') && !scanner.take(' ')) || !takeClock(scanner, false, clock) || !takeDecimals(scanner, ns))) {
+    return std::nullopt;
+  }
+  const std::int64_t clockSeconds = days * kSecondsPerDay + clock;
+  if (scanner.isAtEnd()) {
+    return nsOf(zone.unixSeconds(clockSeconds), ns);
+  }
+  std::int64_t secondsEast = 0;
+  return takeOffset(scanner, secondsEast) && scanner.isAtEnd() ? nsOf(clockSeconds - secondsEast, ns) : std::nullopt;
+}
+
+std::optional<std::uint64_t> parseTimeOfDay(std::string_view text) {
+  Scanner scanner(text);
+  std::int64_t clock = 0;
+  std::uint64_t ns = 0;
+  if (!takeClock(scanner, false, clock) || !takeDecimals(scanner, ns) || !scanner.isAtEnd()) {
+    return std::nullopt;
+  }
+  return static_cast<std::uint64_t>(clock) * kNsPerSecond + ns;
+}
+
+std::optional<std::uint64_t> parseDuration(std::string_view text) {
+  constexpr struct {
+    std::string_view name;
+    std::uint64_t ns;
+  } kUnits[] = {{"ns", 1},
+                {"us", 1'000},
+                {"ms", 1'000'000},
+                {"s", kNsPerSecond},
+                {"m", 60 * kNsPerSecond},
+                {"h", 3600 * kNsPerSecond},
+                {"d", 86400 * kNsPerSecond}};
+  std::uint64_t sum = 0;
+  if (text.empty()) {
+    return std::nullopt;
+  }
+  while (!text.empty()) {
+    const std::size_t numberEnd = std::min(text.find_first_not_of("0123456789."), text.size());
+    const std::string_view rest = text.substr(numberEnd);
+    const std::string_view name = rest.substr(0, rest.find_first_of("0123456789."));
+    const auto* const unit =
+        std::find_if(std::begin(kUnits), std::end(kUnits), [&](const auto& row) { return row.name == name; });
+    if (unit == std::end(kUnits)) {
+      return std::nullopt;
+    }
+    const char* const end = text.data() + numberEnd;
+    std::uint64_t whole = 0;
+    const auto [point, code] = std::from_chars(text.data(), end, whole);
+    double fraction = 0;
+    if (code != std::errc() ||
+        (point != end && (point + 1 == end || std::from_chars(point, end, fraction).ptr != end))) {
+      return std::nullopt;
+    }
+    const auto part = static_cast<std::uint64_t>(fraction * static_cast<double>(unit->ns) + 0.5);
+    if (whole > kMostNs / unit->ns || whole * unit->ns > kMostNs - sum || part > kMostNs - sum - whole * unit->ns) {
+      return std::nullopt;
+    }
+    sum += whole * unit->ns + part;
+    text = rest.substr(name.size());
+  }
+  return sum;
+}
+
+std::int64_t clockMidnight(std::uint64_t ns, const TimeZone& zone) {
+  const auto unixSeconds = static_cast<std::int64_t>(ns / kNsPerSecond);
+  return floorToDays(unixSeconds + zone.secondsEast(unixSeconds)) * kSecondsPerDay;
+}
+
+TimeFormat::TimeFormat(const std::string& style, std::optional<unsigned> digits, const TimeZone& zone) : m_zone(zone) {
+  constexpr struct {
+    std::string_view name;
+    std::uint64_t ns;
+  } kUnits[] = {{"s", kNsPerSecond}, {"ms", 1'000'000}, {"us", 1'000}, {"ns", 1}};
+  const auto* const unit =
+      std::find_if(std::begin(kUnits), std::end(kUnits), [&](const auto& row) { return row.name == style; });
+  int defaultDigits = 0;
+  if (style == "iso") {
+    m_style = Style::Iso;
+    defaultDigits = 9;
+  } else if (style == "spreadsheet") {
+    m_style = Style::Spreadsheet;
+    defaultDigits = 3;
+  } else if (unit != std::end(kUnits)) {
+    m_style = Style::Number;
+    m_unitNs = unit->ns;
+  } else if (style.find('%') != style.npos) {
+    m_style = Style::Strftime;
+    m_strftime = style;
+  } else {
+    throw UsageError("--time-format: " + inQuotes(style) +
+                     " is none of iso, spreadsheet, s, ms, us, ns, nor a strftime format such as %H:%M:%S");
+  }
+  if (digits && *digits != 0 && *digits != 3 && *digits != 6 && *digits != 9) {
+    throw UsageError("--time-digits is 0, 3, 6 or 9");
+  }
+  if (digits && m_style == Style::Number && style != "s") {
+    throw UsageError("--time-digits does not go with --time-format " + style);
+  }
+  m_digits = digits ? static_cast<int>(*digits) : defaultDigits;
+}
+
+void TimeFormat::append(std::uint64_t ns, std::string& out) const {
+  if (m_style == Style::Iso) {
+    return appendIsoTime(ns, m_zone, out, m_digits);
+  }
+  if (m_style == Style::Number) {
+    out += std::to_string(ns / m_unitNs);
+    return appendDecimals(ns, m_digits, out);
+  }
+  const auto unixSeconds = static_cast<std::int64_t>(ns / kNsPerSecond);
+  const int east = m_zone.secondsEast(unixSeconds);
+  const std::int64_t clockSeconds = unixSeconds + east;
+  if (m_style == Style::Spreadsheet) {
+    return appendClockTime(clockSeconds, ns, ' ', m_digits, out);
+  }
+  switch (m_digits) {
+    case 0:
+      return appendStrftime<Seconds>(m_strftime, clockSeconds, ns, east, out);
+    case 3:
+      return appendStrftime<std::chrono::milliseconds>(m_strftime, clockSeconds, ns, east, out);
+    case 6:
+      return appendStrftime<std::chrono::microseconds>(m_strftime, clockSeconds, ns, east, out);
+    default:
+      return appendStrftime<Nanoseconds>(m_strftime, clockSeconds, ns, east, out);
+  }
 }
 
 }  // namespace MD::tool

@@ -279,6 +279,7 @@ class CaptureSource : public MessageSource {
       message.timeNs = m_capture.timeNs();
       message.source = packet.source;
       message.destination = packet.destination;
+      message.hasEndpoints = true;
       if (!hasEncodingCode(message)) {
         countForeign(message);
         if (!m_options.takesForeign) {

@@ -56,7 +56,10 @@ struct InputMessage {
   std::optional<std::int64_t> timeNs;
   Endpoint source;
   Endpoint destination;
-  std::uint64_t input = 0;  ///< the number of the input that it is from
+  bool hasEndpoints = false;          ///< the two above are known
+  std::uint64_t input = 0;            ///< the number of the input that it is from
+  const std::string* file = nullptr;  ///< the name of that input; null where there is none
+  std::uint64_t number = 0;           ///< of the packet, message or line in it, from 1; 0 where it is the whole input
 };
 
 /// What a capture held.

@@ -317,6 +317,7 @@ bool UdpSource::next(InputMessage& message) {
   message = {};
   message.data = m_socket->data();
   message.sizeBytes = *sizeBytes;
+  message.hasEndpoints = true;
   message.timeNs = std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
   message.source = m_socket->source();
   message.destination = m_endpoint;

@@ -152,7 +152,7 @@ TEST_F(FeedCommand, RefusesACommandLineThatItCannotUse) {
       {"listen 127.0.0.1:0 --format hex --limit 1", "--format hex writes all datagrams unchanged"},
       {"listen 127.0.0.1:0 --timeout 1e10", "--timeout is a number of seconds, 0 to 1000000000"},
       {"listen 127.0.0.1:0 --idle -1", "--idle is a number of seconds, 0 to 1000000000"},
-      {"listen 127.0.0.1:0 --time-zone local", "--time-zone requires --iso-time"},
+      {"listen 127.0.0.1:0 --time-digits 3", "--time-digits requires --format json or csv"},
   };
   for (const auto& [arguments, error] : cases) {
     SCOPED_TRACE(arguments);

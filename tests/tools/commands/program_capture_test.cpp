@@ -126,7 +126,8 @@ TEST_F(ProgramForms, FilesAreNotWrittenOverUnlessForced) {
 #endif
   // An option that cannot be used costs no file.
   write("old.csv", "QTY\n1\n2\n3\n");
-  const Result noFields{"", "mdmsg: --format csv requires --fields, such as --fields SYMBOL,BID,ASK\n", 2};
+  const Result noFields{
+      "", "mdmsg: --format csv requires --fields, its columns, such as --fields SYMBOL,BID,ASK or --fields all\n", 2};
   EXPECT_EQ(withFields("decode --format csv --force --output old.csv in.hex"), noFields);
   EXPECT_EQ(contentsOf("old.csv"), "QTY\n1\n2\n3\n");
   EXPECT_EQ(withFields("decode --format csv --output new.csv in.hex"), noFields);
@@ -146,12 +147,26 @@ TEST_F(ProgramForms, OptionsThatDoNotGoTogetherAreBadUsage) {
     const char* arguments;
     const char* error;
   } cases[] = {
-      {"decode --format csv", "--format csv requires --fields, such as --fields SYMBOL,BID,ASK"},
+      {"decode --format csv",
+       "--format csv requires --fields, its columns, such as --fields SYMBOL,BID,ASK or --fields all"},
       {"decode --format csv --price", "--price requires --format text"},
       {"decode --iso-time", "--iso-time requires --format json or csv"},
       {"decode --format arrow --iso-time", "--iso-time requires --format json or csv"},
       {"decode --format json --binary-text", "--binary-text requires --format arrow or arrow-file"},
-      {"decode --format json --time-zone UTC", "--time-zone requires --iso-time"},
+      {"decode --time-format ms", "--time-format requires --format json or csv"},
+      {"decode --json --iso-time --time-format ms", "--iso-time is --time-format iso, not ms"},
+      {"decode --csv --fields QTY --time-format excel",
+       "--time-format: \"excel\" is none of iso, spreadsheet, s, ms, us, ns, nor a strftime format such as %H:%M:%S"},
+      {"decode --csv --fields QTY --time-digits 4", "--time-digits is 0, 3, 6 or 9"},
+      {"decode --json --no-header", "--no-header requires --format csv"},
+      {"decode --separator tab", "--separator requires --format csv"},
+      {"decode --csv --fields QTY --separator ab", "--separator: \"ab\" is not one character, nor tab"},
+      {"decode --fields @time", "--fields: @time requires --format json or csv"},
+      {"encode --encoding mInt --fields @size",
+       "--fields: @size is known of messages that are read, not of their texts"},
+      {"decode --from-time 09:30",
+       "--from-time and --to-time go with captures; elsewhere --where compares a field: 'FIELD >= "
+       "2024-06-03T09:30:00'"},
       {"decode --format json --iso-time --time-zone Mars",
        "there is no time zone \"Mars\" (UTC, local, an offset such as +05:30, or a name that the system knows)"},
       {"decode --framing u8", "there is no framing \"u8\" (u16le, u16be, u32le, u32be)"},
@@ -160,7 +175,7 @@ TEST_F(ProgramForms, OptionsThatDoNotGoTogetherAreBadUsage) {
       {"decode --group nowhere in.hex", "--group: \"nowhere\" is not an address"},
       {"decode --framing u8 in.hex in.hex", "there is no framing \"u8\" (u16le, u16be, u32le, u32be)"},
       {"decode --port 5", "--port, --group and --filter go with captures; standard input is none"},
-      {"decode --where QTY", "--where \"QTY\" is not a field, one of = != < <= > >= ~, and a value"},
+      {"decode --where QTY", "--where \"QTY\": column 4: expected one of = != < <= > >= ~ =~ or \"in\", found the end"},
       {"decode --fields NOPE", "--fields: field NOPE: the dictionary has no field of this name"},
       {"encode --encoding mInt --to pcap --destination 5",
        "--destination: \"5\" is not an IPv4 address and a port, such as 239.192.0.1:30001"},
@@ -174,6 +189,47 @@ TEST_F(ProgramForms, OptionsThatDoNotGoTogetherAreBadUsage) {
     SCOPED_TRACE(arguments);
     EXPECT_EQ(withFields(arguments, "062c010105\n"), (Result{"", std::string("mdmsg: ") + error + "\n", 2}));
   }
+}
+
+TEST_F(ProgramForms, WhereAMessageIsFromIsSelectedAndShown) {
+#if defined(MDMSG_HAS_PCAP)
+  write("quotes.pcap", withFields("encode --encoding mInt --to pcap --time-field RECV", kTwoQuotes).out);
+  EXPECT_EQ(
+      withFields("decode --json --fields @time,@source,@destination,@packet,@file,@size,@encoding,BID quotes.pcap"),
+      (Result{"{\"@time\":1717407000173980747,\"@source\":\"192.0.2.1:30000\",\"@destination\":"
+              "\"239.192.0.1:30001\",\"@packet\":1,\"@file\":\"quotes.pcap\",\"@size\":29,\"@encoding\":\"mInt\","
+              "\"BID\":101.25}\n"
+              "{\"@time\":1717407001000000000,\"@source\":\"192.0.2.1:30000\",\"@destination\":"
+              "\"239.192.0.1:30001\",\"@packet\":2,\"@file\":\"quotes.pcap\",\"@size\":29,\"@encoding\":\"mInt\","
+              "\"BID\":102.5}\n",
+              "", 0}));
+  EXPECT_EQ(withFields("decode --csv --fields \"@packet, @time, SYMBOL\" --time-format spreadsheet --time-zone +02:00 "
+                       "--separator \";\" --where \"@packet = 2 and @source = 192.0.2.1\" quotes.pcap"),
+            (Result{"@packet;@time;SYMBOL\n2;2024-06-03 11:30:01.000;AC\n", "", 0}));
+  EXPECT_EQ(withFields("decode --csv --no-header --fields SYMBOL,RECV --time-format ms --from-time 500ms quotes.pcap"),
+            (Result{"AC,1717407001000\n", "", 0}));
+  EXPECT_EQ(
+      withFields("decode --csv --no-header --fields SYMBOL --from-time 11:30:00.5 --time-zone +02:00 quotes.pcap"),
+      (Result{"AC\n", "", 0}));
+  // What the program says of a message goes back in without a complaint.
+  const std::string json = withFields("decode --json --fields @time,@packet,SYMBOL,BID,RECV quotes.pcap").out;
+  EXPECT_EQ(withFields("encode --encoding mInt", json).out, withFields("encode --encoding mInt", kTwoQuotes).out);
+  const std::string csv = withFields("decode --csv --fields @time,SYMBOL,BID,RECV quotes.pcap").out;
+  EXPECT_EQ(withFields("encode --encoding mInt --csv", csv).out, withFields("encode --encoding mInt", kTwoQuotes).out);
+#else
+  GTEST_SKIP() << "there is no libpcap";
+#endif
+}
+
+TEST_F(ProgramForms, CsvComesInTheFormOfItsReader) {
+  EXPECT_EQ(withFields("encode --encoding mInt --csv --separator tab", "SYMBOL\tQTY\nA,B\t5\n"),
+            withFields("encode --encoding mInt --csv", "SYMBOL, QTY\n\"A,B\", 5\n"));
+  const std::string hex = withFields("encode --encoding mInt", R"({"SYMBOL":"A,B;C","QTY":5})").out;
+  EXPECT_EQ(withFields("decode --csv --fields SYMBOL,QTY --separator tab", hex).out, "SYMBOL\tQTY\nA,B;C\t5\n");
+  EXPECT_EQ(withFields("decode --csv --fields SYMBOL,QTY --separator \";\"", hex).out, "SYMBOL;QTY\n\"A,B;C\";5\n");
+  const std::string all = withFields("decode --csv --fields all", hex).out;
+  EXPECT_EQ(all.substr(0, 17), "CH,CH2,SEQ,SEQ2,B");
+  EXPECT_NE(all.find("\n,,,,,"), all.npos) << all;
 }
 
 TEST_F(ProgramForms, MessagesAndFieldsAreSelected) {

@@ -27,7 +27,7 @@ class CsvMessage : public testing::Test {
     const auto message = MD::MD_Message::createFromPB(6);
     const std::string error = lineErrorOf([&] {
       EXPECT_TRUE(record.next());
-      const std::vector<Field> columns = readCsvHeader(record, names);
+      const auto columns = readCsvHeader(record, names);
       EXPECT_TRUE(record.next());
       readCsvRecord(record, columns, names, *message);
     });

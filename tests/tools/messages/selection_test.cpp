@@ -36,113 +36,6 @@ constexpr const char* kMessage =
     R"({"CH":"B","QTY":-1,"SEQ":-9223372036854775808,"VOLA":0.1,"BID":101.25,"SYMBOL":"NEB/USD","BLOB":{"hex":"00ff"},)"
     R"("WHEN":{"date":20240115,"time":93000000,"offset":-300},"RECV":18446744073709551615})";
 
-TEST_F(SelectionTest, AValueInQuotesIsReadAsACsvCell) {
-  const auto message = messageOf(R"({"SYMBOL":"a\"b, c"})");
-  const FieldNames names;
-  for (const char* const condition :
-       {R"(SYMBOL = "a""b, c")", R"(SYMBOL = a"b, c)", R"(SYMBOL ~ """")", R"(SYMBOL ~ "a""")"}) {
-    EXPECT_TRUE(Condition(condition, names).holds(*message)) << condition;
-  }
-}
-
-TEST_F(SelectionTest, AValueMayBeginLikeAnOperatorBehindABlank) {
-  const auto message = messageOf(R"({"SYMBOL":"<>"})");
-  for (const char* const condition : {"SYMBOL= <>", "SYMBOL =\"<>\"", "SYMBOL ~ >", "SYMBOL > ;"}) {
-    EXPECT_TRUE(Condition(condition, FieldNames()).holds(*message)) << condition;
-  }
-}
-
-TEST_F(SelectionTest, ConditionsCompareByTheType) {
-  const auto message = messageOf(kMessage);
-  const FieldNames names;
-  const struct {
-    const char* condition;
-    bool holds;
-  } cases[] = {
-      {"CH = B", true},
-      {"CH != B", false},
-      {"CH>A", true},
-      {"QTY = -1", true},
-      {"QTY == -1", true},
-      {"300 < 0", true},
-      {"QTY >= 0", false},
-      {"QTY < 3000000000", true},
-      {"SEQ = -9223372036854775808", true},
-      {"SEQ <= -9223372036854775807", true},
-      {"VOLA = 0.1", true},
-      {"VOLA != 0.1", false},
-      {"BID > 101.2", true},
-      {"BID > 101.25", false},
-      {"BID >= 101.25", true},
-      {"BID < Infinity", true},
-      {"BID = NaN", false},
-      {"BID != NaN", true},
-      {"SYMBOL = NEB/USD", true},
-      {"SYMBOL = \"NEB/USD\"", true},
-      {"SYMBOL ~ /", true},
-      {"SYMBOL ~ EUR", false},
-      {"SYMBOL ~", true},
-      {"SYMBOL > NEB", true},
-      {"SYMBOL < NEC", true},
-      {"BLOB = 00ff", true},
-      {"BLOB != 00FF", false},
-      {"BLOB < 0100", true},
-      {"WHEN = 20240115 93000000 0", true},
-      {"WHEN < 20240115 93000001 0", true},
-      {"WHEN > 20240116 0 0", false},
-      {"RECV = 18446744073709551615", true},
-      {"RECV > 2024-06-03T09:30:00Z", true},
-      {"  QTY   <0  ", true},
-      // A field that is not there meets no condition.
-      {"ASK < 1", false},
-      {"ASK >= 1", false},
-      {"ASK != 1", false},
-  };
-  for (const auto& [condition, holds] : cases) {
-    SCOPED_TRACE(condition);
-    EXPECT_EQ(Condition(condition, names).holds(*message), holds);
-  }
-}
-
-TEST_F(SelectionTest, ConditionsThatMakeNoSenseAreRefused) {
-  const struct {
-    const char* condition;
-    const char* error;
-  } cases[] = {
-      {"", "--where \"\" is not a field, one of = != < <= > >= ~, and a value"},
-      {"QTY", "--where \"QTY\" is not a field, one of = != < <= > >= ~, and a value"},
-      {"= 5", "--where \"= 5\" is not a field, one of = != < <= > >= ~, and a value"},
-      {"QTY is 5", "--where \"QTY is 5\" is not a field, one of = != < <= > >= ~, and a value"},
-      {"QTY ! 5", "--where \"QTY ! 5\" is not a field, one of = != < <= > >= ~, and a value"},
-      {"SYMBOL<>AB",
-       "--where \"SYMBOL<>AB\": \"<>\" is none of = != < <= > >= ~; put a space before a value that begins with "
-       "\">\""},
-      {"QTY =< 5",
-       "--where \"QTY =< 5\": \"=<\" is none of = != < <= > >= ~; put a space before a value that begins with \"<\""},
-      {"SYMBOL===AB",
-       "--where \"SYMBOL===AB\": \"===\" is none of = != < <= > >= ~; put a space before a value that begins with "
-       "\"=\""},
-      {"NOPE = 5", "--where \"NOPE = 5\": field NOPE: the dictionary has no field of this name"},
-      {"RAWLY = 5", "--where \"RAWLY = 5\": field RAWLY: values of type RAW are carried by no message"},
-      {"QTY = x", "--where \"QTY = x\": \"x\" is not an integer"},
-      {"QTY = 1.5", "--where \"QTY = 1.5\": \"1.5\" is not an integer"},
-      {"QTY ~ 1", "--where \"QTY ~ 1\": ~ requires a STRING, not INT"},
-      {"CH = AB", "--where \"CH = AB\": \"AB\" is 2 bytes, a CHAR is one"},
-      {"BID = x", "--where \"BID = x\": \"x\" is not a number"},
-      {"BLOB = 0", "--where \"BLOB = 0\": column 1: odd number of hex digits, the last byte is incomplete"},
-      {"WHEN = x", "--where \"WHEN = x\": \"x\" is not a date, a time and an offset with spaces between"},
-      {"RECV = yesterday",
-       "--where \"RECV = yesterday\": \"yesterday\" is neither an integer nor a timestamp such as "
-       "2024-06-03T09:30:00Z"},
-  };
-  for (const auto& [condition, error] : cases) {
-    SCOPED_TRACE(condition);
-    SelectionOptions options;
-    options.where = {condition};
-    EXPECT_EQ(errorOf(options), error);
-  }
-}
-
 TEST_F(SelectionTest, SkipAndLimitCountWhatTheConditionsLetThrough) {
   SelectionOptions options;
   options.where = {"QTY > 0", "QTY < 6"};
@@ -179,6 +72,106 @@ TEST_F(SelectionTest, FieldsThatMakeNoSenseAreRefused) {
   EXPECT_EQ(errorOf(options), "--fields: field NOPE: the dictionary has no field of this name");
   options.fields = {"QTY", "300"};
   EXPECT_EQ(errorOf(options), "--fields: field 300 is given twice");
+}
+
+TEST_F(SelectionTest, PseudoFieldsAreColumnsAndNoFields) {
+  SelectionOptions options;
+  options.fields = {"@time", " QTY", "@size"};
+  const Selection selection(options, FieldNames());
+  ASSERT_EQ(selection.columns().size(), 3U);
+  EXPECT_EQ(selection.columns()[0].pseudo, PseudoField::Time);
+  EXPECT_EQ(selection.columns()[1].field.id, 300);
+  EXPECT_EQ(selection.columns()[2].pseudo, PseudoField::Size);
+  ASSERT_EQ(selection.fields().size(), 1U);
+  EXPECT_TRUE(selection.includes(300));
+  EXPECT_FALSE(selection.includes(22));
+  try {
+    selection.refusePseudoFields("goes elsewhere");
+    FAIL();
+  } catch (const UsageError& error) {
+    EXPECT_STREQ(error.what(), "--fields: @time goes elsewhere");
+  }
+  options.fields = {"@when"};
+  EXPECT_EQ(errorOf(options),
+            "--fields: field @when: it is none of @time, @source, @destination, @packet, @file, @size, @encoding");
+}
+
+TEST_F(SelectionTest, AllFieldsAreThoseOfTheDictionaryByTheirIds) {
+  SelectionOptions options;
+  options.fields = {"all"};
+  const FieldNames names;
+  const Selection selection(options, names);
+  std::string labels;
+  for (const Column& column : selection.columns()) {
+    labels += names.label(column.field.id) + ' ';
+  }
+  EXPECT_EQ(labels.substr(0, 16), "CH CH2 SEQ SEQ2 ");
+  EXPECT_EQ(labels.find("RAWLY"), labels.npos);
+}
+
+/// Which of messages that were captured at these times are taken.
+std::string takenAt(const SelectionOptions& options, const std::vector<std::int64_t>& timesNs) {
+  Selection selection(options, FieldNames());
+  const std::vector<std::uint8_t> bytes{6};
+  std::string taken;
+  for (std::size_t i = 0; i != timesNs.size(); ++i) {
+    InputMessage input = MD::test::inputOf(bytes);
+    input.timeNs = timesNs[i];
+    input.hasEndpoints = true;
+    taken += selection.takes(input) ? std::to_string(i) : "-";
+  }
+  return taken;
+}
+
+TEST_F(SelectionTest, TimesAreDatesTimesOfDayAndDurations) {
+  constexpr std::int64_t kSecond = 1'000'000'000;
+  constexpr std::int64_t kStart = 1'717'407'000 * kSecond;  // 2024-06-03T09:30:00Z
+  const std::vector<std::int64_t> times{kStart, kStart + kSecond / 2, kStart + kSecond, kStart + 3600 * kSecond,
+                                        kStart + 86400 * kSecond};
+  const struct {
+    const char* from;
+    const char* to;
+    const char* zone;
+    const char* taken;
+  } cases[] = {
+      {"2024-06-03T09:30:01Z", "", "UTC", "--234"},
+      {"", "2024-06-03T09:30:01Z", "UTC", "01---"},
+      {"2024-06-04", "", "UTC", "----4"},
+      {"2024-06-03", "2024-06-04", "UTC", "0123-"},
+      {"09:30:00.5", "10:30", "UTC", "-12--"},
+      {"11:30:01", "", "+02:00", "--234"},
+      {"500ms", "1h", "UTC", "-12--"},
+      {"1d", "", "UTC", "----4"},
+      {"", "0s", "UTC", "-----"},
+      {"2024-06-03 15:00:01", "", "+05:30", "--234"},
+  };
+  for (const auto& [from, to, zone, taken] : cases) {
+    SCOPED_TRACE(std::string(from) + ".." + to);
+    SelectionOptions options;
+    options.fromTime = from;
+    options.toTime = to;
+    options.zone = TimeZone::parse(zone);
+    EXPECT_EQ(takenAt(options, times), taken);
+  }
+  SelectionOptions options;
+  options.toTime = "soon";
+  EXPECT_EQ(errorOf(options),
+            "--to-time: \"soon\" is not a date, such as 2024-06-03 or 2024-06-03T09:30:00Z, a time of day, such as "
+            "09:30:00.5, or a duration, such as 90s or 1h30m");
+}
+
+TEST_F(SelectionTest, TimesNeedMessagesThatWereCaptured) {
+  SelectionOptions options;
+  options.fromTime = "09:30";
+  Selection selection(options, FieldNames());
+  try {
+    selection.takes(MD::test::inputOf({6}));
+    FAIL();
+  } catch (const UsageError& error) {
+    EXPECT_STREQ(error.what(),
+                 "--from-time and --to-time go with captures; elsewhere --where compares a field: 'FIELD >= "
+                 "2024-06-03T09:30:00'");
+  }
 }
 
 }  // namespace

@@ -50,6 +50,7 @@ TEST(CsvReader, SplitsRecordsAndCells) {
       {"CarriageReturns", "a,b\r\n\"c\",d\r\ne,\"f\"\r\n", {"1:[a][b]", "2:[c][d]", "3:[e][f]"}},
       {"EmptyLinesAreSkipped", "\na\n\r\n\nb\n", {"2:[a]", "5:[b]"}},
       {"Blanks", " a , b\n", {"1:[ a ][ b]"}},
+      {"BlanksBeforeAQuote", "a,  \"b,c\", d\n", {"1:[a][b,c][ d]"}},
       {"Quotes", "\"a,b\",\"c\"\"d\",\"\"\n", {"1:[a,b][c\"d][]"}},
       {"LineFeedInQuotes", "\"a\nb\",c\nd\n", {"1:[a\nb][c]", "3:[d]"}},
       {"CarriageReturnInQuotes", "\"a\r\nb\",\"\r\n\"\r\n", {"1:[a\r\nb][\r\n]"}},
