@@ -28,22 +28,18 @@ void CorePublisher::publish(const std::string& subject, const InputMessage& mess
   if (hasHeaders) {
     m_lastHeaders = now;
   }
-  for (;;) {
-    const natsStatus status = send(subject, message, hasHeaders);
-    if (status == NATS_OK) {
-      break;
-    }
-    if (status == NATS_MAX_PAYLOAD) {
-      throw LineError(std::to_string(message.sizeBytes) + " bytes are more than the server takes");
-    }
-    if (status == NATS_INVALID_SUBJECT || status == NATS_INVALID_ARG || status == NATS_NO_MEMORY) {
-      throw LineError(reasonOf(status));
-    }
-    reconnect();
+  const natsStatus status = send(subject, message, hasHeaders);
+  if (status == NATS_MAX_PAYLOAD) {
+    throw LineError(std::to_string(message.sizeBytes) + " bytes are more than the server takes");
+  }
+  if (status == NATS_INVALID_SUBJECT || status == NATS_INVALID_ARG || status == NATS_NO_MEMORY) {
+    throw LineError(reasonOf(status));
   }
   ++m_counts.sent;
   ++m_unconfirmed;
-  if ((m_unconfirmed >= kMostUnconfirmed || now - m_lastConfirmed >= kBetweenConfirmations) && !confirm()) {
+  // Of a write that failed, the message may have arrived: sent again it could arrive twice.
+  const bool isDue = m_unconfirmed >= kMostUnconfirmed || now - m_lastConfirmed >= kBetweenConfirmations;
+  if (status != NATS_OK || (isDue && !confirm())) {
     reconnect();
   }
 }

@@ -98,6 +98,7 @@ class StreamSource final : public NatsSource {
   void endTakeover();
   void setStart(jsConsumerConfig& config) const;
   bool fetch();
+  bool fetchOrdered();
   void look();
   void resume(const std::string& reason);
   void acknowledge();
@@ -109,11 +110,9 @@ class StreamSource final : public NatsSource {
   NatsPointer<natsConnection> m_connection;
   NatsPointer<jsCtx> m_context;
   NatsPointer<natsSubscription> m_subscription;
-  std::string m_ephemeral;                    // name of the consumer, of Ordered
   std::deque<NatsPointer<natsMsg>> m_batch;   // fetched, not given yet
   std::vector<NatsPointer<natsMsg>> m_given;  // and not acknowledged yet; of Durable the last alone
   std::uint64_t m_last = 0;                   // sequence in the stream of the last message given
-  std::uint64_t m_lastDelivered = 0;          // sequence in the consumer
   std::uint64_t m_ahead = 0;                  // messages that the server has for this reader, as far as known
   bool m_isTakeover = false;                  // messages of a reader before this one are to come
   bool m_isAtEnd = false;

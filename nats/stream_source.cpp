@@ -44,19 +44,18 @@ void StreamSource::attach() {
   m_context = streamContext(*m_connection);
   if (m_kind == Kind::Ordered) {
     attachOrdered(*m_context);
-  } else {
-    attachNamed(*m_context);
+    return;
   }
+  attachNamed(*m_context);
   jsSubOptions options;
   jsSubOptions_Init(&options);
   options.Stream = m_stream.c_str();
-  options.Consumer = m_kind == Kind::Ordered ? m_ephemeral.c_str() : m_durable.c_str();
+  options.Consumer = m_durable.c_str();
   const natsStatus status = js_PullSubscribe(NatsOut(m_subscription), m_context.get(), m_options.subject.c_str(),
                                              nullptr, nullptr, &options, nullptr);
   if (status != NATS_OK) {
     throw UsageError("cannot read the stream " + inQuotes(m_stream) + ": " + reasonOf(status));
   }
-  m_lastDelivered = 0;
 }
 
 void StreamSource::setStart(jsConsumerConfig& config) const {
@@ -81,25 +80,28 @@ void StreamSource::setStart(jsConsumerConfig& config) const {
   }
 }
 
+/// The server sends without being asked, and the client library fetches again what is lost on the way.
 void StreamSource::attachOrdered(jsCtx& context) {
-  jsConsumerConfig config;
-  jsConsumerConfig_Init(&config);
-  setStart(config);
+  jsSubOptions options;
+  jsSubOptions_Init(&options);
+  options.Stream = m_stream.c_str();
+  options.Ordered = true;
+  setStart(options.Config);
   if (m_last != 0) {
-    config.DeliverPolicy = js_DeliverByStartSequence;
-    config.OptStartSeq = m_last + 1;
+    options.Config.DeliverPolicy = js_DeliverByStartSequence;
+    options.Config.OptStartSeq = m_last + 1;
   }
-  config.FilterSubject = m_options.subject.c_str();
-  config.AckPolicy = js_AckNone;
-  constexpr std::int64_t kForgottenAfterNs = 60'000'000'000;
-  config.InactiveThreshold = kForgottenAfterNs;
+  const natsStatus status =
+      js_SubscribeSync(NatsOut(m_subscription), &context, m_options.subject.c_str(), nullptr, &options, nullptr);
   NatsPointer<jsConsumerInfo> info;
-  const natsStatus status = js_AddConsumer(NatsOut(info), &context, m_stream.c_str(), &config, nullptr, nullptr);
-  if (status != NATS_OK) {
+  if (status == NATS_OK) {
+    static_cast<void>(natsSubscription_GetConsumerInfo(NatsOut(info), m_subscription.get(), nullptr, nullptr));
+  }
+  if (info == nullptr) {
     throw UsageError("cannot read the stream " + inQuotes(m_stream) + ": " + reasonOf(status));
   }
-  m_ephemeral = info->Name;
-  m_ahead = info->NumPending;
+  // Of all that it will send, something may be on the way already.
+  m_ahead = info->NumPending + info->Delivered.Consumer;
 }
 
 void StreamSource::attachNamed(jsCtx& context) {
@@ -189,12 +191,6 @@ natsMsg* StreamSource::take() {
     }
     m_ahead = about->NumPending;
     if (m_kind == Kind::Ordered) {
-      if (about->Sequence.Consumer != m_lastDelivered + 1) {
-        m_batch.clear();
-        resume("a message was lost on the way");
-        continue;
-      }
-      m_lastDelivered = about->Sequence.Consumer;
       m_last = about->Sequence.Stream;
       return message.release();
     }
@@ -230,6 +226,9 @@ void StreamSource::acknowledge() {
 
 /// Fetches what is there, or waits up to 100 ms for one message. @return whether there is one
 bool StreamSource::fetch() {
+  if (m_kind == Kind::Ordered) {
+    return fetchOrdered();
+  }
   acknowledge();
   if (m_isTakeover) {
     endTakeover();
@@ -261,6 +260,26 @@ bool StreamSource::fetch() {
   return !m_batch.empty();
 }
 
+bool StreamSource::fetchOrdered() {
+  m_isAtEnd = m_ahead == 0;
+  if (isAtEnd()) {
+    return false;
+  }
+  NatsPointer<natsMsg> message;
+  natsStatus status = natsSubscription_NextMsg(NatsOut(message), m_subscription.get(), 0);
+  if (status == NATS_TIMEOUT) {
+    m_out.flush();
+    constexpr std::int64_t kWaitMs = 50;
+    status = natsSubscription_NextMsg(NatsOut(message), m_subscription.get(), kWaitMs);
+  }
+  if (status == NATS_OK) {
+    m_batch.push_back(std::move(message));
+  } else if (status != NATS_TIMEOUT) {
+    resume(reasonOf(status));
+  }
+  return !m_batch.empty();
+}
+
 /// Asks the server how much there is ahead.
 void StreamSource::look() {
   m_ahead = 0;
@@ -268,14 +287,11 @@ void StreamSource::look() {
     return;
   }
   NatsPointer<jsConsumerInfo> info;
-  const std::string& name = m_kind == Kind::Ordered ? m_ephemeral : m_durable;
-  if (consumerInfo(*m_context, m_stream, name, info) != NATS_OK) {
+  if (consumerInfo(*m_context, m_stream, m_durable, info) != NATS_OK) {
     return;
   }
   m_ahead = m_isTakeover ? static_cast<std::uint64_t>(info->NumAckPending) : info->NumPending;
-  const bool isOnTheWay =
-      m_kind == Kind::Ordered ? info->Delivered.Consumer != m_lastDelivered : info->NumAckPending != 0;
-  m_isAtEnd = info->NumPending == 0 && !isOnTheWay && !m_isTakeover;
+  m_isAtEnd = info->NumPending == 0 && info->NumAckPending == 0 && !m_isTakeover;
 }
 
 /// Continues behind the last message given, by a new connection. What was given and not acknowledged may have come to
@@ -316,7 +332,7 @@ void StreamSource::finish() {
   }
   acknowledge();
   if (m_kind == Kind::Ordered) {
-    static_cast<void>(js_DeleteConsumer(m_context.get(), m_stream.c_str(), m_ephemeral.c_str(), nullptr, nullptr));
+    static_cast<void>(natsSubscription_Unsubscribe(m_subscription.get()));  // which ends what the server keeps for it
   }
   constexpr std::int64_t kLongestMs = 5000;
   static_cast<void>(natsConnection_FlushTimeout(m_connection.get(), kLongestMs));
