@@ -142,7 +142,7 @@ TEST_F(Amount, OfAMessageIsBounded) {
     EXPECT_EQ(result.status, 1);
   }
   EXPECT_EQ(withFields("stats --from raw --max-message 30 in").err, longer("", "message", 30));
-  // Of hex lines the bytes count, not the digits and blanks.
+  // Of hex lines the bytes count, not the digits and spaces.
   write("in", "06 2c 01 01 05\n062c01010506\n062c010105\n" + std::string(100, '0') + "\n062c010105");
   EXPECT_EQ(
       withFields("decode --format json --max-message 5 in"),

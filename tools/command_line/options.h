@@ -139,7 +139,7 @@ struct DecodeLine {
   DecodeOptions options(const TimeZone& zone) const;
 };
 
-/// "," and the like, and "tab". @throws UsageError for what separates no cells
+/// A separator of cells, such as "," or "tab". @throws UsageError for any other text
 char parseSeparator(const std::string& text);
 
 /// By which of the machine's addresses groups are reached.

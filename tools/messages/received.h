@@ -14,7 +14,7 @@
 
 namespace MD::tool {
 
-/// @throws LineError when no message can be made of the bytes: they begin with no encoding's code, or are too many
+/// @throws LineError if no message can be built: the encoding byte is unknown, or there are too many bytes
 void requireEncoding(const InputMessage& input);
 
 /// Makes a message of received bytes.

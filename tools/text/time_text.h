@@ -54,7 +54,7 @@ std::optional<std::uint64_t> parseTimeOfDay(std::string_view text);
 /// text, and for more than 64 bits of nanoseconds hold.
 std::optional<std::uint64_t> parseDuration(std::string_view text);
 
-/// When the day began in which a moment lies, by the clock of a zone, in seconds of that clock since 1970.
+/// The start of the day of a timestamp, by the clock of a zone, in seconds of that clock since 1970.
 std::int64_t clockMidnight(std::uint64_t ns, const TimeZone& zone);
 
 /// How nanosecond timestamps are written.

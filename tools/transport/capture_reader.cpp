@@ -246,7 +246,7 @@ class OpenCapture {
   std::string error() const { return printable(pcap_geterr(m_capture)); }
 
   pcap_t* m_capture;
-  std::vector<bpf_program> m_filter;  // a packet that one of them takes is let through
+  std::vector<bpf_program> m_filter;  // a packet that one of them accepts is selected
   pcap_pkthdr* m_header = nullptr;
   const u_char* m_bytes = nullptr;
 };

@@ -50,7 +50,7 @@ class HexLineSource : public MessageSource {
   }
 
  private:
-  /// Two digits and a blank.
+  /// Two digits and a space.
   static constexpr unsigned kCharactersPerByte = 3;
 
   LineReader m_lines;
