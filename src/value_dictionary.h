@@ -13,8 +13,8 @@
 
 namespace MD::detail {
 
-/// Numbers values in the order of their first occurrence. The sender of the values cannot make lookups slow: the hash has
-/// a secret key.
+/// Numbers values in the order of their first occurrence. The sender of the values cannot make lookups slow: the hash
+/// has a secret key.
 class ValueDictionary {
  public:
   static constexpr std::int32_t kAbsent = -1;

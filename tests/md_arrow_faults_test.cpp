@@ -57,7 +57,7 @@ void exportAll(ColumnBuilder& columns, const Bytes&, ArrowArrayStream& stream) {
 
 const Operation kOperations[] = {
     {"AppendOfTheFirstRow", 0, appendOne},     {"AppendThatGrowsTheColumns", 1024, appendOne},
-    {"AppendOfANewValue", 64, appendOne},     {"AppendThatCompletesABatch", 2000, appendOne},
+    {"AppendOfANewValue", 64, appendOne},      {"AppendThatCompletesABatch", 2000, appendOne},
     {"AppendToAFullBuilder", 4000, appendOne}, {"ExportOfAPart", 10, exportAll},
     {"ExportOfAFullBatch", 2000, exportAll},   {"ExportOfBatches", 4100, exportAll},
 };

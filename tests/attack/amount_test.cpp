@@ -128,11 +128,13 @@ TEST_F(Amount, OfAMessageIsBounded) {
   EXPECT_EQ(withFields("decode --format json --framing u32be --max-message 4294967295 in").out.substr(0, 10),
             "{\"QTY\":5}\n");
   write("in", kSmall + framed(bytes).substr(0, 20));
-  EXPECT_EQ(withFields("decode --format json --framing u32be --max-message 30 in"),
-            (Result{"{\"QTY\":5}\n",
-                    "mdmsg: in: the input is truncated within message 2, of which it has 16 of 31 bytes; what comes before was "
-                    "read\n",
-                    1}));
+  EXPECT_EQ(
+      withFields("decode --format json --framing u32be --max-message 30 in"),
+      (Result{
+          "{\"QTY\":5}\n",
+          "mdmsg: in: the input is truncated within message 2, of which it has 16 of 31 bytes; what comes before was "
+          "read\n",
+          1}));
   write("in", bytes);
   for (const char* const command :
        {"decode", "dump", "convert --to mInt", "diff /dev/null", "replay --to 127.0.0.1:9"}) {

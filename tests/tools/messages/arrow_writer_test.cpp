@@ -101,7 +101,8 @@ TEST_F(ArrowOutput, HasTheFieldsOfTheFirstBatchWhenNoneAreChosen) {
   write({}, {&first, &second, &later, &later});
   EXPECT_EQ(columns(), "QTY BID ");
   EXPECT_EQ(m_reports.text(),
-            "mdmsg: in:3: note: field VENUE: is not a column, because no message of the first batch has it; choose columns with "
+            "mdmsg: in:3: note: field VENUE: is not a column, because no message of the first batch has it; choose "
+            "columns with "
             "--fields\n");
   EXPECT_EQ(m_reports.reporter.status(), kBadData);
 }
