@@ -32,6 +32,11 @@ class InputBuffer : public std::streambuf {
   /// The number of bytes returned so far.
   std::uint64_t position() const noexcept { return m_filled - static_cast<std::uint64_t>(egptr() - gptr()); }
 
+  /// The bytes that are in memory and still to be read, valid until the next read; there may be more in the source.
+  std::string_view buffered() const noexcept { return {gptr(), static_cast<std::size_t>(egptr() - gptr())}; }
+  /// Steps over bytes of buffered(), which stay valid until the next read.
+  void skipBuffered(std::size_t count) noexcept { setg(eback(), gptr() + count, egptr()); }
+
  protected:
   int_type underflow() override;
 

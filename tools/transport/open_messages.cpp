@@ -132,6 +132,9 @@ class FramedSource : public MessageSource {
   bool next(InputMessage& message) override {
     ++m_number;
     m_reporter.setPlace({Place::Kind::Message, m_number, m_in.position()});
+    if (nextBuffered(message)) {
+      return true;
+    }
     m_bytes.clear();
     readBehind(m_in, m_framing.sizeBytes, m_out, m_bytes);
     if (m_bytes.empty()) {
@@ -140,7 +143,7 @@ class FramedSource : public MessageSource {
     if (m_bytes.size() != m_framing.sizeBytes) {
       throw InputError("the input is truncated within the length of message " + std::to_string(m_number));
     }
-    const std::size_t sizeBytes = lengthOf(m_bytes);
+    const std::size_t sizeBytes = lengthOf(m_bytes.data());
     m_bytes.clear();
     if (sizeBytes > m_longestBytes) {
       skip(sizeBytes, 0);
@@ -183,13 +186,29 @@ class FramedSource : public MessageSource {
                       std::to_string(readBytes) + " of " + std::to_string(sizeBytes) + " bytes");
   }
 
-  std::size_t lengthOf(std::vector<std::uint8_t> bytes) const {
-    if (!m_framing.isBigEndian) {
-      std::reverse(bytes.begin(), bytes.end());
+  /// A message that is in memory is not copied. @return false, and nothing read, for others
+  bool nextBuffered(InputMessage& message) {
+    const std::string_view buffered = m_in.buffered();
+    if (buffered.size() < m_framing.sizeBytes) {
+      return false;
     }
+    const void* const first = buffered.data();
+    const auto* const bytes = static_cast<const std::uint8_t*>(first);
+    const std::size_t sizeBytes = lengthOf(bytes);
+    if (buffered.size() - m_framing.sizeBytes < sizeBytes || sizeBytes > m_longestBytes) {
+      return false;
+    }
+    message = {};
+    message.data = bytes + m_framing.sizeBytes;
+    message.sizeBytes = sizeBytes;
+    m_in.skipBuffered(m_framing.sizeBytes + sizeBytes);
+    return true;
+  }
+
+  std::size_t lengthOf(const std::uint8_t* bytes) const noexcept {
     std::size_t length = 0;
-    for (const std::uint8_t byte : bytes) {
-      length = length << 8 | byte;
+    for (std::size_t i = 0; i != m_framing.sizeBytes; ++i) {
+      length = length << 8 | bytes[m_framing.isBigEndian ? i : m_framing.sizeBytes - 1U - i];
     }
     return length;
   }
