@@ -187,7 +187,7 @@ TEST_F(Completion, BashCompletesCommandsOptionsAndValues) {
             "mdmsg convert --to m: mInt\n"
             "mdmsg decode --form: --format\n"
             "mdmsg decode --format = j: json\n"
-            "mdmsg decode --format =: text json csv\n"
+            "mdmsg decode --format =: text json csv arrow arrow-file\n"
             "mdmsg decode --dictionary fi: \n"
             "mdmsg --v: --version\n");
 }
