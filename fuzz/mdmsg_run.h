@@ -59,13 +59,18 @@ class RunStreams {
 
 inline Run decode(const std::string& text, tool::Format format) {
   RunStreams run(text);
-  tool::decode(run.task(), {format, {}});
+  tool::DecodeOptions options;
+  options.format = format;
+  tool::decode(run.task(), options);
   return run.result();
 }
 
 inline Run encode(const std::string& text, const std::string& encoding, bool isCsv = false) {
   RunStreams run(text);
-  tool::encode(run.inputs(), {}, {encoding, isCsv, {}}, run.out(), run.reporter());
+  tool::EncodeOptions options;
+  options.encoding = encoding;
+  options.isCsv = isCsv;
+  tool::encode(run.inputs(), {}, options, run.out(), run.reporter());
   return run.result();
 }
 
