@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include <deque>
+#include <map>
 #include <string>
 
 #include "base/diagnostics.h"
@@ -99,6 +100,8 @@ class StreamSource final : public NatsSource {
   void setStart(jsConsumerConfig& config) const;
   bool fetch();
   bool fetchOrdered();
+  void keepForTakeover(NatsPointer<natsMsg> message);
+  void giveTakeover();
   void look();
   void resume(const std::string& reason);
   void acknowledge();
@@ -115,6 +118,8 @@ class StreamSource final : public NatsSource {
   std::uint64_t m_last = 0;                   // sequence in the stream of the last message given
   std::uint64_t m_ahead = 0;                  // messages that the server has for this reader, as far as known
   bool m_isTakeover = false;                  // messages of a reader before this one are to come
+  std::uint64_t m_takeoverSize = 0;           // how many
+  std::map<std::uint64_t, NatsPointer<natsMsg>> m_takeover;  // those that have come, by their sequence in the stream
   bool m_isAtEnd = false;
 };
 

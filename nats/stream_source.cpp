@@ -36,7 +36,15 @@ StreamSource::StreamSource(const Server& server, const SubscribeOptions& options
   if (streamInfo(*m_connection, m_stream) == nullptr) {
     throw UsageError("there is no stream " + inQuotes(m_stream) + " at " + server.name());
   }
-  attach();
+  try {
+    attach();
+  } catch (const UsageError&) {
+    // The server sends at once, and the connection may break before it has answered everything.
+    if (natsConnection_Status(m_connection.get()) == NATS_CONN_STATUS_CONNECTED) {
+      throw;
+    }
+    resume("connection lost");
+  }
 }
 
 /// Makes, or finds, what delivers the messages. @throws UsageError
@@ -91,13 +99,13 @@ void StreamSource::attachOrdered(jsCtx& context) {
     options.Config.DeliverPolicy = js_DeliverByStartSequence;
     options.Config.OptStartSeq = m_last + 1;
   }
-  const natsStatus status =
+  natsStatus status =
       js_SubscribeSync(NatsOut(m_subscription), &context, m_options.subject.c_str(), nullptr, &options, nullptr);
   NatsPointer<jsConsumerInfo> info;
   if (status == NATS_OK) {
-    static_cast<void>(natsSubscription_GetConsumerInfo(NatsOut(info), m_subscription.get(), nullptr, nullptr));
+    status = natsSubscription_GetConsumerInfo(NatsOut(info), m_subscription.get(), nullptr, nullptr);
   }
-  if (info == nullptr) {
+  if (status != NATS_OK) {
     throw UsageError("cannot read the stream " + inQuotes(m_stream) + ": " + reasonOf(status));
   }
   // Of all that it will send, something may be on the way already.
@@ -160,13 +168,18 @@ void StreamSource::continuePredecessor(jsCtx& context, const jsConsumerInfo& inf
     throw UsageError("cannot continue " + inQuotes(m_durable) + ": " + reasonOf(status));
   }
   m_isTakeover = true;
-  m_ahead = static_cast<std::uint64_t>(info.NumAckPending);
+  m_takeoverSize = static_cast<std::uint64_t>(info.NumAckPending);
+  m_takeover.clear();
 }
 
 /// Whether all of that has come, and new messages may.
 void StreamSource::endTakeover() {
   NatsPointer<jsConsumerInfo> info;
-  if (consumerInfo(*m_context, m_stream, m_durable, info) != NATS_OK || info->NumAckPending != 0) {
+  if (consumerInfo(*m_context, m_stream, m_durable, info) != NATS_OK) {
+    return;
+  }
+  m_takeoverSize = static_cast<std::uint64_t>(info->NumAckPending);
+  if (m_takeoverSize != 0) {
     return;
   }
   jsConsumerConfig config = *info->Config;
@@ -230,15 +243,17 @@ bool StreamSource::fetch() {
     return fetchOrdered();
   }
   acknowledge();
-  if (m_isTakeover) {
+  if (m_isTakeover && m_takeover.empty()) {
     endTakeover();
   }
   jsFetchRequest request;
   jsFetchRequest_Init(&request);
-  const std::uint64_t wanted = std::min<std::uint64_t>(m_ahead, m_options.count - messages());
+  const std::uint64_t wanted = m_isTakeover
+                                   ? m_takeoverSize - std::min<std::uint64_t>(m_takeoverSize, m_takeover.size())
+                                   : std::min<std::uint64_t>(m_ahead, m_options.count - messages());
   request.Batch = static_cast<int>(std::clamp<std::uint64_t>(wanted, 1, kBatch));
   // The server gives what it has without a wait for more; when it has nothing, the next message comes at once.
-  request.NoWait = m_ahead != 0;
+  request.NoWait = !m_isTakeover && m_ahead != 0;
   // What it has comes soon, and a request that times out while it comes would be answered later.
   constexpr std::int64_t kMs = 1'000'000;
   request.Expires = m_isTakeover ? 500 * kMs : m_ahead != 0 ? 5000 * kMs : 100 * kMs;
@@ -249,15 +264,44 @@ bool StreamSource::fetch() {
   const natsStatus status = natsSubscription_FetchRequest(&list, m_subscription.get(), &request);
   if (status == NATS_OK) {
     for (int i = 0; i != list.Count; ++i) {
-      m_batch.emplace_back(std::exchange(list.Msgs[i], nullptr));
+      NatsPointer<natsMsg> message(std::exchange(list.Msgs[i], nullptr));
+      if (m_isTakeover) {
+        keepForTakeover(std::move(message));
+      } else {
+        m_batch.push_back(std::move(message));
+      }
     }
     natsMsgList_Destroy(&list);
+    giveTakeover();
+    if (m_batch.empty()) {
+      look();
+    }
   } else if (status == NATS_TIMEOUT || status == NATS_NOT_FOUND) {
     look();
   } else {
     resume(reasonOf(status));
   }
   return !m_batch.empty();
+}
+
+/// The server sends again in any order, and the acknowledgement of one message is that of all before it: so they wait
+/// for each other.
+void StreamSource::keepForTakeover(NatsPointer<natsMsg> message) {
+  NatsPointer<jsMsgMetaData> about;
+  if (natsMsg_GetMetaData(NatsOut(about), message.get()) == NATS_OK) {
+    m_takeover.insert_or_assign(about->Sequence.Stream, std::move(message));
+  }
+}
+
+/// Passes on what an earlier reader did not acknowledge, in the order of the stream, once all of it has come.
+void StreamSource::giveTakeover() {
+  if (m_takeover.size() < m_takeoverSize) {
+    return;
+  }
+  for (auto& [sequence, message] : m_takeover) {
+    m_batch.push_back(std::move(message));
+  }
+  m_takeover.clear();
 }
 
 bool StreamSource::fetchOrdered() {
@@ -290,7 +334,13 @@ void StreamSource::look() {
   if (consumerInfo(*m_context, m_stream, m_durable, info) != NATS_OK) {
     return;
   }
-  m_ahead = m_isTakeover ? static_cast<std::uint64_t>(info->NumAckPending) : info->NumPending;
+  if (m_isTakeover) {
+    // Acknowledgements of the earlier reader may have arrived since.
+    m_takeover.erase(m_takeover.begin(), m_takeover.upper_bound(info->AckFloor.Stream));
+    m_takeoverSize = static_cast<std::uint64_t>(info->NumAckPending);
+    giveTakeover();
+  }
+  m_ahead = info->NumPending;
   m_isAtEnd = info->NumPending == 0 && info->NumAckPending == 0 && !m_isTakeover;
 }
 
@@ -300,6 +350,7 @@ void StreamSource::resume(const std::string& reason) {
   m_reporter.tell("the stream " + m_stream + " at " + m_server.name() + ": " + reason + "; connecting again");
   m_batch.clear();
   m_given.clear();
+  m_takeover.clear();
   for (const auto end = Clock::now() + m_server.retry(); Clock::now() < end && !m_end.isEnd(false);) {
     m_subscription.reset();
     m_context.reset();

@@ -35,7 +35,8 @@ int main(int argc, char** argv) {
   std::uint64_t count = 0;
   std::vector<std::uint8_t> message;
   for (std::uint8_t length[4]; std::fread(length, 1, 4, stdin) == 4; ++count) {
-    message.resize(length[0] | length[1] << 8 | length[2] << 16 | std::size_t{length[3]} << 24);
+    message.resize(length[0] | std::size_t{length[1]} << 8 | std::size_t{length[2]} << 16 |
+                   std::size_t{length[3]} << 24);
     if (std::fread(message.data(), 1, message.size(), stdin) != message.size()) {
       std::cerr << "the input is truncated\n";
       return 1;

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <array>
 #include <exception>
+#include <initializer_list>
 #include <limits>
 #include <optional>
-#include <regex>
 #include <sstream>
 #include <utility>
 #include <vector>
@@ -122,28 +122,51 @@ class StdioInput {
   std::exception_ptr m_error;
 };
 
+/// Whether these words are a test of a port, a host or a net: `udp dst port 9000`.
+bool isPlainTest(const std::vector<std::string>& words) {
+  const auto isOneOf = [](const std::string& word, std::initializer_list<const char*> list) {
+    return std::find(list.begin(), list.end(), word) != list.end();
+  };
+  auto word = words.begin();
+  if (word != words.end() && isOneOf(*word, {"ip", "ip6", "udp", "tcp"})) {
+    ++word;
+  }
+  if (word != words.end() && isOneOf(*word, {"src", "dst"})) {
+    ++word;
+  }
+  if (words.end() - word != 2 || !isOneOf(*word, {"port", "portrange", "host", "net"})) {
+    return false;
+  }
+  constexpr std::size_t kLongestValue = 80;
+  const std::string& value = *++word;
+  return value.size() <= kLongestValue && value[0] >= '0' && value[0] <= '9' &&
+         value.find_first_not_of("0123456789abcdefABCDEF.:/-") == std::string::npos;
+}
+
 /// The alternatives of a filter that is a list of ports, hosts or nets with "or" between them; none for any other
 /// filter. The capture library takes time for an expression that grows with its square at least, most of it to
 /// optimise, but each alternative of such a list means the same alone.
 std::vector<std::string> alternativesOf(const std::string& expression) {
-  static const std::regex kAlternative(
-      "(?:(?:ip|ip6|udp|tcp) )?(?:(?:src|dst) )?(?:port|portrange|host|net) [0-9][-0-9a-fA-F.:/]*");
   std::vector<std::string> alternatives;
-  std::string alternative;
+  std::vector<std::string> alternative;
+  const auto end = [&] {
+    const bool isPlain = isPlainTest(alternative);
+    std::string& text = alternatives.emplace_back();
+    for (const std::string& word : alternative) {
+      text += (text.empty() ? "" : " ") + word;
+    }
+    alternative.clear();
+    return isPlain;
+  };
   std::istringstream words(expression);
   for (std::string word; words >> word;) {
     if (word != "or" && word != "||") {
-      alternative += (alternative.empty() ? "" : " ") + word;
-      continue;
+      alternative.push_back(std::move(word));
+    } else if (!end()) {
+      return {};
     }
-    alternatives.push_back(std::exchange(alternative, {}));
   }
-  alternatives.push_back(alternative);
-  constexpr std::size_t kLongest = 100;
-  const auto isOne = [](const std::string& text) {
-    return text.size() <= kLongest && std::regex_match(text, kAlternative);
-  };
-  return std::all_of(alternatives.begin(), alternatives.end(), isOne) ? alternatives : std::vector<std::string>();
+  return end() ? alternatives : std::vector<std::string>();
 }
 
 /// An open capture with its filter.
