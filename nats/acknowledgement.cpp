@@ -29,12 +29,14 @@ Acknowledgement parseAcknowledgement(const char* text, std::size_t sizeBytes) {
   answer.stream = stringOf(document, "stream");
   const auto error = document.FindMember("error");
   if (error != document.MemberEnd()) {
-    answer.reason =
-        error->value.IsObject() ? printable(stringOf(error->value, "description")) : "an error without a text";
+    if (!error->value.IsObject()) {
+      answer.reason = "an error without a text";
+      return answer;
+    }
+    answer.reason = printable(stringOf(error->value, "description"));
     constexpr int kTemporarilyUnavailable = 10008;
-    const auto code = error->value.IsObject() ? error->value.FindMember("err_code") : error->value.MemberEnd();
-    const bool hasCode = error->value.IsObject() && code != error->value.MemberEnd() && code->value.IsInt();
-    if (hasCode && code->value.GetInt() == kTemporarilyUnavailable) {
+    const auto code = error->value.FindMember("err_code");
+    if (code != error->value.MemberEnd() && code->value.IsInt() && code->value.GetInt() == kTemporarilyUnavailable) {
       answer.kind = Acknowledgement::Kind::NotNow;
     }
     return answer;
