@@ -198,6 +198,7 @@ std::string runInstead(const std::string& path, const std::vector<std::string>& 
   std::vector<std::string> words{path};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<char*> pointers;
+  pointers.reserve(words.size() + 1);
   for (std::string& word : words) {
     pointers.push_back(word.data());
   }
