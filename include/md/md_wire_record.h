@@ -54,9 +54,13 @@ namespace detail {
 
 /// Of WireRecord::Value: the sizes of values by type code, 0 for types that messages do not carry.
 inline constexpr std::uint8_t kVaryingSize = 255;
+template <class T>
+constexpr std::uint8_t sizeOfValue() noexcept {
+  return kIsView<T> ? kVaryingSize : static_cast<std::uint8_t>(sizeof(T));
+}
 inline constexpr std::array<std::uint8_t, 256> kSizesOfValues = [] {
   std::array<std::uint8_t, 256> sizes{};
-#define MD_SIZE(T, name, code) sizes[code] = kIsView<T> ? kVaryingSize : static_cast<std::uint8_t>(sizeof(T));
+#define MD_SIZE(T, name, code) sizes[code] = sizeOfValue<T>();
   MD_VALUE_TYPES(MD_SIZE)
 #undef MD_SIZE
   return sizes;

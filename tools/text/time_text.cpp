@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <chrono>
+#include <cmath>
 #include <limits>
 #include <sstream>
 #include <system_error>
@@ -342,7 +343,7 @@ std::optional<std::uint64_t> parseDuration(std::string_view text) {
         (point != end && (point + 1 == end || std::from_chars(point, end, fraction).ptr != end))) {
       return std::nullopt;
     }
-    const auto part = static_cast<std::uint64_t>(fraction * static_cast<double>(unit->ns) + 0.5);
+    const auto part = static_cast<std::uint64_t>(std::llround(fraction * static_cast<double>(unit->ns)));
     if (whole > kMostNs / unit->ns || whole * unit->ns > kMostNs - sum || part > kMostNs - sum - whole * unit->ns) {
       return std::nullopt;
     }
