@@ -64,7 +64,7 @@ const Operation kOperations[] = {
 
 class ColumnFaults : public testing::TestWithParam<Operation> {
  protected:
-  ColumnFaults() {
+  void SetUp() override {
 #if !defined(MD_ALLOCATIONS_CAN_FAIL)
     GTEST_SKIP() << "allocations fail with the GNU C library and under sanitizers";
 #endif
