@@ -22,11 +22,11 @@ int main(int argc, char** argv) {
   cluster::require(natsConnection_RequestString(&answer, connection, subject.c_str(), "", 5000), "ask the worker");
   const auto message = MD::MD_Message::createFromBytes(reinterpret_cast<const std::uint8_t*>(natsMsg_GetData(answer)),
                                                        static_cast<std::uint32_t>(natsMsg_GetDataLength(answer)));
+  natsMsg_Destroy(answer);  // the message has a copy of its bytes
+  natsConnection_Destroy(connection);
   if (message == nullptr) {
     std::cerr << "there is no message of " << symbol << '\n';
     return 1;
   }
   std::cout << MD::to_string(*message);
-  natsMsg_Destroy(answer);
-  natsConnection_Destroy(connection);
 }
