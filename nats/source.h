@@ -77,8 +77,8 @@ class CoreSource final : public NatsSource {
 /// handled comes again, first. Readers that share a position by a group get some of the messages each, in no order.
 class StreamSource final : public NatsSource {
  public:
-  /// @throws UsageError when there is no connection, no such stream, or what the durable name stands for is another
-  /// thing
+  /// @throws UsageError when there is no connection, no such stream, or the durable name belongs to another kind of
+  /// consumer
   StreamSource(const Server& server, const SubscribeOptions& options, Output& out, Reporter& reporter);
 
   void finish() override;

@@ -137,7 +137,7 @@ void StreamSource::attachNamed(jsCtx& context) {
   const std::string filter =
       config.FilterSubject != nullptr && *config.FilterSubject != '\0' ? config.FilterSubject : ">";
   if (config.DeliverSubject != nullptr && *config.DeliverSubject != '\0') {
-    refuse("the name stands for a consumer that another program created");
+    refuse("another program created the consumer of this name");
   }
   if (config.AckPolicy != policy) {
     refuse(m_kind == Kind::Durable ? "the position is shared by a group; --queue joins it"

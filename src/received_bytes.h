@@ -74,7 +74,7 @@ MD_ALWAYS_INLINE inline bool readRecord(const ByteView& bytes, const RecordHead&
   }
 }
 
-/// Reads a string with the length field 0 as a message does: in one encoding that may stand for the longest string,
+/// Reads a string with the length field 0 as a message does: in one encoding that may mean the longest string,
 /// which consists of whatever the message has kept of the bytes after it.
 template <class Layout>
 MD_RARE bool readLongestString(const ByteView& bytes, const RecordHead& head, const MD_FieldMap& dictionary,

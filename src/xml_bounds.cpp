@@ -72,7 +72,7 @@ class XmlBounds {
   }
 
  private:
-  /// The position after the tag, comment or declaration whose '<' stands at `position`.
+  /// The position after the tag, comment or declaration whose '<' is at `position`.
   std::size_t behindTag(std::size_t position) {
     if (startsElement(m_text, position)) {
       return behindElementTag(position);

@@ -32,7 +32,7 @@ using Buffer = MD_Message::Buffer;
 constexpr const char* kIterMapGet = "IterMap Error: Attempting to GET a field of incorrect type OR overflow error";
 constexpr const char* kMsgTGet = "MsgT Error: Attempting to GET a field of incorrect type!";
 
-/// The last record of a message, and what the message tells of it.
+/// The last record of a message, and what the message reports about it.
 struct TruncatedRecord {
   const char* name;
   std::uint8_t code;

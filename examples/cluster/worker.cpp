@@ -2,7 +2,7 @@
 //
 // It begins with a snapshot, the last message of each symbol, and continues with the messages behind it: one
 // subscription gives both, so there is neither a gap nor a duplicate. A worker that replaces another one, or joins
-// late, does the same. PARTITION "*" stands for all partitions. At SIGTERM it prints its cache.
+// late, does the same. PARTITION "*" selects all partitions. At SIGTERM it prints its cache.
 #include <csignal>
 #include <cstdint>
 

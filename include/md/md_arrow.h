@@ -153,8 +153,8 @@ class MD_API ColumnBuilder {
 
   /// Appends the row that the message which MD_Message::createFromBytes() builds from these bytes would give, without
   /// building it. Nothing is allocated per row, nothing is reported. The one exception is that of peek(): an `IterMap`
-  /// string that would lie in several parts is null. Costs one pass over the records, and another one per column for
-  /// values that lie in several parts.
+  /// string that would be split into several parts is null. Costs one pass over the records, and another one per column
+  /// for values that are split into several parts.
   /// @return as above; false also for bytes of no encoding, and for null or no bytes
   bool append(const std::uint8_t* bytes, std::uint32_t sizeBytes);
 

@@ -377,7 +377,7 @@ class MD_API MD_Message {
   /// With the pools of `allocator`.
   explicit MD_Message(const Allocator& allocator);
 
-  /// Writes id, type (as a raw byte) and size of a field to standard error, one line each.
+  /// Writes id, type (as a raw byte) and size of a field to standard error, each on its own line.
   void printError(std::uint16_t id, std::uint8_t type, std::size_t sizeBytes) const;
 
   /// @{

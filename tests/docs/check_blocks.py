@@ -21,7 +21,7 @@ Comments right before a block say what is to be done with it:
     <!-- as NAME, COMMAND prints: ... -->      with the block as the file NAME, COMMAND prints the lines up to the arrow
 
 Without a comment, a block of console is a session: each line behind "$ " is run, in one folder a page, and what it writes to
-standard output and standard error is what stands below; a line "..." stands for the rest. The blocks of pycon of a page are one
+standard output and standard error equal the block; a line "..." matches the rest. The blocks of pycon of a page are one
 session of Python, in the same folder and compared by doctest. A block of cmake is a part of a
 project, which is configured and, where the library is to be found installed, built and run: by the second form.
 
