@@ -8,7 +8,7 @@
 // without a datagram (10 by default; 0: no limit). Run it where etc/field_map.txt is found: in the repository's root,
 // or with CONFIG_PATH naming the folder. Send datagrams with udp_publisher, or with
 //
-//   mdmsg generate --count 1000 | mdmsg replay --to 127.0.0.1:30001
+//   mdmsg generate --count 1000 | mdmsg replay --destination 127.0.0.1:30001
 
 #include <cerrno>
 #include <cstdint>

@@ -1,4 +1,4 @@
-// Publishes messages, each acknowledged by the stream: mdmsg generate --to u32le | publisher URL
+// Publishes messages, each acknowledged by the stream: mdmsg generate --format u32le | publisher URL
 //
 // The stream keeps everything of the last hour. The subject holds partition and symbol, so all messages of a symbol go
 // to one worker in their order.

@@ -181,7 +181,7 @@ def test_the_arrow_stream():
 
 def test_a_file_and_mdmsg_agree(tmp_path):
     path = tmp_path / "feed.pcap"
-    subprocess.run([MDMSG, "generate", "--count", "2000", "--to", "pcap", "--output", path], check=True,
+    subprocess.run([MDMSG, "generate", "--count", "2000", "--format", "pcap", "--output", path], check=True,
                    capture_output=True)
     run = subprocess.run([MDMSG, "decode", "--format", "json", path], capture_output=True, text=True, check=True)
     expected = [json.loads(line) for line in run.stdout.splitlines()]

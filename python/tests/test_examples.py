@@ -34,7 +34,7 @@ def test_plot_capture(tmp_path):
     for module in ("matplotlib", "pandas"):
         pytest.importorskip(module)
     capture, picture = tmp_path / "feed.pcap", tmp_path / "picture.png"
-    subprocess.run([os.environ["MDMSG"], "generate", "--count", "500", "--to", "pcap", "--output", capture], check=True,
+    subprocess.run([os.environ["MDMSG"], "generate", "--count", "500", "--format", "pcap", "--output", capture], check=True,
                    capture_output=True)
     run = subprocess.run([sys.executable, EXAMPLES / "plot_capture.py", capture, "ORI/USD", picture], check=True,
                          capture_output=True, text=True)

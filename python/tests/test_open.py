@@ -30,7 +30,7 @@ def decoded(path, *options):
 @pytest.mark.parametrize("form, framing", [("hex", None), ("pcap", None), ("u16le", "u16le"), ("u16be", "u16be"),
                                            ("u32le", "u32le"), ("u32be", "u32be")])
 def test_forms_of_input(tmp_path, form, framing):
-    path = generate(tmp_path / "feed", "--to", form)
+    path = generate(tmp_path / "feed", "--format", form)
     options = ["--framing", framing] if framing else []
     expected = decoded(path, *options)
     assert len(expected) == 300
@@ -48,7 +48,7 @@ def test_raw(tmp_path):
 
 
 def test_places_and_times(tmp_path):
-    path = generate(tmp_path / "feed.pcap", "--to", "pcap")
+    path = generate(tmp_path / "feed.pcap", "--format", "pcap")
     first, second = list(md_message.open(path, limit=2))
     assert first.place == f"{path}: packet 1 (byte 24)" and first.time_ns == first["SEND_TIME"] < second.time_ns
     for again in (pickle.loads(pickle.dumps(second)), second.copy(), second.convert("MsgT")):
@@ -116,7 +116,7 @@ def test_malformed_messages_are_passed_on(tmp_path):
 
 
 def test_a_truncated_file_keeps_what_comes_before(tmp_path):
-    whole = generate(tmp_path / "feed", "--to", "u32le").read_bytes()
+    whole = generate(tmp_path / "feed", "--format", "u32le").read_bytes()
     path = tmp_path / "truncated"
     path.write_bytes(whole[:-5])
     reader = md_message.open(path, framing="u32le")
@@ -203,7 +203,7 @@ def test_one_reader_serves_one_thread_at_a_time(tmp_path):
 
 
 def test_close_and_with(tmp_path):
-    path = generate(tmp_path / "feed.pcap", "--to", "pcap")
+    path = generate(tmp_path / "feed.pcap", "--format", "pcap")
     with md_message.open(path) as reader:
         next(reader)
     assert not list(reader) and reader.counts["packets"] >= 1

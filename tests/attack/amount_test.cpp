@@ -70,7 +70,7 @@ TEST_F(Amount, OfReportsIsBoundedPerInputAndKind) {
   expected +=
       "mdmsg: in.hex: not reported one by one: 490 malformed messages, 490 messages of unknown encoding "
       "(--max-reports)\n";
-  for (const char* const command : {"decode --format json", "diff /dev/null", "convert --to mInt"}) {
+  for (const char* const command : {"decode --format json", "diff /dev/null", "convert --encoding mInt"}) {
     SCOPED_TRACE(command);
     const Result result = withFields(command + std::string(" in.hex"));
     EXPECT_EQ(result.err, expected);
@@ -137,7 +137,7 @@ TEST_F(Amount, OfAMessageIsBounded) {
           1}));
   write("in", bytes);
   for (const char* const command :
-       {"decode", "dump", "convert --to mInt", "diff /dev/null", "replay --to 127.0.0.1:9"}) {
+       {"decode", "dump", "convert --encoding mInt", "diff /dev/null", "replay --destination 127.0.0.1:9"}) {
     SCOPED_TRACE(command);
     const Result result = mdmsg(command + std::string(" --from raw --max-message 30 in"));
     EXPECT_NE(result.err.find(longer("", "message", 30)), std::string::npos) << result.err;

@@ -142,14 +142,14 @@ TEST_F(Output, IsNotAppendedToItsInput) {
   };
   const std::string loop = "062c010105\n";
   write("loop.hex", loop);
-  EXPECT_EQ(appending("convert --to MsgT loop.hex", "loop.hex"), 2);
+  EXPECT_EQ(appending("convert --encoding MsgT loop.hex", "loop.hex"), 2);
   EXPECT_EQ(contentsOf("stderr"), "mdmsg: loop.hex is also the output\n");
   EXPECT_EQ(contentsOf("loop.hex"), loop);
-  EXPECT_EQ(appending("convert --to MsgT < loop.hex", "loop.hex"), 2);
+  EXPECT_EQ(appending("convert --encoding MsgT < loop.hex", "loop.hex"), 2);
   EXPECT_EQ(contentsOf("stderr"), "mdmsg: standard input is also the output\n");
   EXPECT_EQ(contentsOf("loop.hex"), loop);
   // Other inputs are read.
-  EXPECT_EQ(appending("convert --to mInt loop.hex in.hex", "loop.hex"), 2);
+  EXPECT_EQ(appending("convert --encoding mInt loop.hex in.hex", "loop.hex"), 2);
   EXPECT_EQ(contentsOf("loop.hex"), loop + "062c010105\n");
   // An empty one gives nothing to write; another output is no loop.
   write("empty.hex", "");

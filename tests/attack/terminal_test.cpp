@@ -101,9 +101,9 @@ TEST_F(HostileText, OfNamesInDictionariesIsShown) {
   for (const char* const command :
        {"decode --dictionary evil.txt in.hex", "decode --price --dictionary evil.txt in.hex",
         "decode --format json --dictionary evil.txt in.hex", "dump --dictionary evil.txt in.hex",
-        "stats --dictionary evil.txt in.hex", "convert --to MsgT --dictionary evil.txt in.hex",
+        "stats --dictionary evil.txt in.hex", "convert --encoding MsgT --dictionary evil.txt in.hex",
         "diff --dictionary evil.txt /dev/null in.hex", "dict check evil.txt", "dict show --dictionary evil.txt 60",
-        "dict show --dictionary evil.txt", "dict diff evil.txt other.txt", "dict convert evil.txt --to xml",
+        "dict show --dictionary evil.txt", "dict diff evil.txt other.txt", "dict convert evil.txt --format xml",
         "dict diff --compatibility full evil.txt other.txt", "dict generate --language c++ evil.txt"}) {
     SCOPED_TRACE(command);
     const std::string text = shown(command);

@@ -27,7 +27,7 @@ class RoundTrip(support.TestCase):
             self.skipTest("MD_TEST_DATA does not name a folder with ticks.csv.gz")
         server = self.server()
         file = self.folder / "ticks.bin"
-        self.expect(self.mdmsg("encode", "--csv", "--encoding", "mInt", "--to", "u32le", "--output", file, stdin=ticks), 0)
+        self.expect(self.mdmsg("encode", "--csv", "--encoding", "mInt", "--format", "u32le", "--output", file, stdin=ticks), 0)
         messages = support.messages_in(file.read_bytes())
         self.assertEqual(len(messages), support.TICKS)
         # One connection publishes and one reads: the order of all messages is kept, not only that of each subject.
@@ -43,7 +43,7 @@ class RoundTrip(support.TestCase):
 
     def test_capture_keeps_its_times(self):
         feed = self.folder / "feed.pcap"
-        self.expect(self.mdmsg("generate", "--count", 500, "--to", "pcap", "--output", feed), 0)
+        self.expect(self.mdmsg("generate", "--count", 500, "--format", "pcap", "--output", feed), 0)
         server = self.server()
         self.expect(self.mdmsg("publish", "--url", server.url, "--subject", "md.{SYMBOL}", "--stream", "FEED",
                                "--create-stream", feed), 0)
@@ -104,7 +104,7 @@ class Headers(support.TestCase):
     def test_dictionary_publisher_time_and_source(self):
         feed = self.folder / "feed.pcap"
         self.expect(self.mdmsg("generate", "--count", 1, "--start", "2024-06-03T09:30:00Z", "--source", "192.0.2.9:4000",
-                               "--to", "pcap", "--output", feed), 0)
+                               "--format", "pcap", "--output", feed), 0)
         server = self.server()
         client = self.client(server)
         client.subscribe("md.>")

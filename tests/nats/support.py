@@ -245,7 +245,7 @@ class TestCase(unittest.TestCase):
     def generate(self, count, *options):
         """A feed as a list of messages, and the file that holds it, framed."""
         file = self.folder / f"feed{count}.bin"
-        result = self.mdmsg("generate", "--count", count, "--to", "u32le", "--output", file, "--force", *options)
+        result = self.mdmsg("generate", "--count", count, "--format", "u32le", "--output", file, "--force", *options)
         self.expect(result, 0)
         return messages_in(file.read_bytes()), file
 

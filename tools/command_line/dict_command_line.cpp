@@ -47,7 +47,7 @@ constexpr const char* kConvertHelp =
     "Examples:\n"
     "  mdmsg dict convert field_map.txt > FieldDefinition.xml\n"
     "  mdmsg dict convert FieldDefinition.xml > field_map.txt\n"
-    "  mdmsg dict convert --to text field_map.txt | sort -n -k 2";
+    "  mdmsg dict convert --format text field_map.txt | sort -n -k 2";
 
 constexpr const char* kDiffHelp =
     "One line per difference, by field id: added, removed, renamed, retyped, and\n"
@@ -82,7 +82,7 @@ constexpr const char* kDeriveHelp =
     "Examples:\n"
     "  mdmsg dict derive quotes.csv > field_map.txt\n"
     "  mdmsg decode --format json feed.pcap | mdmsg dict derive --first-id 1000\n"
-    "  zcat ticks.csv.gz | head -n 1000 | mdmsg dict derive --to xml > FieldDefinition.xml";
+    "  zcat ticks.csv.gz | head -n 1000 | mdmsg dict derive --format xml > FieldDefinition.xml";
 
 constexpr const char* kGenerateHelp =
     "One constant per field that messages carry, the fingerprint of the dictionary, and\n"
@@ -123,7 +123,7 @@ void addConvert(CLI::App& dict, std::vector<Command>& commands) {
   const auto file = std::make_shared<std::string>();
   const auto format = std::make_shared<std::string>();
   CLI::App* const command = addDictCommand(dict, "convert", "Convert between text and XML", kConvertHelp);
-  named(command->add_option("--to", *format, "Format to write: text or xml (default: the other one)")
+  named(command->add_option("--format", *format, "Format to write: text or xml (default: the other one)")
             ->check(CLI::IsMember({"text", "xml"})),
         "FORMAT");
   command->add_option("FILE", *file, "Dictionary file, XML or text")->type_name("FILE")->option_text("")->required();
@@ -233,8 +233,8 @@ void addDerive(CLI::App& dict, std::vector<Command>& commands) {
   CLI::App* const command = addDictCommand(dict, "derive", "Create a dictionary from sample data", kDeriveHelp);
   named(command->add_option("--from", line->from, "Format of the samples: auto (default), csv or json")
             ->check(CLI::IsMember({"auto", "csv", "json"})),
-        "FORM");
-  named(command->add_option("--to", line->to, "Format to write: text (default) or xml")
+        "FORMAT");
+  named(command->add_option("--format", line->to, "Format to write: text (default) or xml")
             ->check(CLI::IsMember({"text", "xml"})),
         "FORMAT");
   named(command->add_option("--first-id", line->firstId, "Id of the first field, default 1"), "ID");

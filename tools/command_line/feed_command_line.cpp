@@ -25,7 +25,7 @@ constexpr const char* kGenerateHelp =
     "\n"
     "Examples:\n"
     "  mdmsg generate --count 3 | mdmsg decode\n"
-    "  mdmsg generate --seed 7 --rate 5000 --count 100000 --to pcap --output feed.pcap\n"
+    "  mdmsg generate --seed 7 --rate 5000 --count 100000 --format pcap --output feed.pcap\n"
     "  mdmsg generate --encodings mInt --symbols A,B --damaged 5 | mdmsg stats";
 
 constexpr const char* kReplayHelp =
@@ -34,9 +34,9 @@ constexpr const char* kReplayHelp =
     "without timestamps at 1000 datagrams/s.\n"
     "\n"
     "Examples:\n"
-    "  mdmsg replay feed.pcap --to 127.0.0.1:30001\n"
-    "  mdmsg replay feed.pcap --to 239.192.0.1:30001 --interface 127.0.0.1 --speed 10\n"
-    "  mdmsg generate --count 5000 | mdmsg replay --to localhost:30001 --rate 20000";
+    "  mdmsg replay feed.pcap --destination 127.0.0.1:30001\n"
+    "  mdmsg replay feed.pcap --destination 239.192.0.1:30001 --interface 127.0.0.1 --speed 10\n"
+    "  mdmsg generate --count 5000 | mdmsg replay --destination localhost:30001 --rate 20000";
 
 constexpr const char* kListenHelp =
     "Prints the datagrams received on a UDP port or from a multicast group, until --count\n"
@@ -83,7 +83,8 @@ Command addGenerate(CLI::App& app) {
   FeedOptions& feed = line->feed;
   named(command->add_option("--seed", feed.seed, "Seed of the random numbers, default 1")->check(&complaintAboutNumber),
         "N");
-  named(command->add_option("--count", feed.messages, "Number of messages, default 1000")->check(&complaintAboutNumber),
+  named(command->add_option("-n,--count", feed.messages, "Number of messages, default 1000")
+            ->check(&complaintAboutNumber),
         "N");
   named(command->add_option("--rate", feed.perSecond, "Mean number of messages/s, default 1000")
             ->check(&complaintAboutNumber),
@@ -103,7 +104,7 @@ Command addGenerate(CLI::App& app) {
   named(command->add_option("--trades", feed.tradesPercent, "Share of trades in percent, default 20"), "PERCENT");
   named(command->add_option("--damaged", feed.damagedPercent, "Share of corrupted datagrams in percent, default 0"),
         "PERCENT");
-  line->sink.addForm(*command, "--to");
+  line->sink.addForm(*command);
   line->sink.addEndpoints(*command);
   line->addOutput(*command);
   command->footer(kGenerateHelp);
@@ -125,7 +126,8 @@ Command addGenerate(CLI::App& app) {
 Command addReplay(CLI::App& app) {
   CLI::App* const command = app.add_subcommand("replay", "Send the datagrams of a capture over UDP");
   const auto line = std::make_shared<ReplayLine>();
-  named(command->add_option("--to", line->replay.to, "Destination")->required(), "HOST:PORT");
+  named(command->add_option("--destination", line->replay.to, "Host or multicast group to send to")->required(),
+        "HOST:PORT");
   CLI::Option* const speed =
       named(command->add_option("--speed", line->speed,
                                 "Speed factor relative to the capture (default 1); 'max' sends without pauses"),
@@ -145,8 +147,9 @@ Command addReplay(CLI::App& app) {
   line->source.add(*command);
   named(command->add_option("--skip", line->selection.skip, "Skip the first N datagrams")->check(&complaintAboutNumber),
         "N");
-  named(command->add_option("--limit", line->selection.limit, "Stop after N datagrams")->check(&complaintAboutNumber),
-        "N");
+  named(
+      command->add_option("-n,--limit", line->selection.limit, "Stop after N datagrams")->check(&complaintAboutNumber),
+      "N");
   line->addFiles(*command);
   command->footer(kReplayHelp);
   return {command, line,
@@ -178,7 +181,7 @@ Command addListen(CLI::App& app) {
   named(command->add_option("HOST:PORT", line->listen.at, "Local address, or multicast group")->required(),
         "HOST:PORT");
   line->multicast.add(*command);
-  named(command->add_option("--count", line->listen.limits.datagrams, "End after N datagrams")
+  named(command->add_option("-n,--count", line->listen.limits.datagrams, "End after N datagrams")
             ->check(&complaintAboutNumber),
         "N");
   named(command->add_option("--timeout", line->timeoutS, "End after this number of seconds"), "SECONDS");

@@ -24,7 +24,7 @@ constexpr const char* kEncodeHelp =
     "Examples:\n"
     "  echo '{\"SYMBOL\":\"AB\",\"BID\":101.25,\"BID_QTY\":300}' | mdmsg encode --encoding mInt\n"
     "  mdmsg encode --encoding MsgT --csv quotes.csv > quotes.hex\n"
-    "  mdmsg encode --encoding mInt --to pcap --time-field RECV_TIME --output quotes.pcap quotes.json";
+    "  mdmsg encode --encoding mInt --format pcap --time-field RECV_TIME --output quotes.pcap quotes.json";
 
 constexpr const char* kDecodeHelp =
     "The first byte of a message is its encoding byte: 01 IterMap, 06 mInt, 46 MsgT. Hex\n"
@@ -42,9 +42,9 @@ constexpr const char* kConvertHelp =
     "is skipped and reported.\n"
     "\n"
     "Examples:\n"
-    "  mdmsg convert --to mInt quotes.hex > small.hex\n"
-    "  mdmsg encode --encoding MsgT quotes.json | mdmsg convert --to IterMap\n"
-    "  mdmsg convert --to mInt --as pcap --output small.pcap feed.pcap";
+    "  mdmsg convert --encoding mInt quotes.hex > small.hex\n"
+    "  mdmsg encode --encoding MsgT quotes.json | mdmsg convert --encoding IterMap\n"
+    "  mdmsg convert --encoding mInt --format pcap --output small.pcap feed.pcap";
 
 constexpr const char* kDumpHelp =
     "One line per part of a record: offset, bytes, part (id, type, length, value), field,\n"
@@ -88,9 +88,9 @@ struct DiffLine : CommonOptions {
 
 struct EncodeLine : CommonOptions {
   std::string encoding;
-  bool isCsv = false;
+  std::string from = "json";
   std::uint32_t longestLineBytes = kLongestMessage;
-  std::string separator = ",";
+  std::optional<std::string> separator;
   SelectionLine selection;
   JobsLine jobs;
   SinkLine sink;
@@ -142,24 +142,27 @@ struct StatsLine : CommonOptions {
 Command addEncode(CLI::App& app) {
   CLI::App* const command = app.add_subcommand("encode", "Encode JSON Lines or CSV to messages");
   const auto line = std::make_shared<EncodeLine>();
-  addEncodingOption(*command, "--encoding", line->encoding);
-  CLI::Option* const csv = command->add_flag("--csv", line->isCsv, "Read CSV with a header line of field names");
-  named(
-      command
-          ->add_option("--separator", line->separator, "Of --csv: between cells, one character or tab, default a comma")
-          ->needs(csv),
-      "CHARACTER");
+  addEncodingOption(*command, line->encoding);
+  addFormatOption(*command, "--from", line->from, {"json", "csv"},
+                  "Input format: json (default; JSON Lines) or csv (with a header line of field names)");
+  named(command->add_option("--separator", line->separator,
+                            "Input csv: between cells, one character or tab, default a comma"),
+        "CHARACTER");
   addLongestMessage(*command, line->longestLineBytes);
   line->selection.add(*command, true);
-  line->sink.add(*command, "--to,--framing");
+  line->sink.add(*command);
   line->jobs.add(*command);
   line->addOutput(*command);
   line->add(*command);
   command->footer(kEncodeHelp);
   return {command, line, [line](const Session& session) {
+            const bool isCsv = line->from == "csv";
+            if (line->separator && !isCsv) {
+              throw UsageError("--separator requires --from csv");
+            }
             Inputs inputs(line->files, session.streams.in, !line->outputFile, session.reporter);
             encode(inputs, line->selection.options(),
-                   {line->encoding, line->isCsv, line->longestLineBytes, parseSeparator(line->separator),
+                   {line->encoding, isCsv, line->longestLineBytes, parseSeparator(line->separator.value_or(",")),
                     line->sink.options(), line->jobs.count(*line, line->selection.selection)},
                    session.out, session.reporter);
           }};
@@ -188,8 +191,8 @@ Command addDecode(CLI::App& app) {
 Command addConvert(CLI::App& app) {
   CLI::App* const command = app.add_subcommand("convert", "Transcode messages to another encoding");
   const auto line = std::make_shared<ConvertLine>();
-  addEncodingOption(*command, "--to", line->encoding);
-  line->sink.add(*command, "--as");
+  addEncodingOption(*command, line->encoding);
+  line->sink.add(*command);
   line->source.add(*command);
   line->selection.add(*command, true);
   line->jobs.add(*command);
@@ -212,9 +215,7 @@ Command addDiff(CLI::App& app) {
             ->delimiter(',')
             ->allow_extra_args(false),
         "FIELDS");
-  named(command->add_option("--format", line->format, "Output format: text (default) or json")
-            ->check(CLI::IsMember({"text", "json"})),
-        "FORMAT");
+  addFormatOption(*command, "--format", line->format, {"text", "json"}, "Output format: text (default) or json");
   line->source.add(*command);
   line->selection.add(*command, true);
   line->addOutput(*command);
@@ -277,10 +278,8 @@ Command addStats(CLI::App& app) {
                             "Check that the numbers of this field grow by one: missing, duplicate, late"),
         "FIELD");
   named(command->add_option("--per", line->per, "With --sequence: for each value of this field"), "FIELD");
-  named(
-      command->add_option("--format", line->format, "What to write: text (default), json (one object per line) or csv")
-          ->check(CLI::IsMember({"text", "json", "csv"})),
-      "FORMAT");
+  addFormatOption(*command, "--format", line->format, {"text", "json", "csv"},
+                  "Output format: text (default), json (one object per line) or csv");
   line->source.add(*command);
   line->selection.add(*command, false);
   line->jobs.add(*command);

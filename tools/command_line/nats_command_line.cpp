@@ -37,7 +37,7 @@ constexpr const char* kSubscribeHelp =
     "\n"
     "Examples:\n"
     "  mdmsg subscribe --subject 'md.>' --format json\n"
-    "  mdmsg subscribe --stream MD --from last-per-subject --no-wait\n"
+    "  mdmsg subscribe --stream MD --start last-per-subject --no-wait\n"
     "  mdmsg subscribe --stream MD --durable archive --format pcap --output feed.pcap";
 
 constexpr const char* kProgram = "mdmsg-nats";
@@ -99,7 +99,7 @@ struct SubscribeLine : CommonOptions {
   SubscribeOptions subscribe;
   ServerLine server;
   std::optional<std::string> subject;
-  std::string from;
+  std::string start;
   double ackWaitS = 30;
   std::optional<double> timeoutS;
   std::optional<double> idleS;
@@ -149,7 +149,7 @@ void readStart(const std::string& text, SubscribeOptions& options) {
     options.start = NatsStart::Time;
     options.startTimeNs = static_cast<std::int64_t>(*time);
   } else {
-    throw UsageError("--from: " + inQuotes(text) +
+    throw UsageError("--start: " + inQuotes(text) +
                      " is not all, new, last-per-subject, a sequence number or a time such as 2024-06-03T09:30:00Z");
   }
 }
@@ -164,7 +164,7 @@ SubscribeOptions optionsOf(const SubscribeLine& line) {
     throw UsageError("--subject or --stream is required");
   }
   if (!options.stream) {
-    for (const auto& [isGiven, name] : {std::pair{!line.from.empty(), "--from"},
+    for (const auto& [isGiven, name] : {std::pair{!line.start.empty(), "--start"},
                                         {options.durable.has_value(), "--durable"},
                                         {options.endsWhenCaughtUp, "--no-wait"}}) {
       if (isGiven) {
@@ -172,7 +172,7 @@ SubscribeOptions optionsOf(const SubscribeLine& line) {
       }
     }
   }
-  readStart(line.from.empty() ? "all" : line.from, options);
+  readStart(line.start.empty() ? "all" : line.start, options);
   options.ackWait = std::chrono::duration_cast<std::chrono::milliseconds>(*durationOf("--ack-wait", line.ackWaitS));
   options.timeout = durationOf("--timeout", line.timeoutS);
   options.idle = durationOf("--idle", line.idleS);
@@ -259,7 +259,7 @@ Command addSubscribe(CLI::App& app, const NatsCommands* nats) {
         "SUBJECT");
   line->server.add(*command);
   named(command->add_option("--stream", options.stream, "Read this JetStream stream"), "NAME");
-  named(command->add_option("--from", line->from,
+  named(command->add_option("--start", line->start,
                             "With --stream: all (default), new, last-per-subject, a time or a sequence number"),
         "START");
   named(command->add_option("--durable", options.durable, "With --stream: keep the position under this name"), "NAME");
@@ -269,7 +269,7 @@ Command addSubscribe(CLI::App& app, const NatsCommands* nats) {
                             "With --durable or --queue: redeliver what is not acknowledged after so many seconds, "
                             "default 30"),
         "SECONDS");
-  named(command->add_option("--count", options.count, "End after N messages")->check(&complaintAboutNumber), "N");
+  named(command->add_option("-n,--count", options.count, "End after N messages")->check(&complaintAboutNumber), "N");
   named(command->add_option("--timeout", line->timeoutS, "End after so many seconds"), "SECONDS");
   named(command->add_option("--idle", line->idleS, "End when nothing has come for so many seconds"), "SECONDS");
   command->add_flag("--no-wait", options.endsWhenCaughtUp, "With --stream: end with the last message that it holds");
@@ -279,7 +279,7 @@ Command addSubscribe(CLI::App& app, const NatsCommands* nats) {
             ->check(CLI::Range(1, std::numeric_limits<int>::max())),
         "N");
   line->decode.add(*command, {"text", "json", "csv", "hex", "u16le", "u16be", "u32le", "u32be", "pcap"},
-                   "What to write: text (default), json, csv, hex lines, u16le, u16be, u32le or u32be (a length in "
+                   "Output format: text (default), json, csv, hex lines, u16le, u16be, u32le or u32be (a length in "
                    "front of each message), pcap");
   line->sink.addEndpoints(*command);
   line->selection.add(*command, true);

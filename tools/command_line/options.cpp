@@ -20,6 +20,18 @@ namespace MD::tool {
 
 CLI::Option* named(CLI::Option* option, const char* name) { return option->type_name(name)->option_text(name); }
 
+void addFormatOption(CLI::App& command, const char* name, std::string& format, const std::vector<std::string>& formats,
+                     const char* description) {
+  named(command.add_option(name, format, description)->check(CLI::IsMember(formats)), "FORMAT");
+  for (const char* const shortened : {"json", "csv"}) {
+    if (std::find(formats.begin(), formats.end(), shortened) != formats.end()) {
+      command.add_flag_callback(
+          std::string("--") + shortened, [&format, shortened] { format = shortened; },
+          std::string("Short for ") + name + ' ' + shortened);
+    }
+  }
+}
+
 std::string complaintAboutNumber(const std::string& text) {
   if (!isOfDigits(text)) {
     return inQuotes(text) + " is not an integer";
@@ -74,7 +86,7 @@ void CommonOptions::addReports(CLI::App& command) {
 }
 
 void CommonOptions::addOutput(CLI::App& command) {
-  named(command.add_option("--output", outputFile,
+  named(command.add_option("-o,--output", outputFile,
                            "Write to FILE instead of standard output; FILE must not exist unless --force is given"),
         "FILE");
   command.add_flag("--force", isForced, "Overwrite an existing file");
@@ -124,7 +136,7 @@ void SourceLine::add(CLI::App& command) {
                         "Input format: auto (default; detects captures, otherwise hex lines), hex, raw (one message) "
                         "or pcap (pcap or pcapng, one message per UDP datagram)")
             ->check(CLI::IsMember({"auto", "hex", "raw", "pcap"})),
-        "FORM");
+        "FORMAT");
   named(command.add_option("--framing", framing,
                            "Read a stream of length-prefixed messages: u16le, u16be, u32le or u32be"),
         "FRAMING");
@@ -166,19 +178,19 @@ SourceOptions SourceLine::optionsWithForeign() const {
   return all;
 }
 
-void SinkLine::add(CLI::App& command, const char* name) {
-  addForm(command, name);
+void SinkLine::add(CLI::App& command) {
+  addForm(command);
   named(command.add_option("--time-field", sink.timeField, "pcap only: EPOCH_NSEC field to use as timestamp"), "FIELD");
   addEndpoints(command);
 }
 
-void SinkLine::addForm(CLI::App& command, const char* name) {
+void SinkLine::addForm(CLI::App& command) {
   named(command
-            .add_option(name, form,
+            .add_option("--format", form,
                         "Output format: hex lines (default), raw (one message), u16le, u16be, u32le or u32be "
                         "(length-prefixed messages), pcap (UDP datagrams)")
             ->check(CLI::IsMember({"hex", "raw", "u16le", "u16be", "u32le", "u32be", "pcap"})),
-        "FORM");
+        "FORMAT");
 }
 
 void SinkLine::addEndpoints(CLI::App& command) {
@@ -202,8 +214,8 @@ SinkOptions SinkLine::options() const {
   return options;
 }
 
-void addEncodingOption(CLI::App& command, const char* name, std::string& encoding) {
-  named(command.add_option(name, encoding, "Encoding to write: mInt, IterMap, MsgT or preferred")
+void addEncodingOption(CLI::App& command, std::string& encoding) {
+  named(command.add_option("--encoding", encoding, "Encoding to write: mInt, IterMap, MsgT or preferred")
             ->required()
             ->check(CLI::IsMember({"mInt", "IterMap", "MsgT", "preferred"})),
         "ENCODING");
@@ -233,7 +245,8 @@ void SelectionLine::add(CLI::App& command, bool hasFields) {
   named(command.add_option("--to-time", selection.toTime, "Select messages captured before this time"), "TIME");
   zone.add(command);
   named(command.add_option("--skip", selection.skip, "Skip the first N messages")->check(&complaintAboutNumber), "N");
-  named(command.add_option("--limit", selection.limit, "Stop after N messages")->check(&complaintAboutNumber), "N");
+  const char* const limit = command.get_option_no_throw("-n") == nullptr ? "-n,--limit" : "--limit";
+  named(command.add_option(limit, selection.limit, "Stop after N messages")->check(&complaintAboutNumber), "N");
   if (hasFields) {
     named(command
               .add_option(
@@ -253,11 +266,7 @@ SelectionOptions SelectionLine::options() const {
 }
 
 void DecodeLine::add(CLI::App& command, const std::vector<std::string>& formats, const char* description) {
-  named(command.add_option("--format", format, description)->check(CLI::IsMember(formats)), "FORMAT");
-  command.add_flag_callback(
-      "--json", [this] { format = "json"; }, "Short for --format json");
-  command.add_flag_callback(
-      "--csv", [this] { format = "csv"; }, "Short for --format csv");
+  addFormatOption(command, "--format", format, formats, description);
   command.add_flag("--price", isPrice, "Print fractional prices (whole part, numerator, denominator) as one number");
   command.add_flag("--raw-text", isRawText, "Text only: do not escape control characters of names and values");
   command.add_flag("--iso-time", isIsoTime, "Short for --time-format iso");

@@ -26,6 +26,10 @@ namespace MD::tool {
 /// The argument of an option, such as a field or a file, as shown by the help.
 CLI::Option* named(CLI::Option* option, const char* name);
 
+/// Adds the option `name`, which selects one of `formats`, and --json and --csv where these are among them.
+void addFormatOption(CLI::App& command, const char* name, std::string& format, const std::vector<std::string>& formats,
+                     const char* description);
+
 /// Options that take a number must not take a minus for one, nor the largest for a larger one.
 std::string complaintAboutNumber(const std::string& text);
 
@@ -88,16 +92,15 @@ struct SinkLine {
   std::string form = "hex";
   SinkOptions sink;
 
-  /// @param name  of the option that says in which form
-  void add(CLI::App& command, const char* name);
-  void addForm(CLI::App& command, const char* name);
+  void add(CLI::App& command);
+  void addForm(CLI::App& command);
   void addEndpoints(CLI::App& command);
   /// @throws UsageError
   SinkOptions options() const;
 };
 
-/// In which encoding. @param name  of the option
-void addEncodingOption(CLI::App& command, const char* name, std::string& encoding);
+/// In which encoding.
+void addEncodingOption(CLI::App& command, std::string& encoding);
 
 /// In which time zone times are read and shown.
 struct TimeZoneLine {
@@ -113,6 +116,7 @@ struct SelectionLine {
   SelectionOptions selection;
   TimeZoneLine zone;
 
+  /// -n is short for --limit, unless the command has given it to another option.
   /// @param hasFields  whether there is --fields
   void add(CLI::App& command, bool hasFields);
   /// @throws UsageError

@@ -17,8 +17,10 @@
 #include "command_line/command_table.h"
 #include "command_line/dict_command_line.h"
 #include "command_line/feed_command_line.h"
+#include "command_line/help_command_line.h"
 #include "command_line/message_command_line.h"
 #include "command_line/nats_command_line.h"
+#include "command_line/old_names.h"
 #include "command_line/output_files.h"
 #include "command_line/wireshark_command_line.h"
 #include "dictionary/dictionary.h"
@@ -66,14 +68,16 @@ std::vector<Command> addCommands(CLI::App& app, const NatsCommands* nats) {
       "Examples:\n"
       "  echo '{\"SYMBOL\":\"AB\",\"BID\":101.25}' | mdmsg encode --encoding mInt | mdmsg decode\n"
       "  mdmsg decode --format json feed.pcap\n"
-      "  mdmsg convert --to MsgT quotes.hex > other.hex\n"
+      "  mdmsg convert --encoding MsgT quotes.hex > other.hex\n"
       "\n"
-      "Run \"mdmsg COMMAND --help\" for details.");
+      "Run \"mdmsg help COMMAND\" for details.");
   std::vector<Command> commands{addEncode(app),  addDecode(app),        addConvert(app),         addDiff(app),
                                 addDump(app),    addStats(app),         addGenerate(app),        addReplay(app),
                                 addListen(app),  addPublish(app, nats), addSubscribe(app, nats), addWireshark(app),
                                 addDescribe(app)};
   addDictCommands(app, commands);
+  commands.push_back(addHelp(app));
+  addOldNames(app);
   return commands;
 }
 
@@ -84,16 +88,19 @@ class CommandLineError : public UsageError {
 };
 
 /// What is wrong with a command line that the parser refused.
-std::string complaintOf(const CLI::App& app, const CLI::ParseError& error) {
+std::string complaintOf(const CLI::App& app, const CLI::ParseError& error, const std::vector<std::string>& given) {
   const CLI::App* asked = &app;
   while (!asked->get_subcommands().empty()) {
     asked = asked->get_subcommands().front();
   }
   // The parser only misses a command then, and does not tell which word it did not take for one.
   const std::vector<std::string> unknown = asked->remaining();
-  return asked->get_require_subcommand_min() != 0 && !unknown.empty()
-             ? "unknown command or option " + inQuotes(unknown.front())
-             : std::string(error.what());
+  if (asked->get_require_subcommand_min() != 0 && !unknown.empty()) {
+    return "unknown command or option " + inQuotes(unknown.front());
+  }
+  // The parser does not name hidden options. One without its value is the last argument.
+  const std::string text = error.what();
+  return text.rfind(": ", 0) == 0 && !given.empty() ? given.back() + text : text;
 }
 
 /// @param files  the files that are written; they outlive what is written to them, and so does `progress`
@@ -115,7 +122,7 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, const
       out.flush();
       return kDone;
     }
-    throw CommandLineError(complaintOf(app, error));
+    throw CommandLineError(complaintOf(app, error, given));
   }
 
   const QuietLibrary quiet;

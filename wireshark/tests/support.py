@@ -86,7 +86,7 @@ class TestCase(unittest.TestCase):
 
     def generate(self, name, *arguments):
         capture = self.folder / name
-        self.mdmsg("generate", "--to", "pcap", "--output", capture, *arguments)
+        self.mdmsg("generate", "--format", "pcap", "--output", capture, *arguments)
         return capture
 
     def udp_capture(self, name, payloads, ports=None):

@@ -57,7 +57,7 @@ class Help : public Program {
   static std::vector<std::string> optionsIn(const std::string& help) {
     std::vector<std::string> options;
     for (const std::string& line : under("Options:", help)) {
-      const std::size_t begin = line.rfind("-h,", 0) == 0 ? 3 : 0;
+      const std::size_t begin = line.size() > 3 && line[0] == '-' && line[2] == ',' ? 3 : 0;
       if (line.compare(begin, 2, "--") == 0) {
         options.push_back(line.substr(begin, line.find_first_of(" ,", begin) - begin));
       }
@@ -69,8 +69,9 @@ class Help : public Program {
 TEST_F(Help, EveryCommandHasThreeExamplesToCopy) {
   const std::vector<std::string> all = commands();
   for (const char* const expected :
-       {"encode", "decode", "convert", "diff", "dump", "stats", "generate", "replay", "listen", "publish", "subscribe",
-        "wireshark", "dict", "dict check", "dict convert", "dict diff", "dict show", "dict derive", "dict generate"}) {
+       {"encode",     "decode",       "convert",   "diff",      "dump",        "stats",        "generate",
+        "replay",     "listen",       "publish",   "subscribe", "wireshark",   "help",         "dict",
+        "dict check", "dict convert", "dict diff", "dict show", "dict derive", "dict generate"}) {
     EXPECT_NE(std::find(all.begin(), all.end(), expected), all.end()) << expected;
   }
   for (const std::string& command : all) {
@@ -84,6 +85,32 @@ TEST_F(Help, EveryCommandHasThreeExamplesToCopy) {
       EXPECT_NE(example.find(command.empty() ? "mdmsg " : "mdmsg " + command), std::string::npos) << example;
     }
   }
+}
+
+TEST_F(Help, IsACommandAsWell) {
+  EXPECT_EQ(mdmsg("help"), mdmsg("--help"));
+  EXPECT_EQ(mdmsg("help stats"), mdmsg("stats --help"));
+  EXPECT_EQ(mdmsg("help dict check"), mdmsg("dict check --help"));
+  EXPECT_EQ(mdmsg("help dict"), mdmsg("dict --help"));
+  EXPECT_EQ(mdmsg("help help"), mdmsg("help --help"));
+  EXPECT_EQ(mdmsg("help frobnicate"), (Result{"", "mdmsg: unknown command \"frobnicate\"\n", 2}));
+  EXPECT_EQ(mdmsg("help stats check"), (Result{"", "mdmsg: unknown command \"check\"\n", 2}));
+}
+
+TEST_F(Help, FrequentOptionsHaveShortNames) {
+  const std::string three = mdmsg("generate -n 3 --encodings mInt").out;
+  EXPECT_EQ(three, mdmsg("generate --count 3 --encodings mInt").out);
+  EXPECT_EQ(std::count(three.begin(), three.end(), '\n'), 3);
+  EXPECT_EQ(mdmsg("decode -n2 --json", three), mdmsg("decode --limit 2 --format json", three));
+  EXPECT_EQ(mdmsg("diff --json -n 1 - stdin", three).status, 0);
+  EXPECT_EQ(mdmsg("stats --csv", three), mdmsg("stats --format csv", three));
+  EXPECT_EQ(mdmsg("stats --json", three), mdmsg("stats --format json", three));
+  EXPECT_EQ(mdmsg("encode --encoding mInt --csv", "BID\n1.5\n"),
+            mdmsg("encode --encoding mInt --from csv", "BID\n1.5\n"));
+  EXPECT_EQ(mdmsg("decode --json -o out", three), (Result{"", "", 0}));
+  EXPECT_EQ(contentsOf("out"), mdmsg("decode --json", three).out);
+  EXPECT_EQ(mdmsg("encode --encoding mInt --separator tab"),
+            (Result{"", "mdmsg: --separator requires --from csv\n", 2}));
 }
 
 TEST_F(Help, ExamplesUseOptionsThatThereAre) {
@@ -172,9 +199,10 @@ TEST_F(Completion, BashCompletesCommandsOptionsAndValues) {
                      "  echo \"$*: ${COMPREPLY[*]-}\"\n"
                      "}\n"
                      "try mdmsg d\n"
+                     "try mdmsg help st\n"
                      "try mdmsg dict c\n"
-                     "try mdmsg dict convert --to ''\n"
-                     "try mdmsg convert --to m\n"
+                     "try mdmsg dict convert --format ''\n"
+                     "try mdmsg convert --encoding m\n"
                      "try mdmsg decode --form\n"
                      "try mdmsg decode --format = j\n"
                      "try mdmsg decode --format =\n"
@@ -182,9 +210,10 @@ TEST_F(Completion, BashCompletesCommandsOptionsAndValues) {
                      "try mdmsg --v\n"),
             "complete -o default -F _mdmsg mdmsg\n"
             "mdmsg d: decode diff dump dict\n"
+            "mdmsg help st: stats\n"
             "mdmsg dict c: check convert\n"
-            "mdmsg dict convert --to : text xml\n"
-            "mdmsg convert --to m: mInt\n"
+            "mdmsg dict convert --format : text xml\n"
+            "mdmsg convert --encoding m: mInt\n"
             "mdmsg decode --form: --format\n"
             "mdmsg decode --format = j: json\n"
             "mdmsg decode --format =: text json csv arrow arrow-file\n"
@@ -199,7 +228,7 @@ TEST_F(Completion, FishCompletesCommandsOptionsAndValues) {
   write("mdmsg.fish", mdmsg("describe fish").out);
   EXPECT_EQ(outputOf("HOME=$PWD fish --no-config",
                      "source mdmsg.fish\n"
-                     "for line in 'mdmsg dict c' 'mdmsg dict convert --to ' 'mdmsg decode --form' "
+                     "for line in 'mdmsg dict c' 'mdmsg dict convert --format ' 'mdmsg decode --form' "
                      "'mdmsg decode --format=j' 'mdmsg decode --dictionary fi'\n"
                      "  complete -C $line | string replace -r '\\t.*' ''\n"
                      "end\n"

@@ -176,7 +176,7 @@ TEST_F(Dict, ConvertWritesColumnsAndElements) {
                                                  "A&<B>                     1  OPTI_PRICE\n"
                                                  "LONG_NAME_THAT_NEEDS_ROOM 65535  EPOCH_NSEC\n",
                                                  "", 0}));
-  EXPECT_EQ(mdmsg("dict convert --to xml f.xml").out, xml.out);
+  EXPECT_EQ(mdmsg("dict convert --format xml f.xml").out, xml.out);
 }
 
 TEST_F(Dict, ConvertKeepsWhatTheLibraryMakesOfAFile) {
@@ -462,10 +462,10 @@ TEST_F(Dict, DeriveTellsWhatIsNoField) {
                     "dictionary in text; skipped\n"
                     "mdmsg: samples: field \"D\": no id is left for it (the last one is 65534); skipped\n",
                     1}));
-  EXPECT_EQ(mdmsg("dict derive --to xml", "A B\n1\n").out,
+  EXPECT_EQ(mdmsg("dict derive --format xml", "A B\n1\n").out,
             std::string(kXmlStart) + "    <Entry><Name>A B</Name><Code>1</Code><Type>INT</Type></Entry>\n" + kXmlEnd);
   for (const std::string name : {" A", "A ", "A  B"}) {
-    EXPECT_EQ(mdmsg("dict derive --to xml", name + "\n1\n"),
+    EXPECT_EQ(mdmsg("dict derive --format xml", name + "\n1\n"),
               (Result{std::string(kXmlStart) + kXmlEnd,
                       "mdmsg: samples: field \"" + name +
                           "\": a name with a space at an end, or two in a row, cannot be in a dictionary in XML; "
@@ -512,7 +512,7 @@ TEST_F(Dict, RefusesACommandLineThatItCannotUse) {
       {"dict frobnicate", "unknown command or option \"frobnicate\""},
       {"dict check", "FILE is required"},
       {"dict convert", "FILE is required"},
-      {"dict convert --to yaml f", "--to: yaml not in {text,xml}"},
+      {"dict convert --format yaml f", "--format: yaml not in {text,xml}"},
       {"dict diff one", "NEW is required"},
       {"dict show --search x BID", "--search excludes FIELD"},
       {"dict show --fingerprint BID", "--fingerprint excludes FIELD"},

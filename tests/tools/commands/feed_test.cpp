@@ -102,10 +102,10 @@ TEST_F(FeedCommand, AnUndamagedFeedIsSound) {
 TEST_F(FeedCommand, ACaptureHoldsTheSameMessagesWithTheirTimes) {
   const std::string options = "generate --count 50 --start 2024-01-02T03:04:05.5Z --rate 10 ";
   const Result hex = mdmsg(options);
-  EXPECT_EQ(mdmsg(options + "--to pcap --output feed.pcap").status, 0);
-  EXPECT_EQ(mdmsg(options + "--to pcap --output feed.pcap"),
+  EXPECT_EQ(mdmsg(options + "--format pcap --output feed.pcap").status, 0);
+  EXPECT_EQ(mdmsg(options + "--format pcap --output feed.pcap"),
             (Result{"", "mdmsg: feed.pcap exists; --force overwrites it\n", 2}));
-  EXPECT_EQ(mdmsg(options + "--to pcap --output feed.pcap --force").status, 0);
+  EXPECT_EQ(mdmsg(options + "--format pcap --output feed.pcap --force").status, 0);
 #if defined(MDMSG_HAS_PCAP)
   EXPECT_EQ(mdmsg("decode feed.pcap").out, mdmsg("decode", hex.out).out);
   const std::string stats = mdmsg("stats feed.pcap").out;
@@ -125,9 +125,9 @@ TEST_F(FeedCommand, RefusesACommandLineThatItCannotUse) {
       {"generate --encodings mInt,Morse", "there is no encoding for \"Morse\""},
       {"generate --start yesterday",
        "--start: \"yesterday\" is not a timestamp such as 2024-06-03T09:30:00Z, or too late"},
-      {"generate --start 2200-01-01T00:00:00Z --to pcap",
+      {"generate --start 2200-01-01T00:00:00Z --format pcap",
        "a capture cannot say the time 7258118400000000000 (years 1970 to 2106)"},
-      {"generate --to pcap --destination here",
+      {"generate --format pcap --destination here",
        "--destination: \"here\" is not an IPv4 address and a port, such as "
        "239.192.0.1:30001"},
       {"generate --count -1", "--count: \"-1\" is not an integer\nTry \"mdmsg --help\"."},
@@ -135,14 +135,14 @@ TEST_F(FeedCommand, RefusesACommandLineThatItCannotUse) {
        "--seed: 18446744073709551616 is more than 18446744073709551615\nTry \"mdmsg --help\"."},
       {"generate --rate 1 --start 2262-04-11T23:40:00Z", "--start is too late for so many messages: times end in 2262"},
       {"generate --seed x", "--seed: \"x\" is not an integer\nTry \"mdmsg --help\"."},
-      {"replay", "--to is required\nTry \"mdmsg --help\"."},
-      {"replay --to 127.0.0.1", "\"127.0.0.1\" is not HOST:PORT"},
-      {"replay --to 127.0.0.1:9 --speed 0", "--speed: \"0\" is neither a number above 0 nor max"},
-      {"replay --to 127.0.0.1:9 --speed fast", "--speed: \"fast\" is neither a number above 0 nor max"},
-      {"replay --to 127.0.0.1:9 --speed 2 --rate 5", "--speed excludes --rate\nTry \"mdmsg --help\"."},
-      {"replay --to 127.0.0.1:9 --max-gap -1", "--max-gap is a number of seconds, 0 to 1000000000"},
-      {"replay --to 239.0.0.1:9 --interface lo", "--interface: \"lo\" is not an address"},
-      {"replay --to [ff05::1234]:9 --interface 127.0.0.1",
+      {"replay", "--destination is required\nTry \"mdmsg --help\"."},
+      {"replay --destination 127.0.0.1", "\"127.0.0.1\" is not HOST:PORT"},
+      {"replay --destination 127.0.0.1:9 --speed 0", "--speed: \"0\" is neither a number above 0 nor max"},
+      {"replay --destination 127.0.0.1:9 --speed fast", "--speed: \"fast\" is neither a number above 0 nor max"},
+      {"replay --destination 127.0.0.1:9 --speed 2 --rate 5", "--speed excludes --rate\nTry \"mdmsg --help\"."},
+      {"replay --destination 127.0.0.1:9 --max-gap -1", "--max-gap is a number of seconds, 0 to 1000000000"},
+      {"replay --destination 239.0.0.1:9 --interface lo", "--interface: \"lo\" is not an address"},
+      {"replay --destination [ff05::1234]:9 --interface 127.0.0.1",
        "--interface requires an IPv4 group; [ff05::1234]:9 is IPv6"},
       {"listen [ff05::1234]:9 --interface ::1", "--interface requires an IPv4 group; [ff05::1234]:9 is IPv6"},
       {"listen 239.0.0.1:9 --interface ::1", "--interface takes an IPv4 address"},
@@ -179,7 +179,7 @@ TEST_F(FeedCommand, EndsWhenNothingComes) {
 TEST_F(FeedCommand, ReplayTellsWhatItSent) {
   const auto sent = [](const std::string& arguments, const std::string& input) {
     // To the port of discarded datagrams.
-    const Result result = mdmsg("replay --to 127.0.0.1:9 --speed max " + arguments, input);
+    const Result result = mdmsg("replay --destination 127.0.0.1:9 --speed max " + arguments, input);
     EXPECT_EQ(result.status, 0);
     return result.err.substr(0, result.err.rfind(", in "));
   };
@@ -191,8 +191,9 @@ TEST_F(FeedCommand, ReplayTellsWhatItSent) {
 #if defined(MDMSG_HAS_PCAP)
 TEST_F(FeedCommand, ReplayKeepsNoPauseWhenTheLongestIsZero) {
   const std::string anHourApart = "{\"RECV_TIME\":1717407000000000000}\n{\"RECV_TIME\":1717410600000000000}\n";
-  ASSERT_EQ(mdmsg("encode --encoding mInt --to pcap --time-field RECV_TIME --output two.pcap", anHourApart).status, 0);
-  const Result result = mdmsg("replay --to 127.0.0.1:9 --max-gap 0 two.pcap");
+  ASSERT_EQ(mdmsg("encode --encoding mInt --format pcap --time-field RECV_TIME --output two.pcap", anHourApart).status,
+            0);
+  const Result result = mdmsg("replay --destination 127.0.0.1:9 --max-gap 0 two.pcap");
   EXPECT_EQ(result.err.substr(0, result.err.rfind(", in ")), "mdmsg: sent 2 datagrams, 24 bytes");
   EXPECT_EQ(result.status, 0);
 }
@@ -207,7 +208,8 @@ TEST_F(FeedCommand, TimesOfACaptureReachAsFarAsItsSeconds) {
       {"2106-02-07T06:28:15Z", "2106-02-07T06:28:15.000000000Z"},
   };
   for (const auto& [start, shown] : cases) {
-    ASSERT_EQ(mdmsg(std::string("generate --count 1 --to pcap --force --output late.pcap --start ") + start).status, 0);
+    ASSERT_EQ(mdmsg(std::string("generate --count 1 --format pcap --force --output late.pcap --start ") + start).status,
+              0);
     const std::string title = "# late.pcap: packet 1 (byte 24), " + std::string(shown) + ", 192.0.2.1:30000 to ";
     EXPECT_EQ(mdmsg("dump late.pcap").out.substr(0, title.size()), title);
   }
@@ -215,8 +217,8 @@ TEST_F(FeedCommand, TimesOfACaptureReachAsFarAsItsSeconds) {
 
 TEST_F(FeedCommand, ReplayKeepsThePaceOfACaptureThatBeginsEarlier) {
   const std::string apart = "{\"RECV_TIME\":1717407000000000000}\n{\"RECV_TIME\":1717407000200000000}\n";
-  ASSERT_EQ(mdmsg("encode --encoding mInt --to pcap --time-field RECV_TIME --output apart.pcap", apart).status, 0);
-  const Result result = mdmsg("replay --to 127.0.0.1:9 apart.pcap apart.pcap");
+  ASSERT_EQ(mdmsg("encode --encoding mInt --format pcap --time-field RECV_TIME --output apart.pcap", apart).status, 0);
+  const Result result = mdmsg("replay --destination 127.0.0.1:9 apart.pcap apart.pcap");
   const std::string sent = "mdmsg: sent 4 datagrams, 48 bytes, in ";
   ASSERT_EQ(result.err.substr(0, sent.size()), sent);
   // Two pauses of 200 ms, which may only be longer.

@@ -42,7 +42,8 @@ TEST_F(Golden, EncodingsConvertToEachOther) {
   for (const std::string from : {"mInt", "IterMap", "MsgT"}) {
     for (const std::string to : {"mInt", "IterMap", "MsgT"}) {
       SCOPED_TRACE(from + " to " + to);
-      EXPECT_EQ(withGoldenFields("convert --to " + to, golden(from + ".hex")), (Result{golden(to + ".hex"), "", 0}));
+      EXPECT_EQ(withGoldenFields("convert --encoding " + to, golden(from + ".hex")),
+                (Result{golden(to + ".hex"), "", 0}));
     }
   }
 }
@@ -57,7 +58,7 @@ TEST_F(Golden, ACaptureIsReadTheSame) {
 #endif
 
 TEST_F(Golden, ACaptureIsWrittenTheSame) {
-  const Result generated = mdmsg("generate --seed 23 --count 40 --damaged 10 --to pcap --output feed.pcap");
+  const Result generated = mdmsg("generate --seed 23 --count 40 --damaged 10 --format pcap --output feed.pcap");
   EXPECT_EQ(generated.status, 0) << generated.err;
   const std::string capture = contentsOf("feed.pcap");
   ASSERT_FALSE(capture.empty());

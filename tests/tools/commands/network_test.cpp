@@ -53,7 +53,7 @@ TEST_F(Network, AFeedArrivesAsItWasMade) {
   const std::string feed = mdmsg("generate --count 200").out;
   write("feed.hex", feed);
   ASSERT_EQ(listenDuring("127.0.0.1:0 --count 200 --timeout 30 --format hex",
-                         "'" MDMSG_PROGRAM "' replay --to $at --rate 2000 feed.hex 2>sender\n"),
+                         "'" MDMSG_PROGRAM "' replay --destination $at --rate 2000 feed.hex 2>sender\n"),
             0);
   EXPECT_EQ(contentsOf("heard"), feed);
   EXPECT_EQ(reports(), "mdmsg: listening on HERE\nstatus 0\n");
@@ -64,7 +64,7 @@ TEST_F(Network, AFeedArrivesAsItWasMade) {
 TEST_F(Network, ShowsDatagramsAsDecodeDoes) {
   ASSERT_EQ(listenDuring("127.0.0.1:0 --count 4 --timeout 30 --format json --dictionary fields.txt --where QTY=5",
                          "printf '062c010105\\n07\\n062c010106\\n062c010105e703000a\\n' |"
-                         "'" MDMSG_PROGRAM "' replay --to $at --speed max 2>sender\n"),
+                         "'" MDMSG_PROGRAM "' replay --destination $at --speed max 2>sender\n"),
             0);
   EXPECT_EQ(contentsOf("heard"), "{\"QTY\":5}\n{\"QTY\":5}\n");
   EXPECT_EQ(reports(),
@@ -78,13 +78,13 @@ TEST_F(Network, ShowsDatagramsAsDecodeDoes) {
 TEST_F(Network, ACaptureIsKeptAndReplayedAtItsPace) {
   write("feed.hex", mdmsg("generate --count 5 --damaged 40 --seed 3").out);
   ASSERT_EQ(listenDuring("127.0.0.1:0 --count 5 --timeout 30 --format pcap --output kept.pcap",
-                         "'" MDMSG_PROGRAM "' replay --to $at --rate 20 feed.hex 2>sender\n"),
+                         "'" MDMSG_PROGRAM "' replay --destination $at --rate 20 feed.hex 2>sender\n"),
             0);
   EXPECT_EQ(reports(), "mdmsg: listening on HERE\nstatus 0\n");
 #if defined(MDMSG_HAS_PCAP)
   // 5 datagrams at 20 a second take some 200 ms; ten times as fast, some 20.
   ASSERT_EQ(listenDuring("127.0.0.1:0 --count 5 --timeout 30 --format hex",
-                         "'" MDMSG_PROGRAM "' replay --to $at --speed 10 kept.pcap 2>sender\n"),
+                         "'" MDMSG_PROGRAM "' replay --destination $at --speed 10 kept.pcap 2>sender\n"),
             0);
   EXPECT_EQ(contentsOf("heard"), contentsOf("feed.hex"));
 #endif
@@ -92,7 +92,7 @@ TEST_F(Network, ACaptureIsKeptAndReplayedAtItsPace) {
 
 TEST_F(Network, AnInterruptEndsListening) {
   ASSERT_EQ(listenDuring("127.0.0.1:0 --format json --dictionary fields.txt",
-                         "echo 062c010105 | '" MDMSG_PROGRAM "' replay --to $at 2>sender\n"
+                         "echo 062c010105 | '" MDMSG_PROGRAM "' replay --destination $at 2>sender\n"
                          "until [ -s heard ]; do sleep 0.02; done\n"
                          "kill -TERM $listener\n"),
             0);

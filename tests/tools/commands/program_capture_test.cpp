@@ -41,19 +41,19 @@ TEST_F(ProgramForms, EveryFormComesBack) {
     for (const char* form : {"hex", "u16le", "u16be", "u32le", "u32be"}) {
       SCOPED_TRACE(std::string(encoding) + ' ' + form);
       const Result encoded =
-          withFields(std::string("encode --encoding ") + encoding + " --to " + form + " quotes.json");
+          withFields(std::string("encode --encoding ") + encoding + " --format " + form + " quotes.json");
       EXPECT_EQ(encoded.status, 0) << encoded.err;
       const std::string framing = std::string(form) == "hex" ? "" : std::string(" --framing ") + form;
       EXPECT_EQ(withFields("decode --format json" + framing, encoded.out), (Result{kTwoQuotes, "", 0}));
-      EXPECT_EQ(withFields("convert --to " + std::string(encoding) + " --as " + form + framing, encoded.out),
+      EXPECT_EQ(withFields("convert --encoding " + std::string(encoding) + " --format " + form + framing, encoded.out),
                 (Result{encoded.out, "", 0}));
     }
   }
-  const Result raw = withFields("encode --encoding mInt --to raw --limit 1 quotes.json");
+  const Result raw = withFields("encode --encoding mInt --format raw --limit 1 quotes.json");
   EXPECT_EQ(withFields("decode --from raw --format json", raw.out),
             (Result{std::string(kTwoQuotes).substr(0, std::string(kTwoQuotes).find('\n') + 1), "", 0}));
   EXPECT_EQ(
-      withFields("encode --encoding mInt --to raw quotes.json"),
+      withFields("encode --encoding mInt --format raw quotes.json"),
       (Result{
           raw.out,
           "mdmsg: quotes.json:2: a raw output holds one message; u16le, u16be, u32le and u32be keep several apart\n",
@@ -88,7 +88,7 @@ TEST_F(ProgramForms, InputsThatBreakOffGiveEverythingBefore) {
 }
 
 TEST_F(ProgramForms, MessagesThatACaptureCannotHoldAreLeftOut) {
-  const Result result = withFields("encode --encoding MsgT --to pcap --time-field RECV",
+  const Result result = withFields("encode --encoding MsgT --format pcap --time-field RECV",
                                    "{\"SYMBOL\":\"" + std::string(65535, 'x') +
                                        "\"}\n{\"RECV\":18446744073709551615}\n{\"RECV\":4294967296000000000}\n");
   EXPECT_EQ(result.err,
@@ -107,7 +107,7 @@ TEST_F(ProgramForms, FilesAreNotWrittenOverUnlessForced) {
   EXPECT_EQ(contentsOf("there.hex"), "kept\n");
   EXPECT_EQ(withFields("encode --encoding mInt --output there.hex --force", "{\"QTY\":5}\n"), (Result{"", "", 0}));
   EXPECT_EQ(contentsOf("there.hex"), "062c010105\n");
-  EXPECT_EQ(withFields("convert --to MsgT --output in.hex --force in.hex"),
+  EXPECT_EQ(withFields("convert --encoding MsgT --output in.hex --force in.hex"),
             (Result{"", "mdmsg: in.hex is an input, too\n", 2}));
   EXPECT_EQ(contentsOf("in.hex"), "062c010105\n");
   EXPECT_EQ(withFields("decode --format json --output new.json in.hex"), (Result{"", "", 0}));
@@ -177,9 +177,9 @@ TEST_F(ProgramForms, OptionsThatDoNotGoTogetherAreBadUsage) {
       {"decode --port 5", "--port, --group and --filter go with captures; standard input is none"},
       {"decode --where QTY", "--where \"QTY\": column 4: expected one of = != < <= > >= ~ =~ or \"in\", found the end"},
       {"decode --fields NOPE", "--fields: field NOPE: the dictionary has no field of this name"},
-      {"encode --encoding mInt --to pcap --destination 5",
+      {"encode --encoding mInt --format pcap --destination 5",
        "--destination: \"5\" is not an IPv4 address and a port, such as 239.192.0.1:30001"},
-      {"encode --encoding mInt --to pcap --source [::1]:5",
+      {"encode --encoding mInt --format pcap --source [::1]:5",
        "--source: \"[::1]:5\" is not an IPv4 address and a port, such as 239.192.0.1:30001"},
       {"encode --encoding mInt --time-field NOPE",
        "--time-field: field NOPE: the dictionary has no field of this name"},
@@ -193,7 +193,7 @@ TEST_F(ProgramForms, OptionsThatDoNotGoTogetherAreBadUsage) {
 
 TEST_F(ProgramForms, WhereAMessageIsFromIsSelectedAndShown) {
 #if defined(MDMSG_HAS_PCAP)
-  write("quotes.pcap", withFields("encode --encoding mInt --to pcap --time-field RECV", kTwoQuotes).out);
+  write("quotes.pcap", withFields("encode --encoding mInt --format pcap --time-field RECV", kTwoQuotes).out);
   EXPECT_EQ(
       withFields("decode --json --fields @time,@source,@destination,@packet,@file,@size,@encoding,BID quotes.pcap"),
       (Result{"{\"@time\":1717407000173980747,\"@source\":\"192.0.2.1:30000\",\"@destination\":"
@@ -242,13 +242,13 @@ TEST_F(ProgramForms, MessagesAndFieldsAreSelected) {
             (Result{"{\"QTY\":3,\"SYMBOL\":\"S1\"}\n", "", 0}));
   EXPECT_EQ(withFields("decode --where \"QTY>=4\" --fields BID", hex),
             (Result{"BID                    = 1.0\n\nBID                    = 1.0\n", "", 0}));
-  EXPECT_EQ(withFields("convert --to mInt --fields QTY --skip 5", hex), (Result{"062c010105\n", "", 0}));
+  EXPECT_EQ(withFields("convert --encoding mInt --fields QTY --skip 5", hex), (Result{"062c010105\n", "", 0}));
   EXPECT_EQ(withFields("encode --encoding mInt --fields QTY --where \"QTY<2\" --where \"QTY>0\"", json),
             (Result{"062c010101\n", "", 0}));
   EXPECT_EQ(withFields("decode --format json --limit 0", hex), (Result{"", "", 0}));
   // What is not taken is not reported on.
   EXPECT_EQ(withFields("decode --format json --skip 1", "06e703000a\n062c010105\n"), (Result{"{\"QTY\":5}\n", "", 0}));
-  EXPECT_EQ(withFields("dump --limit 1 --where \"QTY=5\"", withFields("convert --to mInt --fields QTY", hex).out),
+  EXPECT_EQ(withFields("dump --limit 1 --where \"QTY=5\"", withFields("convert --encoding mInt --fields QTY", hex).out),
             (Result{"# standard input:6: mInt, 5 bytes\n"
                     "000000  06                       code                                     mInt\n"
                     "000001  2c 01                    id     QTY                    INT        300\n"
@@ -387,7 +387,7 @@ class ProgramCaptures : public Program {
 TEST_F(ProgramCaptures, ACaptureComesBack) {
   for (const char* encoding : {"mInt", "IterMap", "MsgT"}) {
     SCOPED_TRACE(encoding);
-    EXPECT_EQ(withFields(std::string("encode --to pcap --time-field RECV --source 10.0.0.1:5 --destination "
+    EXPECT_EQ(withFields(std::string("encode --format pcap --time-field RECV --source 10.0.0.1:5 --destination "
                                      "239.1.1.1:30001 --force --output quotes.pcap --encoding ") +
                              encoding,
                          kTwoQuotes),
@@ -395,9 +395,10 @@ TEST_F(ProgramCaptures, ACaptureComesBack) {
     EXPECT_EQ(withFields("decode --format json quotes.pcap"), (Result{kTwoQuotes, "", 0}));
     EXPECT_EQ(withFields("decode --format json --from pcap", contentsOf("quotes.pcap")), (Result{kTwoQuotes, "", 0}));
     // Converted, the packets keep their times.
-    EXPECT_EQ(withFields(std::string("convert --as pcap --source 10.0.0.1:5 --destination 239.1.1.1:30001 --to ") +
-                         encoding + " quotes.pcap"),
-              (Result{contentsOf("quotes.pcap"), "", 0}));
+    EXPECT_EQ(
+        withFields(std::string("convert --format pcap --source 10.0.0.1:5 --destination 239.1.1.1:30001 --encoding ") +
+                   encoding + " quotes.pcap"),
+        (Result{contentsOf("quotes.pcap"), "", 0}));
   }
   EXPECT_EQ(withFields("dump --limit 1 --fields QTY quotes.pcap").status, 2);
   const Result dumped = withFields("dump --skip 1 quotes.pcap");
@@ -454,7 +455,7 @@ TEST_F(ProgramCaptures, StatsCountWhatWasDamaged) {
 TEST_F(ProgramCaptures, WhatIsNoCaptureIsSaid) {
   EXPECT_EQ(withFields("decode --from pcap", "062c010105\n062c010105\n062c010105\n"),
             (Result{"", "mdmsg: standard input: no capture that can be read: unknown file format\n", 1}));
-  write("quotes.pcap", withFields("encode --encoding mInt --to pcap", kTwoQuotes).out);
+  write("quotes.pcap", withFields("encode --encoding mInt --format pcap", kTwoQuotes).out);
   EXPECT_EQ(withFields("decode --filter \"udp and and\" quotes.pcap"),
             (Result{"", "mdmsg: --filter \"udp and and\": can't parse filter expression: syntax error\n", 2}));
 }
@@ -470,7 +471,7 @@ TEST_F(RecordedCaptures, ForeignDatagramsAreCountedAndNothingIsInvented) {
   const std::string report =
       "mdmsg: realtime.pcap: 739 of 739 datagrams have an unknown encoding byte (packets 1-739): byte 08 (720), "
       "28 (5), 1c (4), 30 (4), 1e (2), ...\n";
-  for (const char* command : {"decode", "decode --format json", "convert --to mInt"}) {
+  for (const char* command : {"decode", "decode --format json", "convert --encoding mInt"}) {
     SCOPED_TRACE(command);
     EXPECT_EQ(withFields(std::string(command) + " realtime.pcap"), (Result{"", report, 1}));
   }
@@ -536,7 +537,7 @@ TEST_F(RecordedCaptures, ACutInsideAPacketGivesEverythingBefore) {
 
 TEST_F(ProgramForms, ACaptureCannotBeReadWithoutItsLibrary) {
   write("quotes.json", kTwoQuotes);
-  EXPECT_EQ(withFields("encode --to pcap --output quotes.pcap --encoding mInt quotes.json").status, 0);
+  EXPECT_EQ(withFields("encode --format pcap --output quotes.pcap --encoding mInt quotes.json").status, 0);
   EXPECT_EQ(withFields("decode quotes.pcap"),
             (Result{"", "mdmsg: captures cannot be read: this mdmsg was built without libpcap\n", 2}));
 }

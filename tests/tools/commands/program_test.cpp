@@ -88,7 +88,8 @@ TEST_F(Program, ConvertsBetweenAllEncodings) {
   }
   for (const auto& [encoding, hex] : kAllTypesHex) {
     SCOPED_TRACE(encoding);
-    EXPECT_EQ(withFields(std::string("convert --to ") + encoding, all), (Result{std::string(hex) + hex + hex, "", 0}));
+    EXPECT_EQ(withFields(std::string("convert --encoding ") + encoding, all),
+              (Result{std::string(hex) + hex + hex, "", 0}));
   }
 }
 
@@ -185,7 +186,7 @@ TEST_F(Program, ShowsOfHostileBytesWhatCanBeRead) {
                                                unknown + repeated + rest, 1}));
   EXPECT_EQ(withFields("decode --raw-text", hex),
             (Result{"QTY                    = 6\n", unknown + repeated + rest, 1}));
-  EXPECT_EQ(withFields("convert --to IterMap", hex), (Result{"012c0106000000\n", unknown + repeated + rest, 1}));
+  EXPECT_EQ(withFields("convert --encoding IterMap", hex), (Result{"012c0106000000\n", unknown + repeated + rest, 1}));
 }
 
 TEST_F(Program, ReportsHostileBytesHoweverManyThereAre) {
@@ -252,12 +253,12 @@ TEST_F(Program, TellsWhereRawTextEnds) {
 TEST_F(Program, ConvertsOnlyWhatTheOtherEncodingHolds) {
   const std::string text(255, 'x');
   const Result encoded = withFields("encode --encoding MsgT", "{\"QTY\":5,\"SYMBOL\":\"" + text + "\"}\n{\"QTY\":6}\n");
-  EXPECT_EQ(withFields("convert --to mInt", encoded.out),
+  EXPECT_EQ(withFields("convert --encoding mInt", encoded.out),
             (Result{"062c010106\n",
                     "mdmsg: standard input:1: field SYMBOL: 255 bytes are too long for a STRING of mInt\n", 1}));
   const Result longest = withFields("encode --encoding MsgT", "{\"SYMBOL\":\"" + std::string(65535, 'x') + "\"}\n");
   EXPECT_EQ(
-      withFields("convert --to IterMap", longest.out),
+      withFields("convert --encoding IterMap", longest.out),
       (Result{"", "mdmsg: standard input:1: field SYMBOL: 65535 bytes are too long for a STRING of IterMap\n", 1}));
 }
 
@@ -287,7 +288,7 @@ TEST_F(Program, WritesThePreferredEncoding) {
   EXPECT_EQ(withFields("encode --encoding preferred", "{\"QTY\":5}\n").out, "46515231012c00020000000400000005\n");
   write("message/preferred.conf", "1\n");
   EXPECT_EQ(withFields("encode --encoding preferred", "{\"QTY\":5}\n").out, "012c0105000000\n");
-  EXPECT_EQ(withFields("convert --to preferred", "062c010105\n").out, "012c0105000000\n");
+  EXPECT_EQ(withFields("convert --encoding preferred", "062c010105\n").out, "012c0105000000\n");
   write("message/preferred.conf", "2\n");
   EXPECT_EQ(withFields("encode --encoding preferred", "{\"QTY\":5}\n"),
             (Result{"", "mdmsg: there is no encoding for \"preferred\"\n", 2}));
@@ -390,11 +391,11 @@ TEST_F(Program, RefusesACommandLineThatItCannotUse) {
       {"decode --port -5", "--port: \"-5\" is not an integer"},
       {"decode --port 65536", "Could not convert: --port = 65536"},
       {"decode --from yaml", "--from: yaml not in {auto,hex,raw,pcap}"},
-      {"encode --encoding mInt --to yaml", "--to: yaml not in {hex,raw,u16le,u16be,u32le,u32be,pcap}"},
+      {"encode --encoding mInt --format yaml", "--format: yaml not in {hex,raw,u16le,u16be,u32le,u32be,pcap}"},
       {"dump --color blue", "--color: blue not in {auto,always,never}"},
       {"dump --fields QTY", "The following argument was not expected: --fields"},
       {"decode --dictionary", "--dictionary: 1 required FILE missing"},
-      {"convert", "--to is required"},
+      {"convert", "--encoding is required"},
   };
   for (const auto& [arguments, error] : cases) {
     SCOPED_TRACE(arguments);
@@ -411,9 +412,9 @@ TEST_F(Program, EveryCommandHelpsWithExamples) {
     std::vector<const char*> parts;
   } cases[] = {
       {"--help", {"Usage: mdmsg [OPTIONS] SUBCOMMAND\n", "Exit status"}},
-      {"encode --help", {"Usage: mdmsg encode [OPTIONS] [FILE...]\n", "--encoding ENCODING", "--to,--framing FORM"}},
+      {"encode --help", {"Usage: mdmsg encode [OPTIONS] [FILE...]\n", "--encoding ENCODING", "--format FORMAT"}},
       {"decode --help", {"Usage: mdmsg decode [OPTIONS] [FILE...]\n", "--format FORMAT", "--iso-time"}},
-      {"convert --help", {"Usage: mdmsg convert [OPTIONS] [FILE...]\n", "--to ENCODING", "--as FORM"}},
+      {"convert --help", {"Usage: mdmsg convert [OPTIONS] [FILE...]\n", "--encoding ENCODING", "--format FORMAT"}},
       {"dump --help", {"Usage: mdmsg dump [OPTIONS] [FILE...]\n", "--color WHEN", "--where CONDITION"}},
       {"stats --help", {"Usage: mdmsg stats [OPTIONS] [FILE...]\n", "--svg FILE", "--time-zone ZONE"}},
   };
@@ -453,7 +454,7 @@ TEST_F(Program, EveryExampleRuns) {
       write("quotes.csv", csv);
       write("quotes.hex", mdmsg("encode --encoding mInt --csv quotes.csv").out);
       write("quotes.json", mdmsg("decode --format json quotes.hex").out);
-      const std::string capture = mdmsg("encode --encoding mInt --to pcap quotes.json").out;
+      const std::string capture = mdmsg("encode --encoding mInt --format pcap quotes.json").out;
       write("feed.pcap", capture);
       write("feed.pcap.gz", gzipped(capture));
       write("example.sh", "PATH=$(dirname '" MDMSG_PROGRAM "'):$PATH\n" + line + "\n");

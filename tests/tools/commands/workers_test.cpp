@@ -49,16 +49,16 @@ TEST_F(Jobs, GiveTheBytesReportsAndStatusOfOne) {
   EXPECT_EQ(json.status, 1);
   EXPECT_GT(json.out.size(), std::size_t{1} << 20);
   write("feed.json", json.out + "{\"NOSUCH\":1}\n" + json.out);
-  EXPECT_EQ(mdmsg("generate --count 6000 --damaged 5 --to u16le --output feed.u16").status, 0);
-  EXPECT_EQ(mdmsg("generate --count 6000 --damaged 5 --to pcap --output feed.pcap").status, 0);
+  EXPECT_EQ(mdmsg("generate --count 6000 --damaged 5 --format u16le --output feed.u16").status, 0);
+  EXPECT_EQ(mdmsg("generate --count 6000 --damaged 5 --format pcap --output feed.pcap").status, 0);
   write("cut.u16", MD::test::contentsOf("feed.u16").substr(0, 300'001));
 
   expectTheSameOf("decode --max-reports 100000 feed.hex");
   expectTheSameOf("decode --format json feed.hex missing.hex feed.hex");
   expectTheSameOf("decode --format csv --fields SYMBOL,BID feed.hex");
   expectTheSameOf("decode --format json --framing u16le feed.u16 cut.u16 feed.u16");
-  expectTheSameOf("convert --to MsgT feed.hex");
-  expectTheSameOf("convert --to mInt --as u32be --framing u16le cut.u16 feed.u16");
+  expectTheSameOf("convert --encoding MsgT feed.hex");
+  expectTheSameOf("convert --encoding mInt --format u32be --framing u16le cut.u16 feed.u16");
   expectTheSameOf("encode --encoding mInt feed.json");
   expectTheSameOf("stats feed.hex");
   expectTheSameOf("stats --time-field SEND_TIME --framing u16le feed.u16 cut.u16");
@@ -89,7 +89,7 @@ TEST_F(Jobs, ReportsStayAtTheirPlaceInTheOutput) {
 TEST_F(Jobs, WhatDependsOnTheMessagesBeforeIsDoneByOne) {
   write("feed.hex", corruptFeed(3000));
   expectTheSameOf("decode --format json --skip 10 --limit 100 feed.hex");
-  expectTheSameOf("convert --to mInt --as pcap feed.hex");
+  expectTheSameOf("convert --encoding mInt --format pcap feed.hex");
 }
 
 TEST_F(Jobs, UnusableOptionsAreReportedOnce) {
