@@ -45,7 +45,7 @@ if importlib.util.find_spec("polars"):
     print(parquet)
 elif importlib.util.find_spec("duckdb"):
     duckdb: Any = importlib.import_module("duckdb")
-    duckdb.from_df(frame).write_parquet(parquet)
+    duckdb.sql("FROM columns").write_parquet(parquet)
     print(parquet)
 else:
     print("no Parquet: neither polars nor DuckDB is installed")

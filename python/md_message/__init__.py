@@ -196,7 +196,12 @@ class Column(_md_message._Column):
         numpy = _imported("numpy", "to_numpy()")
         if self.type not in ("INT", "INT64", "FLOAT", "DOUBLE", "EPOCH_NSEC"):
             values = numpy.empty(len(self), dtype=object)
-            values[:] = self.to_list()
+            encoded = self._encoded()
+            if encoded is None:
+                values[:] = self.to_list()
+            else:
+                # A null has the number -1, which is the last one.
+                values[:] = numpy.array([*encoded[0], None], dtype=object)[numpy.frombuffer(encoded[1], dtype=numpy.int32)]
             return values
         values = numpy.asarray(memoryview(self))  # type: ignore[arg-type]
         if self.type == "EPOCH_NSEC":
@@ -210,8 +215,14 @@ class Column(_md_message._Column):
         return values
 
     def to_pandas(self) -> _typing.Any:
-        """Returns the values as a pandas Series: nullable integers, floats, datetime64[ns, UTC] or objects."""
+        """Returns the values as a pandas Series: nullable integers, floats, datetime64[ns, UTC], objects or, of a
+        dictionary-encoded column, a categorical."""
         pandas = _imported("pandas", "to_pandas()")
+        encoded = self._encoded()
+        if encoded is not None:
+            numpy = _imported("numpy", "to_pandas()")
+            rows = numpy.frombuffer(encoded[1], dtype=numpy.int32)
+            return pandas.Series(pandas.Categorical.from_codes(rows, encoded[0]))
         if self.type in ("INT", "INT64") and self.null_count:
             numpy = _imported("numpy", "to_pandas()")
             values = numpy.asarray(memoryview(self)).copy()  # type: ignore[arg-type]
@@ -300,8 +311,9 @@ def _scan(
     framing: str | None,
     batch_rows: int,
     binary: _abc.Sequence[_Key],
+    dictionary_encoded: _abc.Sequence[_Key],
 ) -> _md_message._Scan:
-    return _md_message._Scan(source, where, fields, limit, framing, binary, batch_rows)
+    return _md_message._Scan(source, where, fields, limit, framing, binary, dictionary_encoded, batch_rows)
 
 
 def read_columns(
@@ -313,6 +325,7 @@ def read_columns(
     framing: str | None = None,
     batch_rows: int = 65536,
     binary: _abc.Sequence[_Key] = (),
+    dictionary_encoded: _abc.Sequence[_Key] = (),
 ) -> Columns:
     """Reads fields of all messages as columns, with the interpreter lock released.
 
@@ -321,10 +334,12 @@ def read_columns(
     batch_rows: the rows of a batch.
     binary: CHAR and STRING fields that may hold any bytes; they are binary columns in Arrow. Text of other fields that is
         not valid UTF-8 is a ValueError that names the message and the field.
+    dictionary_encoded: STRING fields with few values, such as symbols and venues. Each batch holds every value once, and
+        its number in each row: a dictionary-encoded column in Arrow, a categorical in pandas.
 
     A field that a message does not have, or that cannot be read, is null. Malformed messages are counted.
     """
-    scan = _scan(source, fields, where, limit, framing, batch_rows, binary)
+    scan = _scan(source, fields, where, limit, framing, batch_rows, binary, dictionary_encoded)
     table = scan.read()
     return Columns(table, scan.counts)
 
@@ -338,9 +353,10 @@ def read_batches(
     framing: str | None = None,
     batch_rows: int = 65536,
     binary: _abc.Sequence[_Key] = (),
+    dictionary_encoded: _abc.Sequence[_Key] = (),
 ) -> _abc.Iterator[Columns]:
     """Iterates over batches of columns, for inputs larger than the memory. The arguments are those of read_columns()."""
-    scan = _scan(source, fields, where, limit, framing, batch_rows, binary)
+    scan = _scan(source, fields, where, limit, framing, batch_rows, binary, dictionary_encoded)
     return (Columns(table, scan.counts) for table in scan)
 
 

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include <algorithm>
 #include <memory>
 #include <new>
 #include <string>
@@ -49,6 +50,7 @@ using SharedBatch = std::shared_ptr<const Batch>;
 /// What the columns of several objects have in common.
 struct Table {
   std::vector<tool::Field> fields;
+  std::vector<bool> isEncoded;                 ///< by column: dictionary-encoded
   std::shared_ptr<const ColumnBuilder> types;  ///< describes the columns
   std::vector<SharedBatch> batches;
   std::size_t rows = 0;
@@ -212,6 +214,7 @@ struct ColumnState {
   Py_ssize_t strideBytes = 0;
 
   const tool::Field& field() const noexcept { return table->fields[number]; }
+  bool isEncoded() const noexcept { return table->isEncoded[number]; }
   std::size_t nulls() const noexcept {
     std::size_t count = 0;
     for (const SharedBatch& batch : table->batches) {
@@ -250,6 +253,11 @@ Ref textAt(const ArrowArray& array, std::size_t row, bool isBytes) {
                  : decodeText(text, sizeBytes);
 }
 
+/// Of a dictionary-encoded column: which of the batch's values a row has.
+std::size_t numberAt(const ArrowArray& array, std::size_t row) noexcept {
+  return static_cast<std::size_t>(valueAt<std::int32_t>(array.buffers[1], row));
+}
+
 Ref objectAt(const ArrowArray& array, std::uint8_t type, std::size_t row) {
   if (!isValid(array, row)) {
     return none();
@@ -269,6 +277,9 @@ Ref objectAt(const ArrowArray& array, std::uint8_t type, std::size_t row) {
                                   valueAt<std::int32_t>(array.children[1]->buffers[1], row),
                                   valueAt<std::int16_t>(array.children[2]->buffers[1], row)));
     default:
+      if (array.dictionary != nullptr) {
+        return textAt(*array.dictionary, numberAt(array, row), false);
+      }
       return textAt(array, row, type == DATATYPES::BUFFER);
   }
 }
@@ -368,6 +379,44 @@ PyObject* columnToList(PyObject* self, PyObject*) noexcept {
   });
 }
 
+/// The values of a dictionary-encoded column, each once, and their numbers in the rows, -1 for a null, as bytes; None
+/// for other columns. Each batch has numbers of its own; here they are those of the whole column.
+PyObject* columnEncoded(PyObject* self, PyObject*) noexcept {
+  return guarded([&] {
+    const ColumnState& column = columnOf(self);
+    if (!column.isEncoded()) {
+      return none().release();
+    }
+    std::vector<std::int32_t> rows;
+    rows.reserve(column.table->rows);
+    Ref values = own(PyList_New(0));
+    Ref numbers = own(PyDict_New());
+    for (const SharedBatch& batch : column.table->batches) {
+      const ArrowArray& array = batch->column(column.number);
+      std::vector<std::int32_t> numberOf;
+      for (std::size_t i = 0; i != static_cast<std::size_t>(array.dictionary->length); ++i) {
+        Ref value = textAt(*array.dictionary, i, false);
+        PyObject* const known = PyDict_GetItemWithError(numbers.get(), value.get());
+        if (known == nullptr) {
+          check(PyErr_Occurred() != nullptr ? -1 : 0);
+          numberOf.push_back(static_cast<std::int32_t>(PyList_Size(values.get())));
+          check(PyList_Append(values.get(), value.get()));
+          check(PyDict_SetItem(numbers.get(), value.get(), toPython(numberOf.back()).get()));
+        } else {
+          numberOf.push_back(static_cast<std::int32_t>(PyLong_AsLong(known)));
+        }
+      }
+      for (std::size_t row = 0; row != batch->rows(); ++row) {
+        rows.push_back(isValid(array, row) ? numberOf[numberAt(array, row)] : -1);
+      }
+    }
+    const void* const bytes = rows.data();
+    const Ref packed = own(PyBytes_FromStringAndSize(static_cast<const char*>(bytes),
+                                                     static_cast<Py_ssize_t>(rows.size() * sizeof(std::int32_t))));
+    return own(PyTuple_Pack(2, values.get(), packed.get())).release();
+  });
+}
+
 PyObject* columnNulls(PyObject* self, void*) noexcept { return PyLong_FromSize_t(columnOf(self).nulls()); }
 PyObject* columnType(PyObject* self, void*) noexcept {
   return PyUnicode_FromString(tool::typeName(columnOf(self).field().type));
@@ -430,6 +479,7 @@ PyObject* tableBatches(PyObject* self, PyObject*) noexcept {
     for (const SharedBatch& batch : table.batches) {
       auto part = std::make_shared<Table>();
       part->fields = table.fields;
+      part->isEncoded = table.isEncoded;
       part->types = table.types;
       part->batches.push_back(batch);
       part->rows = batch->rows();
@@ -479,7 +529,10 @@ class ColumnReader {
   ColumnReader(Reading reading, const ColumnOptions& options) : m_reading(std::move(reading)) {
     std::vector<std::uint16_t> ids;
     for (const tool::Field& field : m_reading.selection->fields()) {
+      const auto& encoded = options.dictionaryFields;
       m_fields.push_back(field);
+      m_isEncoded.push_back(field.type == DATATYPES::STRING &&
+                            std::find(encoded.begin(), encoded.end(), field.id) != encoded.end());
       ids.push_back(field.id);
     }
     m_builder = std::make_unique<ColumnBuilder>(ids, options);
@@ -504,6 +557,7 @@ class ColumnReader {
   std::shared_ptr<Table> newTable() const {
     auto table = std::make_shared<Table>();
     table->fields = m_fields;
+    table->isEncoded = m_isEncoded;
     table->types = m_types;
     return table;
   }
@@ -557,6 +611,7 @@ class ColumnReader {
 
   Reading m_reading;
   std::vector<tool::Field> m_fields;
+  std::vector<bool> m_isEncoded;
   std::unique_ptr<ColumnBuilder> m_builder;
   std::shared_ptr<const ColumnBuilder> m_types;
   Receiver m_receiver;
@@ -587,9 +642,10 @@ std::vector<std::uint16_t> idsOf(PyObject* keys) {
 PyObject* createScan(PyTypeObject* type, PyObject* arguments, PyObject*) noexcept {
   return guarded([&] {
     PyObject *source = nullptr, *where = nullptr, *fields = nullptr, *limit = nullptr, *framing = nullptr,
-             *binary = nullptr;
+             *binary = nullptr, *encoded = nullptr;
     Py_ssize_t batchRows = 0;
-    if (PyArg_ParseTuple(arguments, "OOOOOOn", &source, &where, &fields, &limit, &framing, &binary, &batchRows) == 0) {
+    if (PyArg_ParseTuple(arguments, "OOOOOOOn", &source, &where, &fields, &limit, &framing, &binary, &encoded,
+                         &batchRows) == 0) {
       throw PythonError();
     }
     if (batchRows < 1) {
@@ -598,6 +654,7 @@ PyObject* createScan(PyTypeObject* type, PyObject* arguments, PyObject*) noexcep
     ColumnOptions options;
     options.batchRows = static_cast<std::size_t>(batchRows);
     options.binaryFields = idsOf(binary);
+    options.dictionaryFields = idsOf(encoded);
     auto reader = std::make_unique<ColumnReader>(makeReading(source, where, fields, limit, framing), options);
     Ref self = own(PyType_GenericAlloc(type, 0));
     scanOf(self.get()).reader = reader.release();
@@ -645,6 +702,8 @@ PyObject* scanCounts(PyObject* self, void*) noexcept {
 
 PyMethodDef g_columnMethods[] = {
     {"to_list", &columnToList, METH_NOARGS, "to_list($self, /)\n--\n\nReturns the values as a list, nulls as None."},
+    {"_encoded", &columnEncoded, METH_NOARGS,
+     "_encoded($self, /)\n--\n\nReturns the values of a dictionary-encoded column and their numbers in the rows."},
     {nullptr, nullptr, 0, nullptr}};
 PyGetSetDef g_columnAttributes[] = {
     {"null_count", &columnNulls, nullptr, "How many rows have no value.", nullptr},

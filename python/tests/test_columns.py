@@ -8,9 +8,11 @@ import subprocess
 import sys
 import threading
 
+import duckdb_library
 import pytest
 
 import md_message
+from duckdb_library import pointer_of
 from md_message import DateTime, Message
 
 MDMSG = os.environ["MDMSG"]
@@ -108,6 +110,38 @@ for function in (columns.to_numpy, columns.to_pandas, columns["SEQ"].to_pandas, 
     ]
 
 
+@pytest.mark.parametrize("batch_rows", [7, 1000])
+def test_dictionary_encoded_columns(batch_rows):
+    rows = ["NEB/USD", None, "ORI/USD", "NEB/USD", "", "J\u00e4ger", None] * 5
+    data = framed([Message(SEQ=seq, **({} if symbol is None else {"SYMBOL": symbol})) for seq, symbol in enumerate(rows)])
+    columns = md_message.read_columns(data, ["SEQ", "SYMBOL"], framing="u32le", batch_rows=batch_rows,
+                                      dictionary_encoded=["SYMBOL", "SEQ"])
+    symbol = columns["SYMBOL"]
+    assert symbol.to_list() == list(symbol) == rows and symbol.null_count == 10 and symbol.type == "STRING"
+    assert columns["SEQ"].to_list() == list(range(35)) and memoryview(columns["SEQ"])[34] == 34
+    assert [row for part in columns.batches() for row in part["SYMBOL"]] == rows
+    with pytest.raises(BufferError, match="SYMBOL"):
+        memoryview(symbol)
+    binary = md_message.read_columns(bytes.fromhex("0601000441ff4200"), ["SYMBOL"], framing="raw", binary=["SYMBOL"],
+                                     dictionary_encoded=["SYMBOL"])
+    assert binary["SYMBOL"].to_list() == ["A\udcffB"]
+    with pytest.raises(ValueError, match="SYMBOL.*not UTF-8"):
+        md_message.read_columns(bytes.fromhex("0601000441ff4200"), ["SYMBOL"], framing="raw", dictionary_encoded=["SYMBOL"])
+    with pytest.raises(KeyError):
+        md_message.read_columns(data, ["SYMBOL"], framing="u32le", dictionary_encoded=["NOPE"])
+    pytest.importorskip("numpy")
+    pytest.importorskip("pandas")
+    assert symbol.to_numpy().tolist() == rows
+    series = symbol.to_pandas()
+    assert list(series.cat.categories) == ["NEB/USD", "ORI/USD", "", "J\u00e4ger"]
+    assert [None if value != value else value for value in series] == rows
+    assert series.cat.codes.tolist() == [0, -1, 1, 0, 2, 3, -1] * 5
+    nothing = md_message.read_columns(b"", ["SYMBOL"], dictionary_encoded=["SYMBOL"])["SYMBOL"]
+    assert nothing.to_numpy().tolist() == [] and len(nothing.to_pandas()) == 0
+    absent = md_message.read_columns(framed([Message(SEQ=1)]), ["SYMBOL"], framing="u32le", dictionary_encoded=["SYMBOL"])
+    assert absent["SYMBOL"].to_numpy().tolist() == [None] and absent["SYMBOL"].to_pandas().isna().all()
+
+
 class Schema(ctypes.Structure):
     pass
 
@@ -122,21 +156,17 @@ class Stream(ctypes.Structure):
 
 Schema._fields_ = [("format", ctypes.c_char_p), ("name", ctypes.c_char_p), ("metadata", ctypes.c_void_p),
                    ("flags", ctypes.c_int64), ("n_children", ctypes.c_int64),
-                   ("children", ctypes.POINTER(ctypes.POINTER(Schema))), ("dictionary", ctypes.c_void_p),
+                   ("children", ctypes.POINTER(ctypes.POINTER(Schema))), ("dictionary", ctypes.POINTER(Schema)),
                    ("release", ctypes.CFUNCTYPE(None, ctypes.POINTER(Schema))), ("private", ctypes.c_void_p)]
 Array._fields_ = [("length", ctypes.c_int64), ("null_count", ctypes.c_int64), ("offset", ctypes.c_int64),
                   ("n_buffers", ctypes.c_int64), ("n_children", ctypes.c_int64),
                   ("buffers", ctypes.POINTER(ctypes.c_void_p)), ("children", ctypes.POINTER(ctypes.POINTER(Array))),
-                  ("dictionary", ctypes.c_void_p), ("release", ctypes.CFUNCTYPE(None, ctypes.POINTER(Array))),
+                  ("dictionary", ctypes.POINTER(Array)), ("release", ctypes.CFUNCTYPE(None, ctypes.POINTER(Array))),
                   ("private", ctypes.c_void_p)]
 Stream._fields_ = [("get_schema", ctypes.CFUNCTYPE(ctypes.c_int, ctypes.POINTER(Stream), ctypes.POINTER(Schema))),
                    ("get_next", ctypes.CFUNCTYPE(ctypes.c_int, ctypes.POINTER(Stream), ctypes.POINTER(Array))),
                    ("get_last_error", ctypes.CFUNCTYPE(ctypes.c_char_p, ctypes.POINTER(Stream))),
                    ("release", ctypes.CFUNCTYPE(None, ctypes.POINTER(Stream))), ("private", ctypes.c_void_p)]
-
-pointer_of = ctypes.pythonapi.PyCapsule_GetPointer
-pointer_of.restype = ctypes.c_void_p
-pointer_of.argtypes = [ctypes.py_object, ctypes.c_char_p]
 
 
 def test_the_arrow_stream():
@@ -177,6 +207,67 @@ def test_the_arrow_stream():
         assert ctypes.cast(taken.buffers[1], ctypes.POINTER(ctypes.c_double))[0] == values[0]
         taken.release(taken)
     assert rows == 250 and bids == len([value for value in expected if value is not None])
+
+
+def test_the_arrow_stream_of_a_dictionary_encoded_column():
+    rows = ["NEB/USD", None, "ORI/USD", "NEB/USD"]
+    data = framed([Message(SEQ=1, **({} if symbol is None else {"SYMBOL": symbol})) for symbol in rows])
+    columns = md_message.read_columns(data, ["SYMBOL"], framing="u32le", batch_rows=3, dictionary_encoded=["SYMBOL"])
+    capsule = columns.__arrow_c_stream__()
+    del columns
+    stream = Stream.from_address(pointer_of(capsule, b"arrow_array_stream"))
+    schema = Schema()
+    assert stream.get_schema(stream, schema) == 0
+    symbol = schema.children[0].contents
+    assert symbol.format == b"i" and symbol.dictionary.contents.format == b"u"
+    schema.release(schema)
+    batches = []
+    for _ in range(2):
+        array = Array()
+        assert stream.get_next(stream, array) == 0
+        symbol = array.children[0].contents
+        values = symbol.dictionary.contents
+        offsets = ctypes.cast(values.buffers[1], ctypes.POINTER(ctypes.c_int32))
+        texts = [ctypes.string_at(values.buffers[2] + offsets[i], offsets[i + 1] - offsets[i]) for i in range(values.length)]
+        numbers = ctypes.cast(symbol.buffers[1], ctypes.POINTER(ctypes.c_int32))
+        batches.append((texts, symbol.null_count, numbers[0], numbers[array.length - 1]))
+        array.release(array)
+    assert batches == [([b"NEB/USD", b"ORI/USD"], 1, 0, 1), ([b"NEB/USD"], 0, 0, 0)]
+
+
+@pytest.mark.skipif(not duckdb_library.is_there(), reason="DuckDB's library is missing; scripts/install-deps npm installs it")
+def test_duckdb_reads_the_stream(tmp_path):
+    messages = sample(1000)
+    columns = md_message.read_columns(framed(messages), [*NAMES, "VENUE"], framing="u32le", batch_rows=300,
+                                      dictionary_encoded=["SYMBOL"])
+    database = duckdb_library.DuckDb()
+    try:
+        database.load("t", columns)
+        del columns
+        assert database.query("SELECT column_name, column_type FROM (DESCRIBE t)") == [
+            ("SIDE", "VARCHAR"), ("BID_QTY", "INTEGER"), ("SEQ", "BIGINT"), ("DELTA", "FLOAT"), ("BID", "DOUBLE"),
+            ("SYMBOL", "VARCHAR"), ("RAW_PAYLOAD", "BLOB"),
+            ("EXCH_TIME", 'STRUCT(date INTEGER, "time" INTEGER, "offset" SMALLINT)'),
+            ("RECV_TIME", "TIMESTAMP WITH TIME ZONE"), ("VENUE", "VARCHAR")]
+        path = tmp_path / "messages.parquet"
+        database.query(f"COPY t TO '{path}' (FORMAT parquet)")
+        for source in ("t", f"'{path}'"):
+            rows = database.query(
+                "SELECT SIDE, BID_QTY, SEQ, DELTA, BID, SYMBOL, hex(RAW_PAYLOAD), EXCH_TIME.date, EXCH_TIME.time, "
+                f"EXCH_TIME.offset, epoch_ns(RECV_TIME), VENUE FROM {source}")
+            assert len(rows) == 1000
+            for message, row in zip(messages, rows):
+                side, quantity, seq, delta, bid, symbol, payload, *date_time, time, venue = row
+                found = {"SIDE": side, "BID_QTY": quantity and int(quantity), "SEQ": seq and int(seq),
+                         "DELTA": delta and float(delta), "BID": bid and float(bid), "SYMBOL": symbol,
+                         "RAW_PAYLOAD": payload if payload is None else bytes.fromhex(payload),
+                         "EXCH_TIME": None if date_time[0] is None else DateTime(*map(int, date_time)),
+                         "RECV_TIME": time and int(time), "VENUE": venue}
+                # DuckDB's timestamps with a time zone have microseconds.
+                expected = {name: message.get(name) for name in found}
+                assert found == {**expected, "RECV_TIME": expected["RECV_TIME"] and expected["RECV_TIME"] // 1000 * 1000}
+    finally:
+        database.close()
 
 
 def test_a_file_and_mdmsg_agree(tmp_path):

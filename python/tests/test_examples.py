@@ -1,4 +1,5 @@
 """The example programs, run."""
+import importlib.util
 import os
 import pathlib
 import socket
@@ -6,6 +7,7 @@ import subprocess
 import sys
 import time
 
+import duckdb_library
 import pytest
 
 import md_message
@@ -42,3 +44,27 @@ def test_plot_capture(tmp_path):
     count = int((frame["SYMBOL"] == "ORI/USD").sum())
     assert f"500 messages, {len(frame)} quotes" in run.stdout and f"picture.png: {count} quotes of ORI/USD" in run.stdout
     assert picture.read_bytes().startswith(b"\x89PNG")
+    if not any(importlib.util.find_spec(module) for module in ("polars", "duckdb")):
+        assert run.stdout.endswith("no Parquet: neither polars nor DuckDB is installed\n")
+
+
+@pytest.mark.skipif(not duckdb_library.is_there(), reason="DuckDB's library is missing; scripts/install-deps npm installs it")
+@pytest.mark.skipif(importlib.util.find_spec("polars") is not None, reason="polars is installed, and comes first")
+def test_plot_capture_saves_parquet_by_duckdb(tmp_path):
+    for module in ("matplotlib", "pandas"):
+        pytest.importorskip(module)
+    capture, picture = tmp_path / "feed.pcap", tmp_path / "picture.png"
+    subprocess.run([os.environ["MDMSG"], "generate", "--count", "500", "--to", "pcap", "--output", capture], check=True,
+                   capture_output=True)
+    here = pathlib.Path(__file__).parent
+    path = os.pathsep.join([str(here / "stand_ins"), str(here), os.environ["PYTHONPATH"]])
+    run = subprocess.run([sys.executable, EXAMPLES / "plot_capture.py", capture, "ORI/USD", picture], check=True,
+                         capture_output=True, text=True, env={**os.environ, "PYTHONPATH": path})
+    assert run.stdout.endswith(f"{tmp_path / 'picture.parquet'}\n")
+    columns = md_message.read_columns(capture, ["SYMBOL", "BID", "ASK", "SEND_TIME"])
+    database = duckdb_library.DuckDb()
+    rows = database.query(f"SELECT SYMBOL, BID, ASK, epoch_ns(SEND_TIME) FROM '{tmp_path / 'picture.parquet'}'")
+    database.close()
+    # DuckDB's timestamps with a time zone have microseconds.
+    assert [(symbol, bid and float(bid), ask and float(ask), int(time)) for symbol, bid, ask, time in rows] == [
+        (symbol, bid, ask, time // 1000 * 1000) for symbol, bid, ask, time in zip(*(one.to_list() for one in columns.values()))]
