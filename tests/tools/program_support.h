@@ -60,13 +60,6 @@ class Program : public testing::Test {
   ConfigurationFolder m_folder;
 };
 
-/// Recorded market data: the path of a file in the folder that MD_TEST_DATA names, empty when there is none.
-inline std::string dataFile(const char* name) {
-  const char* const folder = std::getenv("MD_TEST_DATA");
-  const std::string path = folder != nullptr ? std::string(folder) + '/' + name : std::string();
-  return std::ifstream(path).is_open() ? path : std::string();
-}
-
 }  // namespace MD::test
 
 #endif

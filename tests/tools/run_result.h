@@ -2,6 +2,8 @@
 #ifndef MD_TESTS_TOOLS_RUN_RESULT_H
 #define MD_TESTS_TOOLS_RUN_RESULT_H
 
+#include <cstdlib>
+
 #include <fstream>
 #include <iterator>
 #include <ostream>
@@ -26,6 +28,13 @@ inline bool operator==(const Result& a, const Result& b) {
 inline std::string contentsOf(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+/// Recorded market data: the path of a file in the folder that MD_TEST_DATA names, empty when there is none.
+inline std::string dataFile(const char* name) {
+  const char* const folder = std::getenv("MD_TEST_DATA");
+  const std::string path = folder != nullptr ? std::string(folder) + '/' + name : std::string();
+  return std::ifstream(path).is_open() ? path : std::string();
 }
 
 }  // namespace MD::test

@@ -17,6 +17,7 @@
 #include "command_line/command_table.h"
 #include "command_line/dict_command_line.h"
 #include "command_line/feed_command_line.h"
+#include "command_line/filter_command_line.h"
 #include "command_line/help_command_line.h"
 #include "command_line/message_command_line.h"
 #include "command_line/nats_command_line.h"
@@ -71,10 +72,10 @@ std::vector<Command> addCommands(CLI::App& app, const NatsCommands* nats) {
       "  mdmsg convert --encoding MsgT quotes.hex > other.hex\n"
       "\n"
       "Run \"mdmsg help COMMAND\" for details.");
-  std::vector<Command> commands{addEncode(app),  addDecode(app),        addConvert(app),         addDiff(app),
-                                addDump(app),    addStats(app),         addGenerate(app),        addReplay(app),
-                                addListen(app),  addPublish(app, nats), addSubscribe(app, nats), addWireshark(app),
-                                addDescribe(app)};
+  std::vector<Command> commands{addEncode(app),    addDecode(app),  addConvert(app),       addFilter(app),
+                                addDiff(app),      addDump(app),    addStats(app),         addGenerate(app),
+                                addReplay(app),    addListen(app),  addPublish(app, nats), addSubscribe(app, nats),
+                                addWireshark(app), addDescribe(app)};
   addDictCommands(app, commands);
   commands.push_back(addHelp(app));
   addOldNames(app);

@@ -67,6 +67,10 @@ struct ConvertOptions {
 /// @throws UsageError for an encoding that there is not
 void convert(const Task& task, const ConvertOptions& options);
 
+/// Messages that are selected, as they came and into the same kind of file.
+/// @param source  how the task's messages are read
+void filter(const Task& task, const SourceOptions& source);
+
 struct DiffOptions {
   std::vector<std::string> keys;  ///< fields by which messages belong together; none: by their order alone
   bool isJson = false;

@@ -1,7 +1,5 @@
 #include "messages/message_sink.h"
 
-#include <cstring>
-
 #include <limits>
 
 #include "base/diagnostics.h"
@@ -19,13 +17,16 @@ Endpoint ipv4Endpoint(const char* option, const std::string& text) {
   return *endpoint;
 }
 
-void appendBytes(const std::uint8_t* bytes, std::size_t sizeBytes, std::string& out) {
-  const std::size_t start = out.size();
-  out.resize(start + sizeBytes);
-  std::memcpy(&out[start], bytes, sizeBytes);
+}  // namespace
+
+LineError secondRaw() {
+  return {ReportKind::NotHeld, "a raw output holds one message; u16le, u16be, u32le and u32be keep several apart"};
 }
 
-}  // namespace
+void appendBytes(const std::uint8_t* bytes, std::size_t sizeBytes, std::string& out) {
+  const void* const first = bytes;
+  out.append(static_cast<const char*>(first), sizeBytes);
+}
 
 Field timeFieldOf(const std::string& name, const FieldNames& names) {
   Field field;
@@ -65,13 +66,12 @@ void MessageSink::append(const std::uint8_t* bytes, std::uint32_t sizeBytes, std
       return;
     case OutputForm::Raw:
       if (m_hasRaw) {
-        throw LineError(ReportKind::NotHeld,
-                        "a raw output holds one message; u16le, u16be, u32le and u32be keep several apart");
+        throw secondRaw();
       }
       m_hasRaw = true;
       return appendBytes(bytes, sizeBytes, m_out.text());
     case OutputForm::Framed:
-      return appendFramed(bytes, sizeBytes);
+      return appendFramed(m_options.framing, bytes, sizeBytes, m_out.text());
     case OutputForm::Capture:
       m_capture->append(timeNs, bytes, sizeBytes, m_out.text());
   }
@@ -91,16 +91,15 @@ std::int64_t MessageSink::packetTime(const MD_Message& message, std::optional<st
   return m_lastTimeNs;
 }
 
-void MessageSink::appendFramed(const std::uint8_t* bytes, std::uint32_t sizeBytes) {
-  const Framing framing = m_options.framing;
+void appendFramed(const Framing& framing, const std::uint8_t* bytes, std::uint32_t sizeBytes, std::string& out) {
   if (framing.sizeBytes == 2 && sizeBytes > 0xffff) {
     throw LineError(ReportKind::NotHeld, std::to_string(sizeBytes) + " bytes are too long for a length of 2 bytes");
   }
   for (unsigned i = 0; i != framing.sizeBytes; ++i) {
     const unsigned shift = 8 * (framing.isBigEndian ? framing.sizeBytes - 1U - i : i);
-    m_out.text() += static_cast<char>(sizeBytes >> shift & 0xff);
+    out += static_cast<char>(sizeBytes >> shift & 0xff);
   }
-  appendBytes(bytes, sizeBytes, m_out.text());
+  appendBytes(bytes, sizeBytes, out);
 }
 
 }  // namespace MD::tool

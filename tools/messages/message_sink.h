@@ -35,6 +35,12 @@ struct SinkOptions {
 /// The EPOCH_NSEC field of this name or id. @throws UsageError when there is none
 Field timeFieldOf(const std::string& name, const FieldNames& names);
 
+/// What to say of a second message of a raw output.
+LineError secondRaw();
+void appendBytes(const std::uint8_t* bytes, std::size_t sizeBytes, std::string& out);
+/// Appends bytes with their length before them. @throws LineError when they are too long; nothing is appended
+void appendFramed(const Framing& framing, const std::uint8_t* bytes, std::uint32_t sizeBytes, std::string& out);
+
 class MessageSink {
  public:
   /// @throws UsageError when an option cannot be used
@@ -52,7 +58,6 @@ class MessageSink {
 
  private:
   std::int64_t packetTime(const MD_Message& message, std::optional<std::int64_t> timeNs);
-  void appendFramed(const std::uint8_t* bytes, std::uint32_t sizeBytes);
 
   SinkOptions m_options;
   Output& m_out;

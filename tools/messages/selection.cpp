@@ -100,7 +100,7 @@ bool Selection::addField(Field field) {
 }
 
 bool Selection::takes(const InputMessage& input) {
-  if (m_peeked <= kMostPeeked) {
+  if (m_peeked <= kMostPeeked || !hasEncodingCode(input)) {
     return meets(Candidate(input)) && count();
   }
   const auto message = MD_Message::createFromBytes(input.data, static_cast<std::uint32_t>(input.sizeBytes));
@@ -115,7 +115,7 @@ bool Selection::meets(const Candidate& candidate) {
 
 /// A message without a time is not.
 bool Selection::isInTime(const InputMessage* input) {
-  if (input == nullptr || !input->hasEndpoints) {
+  if (input == nullptr || (!input->hasEndpoints && input->packet == nullptr)) {
     throw UsageError(
         "--from-time and --to-time go with captures; elsewhere --where compares a field: 'FIELD >= "
         "2024-06-03T09:30:00'");

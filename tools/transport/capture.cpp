@@ -7,11 +7,9 @@
 namespace MD::tool {
 namespace {
 
-constexpr std::uint32_t kNanosecondMagic = 0xa1b23c4d;
-
-void append32(std::uint32_t value, std::string& out) {
-  for (int i = 0; i != 4; ++i, value >>= 8) {
-    out += static_cast<char>(value & 0xff);
+void append32(std::uint32_t value, bool isBigEndian, std::string& out) {
+  for (unsigned i = 0; i != 4; ++i) {
+    out += static_cast<char>(value >> 8 * (isBigEndian ? 3 - i : i) & 0xff);
   }
 }
 
@@ -36,13 +34,28 @@ LineError noSuchTime(const std::string& ns) {
   return LineError(ReportKind::NotHeld, "a capture cannot say the time " + ns + " (years 1970 to 2106)");
 }
 
-void CaptureWriter::begin(std::string& out) {
-  append32(kNanosecondMagic, out);
-  out.append("\x02\x00\x04\x00", 4);  // version 2.4
-  append32(0, out);                   // times are UTC
-  append32(0, out);
-  append32(262144, out);  // the longest packet
-  append32(kLinkEthernet, out);
+void appendCaptureHeader(const CaptureFormat& format, std::string& out) {
+  constexpr std::uint32_t kMicrosecondMagic = 0xa1b2c3d4;
+  constexpr std::uint32_t kNanosecondMagic = 0xa1b23c4d;
+  append32(format.isNanosecond ? kNanosecondMagic : kMicrosecondMagic, format.isBigEndian, out);
+  out.append(format.isBigEndian ? std::string_view("\0\2\0\4", 4) : std::string_view("\2\0\4\0", 4));  // version 2.4
+  for (const std::uint32_t value : {format.zone, format.significantFigures, format.snapshotBytes, format.link}) {
+    append32(value, format.isBigEndian, out);
+  }
+}
+
+void appendPacket(const CapturedPacket& packet, const CaptureFormat& format, std::int64_t timeNs, std::string& out) {
+  constexpr std::int64_t kNsPerSecond = 1'000'000'000;
+  if (timeNs < 0 || timeNs / kNsPerSecond > std::numeric_limits<std::uint32_t>::max()) {
+    throw noSuchTime(std::to_string(timeNs));
+  }
+  const std::int64_t part = timeNs % kNsPerSecond;
+  append32(static_cast<std::uint32_t>(timeNs / kNsPerSecond), format.isBigEndian, out);
+  append32(static_cast<std::uint32_t>(format.isNanosecond ? part : part / 1000), format.isBigEndian, out);
+  append32(packet.sizeBytes, format.isBigEndian, out);
+  append32(packet.wireBytes, format.isBigEndian, out);
+  const void* const bytes = packet.data;
+  out.append(static_cast<const char*>(bytes), packet.sizeBytes);
 }
 
 void CaptureWriter::append(std::int64_t timeNs, const std::uint8_t* payload, std::size_t payloadBytes,
@@ -51,17 +64,14 @@ void CaptureWriter::append(std::int64_t timeNs, const std::uint8_t* payload, std
     throw LineError(ReportKind::NotHeld, std::to_string(payloadBytes) + " bytes are too long for a datagram (" +
                                              std::to_string(kMaxPayloadBytes) + ")");
   }
-  constexpr std::int64_t kNsPerSecond = 1'000'000'000;
-  if (timeNs < 0 || timeNs / kNsPerSecond > std::numeric_limits<std::uint32_t>::max()) {
-    throw noSuchTime(std::to_string(timeNs));
-  }
   m_frame.clear();
-  appendFrame(m_source, m_destination, m_identification++, payload, payloadBytes, m_frame);
-  append32(static_cast<std::uint32_t>(timeNs / kNsPerSecond), out);
-  append32(static_cast<std::uint32_t>(timeNs % kNsPerSecond), out);
-  append32(static_cast<std::uint32_t>(m_frame.size()), out);
-  append32(static_cast<std::uint32_t>(m_frame.size()), out);
-  out += m_frame;
+  appendFrame(m_source, m_destination, m_identification, payload, payloadBytes, m_frame);
+  CapturedPacket packet;
+  const void* const bytes = m_frame.data();
+  packet.data = static_cast<const std::uint8_t*>(bytes);
+  packet.sizeBytes = packet.wireBytes = static_cast<std::uint32_t>(m_frame.size());
+  appendPacket(packet, CaptureFormat(), timeNs, out);
+  ++m_identification;
 }
 
 }  // namespace MD::tool

@@ -31,16 +31,22 @@ std::unique_ptr<MessageSource> openCapture(InputBuffer& in, const SourceOptions&
 /// What to say about a packet's time that is out of range.
 LineError noSuchTime(const std::string& ns);
 
+/// Appends what a pcap file of this format begins with.
+void appendCaptureHeader(const CaptureFormat& format, std::string& out);
+/// Appends a packet. @param timeNs  since 1970, from 0 to the year 2106, where the format's 32 bits of seconds end
+/// @throws LineError when the time is out of range; nothing is appended
+void appendPacket(const CapturedPacket& packet, const CaptureFormat& format, std::int64_t timeNs, std::string& out);
+
 /// Writes a pcap file (nanosecond timestamps, Ethernet) into a string: begin() once, then packets.
 class CaptureWriter {
  public:
   CaptureWriter(const Endpoint& source, const Endpoint& destination) : m_source(source), m_destination(destination) {}
 
   /// Appends what the file begins with.
-  static void begin(std::string& out);
+  static void begin(std::string& out) { appendCaptureHeader(CaptureFormat(), out); }
 
   /// Appends a packet with a UDP datagram.
-  /// @param timeNs  since 1970, from 0 to the year 2106, where the format's 32 bits of seconds end
+  /// @param timeNs  as of appendPacket()
   /// @throws LineError when the payload is longer than kMaxPayloadBytes or the time out of range; nothing is appended
   void append(std::int64_t timeNs, const std::uint8_t* payload, std::size_t payloadBytes, std::string& out);
 

@@ -169,6 +169,35 @@ std::vector<std::string> alternativesOf(const std::string& expression) {
   return end() ? alternatives : std::vector<std::string>();
 }
 
+/// What the first bytes of a plain pcap file say; nothing for other bytes.
+std::optional<CaptureFormat> formatOf(std::string_view head) {
+  constexpr std::size_t kHeaderBytes = 24;
+  if (head.size() < kHeaderBytes) {
+    return std::nullopt;
+  }
+  CaptureFormat format;
+  const auto number = [&](std::size_t at) {
+    std::uint32_t value = 0;
+    for (std::size_t i = 0; i != 4; ++i) {
+      value = value << 8 | static_cast<std::uint8_t>(head[at + (format.isBigEndian ? i : 3 - i)]);
+    }
+    return value;
+  };
+  for (const bool isBigEndian : {false, true}) {
+    format.isBigEndian = isBigEndian;
+    const std::uint32_t magic = number(0);
+    format.isNanosecond = magic == 0xa1b23c4d;
+    if (format.isNanosecond || magic == 0xa1b2c3d4) {
+      format.zone = number(8);
+      format.significantFigures = number(12);
+      format.snapshotBytes = number(16);
+      format.link = number(20);
+      return format;
+    }
+  }
+  return std::nullopt;
+}
+
 /// An open capture with its filter.
 class OpenCapture {
  public:
@@ -226,7 +255,8 @@ class OpenCapture {
   }
 
   const std::uint8_t* bytes() const noexcept { return m_bytes; }
-  std::size_t capturedBytes() const noexcept { return m_header->caplen; }
+  std::uint32_t capturedBytes() const noexcept { return m_header->caplen; }
+  std::uint32_t wireBytes() const noexcept { return m_header->len; }
   /// Empty when the capture says one that 64 bits of nanoseconds since 1970 do not reach.
   std::optional<std::int64_t> timeNs() const noexcept {
     constexpr std::int64_t kNsPerSecond = 1'000'000'000;
@@ -244,6 +274,11 @@ class OpenCapture {
     return seconds * kNsPerSecond + ns;
   }
   int link() const { return pcap_datalink(m_capture); }
+  /// The same as files have it.
+  std::uint32_t fileLink() const {
+    constexpr std::uint32_t kRawInFiles = 101;
+    return link() == kLinkRaw || link() == kLinkRawOpenBsd ? kRawInFiles : static_cast<std::uint32_t>(link());
+  }
   std::string linkName() const {
     const char* const name = pcap_datalink_val_to_name(link());
     return name != nullptr ? name : std::to_string(link());
@@ -277,7 +312,17 @@ class OpenCapture {
 class CaptureSource : public MessageSource {
  public:
   CaptureSource(InputBuffer& in, const SourceOptions& options, Output& out, Reporter& reporter)
-      : m_options(options), m_reporter(reporter), m_input(in, out), m_capture(m_input.open(), m_input) {
+      : m_options(options),
+        m_takesPackets(options.takesPackets && !options.port && !options.group),
+        m_reporter(reporter),
+        m_format(formatOf(headOf(in, out))),
+        m_input(in, out),
+        m_capture(m_input.open(), m_input) {
+    m_packet.isPlainPcap = m_format.has_value();
+    if (!m_format) {
+      m_format.emplace().link = m_capture.fileLink();
+    }
+    m_packet.format = *m_format;
     if (!isKnownLinkType(m_capture.link())) {
       throw InputError("its packets have link headers of a kind that is not known here, " + m_capture.linkName());
     }
@@ -292,14 +337,23 @@ class CaptureSource : public MessageSource {
         ++m_counts.notSelected;
         continue;
       }
-      const Packet packet = readPacket(m_capture.link(), m_capture.bytes(), m_capture.capturedBytes());
+      m_packet.data = m_capture.bytes();
+      m_packet.sizeBytes = m_capture.capturedBytes();
+      m_packet.wireBytes = m_capture.wireBytes();
+      m_packet.isCut = m_packet.isPlainPcap && m_capture.position() > m_start + kPacketHeaderBytes + m_packet.sizeBytes;
+      const Packet packet = readPacket(m_capture.link(), m_packet.data, m_packet.sizeBytes);
+      message = {};
+      message.timeNs = m_capture.timeNs();
+      message.packet = &m_packet;
       if (!isDatagram(packet)) {
+        if (m_takesPackets) {
+          return true;
+        }
         continue;
       }
       ++m_counts.datagrams;
       message.data = packet.payload;
       message.sizeBytes = packet.payloadBytes;
-      message.timeNs = m_capture.timeNs();
       message.source = packet.source;
       message.destination = packet.destination;
       message.hasEndpoints = true;
@@ -315,6 +369,9 @@ class CaptureSource : public MessageSource {
   }
 
   void reportWhole() override {
+    if (m_takesPackets) {
+      return;
+    }
     if (m_counts.fragments != 0) {
       m_reporter.wholeInput(counted(m_counts.fragments, "packet is a fragment", "packets are fragments") +
                             ", which are not reassembled (packets " + m_fragmentNumbers.text() + ')');
@@ -332,17 +389,24 @@ class CaptureSource : public MessageSource {
   }
 
   const CaptureCounts* counts() const override { return &m_counts; }
+  const CaptureFormat* captureFormat() const override { return &*m_format; }
 
  private:
+  /// As many first bytes as a pcap file has in front of its packets.
+  static std::string_view headOf(InputBuffer& in, Output& out) {
+    out.flush();
+    return in.peek(24);
+  }
+
   bool nextPacket() {
-    const std::uint64_t position = m_capture.position();
-    m_reporter.setPlace({Place::Kind::Packet, m_counts.packets + 1, position});
+    m_start = m_capture.position();
+    m_reporter.setPlace({Place::Kind::Packet, m_counts.packets + 1, m_start});
     try {
       if (!m_capture.next(m_input)) {
         return false;
       }
     } catch (const InputError& error) {
-      throw InputError("packet " + std::to_string(m_counts.packets + 1) + " (byte " + std::to_string(position) +
+      throw InputError("packet " + std::to_string(m_counts.packets + 1) + " (byte " + std::to_string(m_start) +
                        ") cannot be read: " + error.what());
     }
     ++m_counts.packets;
@@ -365,9 +429,15 @@ class CaptureSource : public MessageSource {
           return false;
         }
         ++m_counts.cutShort;
+        if (m_takesPackets) {
+          return false;
+        }
         throw LineError("the capture holds a part of this datagram only; skipped");
       case PacketKind::Malformed:
         ++m_counts.malformed;
+        if (m_takesPackets) {
+          return false;
+        }
         throw LineError(std::string("broken packet: ") + packet.reason);
       case PacketKind::Fragment:
         ++m_counts.fragments;
@@ -440,9 +510,14 @@ class CaptureSource : public MessageSource {
   }
 
   static constexpr std::uint8_t kTcp = 6;
+  static constexpr std::uint64_t kPacketHeaderBytes = 16;
 
   SourceOptions m_options;
+  bool m_takesPackets;
   Reporter& m_reporter;
+  std::optional<CaptureFormat> m_format;
+  CapturedPacket m_packet;
+  std::uint64_t m_start = 0;  // of the packet in the input
   StdioInput m_input;
   OpenCapture m_capture;
   CaptureCounts m_counts;

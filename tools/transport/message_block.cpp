@@ -13,6 +13,8 @@ void MessageBlock::add(const InputMessage& message, const Place& place) {
   const std::size_t offset = m_bytes.size();
   m_bytes.insert(m_bytes.end(), message.data, message.data + message.sizeBytes);
   m_items.push_back({message, offset, place, 0});
+  m_items.back().message.packet = nullptr;
+  m_items.back().message.line = {};
 }
 
 void MessageBlock::add(const LineError& error, const Place& place) {

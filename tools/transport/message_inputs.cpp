@@ -38,6 +38,9 @@ bool MessageInputs::open() {
       }
     });
     if (m_source != nullptr) {
+      if (const CaptureFormat* const format = m_source->captureFormat()) {
+        m_format = *format;
+      }
       return true;
     }
   }

@@ -24,6 +24,8 @@ class MessageInputs final : public MessageSource {
 
   /// Of all captures that have been read as far as they go.
   const CaptureCounts* counts() const override { return m_counts ? &*m_counts : nullptr; }
+  /// Of the last capture that was opened.
+  const CaptureFormat* captureFormat() const override { return m_format ? &*m_format : nullptr; }
 
  private:
   bool open();
@@ -37,6 +39,7 @@ class MessageInputs final : public MessageSource {
   std::unique_ptr<MessageSource> m_source;  // of that input
   std::uint64_t m_number = 0;               // of that input
   std::optional<CaptureCounts> m_counts;
+  std::optional<CaptureFormat> m_format;
 };
 
 }  // namespace MD::tool

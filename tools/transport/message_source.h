@@ -7,6 +7,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "base/diagnostics.h"
 #include "base/output.h"
@@ -43,6 +44,8 @@ struct SourceOptions {
   std::uint32_t longestMessageBytes = kLongestMessage;  ///< a longer one is reported
   /// Whether datagrams that have an unknown encoding byte come too; else they are counted, and reported at the end.
   bool takesForeign = false;
+  /// Of captures: whether packets without a datagram come too, as messages without bytes.
+  bool takesPackets = false;
 
   bool selectsDatagrams() const noexcept { return port || group || !filter.empty(); }
 };
@@ -60,6 +63,9 @@ struct InputMessage {
   std::uint64_t input = 0;            ///< the number of the input that it is from
   const std::string* file = nullptr;  ///< the name of that input; null where there is none
   std::uint64_t number = 0;           ///< of the packet, message or line in it, from 1; 0 where it is the whole input
+  // What it was found in: of captures the packet, of hex lines the line without its end.
+  const CapturedPacket* packet = nullptr;
+  std::string_view line;
 };
 
 /// What a capture held.
@@ -93,6 +99,9 @@ class MessageSource {
 
   /// Null for inputs that are no capture.
   virtual const CaptureCounts* counts() const { return nullptr; }
+
+  /// What the input's packets are written with; null for inputs that are no capture.
+  virtual const CaptureFormat* captureFormat() const { return nullptr; }
 };
 
 /// Whether a message begins with the code of an encoding.

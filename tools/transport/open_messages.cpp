@@ -44,6 +44,7 @@ class HexLineSource : public MessageSource {
     }
     parseHex(line, Blanks::BetweenBytes, m_bytes);
     message = {};
+    message.line = line;
     message.data = m_bytes.data();
     message.sizeBytes = m_bytes.size();
     return true;

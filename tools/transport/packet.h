@@ -71,6 +71,31 @@ struct Packet {
   const char* reason = "";  ///< of Malformed
 };
 
+/// What a capture file says of all its packets.
+struct CaptureFormat {
+  bool isNanosecond = true;  ///< else timestamps are written in microseconds
+  bool isBigEndian = false;
+  std::uint32_t zone = 0;  ///< not used by readers, and so is the next
+  std::uint32_t significantFigures = 0;
+  std::uint32_t snapshotBytes = 262144;  ///< the longest packet
+  std::uint32_t link = kLinkEthernet;    ///< as the file has it; the upper bits are about checksums behind packets
+
+  friend bool operator==(const CaptureFormat& a, const CaptureFormat& b) {
+    return a.isNanosecond == b.isNanosecond && a.isBigEndian == b.isBigEndian && a.zone == b.zone &&
+           a.significantFigures == b.significantFigures && a.snapshotBytes == b.snapshotBytes && a.link == b.link;
+  }
+};
+
+/// A packet as a capture holds it.
+struct CapturedPacket {
+  const std::uint8_t* data = nullptr;
+  std::uint32_t sizeBytes = 0;
+  std::uint32_t wireBytes = 0;  ///< how long it was; the capture may hold less
+  CaptureFormat format;         ///< of the capture, or what comes closest to it where that is no plain pcap
+  bool isPlainPcap = true;
+  bool isCut = false;  ///< it is longer than the capture says of all its packets; libpcap gives a part only
+};
+
 /// Looks into a packet; VLAN tags and IPv6 extension headers are stepped over. Reads nothing outside the captured
 /// bytes. Checksums are not looked at: captures on the sending machine hold wrong ones.
 Packet readPacket(int link, const std::uint8_t* bytes, std::size_t capturedBytes);

@@ -1,0 +1,66 @@
+#include "messages/message_copier.h"
+
+#include <cstdint>
+
+#include "base/errors.h"
+#include "base/quoted_text.h"
+#include "messages/message_sink.h"
+#include "transport/capture.h"
+
+namespace MD::tool {
+
+void MessageCopier::begin(const CaptureFormat* format, std::string& out) {
+  if (format != nullptr) {
+    m_format = *format;
+    appendCaptureHeader(*format, out);
+  }
+}
+
+void MessageCopier::append(const InputMessage& message, std::string& out) {
+  requireSameKind(message);
+  if (m_format) {
+    if (!message.timeNs) {
+      throw LineError(ReportKind::NotHeld, "the capture states no time for the packet that can be written");
+    }
+    if (message.packet->isCut) {
+      throw LineError(ReportKind::NotHeld, "the packet is longer than the " + std::to_string(m_format->snapshotBytes) +
+                                               " bytes that the capture states for all packets");
+    }
+    appendPacket(*message.packet, *m_format, *message.timeNs, out);
+  } else if (m_options.form == InputForm::Framed) {
+    appendFramed(m_options.framing, message.data, static_cast<std::uint32_t>(message.sizeBytes), out);
+  } else if (m_options.form == InputForm::Raw) {
+    if (m_hasRaw) {
+      throw secondRaw();
+    }
+    m_hasRaw = true;
+    appendBytes(message.data, message.sizeBytes, out);
+  } else {
+    out.append(message.line) += '\n';
+  }
+}
+
+/// A packet of a capture with another link type would be misread, and one that is longer than the header says cut.
+void MessageCopier::requireSameKind(const InputMessage& message) const {
+  const auto refuse = [&](const char* what) {
+    throw UsageError(pathText(*message.file) + what + " than the input before it; the output has one kind");
+  };
+  if (m_format.has_value() != (message.packet != nullptr)) {
+    refuse(" is of another kind");
+  }
+  if (!m_format) {
+    return;
+  }
+  const CaptureFormat& format = message.packet->format;
+  if (format.link != m_format->link) {
+    refuse(" has packets of another link type");
+  }
+  if (format.isNanosecond && !m_format->isNanosecond) {
+    refuse(" has more precise timestamps");
+  }
+  if (m_format->snapshotBytes != 0 && message.packet->sizeBytes > m_format->snapshotBytes) {
+    refuse(" has longer packets");
+  }
+}
+
+}  // namespace MD::tool
