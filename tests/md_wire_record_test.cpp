@@ -37,6 +37,28 @@ std::string textOf(const Bytes& bytes) {
   return text;
 }
 
+/// The records by the form of the walk that reports readable fields apart, or by the other one, as the same text.
+std::string kindsOf(const HeapBlock& block, bool isSplit) {
+  std::string text;
+  const auto addReadable = [&](FIELDS::packed_rec field, std::uint16_t id) {
+    text += "readable " + std::to_string(id) + " slot " + std::to_string(field.slot) + "; ";
+  };
+  const auto add = [&](const WireRecord& record) {
+    if (!isSplit && record.kind == WireRecord::Kind::Field && record.value == WireRecord::Value::Readable) {
+      addReadable(record.field, record.id);
+      return;
+    }
+    text += std::to_string(record.id) + " at " + std::to_string(record.position) + " to " +
+            std::to_string(record.endPosition) + ' ' + nameOf(record.kind) + ' ' + nameOf(record.value) + "; ";
+  };
+  if (isSplit) {
+    forEachWireRecord(block.data(), block.size(), MD_FieldMap::instance(), addReadable, add);
+  } else {
+    forEachWireRecord(block.data(), block.size(), MD_FieldMap::instance(), add);
+  }
+  return text;
+}
+
 struct WireCase {
   const char* name;
   const char* bytes;
@@ -107,6 +129,7 @@ TEST(WireRecord, FieldsAreTheRecordsOfARange) {
       bytes[0] = kCodes[(random >> 16) % 3];
     }
     const HeapBlock block(bytes);
+    ASSERT_EQ(kindsOf(block, true), kindsOf(block, false));
     const RecordRange range(block.data(), block.size());
     auto expected = range.begin();
     std::uint64_t next = 0;
@@ -125,6 +148,24 @@ TEST(WireRecord, FieldsAreTheRecordsOfARange) {
     ASSERT_EQ(expected, range.end());
     ASSERT_TRUE(next == 0 || next == block.size());
   }
+}
+
+TEST_P(WireRecordsOf, AreTheSameWithReadableFieldsApart) {
+  loadDictionary(kDictionary);
+  const HeapBlock block(fromHex(GetParam().bytes));
+  EXPECT_EQ(kindsOf(block, true), kindsOf(block, false));
+}
+
+TEST(WireRecord, ReadableFieldsApartKeepTheWireOrder) {
+  loadDictionary(kDictionary);
+  // An integer, an unknown field, a string, a DOUBLE of four bytes and a shorter integer.
+  const HeapBlock block(fromHex("06 2C 01 01 05  0F 27 01 00  3C 00 02 41 00  16 00 04 00 00 00 00  2C 01 01 07"));
+  std::string text;
+  forEachWireRecord(
+      block.data(), block.size(), MD_FieldMap::instance(),
+      [&](FIELDS::packed_rec, std::uint16_t id) { text += std::to_string(id) + ", "; },
+      [&](const WireRecord& record) { text += '(' + std::to_string(record.id) + ' ' + nameOf(record.value) + "), "; });
+  EXPECT_EQ(text, "300, (9999 not carried), 60, (22 wrong size), 300, ");
 }
 
 TEST(WireRecord, FixedSizesAreThoseOfValuesThatMessagesCarry) {

@@ -105,6 +105,14 @@ MD_ALWAYS_INLINE inline WireRecord wireRecordOf(const ByteView& bytes, const Wal
           head.type,     walked.id,  walked.field,    kind,           value};
 }
 
+/// WireRecord::Value::Readable for the value of a whole field, without a record of it.
+template <class Layout>
+MD_ALWAYS_INLINE inline bool isReadableField(const ByteView& bytes, const RecordHead& head) noexcept {
+  const std::uint8_t size = kSizesOfValues[head.type];
+  return size != 0 && ((size != kVaryingSize && head.valueBytes == size) ||
+                       readabilityOf<Layout>(bytes, head) == WireRecord::Value::Readable);
+}
+
 }  // namespace detail
 
 /// Calls `use` with a `const WireRecord&` for each record, in wire order; not at all for bytes of no encoding, and for
@@ -119,6 +127,36 @@ void forEachWireRecord(const std::uint8_t* bytes, std::uint64_t sizeBytes, const
     detail::RecordWalk<Layout> walk(view, dictionary);
     for (detail::WalkedRecord walked; walk.next(walked);) {
       use(detail::wireRecordOf<Layout>(view, walked));
+    }
+  });
+}
+
+/// The same, several times as fast where nearly all records are fields that can be read: it calls
+/// `useReadable(FIELDS::packed_rec field, std::uint16_t id)` for these and `use` for all other records, in wire order.
+template <class UseReadable, class Use>
+void forEachWireRecord(const std::uint8_t* bytes, std::uint64_t sizeBytes, const MD_FieldMap& dictionary,
+                       UseReadable useReadable, Use use) {
+  detail::withLayout(bytes, sizeBytes, [&](auto layout) {
+    using Layout = typename decltype(layout)::Layout;
+    const detail::ByteView view(bytes, sizeBytes);
+    detail::RecordWalk<Layout> walk(view, dictionary);
+    for (detail::WalkedRecord walked;;) {
+      walk.passWholeFields([&](FIELDS::packed_rec field, std::uint16_t id, std::uint64_t position) {
+        const bool isReadable = detail::isReadableField<Layout>(view, Layout::head(view.whole(), position, field.type));
+        if (isReadable) {
+          useReadable(field, id);
+        }
+        return isReadable;
+      });
+      if (!walk.next(walked)) {
+        return;
+      }
+      const WireRecord record = detail::wireRecordOf<Layout>(view, walked);
+      if (record.kind == WireRecord::Kind::Field && record.value == WireRecord::Value::Readable) {
+        useReadable(record.field, record.id);
+      } else {
+        use(record);
+      }
     }
   });
 }

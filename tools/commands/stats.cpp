@@ -19,15 +19,15 @@
 namespace MD::tool {
 namespace {
 
-/// When a message was sent, or else captured.
-std::optional<std::int64_t> timeOf(const InputMessage& input, const std::optional<Field>& timeField) {
+/// When a message was sent, if it says so.
+std::optional<std::int64_t> sentTime(const InputMessage& input, const std::optional<Field>& timeField) {
   constexpr auto kLatest = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
   MD_EpochNS time;
   if (timeField && input.sizeBytes <= std::numeric_limits<std::uint32_t>::max() &&
       peek(input.data, static_cast<std::uint32_t>(input.sizeBytes), timeField->id, time) && time.get() <= kLatest) {
     return static_cast<std::int64_t>(time.get());
   }
-  return input.timeNs;
+  return std::nullopt;
 }
 
 Field fieldOf(const char* option, const std::string& name, const FieldNames& names) {
@@ -67,20 +67,14 @@ class OrderedCounts {
   /// Whether there is more to do than add().
   bool looksIntoMessages() const noexcept { return !m_by.empty() || m_sequence; }
 
-  struct Seen {
-    std::size_t sizeBytes = 0;
-    std::optional<std::int64_t> timeNs;
-    bool isMessage = false;
-    Endpoint source;
-    Endpoint destination;
-  };
-
-  void add(const Seen& seen) {
-    if (seen.isMessage && seen.timeNs) {
-      m_result.times.add(*seen.timeNs);
+  /// @param timeNs  when the message was sent or captured
+  void add(std::size_t sizeBytes, const std::optional<std::int64_t>& timeNs, bool isMessage, const Endpoint& source,
+           const Endpoint& destination) {
+    if (isMessage && timeNs) {
+      m_result.times.add(*timeNs);
     }
-    if (seen.source.port != 0 || seen.destination.port != 0) {
-      m_result.endpoints.add(seen.source, seen.destination, seen.sizeBytes, seen.timeNs);
+    if (source.port != 0 || destination.port != 0) {
+      m_result.endpoints.add(source, destination, sizeBytes, timeNs);
     }
   }
 
@@ -141,23 +135,27 @@ class StatsWorker final : public Worker {
   }
 
   std::function<void()> run() override {
-    std::vector<OrderedCounts::Seen> all;
+    std::vector<Seen> all;
     for (InputMessage input; readTaken(m_task, m_selection, input);) {
       m_counter.count(input, m_statistics);
-      const OrderedCounts::Seen seen{input.sizeBytes, timeOf(input, m_timeField), hasEncodingCode(input), input.source,
-                                     input.destination};
+      const std::optional<std::int64_t> sentNs = sentTime(input, m_timeField);
+      const std::optional<std::int64_t>& timeNs = sentNs ? sentNs : input.timeNs;
+      const bool isMessage = hasEncodingCode(input);
       if (m_isOneOfMany) {
-        all.push_back(seen);
+        all.push_back({input.sizeBytes, timeNs, isMessage, input.source, input.destination});
         continue;
       }
-      m_ordered.add(seen);
-      if (seen.isMessage && m_ordered.looksIntoMessages()) {
-        m_ordered.lookInto(input, seen.timeNs, m_task.reporter);
+      m_ordered.add(input.sizeBytes, timeNs, isMessage, input.source, input.destination);
+      if (isMessage && m_ordered.looksIntoMessages()) {
+        m_ordered.lookInto(input, timeNs, m_task.reporter);
       }
     }
+    if (all.empty()) {
+      return {};
+    }
     return [this, all = std::move(all)] {
-      for (const OrderedCounts::Seen& seen : all) {
-        m_ordered.add(seen);
+      for (const Seen& seen : all) {
+        m_ordered.add(seen.sizeBytes, seen.timeNs, seen.isMessage, seen.source, seen.destination);
       }
     };
   }
@@ -165,6 +163,15 @@ class StatsWorker final : public Worker {
   void end() override { m_result += m_statistics; }
 
  private:
+  /// What OrderedCounts adds of a message later.
+  struct Seen {
+    std::size_t sizeBytes;
+    std::optional<std::int64_t> timeNs;
+    bool isMessage;
+    Endpoint source;
+    Endpoint destination;
+  };
+
   const Task& m_task;
   const FieldNames m_names;
   Selection m_selection;

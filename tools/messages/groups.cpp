@@ -60,7 +60,7 @@ bool appendPeekedValue(const InputMessage& input, Field field, std::string& out)
   }
 }
 
-void GroupCount::add(std::size_t sizeBytes, std::optional<std::int64_t> timeNs) {
+void GroupCount::add(std::size_t sizeBytes, const std::optional<std::int64_t>& timeNs) {
   ++messages;
   bytes += sizeBytes;
   if (timeNs) {
@@ -69,7 +69,7 @@ void GroupCount::add(std::size_t sizeBytes, std::optional<std::int64_t> timeNs) 
   }
 }
 
-void GroupTable::add(const std::string& key, std::size_t sizeBytes, std::optional<std::int64_t> timeNs) {
+void GroupTable::add(const std::string& key, std::size_t sizeBytes, const std::optional<std::int64_t>& timeNs) {
   const auto found = m_groups.find(key);
   if (found != m_groups.end()) {
     found->second.add(sizeBytes, timeNs);
@@ -92,7 +92,7 @@ EndpointTable::Key EndpointTable::keyOf(const Endpoint& source, const Endpoint& 
 }
 
 void EndpointTable::add(const Endpoint& source, const Endpoint& destination, std::size_t sizeBytes,
-                        std::optional<std::int64_t> timeNs) {
+                        const std::optional<std::int64_t>& timeNs) {
   const auto isSame = [](const Endpoint& a, const Endpoint& b) { return a.port == b.port && a.address == b.address; };
   if (m_last == nullptr || !isSame(m_last->source, source) || !isSame(m_last->destination, destination)) {
     Key key = keyOf(source, destination);

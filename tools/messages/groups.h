@@ -28,7 +28,7 @@ struct GroupCount {
   std::optional<std::int64_t> firstNs;
   std::optional<std::int64_t> lastNs;
 
-  void add(std::size_t sizeBytes, std::optional<std::int64_t> timeNs);
+  void add(std::size_t sizeBytes, const std::optional<std::int64_t>& timeNs);
 };
 
 /// Messages by the values of some fields.
@@ -37,7 +37,7 @@ class GroupTable {
   /// The most values that are counted one by one.
   static constexpr std::size_t kMostGroups = 100'000;
 
-  void add(const std::string& key, std::size_t sizeBytes, std::optional<std::int64_t> timeNs);
+  void add(const std::string& key, std::size_t sizeBytes, const std::optional<std::int64_t>& timeNs);
 
   using Row = std::pair<std::string, GroupCount>;
   /// The most frequent ones, at most `most`.
@@ -57,7 +57,7 @@ class EndpointTable {
   static constexpr std::size_t kMostPairs = 10'000;
 
   void add(const Endpoint& source, const Endpoint& destination, std::size_t sizeBytes,
-           std::optional<std::int64_t> timeNs);
+           const std::optional<std::int64_t>& timeNs);
 
   struct Row {
     Endpoint source;

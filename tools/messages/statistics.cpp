@@ -1,23 +1,13 @@
 #include "messages/statistics.h"
 
 #include <algorithm>
-#include <iterator>
 
+#include "base/encodings.h"
 #include "base/errors.h"
 #include "md/md_datatypes.h"
 #include "md/md_wire_record.h"
 
 namespace MD::tool {
-namespace {
-
-/// Where an encoding stands among all.
-std::size_t indexOf(std::uint8_t code) noexcept {
-  const auto* const found = std::find_if(std::begin(ENCODINGS::kAll), std::end(ENCODINGS::kAll),
-                                         [&](const auto& encoding) { return encoding.code == code; });
-  return static_cast<std::size_t>(found - std::begin(ENCODINGS::kAll));
-}
-
-}  // namespace
 
 void RateHistogram::add(std::int64_t timeNs) {
   if (timeNs < m_barBeginNs || timeNs >= m_barEndNs) {
@@ -181,7 +171,7 @@ void MessageCounter::count(const InputMessage& input, Statistics& statistics) {
   }
   ++statistics.messages;
   statistics.bytes += input.sizeBytes;
-  EncodingCount& encoding = statistics.encodings[indexOf(input.data[0])];
+  EncodingCount& encoding = statistics.encodings[kEncodingIndices[input.data[0]]];
   ++encoding.messages;
   encoding.bytes += input.sizeBytes;
   statistics.sizes.add(input.sizeBytes);
@@ -194,27 +184,28 @@ void MessageCounter::countRecords(const InputMessage& input, Statistics& statist
   bool isMalformed = false;
   bool hasUnknown = false;
   std::uint64_t* const fields = statistics.fields.data();
-  forEachWireRecord(input.data, input.sizeBytes, m_map, [&](const WireRecord& record) {
-    const bool isReadable = record.value == WireRecord::Value::Readable;
+  const auto countField = [&](FIELDS::packed_rec field, std::uint16_t id, bool isReadable) {
+    std::uint64_t& lastSeen = m_lastSeen[field.slot];
+    if (lastSeen / 2 == m_message) {
+      // Of a repeated field the last record counts.
+      isMalformed = true;
+      fields[id] -= lastSeen % 2;
+    }
+    fields[id] += isReadable ? 1U : 0U;
+    lastSeen = 2 * m_message + (isReadable ? 1U : 0U);
+  };
+  const auto countReadable = [&](FIELDS::packed_rec field, std::uint16_t id) { countField(field, id, true); };
+  forEachWireRecord(input.data, input.sizeBytes, m_map, countReadable, [&](const WireRecord& record) {
     isTruncated = record.value == WireRecord::Value::Truncated;
-    isMalformed |= !isReadable;
+    isMalformed = true;
     if (record.kind == WireRecord::Kind::Field) {
-      std::uint64_t& lastSeen = m_lastSeen[record.field.slot];
-      if (lastSeen / 2 == m_message) {
-        // Of a repeated field the last record counts.
-        isMalformed = true;
-        fields[record.id] -= lastSeen % 2;
-      }
-      fields[record.id] += isReadable ? 1U : 0U;
-      lastSeen = 2 * m_message + (isReadable ? 1U : 0U);
+      countField(record.field, record.id, false);
     } else if (record.kind == WireRecord::Kind::UnknownField) {
       // Behind one whose length nobody knows, ids are what happens to be there.
       if (!hasUnknown || input.data[0] != ENCODINGS::ITERMAP) {
         ++statistics.unknownIds[record.id];
       }
       hasUnknown = true;
-    } else {
-      isMalformed = true;
     }
   });
   if (isTruncated) {

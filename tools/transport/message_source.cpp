@@ -1,7 +1,5 @@
 #include "transport/message_source.h"
 
-#include "base/encodings.h"
-
 namespace MD::tool {
 
 Framing parseFraming(const std::string& text) {
@@ -29,10 +27,6 @@ CaptureCounts operator+(CaptureCounts sum, const CaptureCounts& counts) noexcept
   sum.otherTransport += counts.otherTransport;
   sum.notIp += counts.notIp;
   return sum;
-}
-
-bool hasEncodingCode(const InputMessage& message) noexcept {
-  return message.sizeBytes != 0 && encodingName(message.data[0]) != nullptr;
 }
 
 }  // namespace MD::tool

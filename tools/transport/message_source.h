@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "base/diagnostics.h"
+#include "base/encodings.h"
 #include "base/output.h"
 #include "transport/packet.h"
 
@@ -105,7 +106,9 @@ class MessageSource {
 };
 
 /// Whether a message begins with the code of an encoding.
-bool hasEncodingCode(const InputMessage& message) noexcept;
+inline bool hasEncodingCode(const InputMessage& message) noexcept {
+  return message.sizeBytes != 0 && isEncoding(message.data[0]);
+}
 
 }  // namespace MD::tool
 
