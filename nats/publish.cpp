@@ -12,6 +12,11 @@
 namespace MD::tool {
 namespace {
 
+std::string statusOf(const PublishCounts& counts) {
+  return "sent " + counted(counts.sent, "message") + ", " + std::to_string(counts.acknowledged) + " acknowledged, " +
+         std::to_string(counts.lost) + " lost";
+}
+
 std::string reportOf(const PublishOptions& options, const PublishCounts& counts, std::uint64_t bytes,
                      std::chrono::steady_clock::duration took) {
   const auto tookMs = std::chrono::duration_cast<std::chrono::milliseconds>(took).count();
@@ -42,6 +47,7 @@ void publish(const PublishOptions& options, const Task& task) {
     publisher = std::make_unique<CorePublisher>(server, headers, task.reporter);
   }
 
+  const Reporter::ProgressStatus status(task.reporter, [&] { return statusOf(publisher->counts()); });
   const auto start = std::chrono::steady_clock::now();
   std::uint64_t bytes = 0;
   std::string subject;
@@ -57,6 +63,7 @@ void publish(const PublishOptions& options, const Task& task) {
         publisher->publish(subject, message);
         bytes += message.sizeBytes;
       });
+      task.reporter.refreshProgress();
     }
     publisher->finish();
   } catch (const ServerLost& error) {

@@ -103,6 +103,7 @@ void StreamPublisher::takeAnswers(milliseconds wait) {
     take(*answer);
     wait = milliseconds(0);
   }
+  m_reporter.refreshProgress();
   if (std::exchange(m_isRefusedForNow, false)) {
     recover("the stream is not ready");
   } else if (status != NATS_TIMEOUT) {

@@ -78,6 +78,72 @@ class RoundTrip(support.TestCase):
                 self.assertNotEqual(got.out, b"")
                 self.assertEqual(got.status, 0, got.err)
 
+    def test_arrow_as_by_decode(self):
+        _, file = self.generate(300)
+        server = self.server()
+        self.expect(self.mdmsg("publish", "--url", server.url, "--subject", "md.{SYMBOL}", "--stream", "FEED",
+                               "--create-stream", "--framing", "u32le", file), 0)
+        for options in (["--format", "arrow"], ["--format", "arrow-file", "--fields", "SYMBOL,BID", "--binary-text"],
+                        ["--format", "arrow", "--where", "BID > 150"]):
+            with self.subTest(options):
+                expected = self.mdmsg("decode", "--framing", "u32le", *options, file)
+                if "FlatBuffers" in expected.err:
+                    self.skipTest(expected.err)
+                got = self.mdmsg("subscribe", "--url", server.url, "--stream", "FEED", "--no-wait", *options)
+                self.assertEqual((got.out, got.status), (expected.out, 0), got.err)
+                self.assertNotEqual(got.out, b"")
+        # Rows that wait for a whole batch have not been written, so that nothing of them may be acknowledged.
+        for options, named in ((["--durable", "x"], "--durable"), (["--queue", "x"], "--queue with --stream")):
+            got = self.mdmsg("subscribe", "--url", server.url, "--stream", "FEED", "--format", "arrow", *options)
+            self.expect(got, 2, f"mdmsg: --format arrow excludes {named}: messages are acknowledged once")
+
+    def test_arrow_that_arrives(self):
+        messages, file = self.generate(300)
+        server = self.server()
+        reader = self.start("subscribe", "--url", server.url, "--subject", "md.>", "--queue", "readers", "--format", "arrow",
+                            "--count", 300)
+        reader.wait_for_report("subscribed")
+        self.expect(self.mdmsg("publish", "--url", server.url, "--subject", "md.{SYMBOL}", "--framing", "u32le", file), 0)
+        self.assertEqual(reader.wait(), 0, reader.err)
+        expected = self.mdmsg("decode", "--framing", "u32le", "--format", "arrow", file)
+        self.assertEqual(reader.out, expected.out)
+
+
+class Progress(support.TestCase):
+    """On a terminal a line says how many messages were sent, acknowledged and lost."""
+
+    def shown(self, server, *options):
+        messages, _ = self.generate(300)
+        terminal, err = support.pty.openpty()
+        publisher = support.subprocess.Popen(
+            [support.MDMSG, "publish", "--url", server.url, "--subject", "md.{SYMBOL}", "--framing", "u32le", *options],
+            stdin=support.subprocess.PIPE, stdout=support.subprocess.DEVNULL, stderr=err, cwd=self.folder,
+            env=support.environment(self.folder))
+        support.os.close(err)
+        self.addCleanup(publisher.kill)
+        for part in range(6):
+            publisher.stdin.write(support.framed(messages[part * 50:part * 50 + 50]))
+            publisher.stdin.flush()
+            support.time.sleep(0.3)
+        publisher.stdin.close()
+        shown = b""
+        with support.contextlib.suppress(OSError):  # the end of a terminal
+            while data := support.os.read(terminal, 65536):
+                shown += data
+        support.os.close(terminal)
+        self.assertEqual(publisher.wait(support.TIMEOUT_S), 0, shown)
+        return shown.decode()
+
+    def test_core_and_stream(self):
+        server = self.server()
+        for options in ([], ["--stream", "FEED", "--create-stream"]):
+            with self.subTest(options):
+                shown = self.shown(server, *options)
+                self.assertRegex(shown, "\r\x1b\\[Kstandard input: sent [0-9]+ messages, [0-9]+ acknowledged, 0 lost, 0.0 MB")
+                # The line is gone before the report at the end.
+                self.assertRegex(shown, "\r\x1b\\[Kmdmsg: sent 300 messages, .* 300 acknowledged, .*0 lost\r\n$")
+        self.assertNotIn("\x1b", self.shown(server, "--no-progress"))
+
 
 class Kafka(support.TestCase):
     """A topic's messages by way of a pipe, as kcat -C -f '%R%s' writes them: the length in 32 bits, high byte first, and

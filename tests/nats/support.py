@@ -8,6 +8,7 @@ import gzip
 import json
 import os
 import pathlib
+import pty
 import shutil
 import signal
 import socket

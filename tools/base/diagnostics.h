@@ -85,6 +85,32 @@ class Reporter {
     }
   }
 
+  /// What is shown instead of the number of messages, for the lifetime of the object.
+  class ProgressStatus {
+   public:
+    ProgressStatus(Reporter& reporter, std::function<std::string()> status) : m_progress(reporter.m_progress) {
+      if (m_progress != nullptr) {
+        m_progress->setStatus(std::move(status));
+      }
+    }
+    ~ProgressStatus() {
+      if (m_progress != nullptr) {
+        m_progress->setStatus({});
+      }
+    }
+    ProgressStatus(const ProgressStatus&) = delete;
+    ProgressStatus& operator=(const ProgressStatus&) = delete;
+
+   private:
+    Progress* m_progress;
+  };
+  /// Something of that status may have changed.
+  void refreshProgress() {
+    if (m_progress != nullptr) {
+      m_progress->refresh();
+    }
+  }
+
   /// The input and the place in it, as the reports name them.
   std::string place() const;
 

@@ -28,7 +28,10 @@ void Progress::look(std::uint64_t readBytes) {
 }
 
 void Progress::show(std::uint64_t readBytes) {
-  std::string line = "\r\x1b[K" + m_input + ": " + std::to_string(m_messages) + " messages, " + megabytes(readBytes);
+  std::string line = "\r\x1b[K" + m_input + ": " + (m_status ? m_status() : std::to_string(m_messages) + " messages");
+  if (readBytes != 0 || m_sizeBytes != 0) {
+    line += ", " + megabytes(readBytes);
+  }
   if (m_sizeBytes != 0) {
     line += " of " + megabytes(m_sizeBytes) + " (" + std::to_string(readBytes * 100 / m_sizeBytes) + " %)";
   }

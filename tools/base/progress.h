@@ -5,8 +5,10 @@
 #include <cstdint>
 
 #include <chrono>
+#include <functional>
 #include <iosfwd>
 #include <string>
+#include <utility>
 
 namespace MD::tool {
 
@@ -20,6 +22,12 @@ class Progress {
 
   /// @param sizeBytes  of the input, 0 when that is not known
   void begin(const std::string& input, std::uint64_t sizeBytes);
+
+  /// What is shown instead of the number of messages; empty for that number.
+  void setStatus(std::function<std::string()> status) { m_status = std::move(status); }
+
+  /// Shows the status of the moment, if it is time to.
+  void refresh() { look(m_lookedBytes); }
 
   /// One more message; so many bytes of the input have been read.
   void advance(std::uint64_t readBytes) {
@@ -43,6 +51,7 @@ class Progress {
 
   std::ostream& m_err;
   std::string m_input;
+  std::function<std::string()> m_status;
   std::uint64_t m_sizeBytes = 0;
   std::uint64_t m_messages = 0;
   std::uint64_t m_lookedBytes = 0;

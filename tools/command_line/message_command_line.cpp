@@ -173,7 +173,7 @@ Command addDecode(CLI::App& app) {
   const auto line = std::make_shared<DecodeCommandLine>();
   line->decode.add(*command, {"text", "json", "csv", "arrow", "arrow-file"},
                    "Output format: text (default), json, csv, arrow (Arrow IPC stream) or arrow-file");
-  command->add_flag("--binary-text", line->decode.isTextBinary, "Arrow only: CHAR and STRING as binary, so any bytes");
+  line->decode.addBinaryText(*command);
   line->source.add(*command);
   line->selection.add(*command, true);
   line->jobs.add(*command);

@@ -177,7 +177,11 @@ SubscribeOptions optionsOf(const SubscribeLine& line) {
   options.timeout = durationOf("--timeout", line.timeoutS);
   options.idle = durationOf("--idle", line.idleS);
   const std::string& format = line.decode.format;
-  if (format != "text" && format != "json" && format != "csv") {
+  if (line.decode.isArrow() && options.stream && (options.durable || options.group)) {
+    throw UsageError("--format " + format + " excludes " + (options.durable ? "--durable" : "--queue with --stream") +
+                     ": messages are acknowledged once they have been written, and rows wait for a whole batch");
+  }
+  if (!line.decode.isArrow() && format != "text" && format != "json" && format != "csv") {
     if (isSelecting(line.selection.selection)) {
       throw UsageError("--format " + format + " writes messages as they come, all of them");
     }
@@ -238,6 +242,7 @@ Command addPublish(CLI::App& app, const NatsCommands* nats) {
     const std::string name = textOf(source.endpoint());
     session.reporter.tell("listening on " + name);
     session.reporter.setInput(name);
+    session.reporter.beginInput(0);
     session.watch.beginForOneThatEnds(limits.timeout);
     const SelectionOptions selection = line->selection.options();
     nats->publish(options, {source, selection, session.out, session.reporter});
@@ -278,9 +283,11 @@ Command addSubscribe(CLI::App& app, const NatsCommands* nats) {
                          "Without --stream: messages that wait to be written, default 1000000; more are dropped")
             ->check(CLI::Range(1, std::numeric_limits<int>::max())),
         "N");
-  line->decode.add(*command, {"text", "json", "csv", "hex", "u16le", "u16be", "u32le", "u32be", "pcap"},
-                   "Output format: text (default), json, csv, hex lines, u16le, u16be, u32le or u32be (a length in "
-                   "front of each message), pcap");
+  line->decode.add(
+      *command, {"text", "json", "csv", "arrow", "arrow-file", "hex", "u16le", "u16be", "u32le", "u32be", "pcap"},
+      "Output format: text (default), json, csv, arrow (Arrow IPC stream), arrow-file, hex lines, u16le, u16be, u32le "
+      "or u32be (length-prefixed), pcap");
+  line->decode.addBinaryText(*command);
   line->sink.addEndpoints(*command);
   line->selection.add(*command, true);
   line->addOutput(*command);

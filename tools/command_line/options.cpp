@@ -282,6 +282,10 @@ void DecodeLine::add(CLI::App& command, const std::vector<std::string>& formats,
       "CHARACTER");
 }
 
+void DecodeLine::addBinaryText(CLI::App& command) {
+  command.add_flag("--binary-text", isTextBinary, "Arrow only: CHAR and STRING as binary, so any bytes");
+}
+
 DecodeOptions DecodeLine::options(const TimeZone& zone) const {
   if (isPrice && format != "text") {
     throw UsageError("--price requires --format text");
@@ -289,8 +293,7 @@ DecodeOptions DecodeLine::options(const TimeZone& zone) const {
   if (isRawText && format != "text") {
     throw UsageError("--raw-text requires --format text");
   }
-  const bool isArrow = format == "arrow" || format == "arrow-file";
-  if (isTextBinary && !isArrow) {
+  if (isTextBinary && !isArrow()) {
     throw UsageError("--binary-text requires --format arrow or arrow-file");
   }
   const char* const timeOption = timeFormat ? "--time-format" : isIsoTime ? "--iso-time" : "--time-digits";

@@ -138,6 +138,9 @@ struct DecodeLine {
   /// @param formats      the values of --format
   /// @param description  of --format
   void add(CLI::App& command, const std::vector<std::string>& formats, const char* description);
+  /// Where Arrow is among the formats.
+  void addBinaryText(CLI::App& command);
+  bool isArrow() const { return format == "arrow" || format == "arrow-file"; }
   /// @param zone  in which times are shown
   /// @throws UsageError for options that do not go together
   DecodeOptions options(const TimeZone& zone) const;
