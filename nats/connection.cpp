@@ -65,7 +65,7 @@ std::string reasonOf(natsStatus status) {
 }
 
 Server::Server(const NatsServerOptions& options, bool isLatency, bool reconnects)
-    : m_name(withoutSecrets(options.url)), m_retry(options.retry) {
+    : m_name(withoutSecrets(options.url)), m_retry(options.retry), m_isTls(options.isTls) {
   require(natsOptions_Create(NatsOut(m_options)), "cannot set up a connection");
   natsOptions* const to = m_options.get();
   require(natsOptions_SetURL(to, options.url.c_str()), "--url: " + m_name);
@@ -108,7 +108,15 @@ Server::Server(const NatsServerOptions& options, bool isLatency, bool reconnects
 
 NatsPointer<natsConnection> Server::connect() const {
   NatsPointer<natsConnection> connection;
-  require(natsConnection_Connect(NatsOut(connection), m_options.get()), "cannot connect to " + m_name);
+  const natsStatus status = natsConnection_Connect(NatsOut(connection), m_options.get());
+  if (status != NATS_OK) {
+    // A server that refuses a client's certificate closes the connection, after the client has agreed to encryption.
+    const bool isClosed = status == NATS_PROTOCOL_ERROR || status == NATS_IO_ERROR || status == NATS_CONNECTION_CLOSED;
+    throw UsageError("cannot connect to " + m_name + ": " + reasonOf(status) +
+                     (m_isTls && isClosed
+                          ? "; the server may require a client certificate that it trusts (--tls-certificate)"
+                          : ""));
+  }
   return connection;
 }
 

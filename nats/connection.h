@@ -72,6 +72,7 @@ class Server {
  private:
   std::string m_name;
   std::chrono::milliseconds m_retry;
+  bool m_isTls;
   NatsPointer<natsOptions> m_options;
 };
 
