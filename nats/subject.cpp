@@ -6,6 +6,7 @@
 #include "base/errors.h"
 #include "base/quoted_text.h"
 #include "md/md_peek.h"
+#include "text/percent_text.h"
 #include "text/value_text.h"
 
 namespace MD::tool {
@@ -62,19 +63,8 @@ bool readDigits(const std::uint8_t* bytes, std::uint32_t sizeBytes, std::uint16_
 }  // namespace
 
 void appendToken(std::string_view value, std::string& subject) {
-  if (value.empty()) {
-    subject += '%';
-  }
-  for (const char c : value) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (isKept(byte)) {
-      subject += c;
-    } else {
-      subject += '%';
-      subject += kHexDigits[byte >> 4];
-      subject += kHexDigits[byte & 0xf];
-    }
-  }
+  appendPercentText(
+      value, [&](std::size_t i) { return isKept(static_cast<unsigned char>(value[i])); }, subject);
 }
 
 std::optional<std::string> tokenValue(std::string_view token) {
@@ -210,7 +200,7 @@ void SubjectTemplate::append(const std::uint8_t* bytes, std::uint32_t sizeBytes,
     } else if (isThere) {
       appendToken(value, subject);
     } else {
-      subject += "%-";
+      subject += kNoValue;
     }
   }
   subject += m_end;

@@ -38,6 +38,11 @@ def test_forms_of_input(tmp_path, form, framing):
     compressed = tmp_path / "feed.gz"
     compressed.write_bytes(gzip.compress(path.read_bytes()))
     assert [message.to_json() for message in md_message.open(compressed, framing=framing)] == expected
+    frames = generate(tmp_path / "feed.zst", "--format", form)
+    assert frames.read_bytes().startswith(b"\x28\xb5\x2f\xfd")
+    assert [message.to_json() for message in md_message.open(frames, framing=framing)] == expected
+    rows = md_message.read_columns(frames, ["BID"], framing=framing)["BID"].to_list()
+    assert rows == md_message.read_columns(path, ["BID"], framing=framing)["BID"].to_list() and len(rows) == 300
 
 
 def test_raw(tmp_path):

@@ -5,6 +5,7 @@
 
 #include <ostream>
 #include <streambuf>
+#include <string_view>
 #include <utility>
 
 #include "base/end_watch.h"
@@ -28,22 +29,33 @@ OutputError::OutputError(const std::string& name, int code)
     : std::runtime_error("cannot write " + pathText(name) + ": " + (code != 0 ? std::strerror(code) : "unknown error")),
       m_isBrokenPipe(meansBrokenPipe(code)) {}
 
-void Output::flush() {
-  if (m_complete == 0 || (m_file == nullptr && m_out == nullptr)) {
+void Output::write(Compressor::Then then) {
+  const bool isAtEnd = m_compressor != nullptr && then == Compressor::Then::End;
+  if ((m_complete == 0 && m_isFlushed && !isAtEnd) || (m_file == nullptr && m_out == nullptr)) {
+    return;
+  }
+  std::string_view bytes(m_text.data(), m_complete);
+  if (m_compressor != nullptr) {
+    m_packed.clear();
+    m_compressor->append(bytes, then, m_packed);
+    m_isFlushed = then != Compressor::Then::GoOn;
+    bytes = m_packed;
+  }
+  if (bytes.empty()) {
+    m_text.erase(0, std::exchange(m_complete, 0));
     return;
   }
   dropOldContents();
   std::streambuf& to = m_file != nullptr ? *m_file : *m_out->rdbuf();
   errno = 0;
   // Past the stream, which would keep an exception to itself.
-  const auto sizeBytes = static_cast<std::streamsize>(m_complete);
+  const auto sizeBytes = static_cast<std::streamsize>(bytes.size());
   const bool isWritten = [&] {
     const BlockingWrite write;
-    return to.sputn(m_text.data(), sizeBytes) == sizeBytes && to.pubsync() == 0;
+    return to.sputn(bytes.data(), sizeBytes) == sizeBytes && to.pubsync() == 0;
   }();
   const int code = errno;
-  m_text.erase(0, m_complete);
-  m_complete = 0;
+  m_text.erase(0, std::exchange(m_complete, 0));
   if (!isWritten) {
     fail(code);
   }
@@ -57,7 +69,7 @@ void Output::takeComplete(std::string& into) {
 
 void Output::finish() {
   dropOldContents();
-  flush();
+  write(Compressor::Then::End);
   if (m_file == nullptr) {
     return;
   }

@@ -5,9 +5,11 @@
 #include <cstddef>
 
 #include <iosfwd>
+#include <memory>
 #include <stdexcept>
 #include <string>
 
+#include "base/compression.h"
 #include "base/output_file.h"
 
 namespace MD::tool {
@@ -39,13 +41,16 @@ class Output {
     m_hasOldContents = true;
   }
 
+  /// From here on what is written is compressed. Before anything is.
+  void setCompression(const Compression& compression) { m_compressor = makeCompressor(compression); }
+
   /// Output that waits to be written, the current line last; append to it.
   std::string& text() noexcept { return m_text; }
   /// Completes the current line. Writes if there is enough output. @throws OutputError
   void lineDone() {
     m_complete = m_text.size();
     if (m_complete >= kEnough) {
-      flush();
+      write(Compressor::Then::GoOn);
     }
   }
   /// Forgets the current line.
@@ -57,13 +62,14 @@ class Output {
   /// Exchanges the complete lines for an empty text: what collected output has come to.
   void takeComplete(std::string& into);
   /// Writes all complete lines. @throws OutputError
-  void flush();
+  void flush() { write(Compressor::Then::Flush); }
   /// The same at the end, also where there was nothing to write; a file is closed. @throws OutputError
   void finish();
 
  private:
   static constexpr std::size_t kEnough = std::size_t{1} << 16;
 
+  void write(Compressor::Then then);
   void dropOldContents();
   [[noreturn]] void fail(int code) const;
 
@@ -72,6 +78,9 @@ class Output {
   std::string m_text;
   std::size_t m_complete = 0;
   bool m_hasOldContents = false;
+  std::unique_ptr<Compressor> m_compressor;  ///< null for none
+  bool m_isFlushed = true;                   ///< the compressor keeps nothing to itself
+  std::string m_packed;
 };
 
 }  // namespace MD::tool

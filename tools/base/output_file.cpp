@@ -61,6 +61,8 @@ void OutputFile::open(const std::string& path, bool isForced) {
   }
   struct stat status {};
   m_isRegular = fstat(descriptor, &status) == 0 && (status.st_mode & S_IFMT) == S_IFREG;
+  m_device = static_cast<std::uint64_t>(status.st_dev);
+  m_number = static_cast<std::uint64_t>(status.st_ino);
   m_path = path;
   m_isMade = isMade;
   m_descriptor = descriptor;
@@ -76,11 +78,27 @@ int OutputFile::dropOldContents() {
 }
 
 int OutputFile::close() {
+  const int code = pause();
+  m_isPartial = m_isPartial && code != 0;
+  return code;
+}
+
+int OutputFile::pause() {
   const int descriptor = std::exchange(m_descriptor, kNone);
-  if (descriptor != kNone && ::close(descriptor) != 0 && errno != EINTR) {
+  return descriptor != kNone && ::close(descriptor) != 0 && errno != EINTR ? errno : 0;
+}
+
+int OutputFile::resume() {
+  m_descriptor = repeatedly([&] { return ::open(m_path.c_str(), kOpenFlags | O_APPEND); });
+  if (m_descriptor == kNone) {
     return errno;
   }
-  m_isPartial = false;
+  struct stat status {};
+  if (fstat(m_descriptor, &status) != 0 || static_cast<std::uint64_t>(status.st_dev) != m_device ||
+      static_cast<std::uint64_t>(status.st_ino) != m_number) {
+    pause();
+    return EEXIST;
+  }
   return 0;
 }
 

@@ -34,6 +34,11 @@ class OutputFile final : public std::streambuf {
   /// @return an error number, 0 for none: some systems tell only then that something could not be written
   int close();
 
+  /// Closes the file for a while, so that many can be written in turns. @return an error number, 0 for none
+  int pause();
+  /// Goes on behind what has been written. @return an error number, 0 for none; EEXIST when another file is there now
+  int resume();
+
   /// Whether something has been written, and not all: the file has not been closed.
   bool isPartial() const noexcept { return m_isPartial; }
   /// Removes the file if this run made it and it holds nothing. It would be in the way of the next try.
@@ -48,6 +53,8 @@ class OutputFile final : public std::streambuf {
 
   std::string m_path;
   int m_descriptor = kNone;
+  std::uint64_t m_device = 0;  // with the next one: which file it is
+  std::uint64_t m_number = 0;
   bool m_isMade = false;
   bool m_isRegular = false;
   std::atomic<bool> m_isPartial{false};

@@ -106,7 +106,7 @@ Command addGenerate(CLI::App& app) {
         "PERCENT");
   line->sink.addForm(*command);
   line->sink.addEndpoints(*command);
-  line->addOutput(*command);
+  line->addLargeOutput(*command);
   command->footer(kGenerateHelp);
   return {command, line,
           [line](const Session& session) {
@@ -194,7 +194,7 @@ Command addListen(CLI::App& app) {
   line->decode.add(*command, {"text", "json", "csv", "hex", "pcap"},
                    "Output format: text (default), json, csv, hex lines, pcap");
   line->selection.add(*command, true);
-  line->addOutput(*command);
+  line->addLargeOutput(*command);
   line->addDictionary(*command);
   line->addReports(*command);
   command->footer(kListenHelp);

@@ -7,6 +7,7 @@
 namespace MD::tool {
 
 Command addFilter(CLI::App& app);
+Command addMerge(CLI::App& app);
 
 }  // namespace MD::tool
 

@@ -152,7 +152,7 @@ Command addEncode(CLI::App& app) {
   line->selection.add(*command, true);
   line->sink.add(*command);
   line->jobs.add(*command);
-  line->addOutput(*command);
+  line->addLargeOutput(*command);
   line->add(*command);
   command->footer(kEncodeHelp);
   return {command, line, [line](const Session& session) {
@@ -177,7 +177,7 @@ Command addDecode(CLI::App& app) {
   line->source.add(*command);
   line->selection.add(*command, true);
   line->jobs.add(*command);
-  line->addOutput(*command);
+  line->addLargeOutput(*command);
   line->add(*command);
   command->footer(kDecodeHelp);
   return {command, line, [line](const Session& session) {
@@ -196,7 +196,7 @@ Command addConvert(CLI::App& app) {
   line->source.add(*command);
   line->selection.add(*command, true);
   line->jobs.add(*command);
-  line->addOutput(*command);
+  line->addLargeOutput(*command);
   line->add(*command);
   command->footer(kConvertHelp);
   return {command, line, [line](const Session& session) {
@@ -218,7 +218,7 @@ Command addDiff(CLI::App& app) {
   addFormatOption(*command, "--format", line->format, {"text", "json"}, "Output format: text (default) or json");
   line->source.add(*command);
   line->selection.add(*command, true);
-  line->addOutput(*command);
+  line->addLargeOutput(*command);
   line->add(*command);
   command->get_option("FILE")->description("OLD and NEW, \"-\" for standard input")->expected(2)->required();
   command->footer(kDiffHelp);
@@ -250,7 +250,7 @@ Command addDump(CLI::App& app) {
         "WHEN");
   line->source.add(*command);
   line->selection.add(*command, false);
-  line->addOutput(*command);
+  line->addLargeOutput(*command);
   line->add(*command);
   command->footer(kDumpHelp);
   return {command, line, [line](const Session& session) {
@@ -283,7 +283,7 @@ Command addStats(CLI::App& app) {
   line->source.add(*command);
   line->selection.add(*command, false);
   line->jobs.add(*command);
-  line->addOutput(*command);
+  line->addLargeOutput(*command);
   line->add(*command);
   command->footer(kStatsHelp);
   const auto run = [line](const Session& session) {

@@ -290,7 +290,7 @@ Command addSubscribe(CLI::App& app, const NatsCommands* nats) {
   line->decode.addBinaryText(*command);
   line->sink.addEndpoints(*command);
   line->selection.add(*command, true);
-  line->addOutput(*command);
+  line->addLargeOutput(*command);
   line->addDictionary(*command);
   command->footer(kSubscribeHelp);
   const auto run = [line, nats](const Session& session) {

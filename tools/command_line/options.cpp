@@ -92,6 +92,23 @@ void CommonOptions::addOutput(CLI::App& command) {
   command.add_flag("--force", isForced, "Overwrite an existing file");
 }
 
+void CommonOptions::addLargeOutput(CLI::App& command) {
+  addOutput(command);
+  isCompressible = true;
+  named(
+      command.add_option("--compress", compress,
+                         "Compress the output: gzip or zstd, also with a level (gzip:9, zstd:19), or none (default: by "
+                         "the end of the name of --output, .gz or .zst)"),
+      "METHOD");
+}
+
+Compression CommonOptions::compression() const {
+  if (compress) {
+    return parseCompression(*compress);
+  }
+  return isCompressible && outputFile ? compressionOf(*outputFile) : Compression();
+}
+
 void JobsLine::add(CLI::App& command) {
   named(command.add_option("--jobs", jobs, "Number of threads for files (default: one per core for large files)")
             ->check(&complaintAboutNumber),

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "base/compression.h"
 #include "commands/commands.h"
 #include "messages/message_sink.h"
 #include "messages/selection.h"
@@ -48,6 +49,9 @@ struct CommonOptions {
   bool isQuiet = false;  ///< no progress
   std::optional<std::string> outputFile;
   bool isForced = false;
+  bool isCompressible = false;
+  std::optional<std::string> compress;
+  std::vector<std::string> splitBy;  ///< not empty: the output is many files, and outputFile a template of their names
   std::uint64_t mostReports = kMostReports;
 
   /// Adds --dictionary, --no-progress, --max-reports and the files.
@@ -57,6 +61,12 @@ struct CommonOptions {
   void addReports(CLI::App& command);
   /// Adds --output and --force.
   void addOutput(CLI::App& command);
+  /// The same with --compress, for commands that write much.
+  void addLargeOutput(CLI::App& command);
+
+  /// As --compress has it, or else the end of the output's name.
+  /// @throws UsageError
+  Compression compression() const;
 };
 
 /// With how many threads.

@@ -36,6 +36,9 @@ std::string Files::leaveUnfinished() {
       text += (text.empty() ? "" : "; ") + pathText(file->path()) + " holds only a part of the output";
     }
   }
+  if (isSplitting) {
+    text += std::string(text.empty() ? "" : "; ") + "the files of --split-by hold only a part of the output";
+  }
   return text;
 }
 

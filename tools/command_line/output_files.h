@@ -2,6 +2,7 @@
 #ifndef MDMSG_OUTPUT_FILES_H
 #define MDMSG_OUTPUT_FILES_H
 
+#include <atomic>
 #include <string>
 
 #include "base/output_file.h"
@@ -13,6 +14,7 @@ namespace MD::tool {
 struct Files {
   OutputFile output;
   OutputFile svg;
+  std::atomic<bool> isSplitting{false};  ///< further files are being written, one per value of a field
 
   /// Opens a file to write, which must not exist, or not be an input, as the options have it.
   /// @throws UsageError

@@ -33,7 +33,7 @@ constexpr const char* kDescription =
     "Encodes, decodes, converts and examines market-data messages.\n"
     "\n"
     "Every command reads the given files, or standard input (\"-\"), and writes to standard\n"
-    "output. Input may be gzip data. An invalid message is reported on standard error and\n"
+    "output. Input may be gzip or zstd data. An invalid message is reported on standard error and\n"
     "skipped. Exit status: 0; 1 if a message was skipped or not reproduced exactly; 2 for\n"
     "usage errors, including a file that cannot be used.";
 
@@ -72,10 +72,10 @@ std::vector<Command> addCommands(CLI::App& app, const NatsCommands* nats) {
       "  mdmsg convert --encoding MsgT quotes.hex > other.hex\n"
       "\n"
       "Run \"mdmsg help COMMAND\" for details.");
-  std::vector<Command> commands{addEncode(app),    addDecode(app),  addConvert(app),       addFilter(app),
-                                addDiff(app),      addDump(app),    addStats(app),         addGenerate(app),
-                                addReplay(app),    addListen(app),  addPublish(app, nats), addSubscribe(app, nats),
-                                addWireshark(app), addDescribe(app)};
+  std::vector<Command> commands{addEncode(app),          addDecode(app),    addConvert(app), addFilter(app),
+                                addMerge(app),           addDiff(app),      addDump(app),    addStats(app),
+                                addGenerate(app),        addReplay(app),    addListen(app),  addPublish(app, nats),
+                                addSubscribe(app, nats), addWireshark(app), addDescribe(app)};
   addDictCommands(app, commands);
   commands.push_back(addHelp(app));
   addOldNames(app);
@@ -143,7 +143,10 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, const
   if (command.usesDictionary) {
     loadNamedDictionary(options.dictionary, reporter);
   }
-  if (options.outputFile) {
+  if (options.splitBy.empty()) {
+    out.setCompression(options.compression());
+  }
+  if (options.outputFile && options.splitBy.empty()) {
     Files::open(files.output, *options.outputFile, options);
     out.redirect(files.output);
     watch.begin();

@@ -5,12 +5,15 @@
 #include <cstddef>
 #include <cstdint>
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "base/compression.h"
 #include "base/diagnostics.h"
 #include "base/output.h"
+#include "base/output_file.h"
 #include "messages/csv_writer.h"
 #include "messages/message_sink.h"
 #include "messages/selection.h"
@@ -67,9 +70,33 @@ struct ConvertOptions {
 /// @throws UsageError for an encoding that there is not
 void convert(const Task& task, const ConvertOptions& options);
 
+/// One file per value of some fields.
+struct SplitOptions {
+  std::vector<std::string> by;  ///< fields and pseudo-fields
+  std::string path;             ///< with each of them in braces
+  std::uint64_t mostFiles = 1000;
+  Compression compression;
+  /// Opens a file that is to be written. May throw UsageError.
+  std::function<void(OutputFile& file, const std::string& path)> open;
+};
+
+struct FilterOptions {
+  SourceOptions source;  ///< how the messages are read
+  SplitOptions split;    ///< without fields: the task's output is the one file
+};
+
 /// Messages that are selected, as they came and into the same kind of file.
-/// @param source  how the task's messages are read
-void filter(const Task& task, const SourceOptions& source);
+void filter(const Task& task, const FilterOptions& options);
+
+struct MergeOptions {
+  SourceOptions source;   ///< how the messages are read
+  std::string timeField;  ///< an EPOCH_NSEC field that tells when, where a message has it
+};
+
+/// Messages of several inputs in order of time, as they came; of equal times in order of the inputs. An input that is
+/// not in order itself is reported.
+/// @param inputs  each with a reporter of its own, and all with the output
+void merge(const std::vector<Task>& inputs, const MergeOptions& options, Output& out);
 
 struct DiffOptions {
   std::vector<std::string> keys;  ///< fields by which messages belong together; none: by their order alone

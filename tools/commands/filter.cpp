@@ -1,6 +1,8 @@
 #include <optional>
+#include <string>
 
 #include "commands/commands.h"
+#include "commands/split_output.h"
 #include "commands/taken_messages.h"
 #include "dictionary/field_names.h"
 #include "messages/message_copier.h"
@@ -19,42 +21,58 @@ void tellOthers(const CaptureCounts& counts, Reporter& reporter) {
 
 }  // namespace
 
-void filter(const Task& task, const SourceOptions& source) {
+void filter(const Task& task, const FilterOptions& options) {
   const FieldNames names;
   Selection selection(task.selection, names);
-  MessageCopier copier(source);
+  MessageCopier copier(options.source);
+  std::optional<SplitOutput> split;
+  if (!options.split.by.empty()) {
+    split.emplace(options.split, names);
+  }
+  std::string header;
   bool hasBegun = false;
-  bool isConversionTold = false;
+  const auto begin = [&](const CaptureFormat* format) {
+    copier.begin(format, header);
+    if (!split) {
+      task.out.text() += header;
+      task.out.lineDone();
+    }
+    hasBegun = true;
+  };
+  std::string record;
   InputMessage input;
   if (selection.isDone()) {
     static_cast<void>(readNext(task, input));  // how a capture begins is known once it is open
   }
   while (!selection.isDone() && readNext(task, input)) {
     attempt(task, [&] {
-      if (!source.takesPackets || input.packet == nullptr) {
+      if (!options.source.takesPackets || input.packet == nullptr) {
         requireEncoding(input);
       }
       if (!selection.takes(input)) {
         return;
       }
       if (!hasBegun) {
-        copier.begin(input.packet != nullptr ? &input.packet->format : nullptr, task.out.text());
-        task.out.lineDone();
-        hasBegun = true;
+        begin(input.packet != nullptr ? &input.packet->format : nullptr);
       }
-      if (input.packet != nullptr && !input.packet->isPlainPcap && !isConversionTold) {
-        task.reporter.tell(pathText(*input.file) +
-                           " is written as pcap with nanosecond timestamps, without comments and interface names");
-        isConversionTold = true;
+      copier.tellConversion(input, task.reporter);
+      if (split) {
+        record.clear();
+        copier.append(input, record);
+        split->append(input, header, record);
+      } else {
+        copier.append(input, task.out.text());
       }
-      copier.append(input, task.out.text());
     });
   }
   if (!hasBegun) {
-    copier.begin(task.messages.captureFormat(), task.out.text());
+    begin(task.messages.captureFormat());
   }
   task.out.lineDone();
-  if (const CaptureCounts* const counts = task.messages.counts(); counts != nullptr && !source.takesPackets) {
+  if (split) {
+    split->finish();
+  }
+  if (const CaptureCounts* const counts = task.messages.counts(); counts != nullptr && !options.source.takesPackets) {
     tellOthers(*counts, task.reporter);
   }
 }

@@ -63,4 +63,12 @@ void MessageCopier::requireSameKind(const InputMessage& message) const {
   }
 }
 
+void MessageCopier::tellConversion(const InputMessage& message, Reporter& reporter) {
+  if (message.packet != nullptr && !message.packet->isPlainPcap && !m_isConversionTold) {
+    reporter.tell(pathText(*message.file) +
+                  " is written as pcap with nanosecond timestamps, without comments and interface names");
+    m_isConversionTold = true;
+  }
+}
+
 }  // namespace MD::tool

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "base/diagnostics.h"
 #include "transport/message_source.h"
 
 namespace MD::tool {
@@ -22,12 +23,17 @@ class MessageCopier {
   /// @throws UsageError when it is from another kind of file than the one that begin() was called with
   void append(const InputMessage& message, std::string& out);
 
- private:
+  /// @throws UsageError when append() does
   void requireSameKind(const InputMessage& message) const;
 
+  /// Tells, once, that what is no plain pcap is not written as it came.
+  void tellConversion(const InputMessage& message, Reporter& reporter);
+
+ private:
   SourceOptions m_options;
   std::optional<CaptureFormat> m_format;
   bool m_hasRaw = false;
+  bool m_isConversionTold = false;
 };
 
 }  // namespace MD::tool

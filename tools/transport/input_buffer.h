@@ -1,4 +1,4 @@
-// The bytes of an input, gunzipped where they are compressed.
+// The bytes of an input, decompressed where they are compressed.
 #ifndef MDMSG_INPUT_BUFFER_H
 #define MDMSG_INPUT_BUFFER_H
 
@@ -11,10 +11,12 @@
 #include <string_view>
 #include <vector>
 
+#include "base/compression.h"
+
 namespace MD::tool {
 
-/// A buffer over another one that looks at the first bytes: what begins as gzip data does is decompressed, all other
-/// input passes unchanged. Memory does not grow with the input.
+/// A buffer over another one that looks at the first bytes: what begins as gzip or zstd data does is decompressed, all
+/// other input passes unchanged. Memory does not grow with the input.
 ///
 /// Truncated or corrupted data is returned up to the corruption; the next read throws an InputError. It
 /// comes out of the buffer's own functions (`sgetc`, `sgetn`); a std::istream would keep it to itself.
@@ -41,17 +43,14 @@ class InputBuffer : public std::streambuf {
   int_type underflow() override;
 
  private:
-  class Inflater;
-
   bool fill();
   std::size_t readSource(char* to, std::size_t room);
-  bool isCompressed();
-  std::size_t inflateSome(char* to, std::size_t room);
+  void recognise();
 
   std::streambuf& m_source;
   std::vector<char> m_buffer;
   std::string m_head;  // bytes that were read to detect the format, until they are returned
-  std::unique_ptr<Inflater> m_inflater;
+  std::unique_ptr<Decompressor> m_decompressor;
   bool m_isRecognised = false;
   std::uint64_t m_sourceBytes = 0;
   std::uint64_t m_filled = 0;

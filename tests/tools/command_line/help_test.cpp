@@ -69,8 +69,8 @@ class Help : public Program {
 TEST_F(Help, EveryCommandHasThreeExamplesToCopy) {
   const std::vector<std::string> all = commands();
   for (const char* const expected :
-       {"encode",     "decode",       "convert",   "diff",      "dump",        "stats",        "generate",
-        "replay",     "listen",       "publish",   "subscribe", "wireshark",   "help",         "dict",
+       {"encode",     "decode",       "convert",   "filter",    "merge",       "diff",         "dump", "stats",
+        "generate",   "replay",       "listen",    "publish",   "subscribe",   "wireshark",    "help", "dict",
         "dict check", "dict convert", "dict diff", "dict show", "dict derive", "dict generate"}) {
     EXPECT_NE(std::find(all.begin(), all.end(), expected), all.end()) << expected;
   }

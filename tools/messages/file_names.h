@@ -1,0 +1,48 @@
+// Names of files that hold field values.
+#ifndef MDMSG_FILE_NAMES_H
+#define MDMSG_FILE_NAMES_H
+
+#include <cstddef>
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "dictionary/field_names.h"
+#include "messages/selection.h"
+#include "transport/message_source.h"
+
+namespace MD::tool {
+
+/// Appends any bytes as a part of a file's name: ASCII letters, digits, '-', '_', '+', '=', '@', ',' and dots that are
+/// neither first nor last stay as they are, all else as of appendPercentText().
+void appendNamePart(std::string_view value, std::string& name);
+
+/// "out/{VENUE}-{SYMBOL}.pcap": text, and fields or pseudo-fields in braces.
+class FileTemplate {
+ public:
+  /// The longest name of a file, without its folder.
+  static constexpr std::size_t kMostNameBytes = 255;
+
+  /// @param fields  the names of the fields that it has, each once at least
+  /// @throws UsageError when the text is no such template, or the dictionary lacks a field
+  FileTemplate(const std::string& text, const std::vector<std::string>& fields, const FieldNames& names);
+
+  /// Appends the path for a message, whose bytes may be anything. A field that is not there, or cannot be read, becomes
+  /// kNoValue. @throws LineError when the name is too long
+  void append(const InputMessage& message, std::string& path);
+
+ private:
+  struct Part {
+    std::string text;  ///< before the value
+    Column column;
+  };
+
+  std::vector<Part> m_parts;
+  std::string m_end;  // behind the last value
+  std::string m_value;
+};
+
+}  // namespace MD::tool
+
+#endif
