@@ -71,14 +71,13 @@ void SplitOutput::write(File& file) {
     throw OutputError(file.file.path(), code);
   }
   m_waitingBytes -= file.text.size();
-  file.text.clear();
+  std::string().swap(file.text);  // many files keep no memory
 }
 
 void SplitOutput::writeAll() {
   for (const auto& [path, file] : m_files) {
     if (!file->text.empty()) {
       write(*file);
-      std::string().swap(file->text);
     }
   }
 }

@@ -1,6 +1,8 @@
 // The command "filter": what is selected goes out with the same bytes.
 #include <cstdint>
+#include <cstdlib>
 
+#include <algorithm>
 #include <sstream>
 #include <string>
 
@@ -230,6 +232,31 @@ TEST_F(Filter, RecordedCapturesStayAsTheyAre) {
   EXPECT_EQ(one.out.size() + rest.out.size() - 24, MD::test::contentsOf(path).size());
   EXPECT_EQ(one.out, mdmsg("filter --all-packets --group 239.39.62.190 " + path).out);
 }
+
+#ifndef _WIN32
+/// What tshark says of the packets of a capture.
+std::string dissected(const std::string& arguments) {
+  const std::string command =
+      "tshark " + arguments +
+      " -T fields -e frame.time_epoch -e frame.len -e eth.src -e ip.src -e ip.dst -e udp.srcport"
+      " -e udp.dstport -e udp.payload >tshark.out 2>tshark.err";
+  return std::system(command.c_str()) == 0 ? MD::test::contentsOf("tshark.out") : "tshark failed";
+}
+
+TEST_F(Filter, TsharkSeesTheSamePackets) {
+  const std::string path = dataFile("udp_realtime.pcap");
+  if (path.empty()) {
+    GTEST_SKIP() << "MD_TEST_DATA leads to no recorded data";
+  }
+  if (std::system("tshark -v >tshark.out 2>&1") != 0) {
+    GTEST_SKIP() << "there is no tshark";
+  }
+  EXPECT_EQ(mdmsg("filter --all-packets --group 239.39.62.191 --output kept.pcap " + path), (Result{"", "", 0}));
+  const std::string kept = dissected("-r kept.pcap");
+  EXPECT_EQ(std::count(kept.begin(), kept.end(), '\n'), 364);
+  EXPECT_EQ(kept, dissected("-r " + path + " -Y 'ip.dst == 239.39.62.191'"));
+}
+#endif
 
 #endif
 
