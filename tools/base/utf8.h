@@ -6,6 +6,9 @@
 
 namespace MD::tool {
 
+/// Whether all bytes of `text` are below 0x80.
+bool isAscii(std::string_view text) noexcept;
+
 /// Whether `text` is well-formed UTF-8: no overlong form, no surrogate, nothing above U+10FFFF.
 bool isUtf8(std::string_view text) noexcept;
 
