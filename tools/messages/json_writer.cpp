@@ -176,11 +176,11 @@ bool JsonWriter::appendField(const MD_Message& message, std::uint16_t id, std::s
     }
   }
   if constexpr (std::is_same_v<T, MD_EpochNS>) {
-    std::string text;
-    m_time.append(value.get(), text);
     if (m_time.isNumber()) {
-      out += text;
+      m_time.append(value.get(), out);
     } else {
+      std::string text;
+      m_time.append(value.get(), text);
       appendJsonString(text, out);
     }
     return true;

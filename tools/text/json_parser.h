@@ -78,12 +78,14 @@ class CheckedStrings {
 template <JsonNesting nesting, class Handler>
 bool parseJson(std::string& text, Handler& handler) {
   constexpr unsigned kFlags = rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag |
-                              rapidjson::kParseValidateEncodingFlag |
                               (nesting == JsonNesting::Any ? rapidjson::kParseIterativeFlag : rapidjson::kParseNoFlags);
   rapidjson::InsituStringStream stream(text.data());
   CheckedStrings<Handler> checked(handler, stream, text.find('\\') != text.npos);
   rapidjson::Reader reader;
-  const rapidjson::ParseResult result = reader.Parse<kFlags>(stream, checked);
+  // The check of each character takes longer than the look at all of them.
+  const rapidjson::ParseResult result =
+      isAscii(text) ? reader.Parse<kFlags>(stream, checked)
+                    : reader.Parse<kFlags | rapidjson::kParseValidateEncodingFlag>(stream, checked);
   if (result.IsError() && result.Code() != rapidjson::kParseErrorTermination) {
     throw jsonError(result.Code(), text, result.Offset());
   }

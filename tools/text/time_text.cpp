@@ -4,6 +4,7 @@
 #include <charconv>
 #include <chrono>
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <sstream>
 #include <system_error>
@@ -396,7 +397,8 @@ void TimeFormat::append(std::uint64_t ns, std::string& out) const {
     return appendIsoTime(ns, m_zone, out, m_digits);
   }
   if (m_style == Style::Number) {
-    out += std::to_string(ns / m_unitNs);
+    char text[std::numeric_limits<std::uint64_t>::digits10 + 1];
+    out.append(text, std::to_chars(std::begin(text), std::end(text), ns / m_unitNs).ptr);
     return appendDecimals(ns, m_digits, out);
   }
   const auto unixSeconds = static_cast<std::int64_t>(ns / kNsPerSecond);

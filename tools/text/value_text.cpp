@@ -17,6 +17,54 @@ namespace {
 template <class T>
 constexpr const char* kRealName = sizeof(T) == sizeof(float) ? "FLOAT" : "DOUBLE";
 
+/// The length of the text of an ordinary price or size, 0 for any other number: one from 0.001 on that has at most six
+/// decimals, and fewer digits than a double holds. Of such a number no other text of as few digits gives the same
+/// double back, so this one is the shortest. It is several times as fast as the search for that.
+std::size_t writeDecimal(double value, char (&text)[32]) noexcept {
+  constexpr double kLeast = 0.001;
+  constexpr double kMost = 1e9;
+  constexpr double kPowers[] = {10, 100, 1e3, 1e4, 1e5, 1e6};
+  const double size = std::fabs(value);
+  if (!(size >= kLeast && size < kMost)) {
+    return 0;
+  }
+  std::size_t decimals = 0;
+  std::uint64_t digits = 0;
+  for (const double power : kPowers) {
+    ++decimals;
+    digits = static_cast<std::uint64_t>(size * power + 0.5);
+    // Both are exact, and the quotient is rounded once, as the number is when the text is read.
+    if (static_cast<double>(digits) / power == size) {
+      break;
+    }
+    if (decimals == std::size(kPowers)) {
+      return 0;
+    }
+  }
+  char* to = std::end(text);
+  if (digits % 10 != 0) {
+    for (std::size_t i = 0; i != decimals; ++i, digits /= 10) {
+      *--to = static_cast<char>('0' + digits % 10);
+    }
+    *--to = '.';
+  } else {
+    // An integer. From 100000 on "1e+05" is shorter.
+    constexpr std::uint64_t kLeastWithExponent = 100'000;
+    digits /= 10;
+    if (digits >= kLeastWithExponent) {
+      return 0;
+    }
+  }
+  do {
+    *--to = static_cast<char>('0' + digits % 10);
+    digits /= 10;
+  } while (digits != 0);
+  if (value < 0) {
+    *--to = '-';
+  }
+  return static_cast<std::size_t>(std::end(text) - to);
+}
+
 bool startsNumber(std::string_view text) noexcept {
   const std::size_t digits = !text.empty() && text[0] == '-' ? 1 : 0;
   return digits < text.size() && ((text[digits] >= '0' && text[digits] <= '9') || text[digits] == '.');
@@ -149,6 +197,12 @@ void appendReal(T value, std::string& out) {
     return;
   }
   char text[32];
+  if constexpr (sizeof(T) == sizeof(double)) {
+    if (const std::size_t length = writeDecimal(value, text)) {
+      out.append(std::end(text) - length, length);
+      return;
+    }
+  }
   out.append(text, std::to_chars(std::begin(text), std::end(text), value).ptr);
 }
 

@@ -1,5 +1,11 @@
 #include "text/hex_reader.h"
 
+#include <cstddef>
+#include <cstdint>
+
+#include <string>
+#include <vector>
+
 #include <gtest/gtest.h>
 
 #include "tools/tool_support.h"
@@ -53,6 +59,35 @@ TEST(Hex, ErrorsNameTheColumn) {
     SCOPED_TRACE(row.name);
     Bytes bytes;
     EXPECT_EQ(lineErrorOf([&] { parseHex(row.text, row.blanks, bytes); }), row.error);
+  }
+}
+
+TEST(Hex, LongTextsAreReadAndRefusedAtEachPlace) {
+  // Bytes are read by eights; what is wrong has to be found in each of them, and behind them.
+  for (std::size_t count = 1; count != 35; ++count) {
+    std::string text;
+    Bytes expected;
+    for (std::size_t i = 0; i != count; ++i) {
+      constexpr char kDigits[] = "0123456789abcdefABCDEF";
+      const std::size_t high = i * 7 % 22;
+      const std::size_t low = i * 5 % 22;
+      text += kDigits[high];
+      text += kDigits[low];
+      expected.push_back(static_cast<std::uint8_t>((high < 16 ? high : high - 6) << 4 | (low < 16 ? low : low - 6)));
+    }
+    Bytes bytes;
+    parseHex(text, Blanks::Refused, bytes);
+    ASSERT_EQ(bytes, expected) << text;
+    for (std::size_t wrong = 0; wrong != text.size(); ++wrong) {
+      for (const char c : {'g', '\xff', ' '}) {
+        std::string bad = text;
+        bad[wrong] = c;
+        const std::string error = lineErrorOf([&] { parseHex(bad, Blanks::Refused, bytes); });
+        const bool isInByte = c == ' ' && wrong % 2 == 1;
+        ASSERT_EQ(error.substr(0, error.find(':')), "column " + std::to_string(wrong + 1)) << bad;
+        ASSERT_EQ(error.find("space within a byte") != error.npos, isInByte) << bad;
+      }
+    }
   }
 }
 

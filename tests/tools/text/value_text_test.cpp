@@ -2,7 +2,11 @@
 #include <cmath>
 #include <cstring>
 
+#include <charconv>
+#include <iterator>
 #include <limits>
+#include <random>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -161,6 +165,44 @@ TEST(TypeName, IsTheDictionarysOwn) {
   for (const int code : {15, 21, 23, 255}) {
     EXPECT_STREQ(typeName(static_cast<std::uint8_t>(code)), "?") << code;
   }
+}
+
+TEST(RealNumber, IsTheShortestTextWhateverWritesIt) {
+  // Prices and sizes, which are written without a search, their neighbours, and any bits.
+  std::mt19937_64 random(1);
+  const auto expectShortest = [](double value) {
+    char text[32];
+    ASSERT_EQ(realText(value), std::string(text, std::to_chars(std::begin(text), std::end(text), value).ptr));
+  };
+  for (int i = 0; i != 20000; ++i) {
+    const double price = static_cast<double>(random() % 100'000'000) / std::pow(10, static_cast<int>(random() % 9));
+    if (price == 0) {
+      continue;
+    }
+    expectShortest(price);
+    expectShortest(-price);
+    expectShortest(std::nextafter(price, 1e300));
+    expectShortest(std::nextafter(price, -1e300));
+    expectShortest(static_cast<double>(1 + random() % 2'000'000));
+    double any = 0;
+    const std::uint64_t bits = random();
+    std::memcpy(&any, &bits, sizeof any);
+    if (std::isfinite(any)) {
+      expectShortest(any);
+    }
+  }
+}
+
+TEST(RealNumber, OrdinaryNumbersHaveNoExponent) {
+  EXPECT_EQ(realText(2683.81), "2683.81");
+  EXPECT_EQ(realText(-0.001), "-0.001");
+  EXPECT_EQ(realText(0.0001), "1e-04");
+  EXPECT_EQ(realText(0.30000000000000004), "0.30000000000000004");
+  EXPECT_EQ(realText(99999.0), "99999");
+  EXPECT_EQ(realText(100000.0), "1e+05");
+  EXPECT_EQ(realText(123456.0), "123456");
+  EXPECT_EQ(realText(999999999.999999), "999999999.999999");
+  EXPECT_EQ(realText(1e9), "1e+09");
 }
 
 }  // namespace
