@@ -294,6 +294,8 @@ void DecodeLine::add(CLI::App& command, const std::vector<std::string>& formats,
         "FORMAT");
   named(command.add_option("--time-digits", timeDigits, "Decimals of the seconds of timestamps: 0, 3, 6 or 9"), "N");
   command.add_flag("--no-header", hasNoHeader, "Format csv: no line with the names of the columns");
+  command.add_flag("--csv-safe", isCsvSafe,
+                   "Format csv: an apostrophe before text that a spreadsheet could run as a formula");
   named(
       command.add_option("--separator", separator, "Format csv: between cells, one character or tab, default a comma"),
       "CHARACTER");
@@ -321,8 +323,9 @@ DecodeOptions DecodeLine::options(const TimeZone& zone) const {
   if (timeFormat && isIsoTime && *timeFormat != "iso") {
     throw UsageError("--iso-time is --time-format iso, not " + printable(*timeFormat));
   }
-  if ((hasNoHeader || separator) && format != "csv") {
-    throw UsageError(std::string(hasNoHeader ? "--no-header" : "--separator") + " requires --format csv");
+  if ((hasNoHeader || isCsvSafe || separator) && format != "csv") {
+    const char* const option = hasNoHeader ? "--no-header" : isCsvSafe ? "--csv-safe" : "--separator";
+    throw UsageError(std::string(option) + " requires --format csv");
   }
   DecodeOptions options;
   options.isRawText = isRawText;
@@ -337,6 +340,7 @@ DecodeOptions DecodeLine::options(const TimeZone& zone) const {
     options.time = TimeFormat(timeFormat.value_or("iso"), timeDigits, zone);
   }
   options.csv.hasHeader = !hasNoHeader;
+  options.csv.isSafe = isCsvSafe;
   if (separator) {
     options.csv.separator = parseSeparator(*separator);
   }

@@ -143,6 +143,7 @@ struct DecodeLine {
   std::optional<std::string> timeFormat;
   std::optional<unsigned> timeDigits;
   bool hasNoHeader = false;
+  bool isCsvSafe = false;
   std::optional<std::string> separator;
 
   /// @param formats      the values of --format

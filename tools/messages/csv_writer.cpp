@@ -65,12 +65,14 @@ void CsvWriter::append(const MD_Message& message, const InputMessage& input, std
 
 /// In quotes where a reader could take it for something else.
 void CsvWriter::appendText(std::string_view text, std::string& out) const {
+  constexpr std::string_view kMarked = "=+-@\t\r\n'";
+  const char* const mark = m_style.isSafe && !text.empty() && kMarked.find(text[0]) != kMarked.npos ? "'" : "";
   const char special[] = {m_style.separator, '"', '\r', '\n'};
   if (!text.empty() && text.find_first_of({special, sizeof special}) == text.npos) {
-    out += text;
+    out.append(mark).append(text);
     return;
   }
-  out += '"';
+  out.append("\"").append(mark);
   for (const char c : text) {
     out += c;
     if (c == '"') {

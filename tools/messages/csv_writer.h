@@ -18,6 +18,9 @@ namespace MD::tool {
 struct CsvStyle {
   char separator = ',';
   bool hasHeader = true;
+  /// Text that a spreadsheet could run as a formula has an apostrophe before it, and so has text that begins with one,
+  /// so that the text is what follows the first apostrophe.
+  bool isSafe = false;
 };
 
 class CsvWriter {
