@@ -65,6 +65,7 @@ constexpr const char* kStatsHelp =
     "Examples:\n"
     "  mdmsg stats --by SYMBOL,MSG_KIND --top 10 feed.pcap.gz\n"
     "  mdmsg stats --svg feed.svg --time-zone America/New_York --interval 0.5 feed.pcap\n"
+    "  mdmsg stats --html feed.html --by SYMBOL --top 1000 --sequence SEQ feed.pcap\n"
     "  mdmsg stats --sequence SEQ --per VENUE --time-field RECV_TIME --format csv quotes.hex";
 
 constexpr const char* kDiffHelp =
@@ -125,6 +126,7 @@ struct DumpLine : CommonOptions {
 
 struct StatsLine : CommonOptions {
   std::optional<std::string> svgFile;
+  std::optional<std::string> htmlFile;
   std::string timeField;
   std::string format = "text";
   std::vector<std::string> by;
@@ -264,6 +266,9 @@ Command addStats(CLI::App& app) {
   const auto line = std::make_shared<StatsLine>();
   named(command->add_option("--svg", line->svgFile, "Draw histograms of rate and sizes to FILE, which must not exist"),
         "FILE");
+  named(
+      command->add_option("--html", line->htmlFile, "Write all statistics as a web page to FILE, which must not exist"),
+      "FILE");
   named(command->add_option("--time-field", line->timeField, "EPOCH_NSEC field to use as message timestamp"), "FIELD");
   named(command->add_option("--by", line->by, "Count messages by the values of these fields, with commas")
             ->delimiter(',')
@@ -308,15 +313,23 @@ Command addStats(CLI::App& app) {
     options.sequenceField = line->sequence;
     options.sequencePer = line->per;
     Output picture(session.streams.out);
-    if (line->svgFile) {
-      if (session.files.output.isOpen() && session.files.output.isAt(*line->svgFile)) {
-        throw UsageError(pathText(*line->svgFile) + " is also the output");
+    Output page(session.streams.out);
+    const auto open = [&](const std::optional<std::string>& path, OutputFile& file, Output& out) -> Output* {
+      if (!path) {
+        return nullptr;
       }
-      Files::open(session.files.svg, *line->svgFile, *line);
-      picture.redirect(session.files.svg);
+      for (const OutputFile* const other : {&session.files.output, &session.files.svg}) {
+        if (other->isOpen() && other->isAt(*path)) {
+          throw UsageError(pathText(*path) + " is also the output");
+        }
+      }
+      Files::open(file, *path, *line);
+      out.redirect(file);
       session.watch.begin();
-      options.svg = &picture;
-    }
+      return &out;
+    };
+    options.svg = open(line->svgFile, session.files.svg, picture);
+    options.html = open(line->htmlFile, session.files.html, page);
     stats(InputTask(session, *line, line->source.optionsWithForeign(), line->selection.options(),
                     line->jobs.count(*line, line->selection.selection))
               .task(),

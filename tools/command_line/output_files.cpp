@@ -30,7 +30,7 @@ void Files::open(OutputFile& file, const std::string& path, const CommonOptions&
 
 std::string Files::leaveUnfinished() {
   std::string text;
-  for (OutputFile* const file : {&output, &svg}) {
+  for (OutputFile* const file : {&output, &svg, &html}) {
     file->removeIfEmpty();
     if (file->isPartial()) {
       text += (text.empty() ? "" : "; ") + pathText(file->path()) + " holds only a part of the output";

@@ -14,6 +14,7 @@ namespace MD::tool {
 struct Files {
   OutputFile output;
   OutputFile svg;
+  OutputFile html;
   std::atomic<bool> isSplitting{false};  ///< further files are being written, one per value of a field
 
   /// Opens a file to write, which must not exist, or not be an input, as the options have it.

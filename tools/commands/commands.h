@@ -118,6 +118,7 @@ struct StatsOptions {
   std::string sequenceField;    ///< a field whose numbers grow by one, empty for none
   std::string sequencePer;      ///< and do so for each value of this field
   Output* svg = nullptr;        ///< where a picture goes, if one is wanted
+  Output* html = nullptr;       ///< where a page goes, if one is wanted
 };
 
 /// Counts of all messages.

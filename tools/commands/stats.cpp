@@ -183,6 +183,12 @@ class StatsWorker final : public Worker {
   Statistics& m_result;
 };
 
+void finish(Output& out, const std::string& text) {
+  out.text() += text;
+  out.lineDone();
+  out.finish();
+}
+
 }  // namespace
 
 void stats(const Task& task, const StatsOptions& options) {
@@ -199,12 +205,14 @@ void stats(const Task& task, const StatsOptions& options) {
   if (statistics.malformed + statistics.withUnknown + statistics.truncated + statistics.foreign != 0) {
     task.reporter.flawed();
   }
-  appendReport(statistics, FieldNames(), options.report, task.out.text());
+  const FieldNames names;
+  appendReport(statistics, names, options.report, task.out.text());
   task.out.lineDone();
   if (options.svg != nullptr) {
-    options.svg->text() += svgOf(statistics, options.report.zone);
-    options.svg->lineDone();
-    options.svg->finish();
+    finish(*options.svg, svgOf(statistics, options.report.zone));
+  }
+  if (options.html != nullptr) {
+    finish(*options.html, pageOf(statistics, names, options.report));
   }
 }
 

@@ -157,6 +157,12 @@ void appendReport(const Statistics& statistics, const FieldNames& names, const R
 /// The rate over time and the distribution of sizes as an SVG picture.
 std::string svgOf(const Statistics& statistics, const TimeZone& zone);
 
+/// The same and all counts as one page of HTML that refers to nothing outside it.
+std::string pageOf(const Statistics& statistics, const FieldNames& names, const ReportOptions& options);
+
+/// What is fixed of it: style, script, and a mark where the report goes.
+extern const char* const kStatisticsPage;
+
 }  // namespace MD::tool
 
 #endif

@@ -5,6 +5,7 @@
 
 #include "base/diagnostics.h"
 #include "messages/statistics.h"
+#include "messages/statistics_text.h"
 #include "text/json_text.h"
 
 namespace MD::tool {
@@ -24,85 +25,6 @@ std::string padded(std::string_view text, std::size_t columns) {
 
 std::string rightAligned(std::string_view text, std::size_t columns) {
   return std::string(text.size() < columns ? columns - text.size() : 0, ' ') + std::string(text);
-}
-
-/// `value` * `factor` / `divisor`, rounded down.
-std::uint64_t scaled(std::uint64_t value, std::uint64_t factor, std::uint64_t divisor) {
-  if (divisor == 0) {
-    return 0;
-  }
-  // Not in long double, whose precision depends on the platform.
-  __extension__ using Wide = unsigned __int128;
-  const Wide result = Wide{value} * factor / divisor;
-  constexpr auto kMost = std::numeric_limits<std::uint64_t>::max();
-  return result > kMost ? kMost : static_cast<std::uint64_t>(result);
-}
-
-/// `part` / `whole` with `decimals` digits behind the point, rounded down.
-std::string ratio(std::uint64_t part, std::uint64_t whole, unsigned decimals) {
-  std::uint64_t factor = 1;
-  for (unsigned i = 0; i != decimals; ++i) {
-    factor *= 10;
-  }
-  const std::uint64_t value = scaled(part, factor, whole);
-  const std::string rest = std::to_string(value % factor);
-  return std::to_string(value / factor) + '.' + std::string(decimals - rest.size(), '0') + rest;
-}
-
-std::string percent(std::uint64_t part, std::uint64_t whole) { return ratio(part * 100, whole, 1) + " %"; }
-
-/// With up to three digits behind the point.
-std::string shortRatio(std::uint64_t part, std::uint64_t whole) {
-  std::string text = ratio(part, whole, 3);
-  text.erase(text.find_last_not_of('0') + 1);
-  if (text.back() == '.') {
-    text.pop_back();
-  }
-  return text;
-}
-
-std::string durationText(std::int64_t ns) {
-  constexpr struct {
-    std::int64_t ns;
-    const char* unit;
-  } kUnits[] = {{3600'000'000'000, "h"}, {60'000'000'000, "min"}, {1'000'000'000, "s"}, {1'000'000, "ms"}};
-  for (const auto& [unitNs, unit] : kUnits) {
-    if (ns >= unitNs) {
-      return shortRatio(static_cast<std::uint64_t>(ns), static_cast<std::uint64_t>(unitNs)) + ' ' + unit;
-    }
-  }
-  return std::to_string(ns) + " ns";
-}
-
-std::string momentText(std::int64_t ns, const TimeZone& zone) {
-  std::string text;
-  if (ns >= 0) {
-    appendIsoTime(static_cast<std::uint64_t>(ns), zone, text);
-  } else {
-    text = std::to_string(ns) + " ns";
-  }
-  return text;
-}
-
-/// In whole messages, or, when there are few, with what is behind the point.
-std::string rateText(std::uint64_t count, std::int64_t ns) {
-  constexpr std::uint64_t kNsPerSecond = 1'000'000'000;
-  constexpr std::uint64_t kFew = 100;
-  const auto duration = static_cast<std::uint64_t>(ns);
-  const std::uint64_t whole = scaled(count, kNsPerSecond, duration);
-  return (whole < kFew ? shortRatio(scaled(count, 1000 * kNsPerSecond, duration), 1000) : std::to_string(whole)) +
-         " messages/s";
-}
-
-const char* nameOf(SequenceCheck::Event::Kind kind) noexcept {
-  return kind == SequenceCheck::Event::Kind::Gap         ? "missing"
-         : kind == SequenceCheck::Event::Kind::Duplicate ? "duplicate"
-                                                         : "late";
-}
-
-std::string eventText(const SequenceCheck::Event& event) {
-  std::string text = std::string(nameOf(event.kind)) + ' ' + std::to_string(event.first);
-  return event.last == event.first ? text : text + " to " + std::to_string(event.last);
 }
 
 class Report {
@@ -461,84 +383,6 @@ void appendRows(const Statistics& all, const FieldNames& names, const ReportOpti
   }
 }
 
-/// A plot of bars.
-struct Plot {
-  std::string title;
-  std::string first;  ///< what stands below the first bar, and below the last
-  std::string last;
-  std::vector<std::pair<std::uint64_t, std::string>> bars;  ///< value, and what the bar stands for
-};
-
-constexpr unsigned kWidth = 720;
-constexpr unsigned kPlotHeight = 240;
-constexpr unsigned kMargin = 60;
-
-void appendText(unsigned x, unsigned y, const char* anchor, const std::string& text, std::string& out) {
-  out += "  <text x=\"" + std::to_string(x) + "\" y=\"" + std::to_string(y) + "\" text-anchor=\"" + anchor + "\">" +
-         text + "</text>\n";
-}
-
-void appendPlot(const Plot& plot, unsigned top, std::string& out) {
-  const unsigned left = kMargin;
-  const unsigned right = kWidth - kMargin / 2;
-  const unsigned bottom = top + kPlotHeight - 40;
-  const unsigned height = kPlotHeight - 80;
-  appendText(kWidth / 2, top + 24, "middle", plot.title, out);
-  if (plot.bars.empty()) {
-    appendText(kWidth / 2, top + kPlotHeight / 2, "middle", "nothing to show", out);
-    return;
-  }
-  std::uint64_t most = 1;
-  for (const auto& bar : plot.bars) {
-    most = std::max(most, bar.first);
-  }
-  const double step = static_cast<double>(right - left) / static_cast<double>(plot.bars.size());
-  for (std::size_t i = 0; i != plot.bars.size(); ++i) {
-    const auto& [value, what] = plot.bars[i];
-    const auto x = left + static_cast<unsigned>(step * static_cast<double>(i));
-    const auto next = left + static_cast<unsigned>(step * static_cast<double>(i + 1));
-    const auto tall = static_cast<unsigned>(scaled(value, height, most));
-    out += "  <rect x=\"" + std::to_string(x) + "\" y=\"" + std::to_string(bottom - tall) + "\" width=\"" +
-           std::to_string(std::max(next - x, 2U) - 1) + "\" height=\"" + std::to_string(tall) + "\"><title>" + what +
-           "</title></rect>\n";
-  }
-  out += "  <path d=\"M" + std::to_string(left) + ' ' + std::to_string(bottom - height) + " V" +
-         std::to_string(bottom) + " H" + std::to_string(right) + "\"/>\n";
-  appendText(left - 6, bottom - height + 5, "end", std::to_string(most), out);
-  appendText(left - 6, bottom + 5, "end", "0", out);
-  appendText(left, bottom + 20, "start", plot.first, out);
-  appendText(right, bottom + 20, "end", plot.last, out);
-}
-
-Plot ratePlot(const RateHistogram& times, const TimeZone& zone) {
-  Plot plot;
-  plot.title = "messages by time" + (times.isEmpty() ? "" : ", " + durationText(times.widthNs()) + " a bar");
-  for (std::size_t i = 0; i != times.counts().size(); ++i) {
-    const std::uint64_t count = times.counts()[i];
-    plot.bars.emplace_back(count, momentText(times.barBeginNs(i), zone) + ": " + std::to_string(count));
-  }
-  if (!times.isEmpty()) {
-    plot.first = momentText(times.firstNs(), zone);
-    plot.last = momentText(times.lastNs(), zone);
-  }
-  return plot;
-}
-
-Plot sizePlot(const SizeHistogram& sizes) {
-  constexpr std::size_t kMostBars = 60;
-  Plot plot;
-  plot.title = "messages by size in bytes";
-  for (const auto& bar : sizes.bars(kMostBars)) {
-    plot.bars.emplace_back(
-        bar.count, std::to_string(bar.from) + " to " + std::to_string(bar.to) + " bytes: " + std::to_string(bar.count));
-  }
-  if (!sizes.isEmpty()) {
-    plot.first = std::to_string(sizes.smallest());
-    plot.last = std::to_string(sizes.largest());
-  }
-  return plot;
-}
-
 }  // namespace
 
 void appendReport(const Statistics& statistics, const FieldNames& names, const ReportOptions& options,
@@ -548,17 +392,6 @@ void appendReport(const Statistics& statistics, const FieldNames& names, const R
   } else {
     appendRows(statistics, names, options, out);
   }
-}
-
-std::string svgOf(const Statistics& statistics, const TimeZone& zone) {
-  const std::string size = "width=\"" + std::to_string(kWidth) + "\" height=\"" + std::to_string(2 * kPlotHeight) + '"';
-  std::string out = "<svg xmlns=\"http://www.w3.org/2000/svg\" " + size +
-                    " font-family=\"sans-serif\" font-size=\"12\">\n"
-                    "  <style>rect{fill:#3465a4} path{fill:none;stroke:#000} text{fill:#000}</style>\n"
-                    "  <rect width=\"100%\" height=\"100%\" style=\"fill:#fff\"/>\n";
-  appendPlot(ratePlot(statistics.times, zone), 0, out);
-  appendPlot(sizePlot(statistics.sizes), kPlotHeight, out);
-  return out + "</svg>\n";
 }
 
 }  // namespace MD::tool

@@ -1,5 +1,6 @@
 // Counts over many messages.
 #include "messages/statistics.h"
+#include "messages/bar_chart.h"
 
 #include <limits>
 #include <map>
@@ -173,16 +174,61 @@ TEST(SizeHistogram, CountsLargeSizesToo) {
 TEST(Statistics, APictureIsDrawnOfWhatThereIs) {
   Statistics statistics;
   const std::string empty = svgOf(statistics, TimeZone());
-  EXPECT_NE(empty.find("nothing to show"), empty.npos);
+  EXPECT_NE(empty.find(">no data</text>"), empty.npos);
   for (int i = 0; i != 10; ++i) {
     statistics.sizes.add(static_cast<std::uint64_t>(20 + i % 3));
     statistics.times.add(1'717'407'000'000'000'000 + i * 1'000'000);
   }
   const std::string svg = svgOf(statistics, TimeZone());
   EXPECT_EQ(svg.rfind("<svg xmlns=\"http://www.w3.org/2000/svg\"", 0), 0U);
-  EXPECT_NE(svg.find("<title>2024-06-03T09:30:00.000000000Z: 1</title>"), svg.npos);
-  EXPECT_NE(svg.find("<title>20 to 20 bytes: 4</title>"), svg.npos);
   EXPECT_EQ(svg.substr(svg.size() - 7), "</svg>\n");
+  for (const char* const part : {
+           "<title>2024-06-03T09:30:00.000000000Z: 1</title>",
+           "<title>20 to 20 bytes: 4</title>",
+           ">messages per 1 ms</text>",
+           ">messages per size</text>",
+           ">time, 2024-06-03T09:30:00.000000000Z to 2024-06-03T09:30:00.009000000Z</text>",
+           ">size in bytes</text>",
+           ">messages</text>",
+           ">09:30:00.004</text>",
+           ">21</text>",
+       }) {
+    EXPECT_NE(svg.find(part), svg.npos) << part;
+  }
+}
+
+struct TickCase {
+  const char* name;
+  std::int64_t lastNs;  ///< after 2024-06-03T09:30:00Z
+  const char* zone;
+  const char* ticks;
+};
+
+constexpr std::int64_t kSecond = 1'000'000'000;
+constexpr TickCase kTickCases[] = {
+    {"Milliseconds", 40'000'000, "UTC", "09:30:00.000 09:30:00.010 09:30:00.020 09:30:00.030 09:30:00.040 "},
+    {"Seconds", 25 * kSecond, "UTC", "09:30:00 09:30:05 09:30:10 09:30:15 09:30:20 09:30:25 "},
+    {"Minutes", 3600 * kSecond, "UTC", "09:30 09:40 09:50 10:00 10:10 10:20 10:30 "},
+    {"HoursOfTheZone", 20 * 3600 * kSecond, "+05:30", "15:00 18:00 21:00 00:00 03:00 06:00 09:00 "},
+    {"Days", 5 * 86400 * kSecond, "UTC", "2024-06-04 2024-06-05 2024-06-06 2024-06-07 2024-06-08 "},
+};
+
+TEST(Statistics, TicksOfTimeAreRound) {
+  for (const TickCase& row : kTickCases) {
+    SCOPED_TRACE(row.name);
+    RateHistogram times;
+    times.add(1'717'407'000 * kSecond);
+    times.add(1'717'407'000 * kSecond + row.lastNs);
+    std::string ticks;
+    double last = -1;
+    for (const auto& tick : rateChart(times, TimeZone::parse(row.zone)).ticks) {
+      ticks += tick.label + ' ';
+      EXPECT_GT(tick.share, last);
+      EXPECT_LT(tick.share, 1);
+      last = tick.share;
+    }
+    EXPECT_EQ(ticks, row.ticks);
+  }
 }
 
 }  // namespace
