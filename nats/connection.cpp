@@ -52,7 +52,7 @@ void ignoreAsynchronousError(natsConnection*, natsSubscription*, natsStatus, voi
 std::string reasonOf(natsStatus status) {
   natsStatus last = NATS_OK;
   const char* const text = nats_GetLastError(&last);
-  const std::string kind = natsStatus_GetText(status);
+  std::string kind = natsStatus_GetText(status);
   std::string_view detail = text != nullptr && last == status ? text : "";
   // It begins with a place in the library's sources.
   if (const std::size_t end = detail.find("): "); !detail.empty() && detail.front() == '(' && end != detail.npos) {

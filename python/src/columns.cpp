@@ -168,7 +168,7 @@ Ref capsuleOf(std::unique_ptr<Structure> structure, const char* name) {
     structure->release(structure.get());
   }
   Ref owned = own(capsule);
-  structure.release();
+  static_cast<void>(structure.release());  // the capsule's now
   return owned;
 }
 

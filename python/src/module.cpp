@@ -97,4 +97,6 @@ PyModuleDef g_module = {PyModuleDef_HEAD_INIT,
 }  // namespace
 }  // namespace MD::python
 
+// The interpreter composes this name, of a module that begins with an underscore.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 PyMODINIT_FUNC PyInit__md_message() { return PyModuleDef_Init(&MD::python::g_module); }
