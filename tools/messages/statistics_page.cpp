@@ -265,12 +265,7 @@ class Page {
     }
     section("traffic", "Endpoints");
     table("endpoints", "Datagrams by source and destination; select a column to sort by it",
-          {{"source", false},
-           {"destination", false},
-           {"datagrams", true},
-           {"bytes", true},
-           {"first", false},
-           {"last", false}},
+          {{"from", false}, {"to", false}, {"datagrams", true}, {"bytes", true}, {"first", false}, {"last", false}},
           true);
     const auto rows = m_all.endpoints.top(m_options.top);
     for (const auto& row : rows) {
