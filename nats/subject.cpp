@@ -139,7 +139,7 @@ void SubjectTemplate::addField(const std::string& text, const std::string& key, 
   Part part;
   part.text = text;
   const std::size_t percent = key.rfind('%');
-  part.field = names.find(key.substr(0, percent));
+  part.field = names.match(key.substr(0, percent));
   if (percent != key.npos) {
     const std::string number = key.substr(percent + 1);
     constexpr std::size_t kMostDigits = 9;

@@ -1,5 +1,6 @@
 #include "base/diagnostics.h"
 
+#include <algorithm>
 #include <ostream>
 #include <utility>
 
@@ -44,12 +45,25 @@ constexpr struct {
     {"message that is too long", "messages that are too long"},
     {"message for which memory was short", "messages for which memory was short"},
     {"message that the output cannot hold", "messages that the output cannot hold"},
+    {"message with a field of unknown name", "messages with fields of unknown names"},
     {"message with dropped bytes", "messages with dropped bytes"},
     {"repeated field", "repeated fields"},
     {"value that cannot be read", "values that cannot be read"},
     {"message that encode writes with other bytes", "messages that encode writes with other bytes"},
     {"entry of a dictionary", "entries of a dictionary"},
 };
+
+/// "999 (12), 24 (3)": the most frequent ids.
+std::string textOfFrequent(const std::map<std::uint16_t, std::uint64_t>& counts) {
+  constexpr std::size_t kMost = 20;
+  std::vector<std::pair<std::uint16_t, std::uint64_t>> ids(counts.begin(), counts.end());
+  std::stable_sort(ids.begin(), ids.end(), [](const auto& a, const auto& b) { return a.second > b.second; });
+  std::string text;
+  for (std::size_t i = 0; i != std::min(ids.size(), kMost); ++i) {
+    text += (i == 0 ? "" : ", ") + std::to_string(ids[i].first) + " (" + std::to_string(ids[i].second) + ')';
+  }
+  return ids.size() > kMost ? text + " and " + std::to_string(ids.size() - kMost) + " more" : text;
+}
 
 }  // namespace
 
@@ -67,9 +81,25 @@ void Reporter::note(ReportKind kind, std::string_view field, std::string_view te
   reportLine(kind, "note: ", field, text);
 }
 
+void Reporter::noteDropped(std::string_view text, const std::vector<std::uint16_t>& unknownIds) {
+  reportLine(ReportKind::Dropped, "note: ", {}, text);
+  if (m_kept != nullptr) {
+    m_kept->back().unknownIds = unknownIds;
+  } else {
+    countUnknown(unknownIds);
+  }
+}
+
+void Reporter::countUnknown(const std::vector<std::uint16_t>& ids) {
+  for (const std::uint16_t id : ids) {
+    ++m_unknownIds[id];
+  }
+}
+
 void Reporter::replay(const KeptReport& report) {
   m_place = report.place;
   reportLine(report.kind, report.label, report.field, report.text);
+  countUnknown(report.unknownIds);
 }
 
 void Reporter::entry(std::string_view place, std::string_view text, bool isLeftOut) {
@@ -84,7 +114,7 @@ void Reporter::entry(std::string_view place, std::string_view text, bool isLeftO
 void Reporter::reportLine(ReportKind kind, std::string_view label, std::string_view field, std::string_view text) {
   raise(kBadData);
   if (m_kept != nullptr) {
-    m_kept->push_back({m_out.completeBytes(), m_place, kind, label, std::string(field), std::string(text)});
+    m_kept->push_back({m_out.completeBytes(), m_place, kind, label, std::string(field), std::string(text), {}});
     return;
   }
   if (!isToBeWritten(kind)) {
@@ -96,6 +126,10 @@ void Reporter::reportLine(ReportKind kind, std::string_view label, std::string_v
     report.append("field ").append(printable(field)).append(": ");
   }
   report += text;
+  if (kind == ReportKind::Unknown && m_dictionary.question && m_questions != kMostQuestions) {
+    ++m_questions;
+    report += m_dictionary.question(std::string(field));
+  }
   write(report);
 }
 
@@ -115,6 +149,7 @@ void Reporter::unusable(std::string_view text, std::string_view advice) {
 
 void Reporter::finish() {
   std::string text;
+  const bool isUnknownMissing = m_counts[static_cast<std::size_t>(ReportKind::Dropped)] > m_most;
   for (std::size_t kind = 0; kind != kReportKinds; ++kind) {
     const std::uint64_t count = std::exchange(m_counts[kind], 0);
     if (count > m_most) {
@@ -123,8 +158,13 @@ void Reporter::finish() {
     }
   }
   if (!text.empty()) {
-    write(pathText(m_input) + ": not reported one by one: " + text + " (--max-reports)");
+    write(pathText(m_input) + (m_most == 0 ? ": " + text : ": not reported one by one: " + text + " (--max-reports)"));
   }
+  if (isUnknownMissing && !m_unknownIds.empty()) {
+    write(pathText(m_input) + ": fields that are not in the " + m_dictionary.text +
+          ", with the number of messages: " + textOfFrequent(m_unknownIds));
+  }
+  m_unknownIds.clear();
 }
 
 void Reporter::write(std::string_view text, std::string_view advice) {

@@ -8,6 +8,7 @@
 #include <array>
 #include <functional>
 #include <iosfwd>
+#include <map>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -49,6 +50,13 @@ struct KeptReport {
   std::string_view label;  ///< a literal
   std::string field;
   std::string text;
+  std::vector<std::uint16_t> unknownIds;  ///< of fields that the dictionary does not have
+};
+
+/// What reports on unknown fields say of the dictionary.
+struct DictionaryWords {
+  std::string text;                                         ///< "dictionary fields.txt"
+  std::function<std::string(const std::string&)> question;  ///< "; did you mean BID?" for an unknown name, or nothing
 };
 
 /// Writes the reports and keeps the exit status that follows from them. Of each kind it writes a bounded number per
@@ -62,6 +70,8 @@ class Reporter {
 
   /// How many reports of a kind are written per input.
   void setMostReports(std::uint64_t most) noexcept { m_most = most; }
+
+  void setDictionary(DictionaryWords words) { m_dictionary = std::move(words); }
 
   /// The input that the reports are about from here on, and the place in it.
   void setInput(std::string name);
@@ -121,6 +131,9 @@ class Reporter {
   /// The current message was written, but not reproduced exactly.
   /// @param field  empty when the note is about the whole message
   void note(ReportKind kind, std::string_view field, std::string_view text);
+  /// Receivers dropped bytes of the current message.
+  /// @param unknownIds  those that are not in the dictionary, each once
+  void noteDropped(std::string_view text, const std::vector<std::uint16_t>& unknownIds);
   /// Reports what another reporter has kept.
   void replay(const KeptReport& report);
   /// Is called before each report, and before the input changes: brings out what belongs before. Empty for nothing.
@@ -148,6 +161,7 @@ class Reporter {
   bool isToBeWritten(ReportKind kind) noexcept { return m_counts[static_cast<std::size_t>(kind)]++ < m_most; }
   void reportLine(ReportKind kind, std::string_view label, std::string_view field, std::string_view text);
   void write(std::string_view text, std::string_view advice = {});
+  void countUnknown(const std::vector<std::uint16_t>& ids);
   void bringOutBefore() {
     if (m_beforeReport) {
       m_beforeReport();
@@ -163,6 +177,11 @@ class Reporter {
   Place m_place;
   std::uint64_t m_most = kMostReports;
   std::array<std::uint64_t, kReportKinds> m_counts{};  // of the reports about the input
+  /// A question costs a comparison with every name of the dictionary.
+  static constexpr unsigned kMostQuestions = 10;
+  DictionaryWords m_dictionary;
+  unsigned m_questions = 0;
+  std::map<std::uint16_t, std::uint64_t> m_unknownIds;  // of the input, with the number of their messages
   ExitStatus m_status = kDone;
 };
 

@@ -18,13 +18,14 @@ enum class ReportKind {
   TooLong,
   OutOfMemory,
   NotHeld,     ///< the output cannot hold the message
+  Unknown,     ///< a field that the dictionary does not have, by name
   Dropped,     ///< bytes that receivers dropped
   Repeated,    ///< a field that is there several times
   Unreadable,  ///< a value that cannot be read
   OtherBytes,  ///< a message that is not written as it came
   Dictionary,  ///< a part of a dictionary
 };
-constexpr std::size_t kReportKinds = 10;
+constexpr std::size_t kReportKinds = 11;
 
 /// The longest message, and line with one, that is read when nothing else is said: 64 MiB.
 constexpr std::uint32_t kLongestMessage = std::uint32_t{1} << 26;

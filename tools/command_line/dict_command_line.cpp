@@ -209,6 +209,9 @@ void addShow(CLI::App& dict, std::vector<Command>& commands) {
       ->excludes(fingerprint);
   add(command, commands, [options](const Session& session) {
     loadNamedDictionary(options->common.dictionary, session.reporter);
+    if (options->common.isVerbose) {
+      tellDictionary(session.reporter);
+    }
     if (options->isFingerprint) {
       showFingerprint(session.out);
       return kDone;

@@ -24,6 +24,7 @@ constexpr const char* kEncodeHelp =
     "Examples:\n"
     "  echo '{\"SYMBOL\":\"AB\",\"BID\":101.25,\"BID_QTY\":300}' | mdmsg encode --encoding mInt\n"
     "  mdmsg encode --encoding MsgT --csv quotes.csv > quotes.hex\n"
+    "  mdmsg encode --encoding mInt --csv --separator tab --format u32le -o quotes.bin quotes.tsv\n"
     "  mdmsg encode --encoding mInt --format pcap --time-field RECV_TIME --output quotes.pcap quotes.json";
 
 constexpr const char* kDecodeHelp =
@@ -34,8 +35,14 @@ constexpr const char* kDecodeHelp =
     "\n"
     "Examples:\n"
     "  mdmsg decode quotes.hex\n"
-    "  mdmsg decode --format json --where 'BID > 101' feed.pcap.gz | grep '\"SYMBOL\":\"AB\"'\n"
-    "  mdmsg decode --format csv --fields SYMBOL,BID,ASK,RECV_TIME --iso-time feed.pcap > quotes.csv";
+    "  mdmsg decode --json --where 'BID > 101 and SYMBOL in (AB, CD)' feed.pcap.gz\n"
+    "  mdmsg decode --where 'exists(ASK) and not (SYMBOL =~ \"^X\" or @size > 100)' feed.pcap\n"
+    "  mdmsg decode --from-time 09:30 --to-time 16:00 --time-zone America/New_York feed.pcap\n"
+    "  mdmsg decode --csv --fields @time,SYMBOL,BID,ASK --time-format spreadsheet feed.pcap > quotes.csv\n"
+    "  mdmsg decode --csv --fields all --separator tab --no-header --iso-time --time-digits 3 feed.pcap\n"
+    "  mdmsg decode --json --framing u32le --jobs 2 quotes.bin\n"
+    "  mdmsg decode --format arrow -o quotes.arrow quotes.hex\n"
+    "  mdmsg decode -- -quotes.hex";
 
 constexpr const char* kConvertHelp =
     "Every field is copied. A message with a value that the other encoding cannot hold\n"
@@ -44,7 +51,8 @@ constexpr const char* kConvertHelp =
     "Examples:\n"
     "  mdmsg convert --encoding mInt quotes.hex > small.hex\n"
     "  mdmsg encode --encoding MsgT quotes.json | mdmsg convert --encoding IterMap\n"
-    "  mdmsg convert --encoding mInt --format pcap --output small.pcap feed.pcap";
+    "  mdmsg convert --encoding mInt --format pcap --output small.pcap feed.pcap\n"
+    "  mdmsg convert --encoding preferred --fields SYMBOL,BID --jobs 2 feed.pcap";
 
 constexpr const char* kDumpHelp =
     "One line per part of a record: offset, bytes, part (id, type, length, value), field,\n"
@@ -66,7 +74,9 @@ constexpr const char* kStatsHelp =
     "  mdmsg stats --by SYMBOL,MSG_KIND --top 10 feed.pcap.gz\n"
     "  mdmsg stats --svg feed.svg --time-zone America/New_York --interval 0.5 feed.pcap\n"
     "  mdmsg stats --html feed.html --by SYMBOL --top 1000 --sequence SEQ feed.pcap\n"
-    "  mdmsg stats --sequence SEQ --per VENUE --time-field RECV_TIME --format csv quotes.hex";
+    "  mdmsg stats --sequence SEQ --per VENUE --time-field RECV_TIME --csv quotes.hex\n"
+    "  mdmsg stats --by SYMBOL --where '@destination = 239.192.0.1' --to-time 30s --json feed.pcap\n"
+    "  mdmsg stats --jobs 2 --quiet quotes.hex";
 
 constexpr const char* kDiffHelp =
     "Messages with the same values of the fields of --key are compared in order: the\n"
@@ -282,7 +292,7 @@ Command addStats(CLI::App& app) {
   named(command->add_option("--sequence", line->sequence,
                             "Check that the numbers of this field grow by one: missing, duplicate, late"),
         "FIELD");
-  named(command->add_option("--per", line->per, "With --sequence: for each value of this field"), "FIELD");
+  named(command->add_option("--per", line->per, "For each value of this field; requires --sequence"), "FIELD");
   addFormatOption(*command, "--format", line->format, {"text", "json", "csv"},
                   "Output format: text (default), json (one object per line) or csv");
   line->source.add(*command);
@@ -299,9 +309,6 @@ Command addStats(CLI::App& app) {
                             : line->format == "csv" ? StatsFormat::Csv
                                                     : StatsFormat::Text;
     options.report.top = static_cast<std::size_t>(line->top);
-    for (const std::string& name : line->by) {
-      options.report.groupedBy += (options.report.groupedBy.empty() ? "" : ", ") + name;
-    }
     options.timeField = line->timeField;
     options.by = line->by;
     if (const auto interval = durationOf("--interval", line->interval)) {

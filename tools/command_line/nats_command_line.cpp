@@ -292,6 +292,7 @@ Command addSubscribe(CLI::App& app, const NatsCommands* nats) {
   line->selection.add(*command, true);
   line->addLargeOutput(*command);
   line->addDictionary(*command);
+  line->addReports(*command);
   command->footer(kSubscribeHelp);
   const auto run = [line, nats](const Session& session) {
     const SubscribeOptions all = optionsOf(*line);

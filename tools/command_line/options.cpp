@@ -60,7 +60,7 @@ bool isSelecting(const SelectionOptions& selection) {
 
 void CommonOptions::add(CLI::App& command) {
   addDictionary(command);
-  command.add_flag("--no-progress", isQuiet, "Do not display progress on a terminal");
+  command.add_flag("--no-progress", hasNoProgress, "Do not display progress on a terminal");
   addReports(command);
   addFiles(command);
 }
@@ -75,14 +75,18 @@ void CommonOptions::addDictionary(CLI::App& command) {
           "--dictionary", dictionary,
           "Field dictionary, XML or text (default: the one on the configuration search path, or else a built-in one)"),
       "FILE");
+  command.add_flag("--verbose", isVerbose, "Report which dictionary is used");
 }
 
 void CommonOptions::addReports(CLI::App& command) {
-  named(command
-            .add_option("--max-reports", mostReports,
-                        "Report at most N problems of each kind per input individually, default 10; others are counted")
-            ->check(&complaintAboutNumber),
-        "N");
+  CLI::Option* const most = named(
+      command
+          .add_option("--max-reports", mostReports,
+                      "Report at most N problems of each kind per input individually, default 10; others are counted")
+          ->check(&complaintAboutNumber),
+      "N");
+  command.add_flag("--quiet", isQuiet, "Report only the number of problems of each kind per input, and no progress")
+      ->excludes(most);
 }
 
 void CommonOptions::addOutput(CLI::App& command) {

@@ -46,7 +46,9 @@ bool isSelecting(const SelectionOptions& selection);
 struct CommonOptions {
   std::vector<std::string> files;  ///< what is read
   std::optional<std::string> dictionary;
-  bool isQuiet = false;  ///< no progress
+  bool isVerbose = false;
+  bool isQuiet = false;  ///< neither progress nor single problems
+  bool hasNoProgress = false;
   std::optional<std::string> outputFile;
   bool isForced = false;
   bool isCompressible = false;
@@ -54,11 +56,13 @@ struct CommonOptions {
   std::vector<std::string> splitBy;  ///< not empty: the output is many files, and outputFile a template of their names
   std::uint64_t mostReports = kMostReports;
 
-  /// Adds --dictionary, --no-progress, --max-reports and the files.
+  /// Adds --dictionary, --verbose, --no-progress, --max-reports, --quiet and the files.
   void add(CLI::App& command);
   void addFiles(CLI::App& command);
   void addDictionary(CLI::App& command);
   void addReports(CLI::App& command);
+  /// How many problems of a kind are reported per input.
+  std::uint64_t reportsPerKind() const noexcept { return isQuiet ? 0 : mostReports; }
   /// Adds --output and --force.
   void addOutput(CLI::App& command);
   /// The same with --compress, for commands that write much.

@@ -25,6 +25,7 @@
 #include "command_line/output_files.h"
 #include "command_line/wireshark_command_line.h"
 #include "dictionary/dictionary.h"
+#include "dictionary/field_names.h"
 
 namespace MD::tool {
 namespace {
@@ -97,7 +98,10 @@ std::string complaintOf(const CLI::App& app, const CLI::ParseError& error, const
   // The parser only misses a command then, and does not tell which word it did not take for one.
   const std::vector<std::string> unknown = asked->remaining();
   if (asked->get_require_subcommand_min() != 0 && !unknown.empty()) {
-    return "unknown command or option " + inQuotes(unknown.front());
+    return "unknown command or option " + inQuotes(unknown.front()) + questionAboutWord(*asked, unknown.front());
+  }
+  if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr && !unknown.empty()) {
+    return error.what() + questionAboutWord(*asked, unknown.front());
   }
   // The parser does not name hidden options. One without its value is the last argument.
   const std::string text = error.what();
@@ -142,6 +146,10 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, const
   const CommonOptions& options = *command.options;
   if (command.usesDictionary) {
     loadNamedDictionary(options.dictionary, reporter);
+    reporter.setDictionary({dictionaryText(), &questionAbout});
+    if (options.isVerbose) {
+      tellDictionary(reporter);
+    }
   }
   if (options.splitBy.empty()) {
     out.setCompression(options.compression());
@@ -151,10 +159,11 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, const
     out.redirect(files.output);
     watch.begin();
   }
-  if (streams.isErrTerminal && !options.isQuiet && (!streams.isOutTerminal || options.outputFile || command.isSilent)) {
+  if (streams.isErrTerminal && !options.isQuiet && !options.hasNoProgress &&
+      (!streams.isOutTerminal || options.outputFile || command.isSilent)) {
     reporter.setProgress(&progress);
   }
-  reporter.setMostReports(options.mostReports);
+  reporter.setMostReports(options.reportsPerKind());
   command.run({streams, files, watch, out, reporter});
   reporter.finish();
   out.finish();

@@ -12,9 +12,11 @@
 #include "base/hex.h"
 #include "base/utf8.h"
 #include "dictionary/dictionary.h"
+#include "dictionary/field_names.h"
 #include "md/md_datatypes.h"
 #include "md/md_escape.h"
 #include "md/md_fieldmap.h"
+#include "text/similar_words.h"
 #include "text/value_text.h"
 
 namespace MD::tool {
@@ -114,17 +116,6 @@ std::string retyped(const DictionaryRow& before, const DictionaryRow& after) {
   return after.name + ' ' + typeName(before.type) + " -> " + typeName(after.type);
 }
 
-/// The row that a key, an id or a name, leads to.
-MD_FieldMap::const_iterator findField(const std::string& key) {
-  const MD_FieldMap& map = MD_FieldMap::instance();
-  if (isOfDigits(key)) {
-    std::uint16_t id = 0;
-    const auto [rest, code] = std::from_chars(key.data(), key.data() + key.size(), id);
-    return code == std::errc() ? map.findById(id) : map.end();
-  }
-  return map.findByName(key);
-}
-
 const char* valueText(std::uint8_t type) {
   switch (type) {
     case DATATYPES::CHAR:
@@ -151,12 +142,6 @@ void describe(const FIELDS::field_rec& row, std::string& out) {
   appendHex(bytes, 2, out);
   out += std::string(" in MsgT\ntype   ") + typeName(row.type) + ", code " + std::to_string(row.type) + "\nvalue  " +
          valueText(row.type) + '\n';
-}
-
-std::string inLowerCase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-  return text;
 }
 
 }  // namespace
@@ -256,18 +241,19 @@ ExitStatus checkCompatibility(const std::string& oldPath, const std::string& new
 }
 
 void showFields(const std::vector<std::string>& keys, Output& out, Reporter& reporter) {
+  const FieldNames names;
   bool isFirst = true;
   for (const std::string& key : keys) {
-    const auto row = findField(key);
-    if (row == MD_FieldMap::instance().end()) {
+    try {
+      const FIELDS::field_rec& row = names.matchEntry(key);
+      out.text() += isFirst ? "" : "\n";
+      isFirst = false;
+      describe(row, out.text());
+      out.lineDone();
+    } catch (const LineError& error) {
       reporter.setInput("field " + key);
-      reporter.wholeInput("the dictionary does not have it");
-      continue;
+      reporter.wholeInput(error.what());
     }
-    out.text() += isFirst ? "" : "\n";
-    isFirst = false;
-    describe(*row, out.text());
-    out.lineDone();
   }
 }
 

@@ -11,11 +11,7 @@ namespace {
 std::vector<Field> fieldsOf(const std::vector<std::string>& keys, const FieldNames& names) {
   std::vector<Field> fields;
   for (const std::string& key : keys) {
-    try {
-      fields.push_back(names.find(key));
-    } catch (const LineError& error) {
-      throw UsageError("--key: field " + printable(error.field()) + ": " + error.what());
-    }
+    fields.push_back(names.match("--key", key));
   }
   return fields;
 }

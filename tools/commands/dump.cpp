@@ -3,6 +3,7 @@
 #include "base/encodings.h"
 #include "commands/commands.h"
 #include "commands/taken_messages.h"
+#include "dictionary/dictionary.h"
 #include "dictionary/field_names.h"
 #include "messages/dump.h"
 
@@ -28,16 +29,22 @@ void dump(const Task& task, bool isColored) {
   const FieldNames names;
   Selection selection(task.selection, names);
   bool isFirst = true;
+  bool hasUnknown = false;
   for (InputMessage input; readTaken(task, selection, input);) {
     attempt(task, [&] {
       std::string& out = task.out.text();
       out += isFirst ? "" : "\n";
       appendDumpTitle(input, task.reporter, out);
       isFirst = false;
-      if (writeDump(input.data, input.sizeBytes, MD_FieldMap::instance(), isColored, task.out).flaws != 0) {
+      const DumpResult result = writeDump(input.data, input.sizeBytes, MD_FieldMap::instance(), isColored, task.out);
+      if (result.flaws != 0) {
         task.reporter.flawed();
       }
+      hasUnknown = hasUnknown || result.hasUnknown;
     });
+  }
+  if (hasUnknown) {
+    task.reporter.tell("unknown fields are those that are not in the " + dictionaryText());
   }
 }
 

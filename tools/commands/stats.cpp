@@ -30,14 +30,6 @@ std::optional<std::int64_t> sentTime(const InputMessage& input, const std::optio
   return std::nullopt;
 }
 
-Field fieldOf(const char* option, const std::string& name, const FieldNames& names) {
-  try {
-    return names.find(name);
-  } catch (const LineError& error) {
-    throw UsageError(std::string(option) + ": field " + printable(error.field()) + ": " + error.what());
-  }
-}
-
 /// What the order of the messages matters for.
 class OrderedCounts {
  public:
@@ -47,21 +39,30 @@ class OrderedCounts {
       m_result.times = RateHistogram(options.intervalNs);
     }
     for (const std::string& name : options.by) {
-      m_by.push_back(fieldOf("--by", name, names));
+      m_by.push_back(names.match("--by", name));
       m_result.groups.emplace();
     }
     if (!options.sequenceField.empty()) {
-      m_sequence = fieldOf("--sequence", options.sequenceField, names);
+      m_sequence = names.match("--sequence", options.sequenceField);
       if (m_sequence->type != DATATYPES::INT && m_sequence->type != DATATYPES::INT64) {
         throw UsageError("--sequence: field " + printable(options.sequenceField) + " is no INT or INT64");
       }
       m_result.sequence.emplace();
       if (!options.sequencePer.empty()) {
-        m_per = fieldOf("--per", options.sequencePer, names);
+        m_per = names.match("--per", options.sequencePer);
       }
     } else if (!options.sequencePer.empty()) {
-      throw UsageError("--per goes with --sequence");
+      throw UsageError("--per requires --sequence");
     }
+  }
+
+  /// The names of the fields that messages are counted by.
+  std::string groupedBy(const FieldNames& names) const {
+    std::string text;
+    for (const Field& field : m_by) {
+      text += (text.empty() ? "" : ", ") + names.label(field.id);
+    }
+    return text;
   }
 
   /// Whether there is more to do than add().
@@ -206,13 +207,15 @@ void stats(const Task& task, const StatsOptions& options) {
     task.reporter.flawed();
   }
   const FieldNames names;
-  appendReport(statistics, names, options.report, task.out.text());
+  ReportOptions report = options.report;
+  report.groupedBy = ordered.groupedBy(names);
+  appendReport(statistics, names, report, task.out.text());
   task.out.lineDone();
   if (options.svg != nullptr) {
     finish(*options.svg, svgOf(statistics, options.report.zone));
   }
   if (options.html != nullptr) {
-    finish(*options.html, pageOf(statistics, names, options.report));
+    finish(*options.html, pageOf(statistics, names, report));
   }
 }
 

@@ -12,6 +12,8 @@
 namespace MD::tool {
 namespace {
 
+constexpr const char* kBuiltInName = "built-in dictionary";
+
 /// Creates the dictionary of the process, if there is none, without searching the configuration search path: a broken
 /// file there must not prevent the use of one that the user names.
 void createDictionary() { MD_FieldMap::load_file({}); }
@@ -83,6 +85,15 @@ void loadNamedDictionary(const std::optional<std::string>& path, Reporter& repor
   }
 }
 
-void loadBuiltInDictionary() { loadDefinitions(kBuiltInDictionary, "built-in dictionary"); }
+void loadBuiltInDictionary() { loadDefinitions(kBuiltInDictionary, kBuiltInName); }
+
+std::string dictionaryText() {
+  const std::string& source = MD_FieldMap::instance().source();
+  return source == kBuiltInName ? source : "dictionary " + pathText(source);
+}
+
+void tellDictionary(Reporter& reporter) {
+  reporter.tell(dictionaryText() + ": " + counted(MD_FieldMap::instance().size(), "field"));
+}
 
 }  // namespace MD::tool

@@ -38,6 +38,12 @@ void loadBuiltInDictionary();
 /// @throws std::runtime_error when the library refuses the file
 void loadDefinitions(std::string_view contents, const std::string& path);
 
+/// "dictionary fields.txt" or "built-in dictionary": the one in use.
+std::string dictionaryText();
+
+/// Reports which dictionary is in use.
+void tellDictionary(Reporter& reporter);
+
 /// The text of the dictionary that is built into the program.
 extern const char* const kBuiltInDictionary;
 

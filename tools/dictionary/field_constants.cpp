@@ -142,11 +142,7 @@ class Generator {
     std::vector<bool> isWanted(std::size_t{0xffff} + 1, m_options.only.empty());
     const FieldNames names;
     for (const std::string& key : m_options.only) {
-      try {
-        isWanted[names.find(key).id] = true;
-      } catch (const LineError& error) {
-        throw UsageError("--only: field " + printable(error.field()) + ": " + error.what());
-      }
+      isWanted[names.match("--only", key).id] = true;
     }
     for (const FIELDS::field_rec& field : m_map) {
       if (isWanted[field.id]) {

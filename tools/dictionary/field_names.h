@@ -26,9 +26,21 @@ class FieldNames {
   /// Of the process's dictionary as it is now.
   FieldNames();
 
-  /// The field that a key names, of a type that messages carry.
+  /// The field that a key of data names, of a type that messages carry.
   /// @throws LineError when there is none
   Field find(const std::string& key) const;
+
+  /// The same for a key that a user has written: a name that the dictionary does not have may differ in case from the
+  /// only one like it.
+  /// @throws LineError likewise; it names the fields that may be meant
+  Field match(const std::string& key) const;
+  /// The same for an option.
+  /// @param where  the option, for the error
+  /// @throws UsageError
+  Field match(const std::string& where, const std::string& key) const;
+
+  /// The entry of the dictionary, of any type. @throws LineError like match()
+  const FIELDS::field_rec& matchEntry(const std::string& key) const;
 
   std::uint8_t type(std::uint16_t id) const noexcept { return m_map.packed(id).type; }
   /// The key as a JSON string with its colon.
@@ -37,11 +49,16 @@ class FieldNames {
   std::string label(std::uint16_t id) const;
 
  private:
+  const FIELDS::field_rec* entry(const std::string& key) const;
+  Field carried(const FIELDS::field_rec& row, const std::string& key) const;
   bool isFoundByName(const FIELDS::field_rec& row) const;
 
   const MD_FieldMap& m_map;
   std::vector<std::string> m_jsonKeys;  // by slot
 };
+
+/// "; did you mean BID?": the field whose name is most like an unknown one, if one is.
+std::string questionAbout(const std::string& name);
 
 /// Finds the fields of one message after the other: keys that follow one another in a message are expected to do so in
 /// the next.

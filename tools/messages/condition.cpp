@@ -93,7 +93,7 @@ class Condition::Test {
       m_pseudo = parsePseudoField(test.field.text);
       m_kind = kindOf(*m_pseudo);
     } else {
-      m_field = names.find(test.field.text);
+      m_field = names.match(test.field.text);
       m_kind = kindOf(m_field.type);
     }
     const bool isSearch = m_comparison == Comparison::Contains || m_comparison == Comparison::Matches;

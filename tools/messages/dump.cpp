@@ -298,6 +298,7 @@ DumpResult writeDump(const std::uint8_t* bytes, std::size_t sizeBytes, const MD_
     result.isTruncated = record.isTruncated;
     for (const Part& part : record.parts) {
       result.flaws += part.flaw == Flaw::None ? 0U : 1U;
+      result.hasUnknown = result.hasUnknown || part.flaw == Flaw::UnknownField;
     }
   });
   return result;

@@ -13,6 +13,7 @@ namespace MD::tool {
 /// What a dump met with.
 struct DumpResult {
   std::size_t flaws = 0;     ///< marked by "!": what receivers dropped, cannot read or read otherwise than it looks
+  bool hasUnknown = false;   ///< whether there is a field that the dictionary does not have
   bool isTruncated = false;  ///< whether the message ends within a record
 };
 

@@ -50,7 +50,7 @@ FileTemplate::FileTemplate(const std::string& text, const std::vector<std::strin
       if (isPseudoName(key)) {
         part.column.pseudo = parsePseudoField(key);
       } else {
-        part.column.field = names.find(key);
+        part.column.field = names.match(key);
       }
     } catch (const LineError& error) {
       throw UsageError("--split-by: field " + printable(error.field()) + ": " + error.what());

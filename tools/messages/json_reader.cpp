@@ -80,7 +80,7 @@ class JsonReader::Handler {
     try {
       parseJson<JsonNesting::Handled>(m_text, *this);
     } catch (const LineError& error) {
-      throw LineError(error.what(), error.field().empty() ? std::string(m_key) : error.field());
+      throw LineError(error.what(), error.field().empty() ? std::string(m_key) : error.field(), error.kind());
     }
   }
 

@@ -29,12 +29,7 @@ void appendBytes(const std::uint8_t* bytes, std::size_t sizeBytes, std::string& 
 }
 
 Field timeFieldOf(const std::string& name, const FieldNames& names) {
-  Field field;
-  try {
-    field = names.find(name);
-  } catch (const LineError& error) {
-    throw UsageError("--time-field: field " + printable(error.field()) + ": " + error.what());
-  }
+  const Field field = names.match("--time-field", name);
   if (field.type != DATATYPES::EPOCH_NSEC) {
     throw UsageError("--time-field: field " + printable(name) + " is no EPOCH_NSEC");
   }

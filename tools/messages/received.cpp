@@ -1,14 +1,30 @@
 #include "messages/received.h"
 
 #include <algorithm>
+#include <bitset>
 #include <limits>
 #include <string>
 
 #include "base/encodings.h"
 #include "base/hex.h"
+#include "dictionary/dictionary.h"
+#include "md/md_wire_record.h"
 #include "text/value_text.h"
 
 namespace MD::tool {
+namespace {
+
+/// "field 24", or "fields 24, 25 and 3 more".
+std::string listOf(const std::vector<std::uint16_t>& ids) {
+  constexpr std::size_t kMost = 10;
+  std::string text = ids.size() == 1 ? "field " : "fields ";
+  for (std::size_t i = 0; i != std::min(ids.size(), kMost); ++i) {
+    text += (i == 0 ? "" : ", ") + std::to_string(ids[i]);
+  }
+  return ids.size() > kMost ? text + " and " + std::to_string(ids.size() - kMost) + " more" : text;
+}
+
+}  // namespace
 
 void requireEncoding(const InputMessage& input) {
   if (!hasEncodingCode(input)) {
@@ -25,11 +41,34 @@ std::unique_ptr<MD_Message> receive(const InputMessage& input) {
 }
 
 void noteLeftOut(const MD_Message& message, const InputMessage& input, Reporter& reporter) {
-  if (const std::size_t stripped = input.sizeBytes - message.getSizeImpl()) {
-    reporter.note(ReportKind::Dropped, {},
-                  std::to_string(stripped) + (stripped == 1 ? " byte" : " bytes") +
-                      " dropped: the dictionary lacks the field, or declares another type");
+  const std::size_t dropped = input.sizeBytes - message.getSizeImpl();
+  if (dropped == 0) {
+    return;
   }
+  std::vector<std::uint16_t> unknown;
+  std::vector<std::uint16_t> ofOtherType;
+  std::bitset<std::size_t{std::numeric_limits<std::uint16_t>::max()} + 1> isSeen;
+  bool hasLoneByte = false;
+  forEachWireRecord(input.data, input.sizeBytes, MD_FieldMap::instance(), [&](const WireRecord& record) {
+    if (record.kind == WireRecord::Kind::LoneByte) {
+      hasLoneByte = true;
+    } else if (record.kind != WireRecord::Kind::Field && !isSeen[record.id]) {
+      isSeen.set(record.id);
+      (record.kind == WireRecord::Kind::UnknownField ? unknown : ofOtherType).push_back(record.id);
+    }
+  });
+  std::string reasons;
+  const auto add = [&](const std::vector<std::uint16_t>& ids, const char* one, const char* many) {
+    if (!ids.empty()) {
+      reasons += (reasons.empty() ? "" : "; ") + listOf(ids) + (ids.size() == 1 ? one : many) + dictionaryText();
+    }
+  };
+  add(unknown, " is not in the ", " are not in the ");
+  add(ofOtherType, " has another type in the ", " have another type in the ");
+  if (hasLoneByte) {
+    reasons += reasons.empty() ? "the last byte is not a field id" : "; the last byte is not a field id";
+  }
+  reporter.noteDropped(counted(dropped, "byte") + " dropped: " + reasons, unknown);
 }
 
 LineError notOurs(const InputMessage& input) {

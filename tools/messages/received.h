@@ -21,7 +21,7 @@ void requireEncoding(const InputMessage& input);
 /// @throws LineError if the first byte is not a known encoding id
 std::unique_ptr<MD_Message> receive(const InputMessage& input);
 
-/// Notes what the library dropped of the bytes that it made `message` of.
+/// Notes what the library dropped of the bytes that it made `message` of, and why.
 void noteLeftOut(const MD_Message& message, const InputMessage& input, Reporter& reporter);
 
 /// The text for bytes with an unknown encoding byte.

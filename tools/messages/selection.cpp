@@ -75,14 +75,14 @@ Selection::Selection(const SelectionOptions& options, const FieldNames& names)
   }
   for (const std::string& text : options.fields) {
     const std::string name = withoutSpaces(text);
-    try {
-      if (isPseudoName(name)) {
+    if (isPseudoName(name)) {
+      try {
         m_columns.push_back({parsePseudoField(name), {}});
-      } else if (!addField(names.find(name))) {
-        throw UsageError("--fields: field " + printable(name) + " is given twice");
+      } catch (const LineError& error) {
+        throw UsageError("--fields: field " + printable(error.field()) + ": " + error.what());
       }
-    } catch (const LineError& error) {
-      throw UsageError("--fields: field " + printable(error.field()) + ": " + error.what());
+    } else if (!addField(names.match("--fields", name))) {
+      throw UsageError("--fields: field " + printable(name) + " is given twice");
     }
   }
 }
@@ -117,7 +117,7 @@ bool Selection::meets(const Candidate& candidate) {
 bool Selection::isInTime(const InputMessage* input) {
   if (input == nullptr || (!input->hasEndpoints && input->packet == nullptr)) {
     throw UsageError(
-        "--from-time and --to-time go with captures; elsewhere --where compares a field: 'FIELD >= "
+        "--from-time and --to-time require a capture; for other input, compare a field: 'FIELD >= "
         "2024-06-03T09:30:00'");
   }
   if (!hasPseudoField(*input, PseudoField::Time)) {

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "base/diagnostics.h"
+#include "dictionary/dictionary.h"
 #include "messages/statistics.h"
 #include "messages/statistics_text.h"
 #include "text/json_text.h"
@@ -100,7 +101,8 @@ class Report {
     }
     counted("malformed", all.malformed);
     counted("truncated", all.truncated);
-    counted("with unknown fields", all.withUnknown, unknownIds());
+    counted("with unknown fields", all.withUnknown,
+            all.withUnknown != 0 ? unknownIds() + ", not in the " + dictionaryText() : "");
     counted("unrecognised", all.foreign);
   }
 

@@ -387,7 +387,7 @@ TimeFormat::TimeFormat(const std::string& style, std::optional<unsigned> digits,
     throw UsageError("--time-digits is 0, 3, 6 or 9");
   }
   if (digits && m_style == Style::Number && style != "s") {
-    throw UsageError("--time-digits does not go with --time-format " + style);
+    throw UsageError("--time-digits cannot be combined with --time-format " + style);
   }
   m_digits = digits ? static_cast<int>(*digits) : defaultDigits;
 }

@@ -42,7 +42,13 @@ class HexLineSource : public MessageSource {
     if (!m_lines.nextFilled(line, m_reporter)) {
       return false;
     }
+    // Where nothing was hex before, nothing will be.
+    if (!m_hasHex && isBinary(line)) {
+      m_reporter.wholeInput("looks binary, not like hex lines; try --framing or --from raw");
+      return false;
+    }
     parseHex(line, Blanks::BetweenBytes, m_bytes);
+    m_hasHex = true;
     message = {};
     message.line = line;
     message.data = m_bytes.data();
@@ -51,12 +57,21 @@ class HexLineSource : public MessageSource {
   }
 
  private:
+  /// Whether a line that should be hex digits has characters that text does not have.
+  static bool isBinary(std::string_view line) noexcept {
+    constexpr std::size_t kLongest = 4096;
+    return std::any_of(
+        line.begin(), line.begin() + static_cast<std::ptrdiff_t>(std::min(line.size(), kLongest)),
+        [](char c) { return (static_cast<unsigned char>(c) < ' ' && c != '\t') || c == '\x7f' || (c & '\x80') != 0; });
+  }
+
   /// Two digits and a space.
   static constexpr unsigned kCharactersPerByte = 3;
 
   LineReader m_lines;
   Reporter& m_reporter;
   std::vector<std::uint8_t> m_bytes;
+  bool m_hasHex = false;
 };
 
 class LineSource : public MessageSource {
@@ -233,7 +248,7 @@ std::unique_ptr<MessageSource> openMessages(InputBuffer& in, const SourceOptions
     form = isCapture(in.peek(kCaptureMagicBytes)) ? InputForm::Capture : InputForm::HexLines;
   }
   if (form != InputForm::Capture && options.selectsDatagrams()) {
-    throw UsageError("--port, --group and --filter go with captures; " + pathText(reporter.input()) + " is none");
+    throw UsageError("--port, --group and --filter require a capture; " + pathText(reporter.input()) + " is none");
   }
   switch (form) {
     case InputForm::Lines:

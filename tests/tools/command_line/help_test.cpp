@@ -66,7 +66,7 @@ class Help : public Program {
   }
 };
 
-TEST_F(Help, EveryCommandHasThreeExamplesToCopy) {
+TEST_F(Help, EveryCommandHasExamplesToCopy) {
   const std::vector<std::string> all = commands();
   for (const char* const expected :
        {"encode",     "decode",       "convert",   "filter",    "merge",       "diff",         "dump", "stats",
@@ -80,7 +80,7 @@ TEST_F(Help, EveryCommandHasThreeExamplesToCopy) {
     EXPECT_EQ(help.status, 0);
     EXPECT_EQ(help.err, "");
     const auto examples = under("Examples:", help.out);
-    EXPECT_EQ(examples.size(), 3U);
+    EXPECT_GE(examples.size(), 3U);
     for (const std::string& example : examples) {
       EXPECT_NE(example.find(command.empty() ? "mdmsg " : "mdmsg " + command), std::string::npos) << example;
     }
@@ -94,6 +94,7 @@ TEST_F(Help, IsACommandAsWell) {
   EXPECT_EQ(mdmsg("help dict"), mdmsg("dict --help"));
   EXPECT_EQ(mdmsg("help help"), mdmsg("help --help"));
   EXPECT_EQ(mdmsg("help frobnicate"), (Result{"", "mdmsg: unknown command \"frobnicate\"\n", 2}));
+  EXPECT_EQ(mdmsg("help stat"), (Result{"", "mdmsg: unknown command \"stat\"; did you mean stats?\n", 2}));
   EXPECT_EQ(mdmsg("help stats check"), (Result{"", "mdmsg: unknown command \"check\"\n", 2}));
 }
 
@@ -122,7 +123,7 @@ TEST_F(Help, ExamplesUseOptionsThatThereAre) {
       const std::size_t begin = example.find("mdmsg " + command);
       std::istringstream words(example.substr(begin, example.find('|', begin) - begin));
       for (std::string word; !command.empty() && words >> word;) {
-        if (word.rfind("--", 0) == 0) {
+        if (word.rfind("--", 0) == 0 && word != "--") {
           EXPECT_NE(std::find(options.begin(), options.end(), word), options.end()) << example;
         }
       }
@@ -154,6 +155,63 @@ TEST_F(Help, ADescriptionNeedsAForm) {
 }
 
 #ifndef _WIN32
+
+#if defined(MDMSG_HAS_PCAP) && defined(MDMSG_HAS_ZLIB) && defined(MDMSG_HAS_ZSTD)
+/// All examples but those that need a network or another program, and those that install.
+TEST_F(Help, ExamplesRun) {
+  const std::string folder = std::string(MDMSG_PROGRAM).substr(0, std::string(MDMSG_PROGRAM).rfind('/'));
+  ASSERT_EQ(setenv("PATH", (folder + ':' + std::getenv("PATH")).c_str(), 1), 0);
+  write("prepare",
+        "set -e\n"
+        "mkdir -p etc\n"
+        "mdmsg dict show > etc/field_map.txt\n"
+        "for name in field_map old new other; do cp etc/field_map.txt $name.txt; done\n"
+        "mdmsg dict convert field_map.txt > FieldDefinition.xml\n"
+        "printf '{\"SYMBOL\":\"AB\",\"BID\":101.25,\"ASK\":101.5,\"SEQ\":7,\"RECV_TIME\":1717407000173980747}\\n' > "
+        "quotes.json\n"
+        "mdmsg encode --encoding mInt quotes.json > quotes.hex\n"
+        "for name in old new monday tuesday -quotes; do cp quotes.hex ./$name.hex; done\n"
+        "mdmsg encode --encoding mInt --format u32le quotes.json > quotes.bin\n"
+        "mdmsg encode --encoding mInt --format u32be quotes.json > feed.bin\n"
+        "mdmsg encode --encoding mInt --format pcap --time-field RECV_TIME quotes.json > feed.pcap\n"
+        "for name in monday tuesday line_a a b; do cp feed.pcap $name.pcap; done\n"
+        "gzip -k feed.pcap\n"
+        "mdmsg filter --output line_b.pcap.zst feed.pcap\n"
+        "printf 'SYMBOL,BID\\nAB,101.25\\n' > quotes.csv\n"
+        "printf 'SYMBOL\\tBID\\nAB\\t101.25\\n' > quotes.tsv\n"
+        "gzip -c quotes.csv > ticks.csv.gz\n");
+  ASSERT_EQ(std::system("mkdir given && cd given && sh ../prepare"), 0);
+  unsigned examples = 0;
+  for (const std::string& command : commands()) {
+    if (command == "listen" || command == "publish" || command == "replay" || command == "subscribe" ||
+        command == "wireshark") {
+      continue;
+    }
+    for (const std::string& example : under("Examples:", mdmsg(command + " --help").out)) {
+      SCOPED_TRACE(example);
+      if (example.find(" /srv/") != example.npos) {
+        continue;
+      }
+      // What it writes must not be there.
+      write("run",
+            "rm -rf work && cp -r given work && cd work\n"
+            "for option in -o --output; do rm -f -- $(printf '%s\\n' \"$1\" | sed -n \"s/.* $option \\([^ "
+            "]*\\).*/\\1/p\"); done\n"
+            "eval \"$1\"\n");
+      write("example", example);
+      const int status = std::system("sh run \"$(cat example)\" >shown 2>reports </dev/null");
+      const std::string reports = contentsOf("reports");
+      // The broken message that dump shows, and the corrupted ones of generate, are bad data.
+      const bool isBad = example.find("6500 | mdmsg dump") != example.npos || example.find("--damaged") != example.npos;
+      EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, isBad ? 1 : 0) << reports;
+      EXPECT_EQ(reports.find("Try \"mdmsg"), reports.npos) << reports;
+      EXPECT_EQ(reports.find("mdmsg: cannot"), reports.npos) << reports;
+      ++examples;
+    }
+  }
+  EXPECT_GE(examples, 50U);
+}
+#endif
 
 class Completion : public Program {
  protected:

@@ -36,8 +36,8 @@ TEST(Tool, LeavesStandardErrorAndAssertionsAsItFoundThem) {
   EXPECT_EQ(MD::set_report_handler(nullptr), reportHandler);
   EXPECT_EQ(cerrText.str(), "");
   EXPECT_EQ(result.err,
-            "mdmsg: standard input:1: note: 4 bytes dropped: the dictionary lacks the field, or declares another "
-            "type\n");
+            "mdmsg: standard input:1: note: 4 bytes dropped: field 999 is not in the dictionary fields.txt; "
+            "the last byte is not a field id\n");
   EXPECT_EQ(result.status, 1);
 }
 

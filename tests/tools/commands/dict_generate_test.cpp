@@ -274,7 +274,7 @@ TEST_F(DictGenerate, RefusesOptionsThatCannotBeUsed) {
     std::string error;
   } cases[] = {
       {"--language c++ none.txt", "the dictionary has no field of a type that messages carry\n"},
-      {"--language c++ --only ASK fields.txt", "--only: field ASK: the dictionary has no field of this name\n"},
+      {"--language c++ --only ASK fields.txt", "--only: field ASK: not in the dictionary fields.txt\n"},
       {"--language c++ --only EXPIRY fields.txt",
        "--only: field EXPIRY: values of type DATE are carried by no message\n"},
       {"--language c++ --namespace a-b fields.txt", std::string("--namespace: \"a-b\"") + kNamespace},

@@ -279,10 +279,10 @@ TEST_F(Dict, ShowDescribesFields) {
                                                       "type   RAW, code 0\n"
                                                       "value  carried by no message\n",
                                                       "", 0}));
-  EXPECT_EQ(mdmsg("dict show NOPE 999 65558 CH").err,
-            "mdmsg: field NOPE: the dictionary does not have it\n"
-            "mdmsg: field 999: the dictionary does not have it\n"
-            "mdmsg: field 65558: the dictionary does not have it\n");
+  EXPECT_EQ(mdmsg("dict show --dictionary field_map.txt NOPE 999 65558 CH").err,
+            "mdmsg: field NOPE: not in the dictionary field_map.txt\n"
+            "mdmsg: field 999: not in the dictionary field_map.txt\n"
+            "mdmsg: field 65558: not in the dictionary field_map.txt\n");
   EXPECT_EQ(mdmsg("dict show NOPE").status, 1);
   const struct {
     const char* field;

@@ -124,7 +124,7 @@ TEST_F(Diff, ComparesWhatIsThereOfValuesThatCannotBeRead) {
 TEST_F(Diff, RefusesWhatItCannotCompare) {
   encode("old.hex", "mInt", kOld);
   EXPECT_EQ(diff("--key NOPE old.hex old.hex"),
-            (Result{"", "mdmsg: --key: field NOPE: the dictionary has no field of this name\n", 2}));
+            (Result{"", "mdmsg: --key: field NOPE: not in the dictionary fields.txt\n", 2}));
   EXPECT_EQ(diff("- -"), (Result{"", "mdmsg: only one of the two inputs can be standard input\n", 2}));
   EXPECT_EQ(diff("old.hex").status, 2);
   EXPECT_EQ(diff("old.hex old.hex old.hex").status, 2);

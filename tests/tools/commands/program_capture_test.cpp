@@ -165,7 +165,7 @@ TEST_F(ProgramForms, OptionsThatDoNotGoTogetherAreBadUsage) {
       {"encode --encoding mInt --fields @size",
        "--fields: @size is known of messages that are read, not of their texts"},
       {"decode --from-time 09:30",
-       "--from-time and --to-time go with captures; elsewhere --where compares a field: 'FIELD >= "
+       "--from-time and --to-time require a capture; for other input, compare a field: 'FIELD >= "
        "2024-06-03T09:30:00'"},
       {"decode --format json --iso-time --time-zone Mars",
        "there is no time zone \"Mars\" (UTC, local, an offset such as +05:30, or a name that the system knows)"},
@@ -174,15 +174,14 @@ TEST_F(ProgramForms, OptionsThatDoNotGoTogetherAreBadUsage) {
       {"decode --group nowhere", "--group: \"nowhere\" is not an address"},
       {"decode --group nowhere in.hex", "--group: \"nowhere\" is not an address"},
       {"decode --framing u8 in.hex in.hex", "there is no framing \"u8\" (u16le, u16be, u32le, u32be)"},
-      {"decode --port 5", "--port, --group and --filter go with captures; standard input is none"},
+      {"decode --port 5", "--port, --group and --filter require a capture; standard input is none"},
       {"decode --where QTY", "--where \"QTY\": column 4: expected one of = != < <= > >= ~ =~ or \"in\", found the end"},
-      {"decode --fields NOPE", "--fields: field NOPE: the dictionary has no field of this name"},
+      {"decode --fields NOPE", "--fields: field NOPE: not in the dictionary fields.txt"},
       {"encode --encoding mInt --format pcap --destination 5",
        "--destination: \"5\" is not an IPv4 address and a port, such as 239.192.0.1:30001"},
       {"encode --encoding mInt --format pcap --source [::1]:5",
        "--source: \"[::1]:5\" is not an IPv4 address and a port, such as 239.192.0.1:30001"},
-      {"encode --encoding mInt --time-field NOPE",
-       "--time-field: field NOPE: the dictionary has no field of this name"},
+      {"encode --encoding mInt --time-field NOPE", "--time-field: field NOPE: not in the dictionary fields.txt"},
       {"stats --time-field QTY", "--time-field: field QTY is no EPOCH_NSEC"},
   };
   for (const auto& [arguments, error] : cases) {
@@ -440,7 +439,7 @@ TEST_F(ProgramCaptures, StatsCountWhatWasDamaged) {
             "  MsgT                         328    33.1 %, 8712 bytes, 26.5 each\n"
             "malformed                       12\n"
             "truncated                       13\n"
-            "with unknown fields             13, ids 999 (13)\n"
+            "with unknown fields             13, ids 999 (13), not in the dictionary fields.txt\n"
             "unrecognised                    12\n"
             "\n"
             "time\n"

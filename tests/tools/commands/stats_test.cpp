@@ -108,9 +108,9 @@ TEST_F(Stats, WritesRecordsForPrograms) {
 }
 
 TEST_F(Stats, RefusesOptionsThatDoNotGoTogether) {
-  EXPECT_EQ(mdmsg("stats --by NOSUCH").err, "mdmsg: --by: field NOSUCH: the dictionary has no field of this name\n");
+  EXPECT_EQ(mdmsg("stats --by NOSUCH").err, "mdmsg: --by: field NOSUCH: not in the built-in dictionary\n");
   EXPECT_EQ(mdmsg("stats --sequence SYMBOL").err, "mdmsg: --sequence: field SYMBOL is no INT or INT64\n");
-  EXPECT_EQ(mdmsg("stats --per SYMBOL").err, "mdmsg: --per goes with --sequence\n");
+  EXPECT_EQ(mdmsg("stats --per SYMBOL").err, "mdmsg: --per requires --sequence\n");
 }
 
 TEST_F(Stats, EndpointsOfARecordedCapture) {

@@ -222,7 +222,7 @@ TEST_F(ConditionTest, WhatMakesNoSenseIsRefusedWithItsColumn) {
        "--where \"SYMBOL = A or SYMBOL = B C\": column 26: expected \"and\", \"or\" or the end, found \"C\"; values "
        "with spaces, parentheses, commas or operators go in double quotes"},
       {"QTY = 1 and NOPE = 5",
-       "--where \"QTY = 1 and NOPE = 5\": column 13: field NOPE: the dictionary has no field of this name"},
+       "--where \"QTY = 1 and NOPE = 5\": column 13: field NOPE: not in the dictionary test dictionary"},
       {"RAWLY = 5", "--where \"RAWLY = 5\": column 1: field RAWLY: values of type RAW are carried by no message"},
       {"QTY = x", "--where \"QTY = x\": column 7: \"x\" is not an integer"},
       {"QTY = 1.5", "--where \"QTY = 1.5\": column 7: \"1.5\" is not an integer"},

@@ -60,7 +60,7 @@ TEST_F(CsvMessage, RefusesHeadersAndCellsThatDoNotFit) {
     const char* text;
     const char* error;
   } cases[] = {
-      {"UnknownName", "QTY,NOPE\n1,2\n", "NOPE: the dictionary has no field of this name"},
+      {"UnknownName", "QTY,NOPE\n1,2\n", "NOPE: not in the dictionary test dictionary"},
       {"UncarriedType", "SHORTY\n1\n", "SHORTY: values of type SHORT are carried by no message"},
       {"NameTwice", "QTY,BID,QTY\n1,2,3\n", "QTY: is given twice"},
       {"NameAndId", "QTY,300\n1,2\n", "300: is given twice"},

@@ -284,8 +284,8 @@ struct Refusal {
 };
 
 const Refusal kRefusals[] = {
-    {"UnknownName", R"({"NOPE":1})", "NOPE: the dictionary has no field of this name"},
-    {"UnknownId", R"({"999":1})", "999: the dictionary has no field of this id"},
+    {"UnknownName", R"({"NOPE":1})", "NOPE: not in the dictionary test dictionary"},
+    {"UnknownId", R"({"999":1})", "999: not in the dictionary test dictionary"},
     {"UncarriedType", R"({"SHORTY":1})", "SHORTY: values of type SHORT are carried by no message"},
     {"SameKey", R"({"QTY":1,"QTY":1})", "QTY: is given twice"},
     {"NameAndId", R"({"BID":1,"22":1})", "22: is given twice"},
@@ -424,13 +424,13 @@ struct Received {
 constexpr Received kReceived[] = {
     {"UnknownField", "06 2c010105 e703021122 0a000142",
      "{\"QTY\":5,\"CH\":\"B\"}"
-     "mdmsg: f:1: note: 5 bytes dropped: the dictionary lacks the field, or declares another type\n"},
+     "mdmsg: f:1: note: 5 bytes dropped: field 999 is not in the dictionary test dictionary\n"},
     {"OneByteTail", "06 2c010105 0a",
      "{\"QTY\":5}"
-     "mdmsg: f:1: note: 1 byte dropped: the dictionary lacks the field, or declares another type\n"},
+     "mdmsg: f:1: note: 1 byte dropped: the last byte is not a field id\n"},
     {"OtherTypeOnTheWire", "46515231 012c00050000000400000005",
      "{}"
-     "mdmsg: f:1: note: 12 bytes dropped: the dictionary lacks the field, or declares another type\n"},
+     "mdmsg: f:1: note: 12 bytes dropped: field 300 has another type in the dictionary test dictionary\n"},
     {"UncarriedType", "06 c800020102 2c010105",
      "{\"SHORTY\":{\"unreadable\":\"0102\"},\"QTY\":5}"
      "mdmsg: f:1: note: field SHORTY: values of type SHORT are carried by no message\n"},

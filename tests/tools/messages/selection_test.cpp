@@ -69,7 +69,7 @@ TEST_F(SelectionTest, FieldsAreKeptAndTheOthersErased) {
 TEST_F(SelectionTest, FieldsThatMakeNoSenseAreRefused) {
   SelectionOptions options;
   options.fields = {"NOPE"};
-  EXPECT_EQ(errorOf(options), "--fields: field NOPE: the dictionary has no field of this name");
+  EXPECT_EQ(errorOf(options), "--fields: field NOPE: not in the dictionary test dictionary");
   options.fields = {"QTY", "300"};
   EXPECT_EQ(errorOf(options), "--fields: field 300 is given twice");
 }
@@ -169,7 +169,7 @@ TEST_F(SelectionTest, TimesNeedMessagesThatWereCaptured) {
     FAIL();
   } catch (const UsageError& error) {
     EXPECT_STREQ(error.what(),
-                 "--from-time and --to-time go with captures; elsewhere --where compares a field: 'FIELD >= "
+                 "--from-time and --to-time require a capture; for other input, compare a field: 'FIELD >= "
                  "2024-06-03T09:30:00'");
   }
 }

@@ -84,7 +84,7 @@ TEST(MessageSource, AFrameThatClaimsMuchTakesNoMemoryForIt) {
 TEST(MessageSource, DatagramOptionsGoWithCaptures) {
   SourceOptions options;
   options.port = std::uint16_t{5};
-  EXPECT_EQ(messagesOf("06\n", options), "mdmsg: --port, --group and --filter go with captures; f is none\n");
+  EXPECT_EQ(messagesOf("06\n", options), "mdmsg: --port, --group and --filter require a capture; f is none\n");
 }
 
 }  // namespace
