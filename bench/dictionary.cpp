@@ -79,7 +79,7 @@ LargeDictionary makeLarge() {
   if (rows.empty()) {
     return made;
   }
-  // The fields stand apart evenly, neighbours in the message far from each other.
+  // The fields are spread evenly; neighbours in the message are far from each other.
   const auto place = [&](std::size_t number, const char* type) {
     constexpr std::size_t kCount = kFieldCount<Quote>;
     Row& chosen = rows[(2 * (number * 5 % kCount) + 1) * rows.size() / (2 * kCount)];

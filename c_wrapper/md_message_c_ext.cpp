@@ -158,7 +158,7 @@ bool handOut(Iterator first, std::size_t found, std::uint16_t* ids, std::size_t 
   return written == found;
 }
 
-/// Tells which fields were not copied. @return whether there is none
+/// Reports the fields that were not copied. @return whether there is none
 bool tellRest(const std::vector<std::uint16_t>& rest, std::uint16_t* ids, std::size_t capacity, std::size_t* count) {
   if (ids != nullptr) {
     std::copy_n(rest.begin(), std::min(rest.size(), capacity), ids);

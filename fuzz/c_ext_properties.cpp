@@ -140,7 +140,7 @@ std::string serialised(const MD_DateTime& dateTime) {
   return word;
 }
 
-/// Looks for a row one after another; of two that `isMeant` tells, the one of the higher id. Null for none.
+/// Looks for a row one after another; of two that `isMeant` accepts, the one of the higher id. Null for none.
 template <class IsMeant>
 const FIELDS::field_rec* lastRow(IsMeant isMeant) {
   const FIELDS::field_rec* found = nullptr;

@@ -29,7 +29,7 @@ void checkLookUps();
 /// fields and give them back.
 void checkMessages();
 
-/// Whether every name can stand in a text file and in an XML file.
+/// Whether every name can be written to a text file and to an XML file.
 bool haveSimpleNames(const std::vector<Row>& rows);
 
 /// Dictionary files of the rows, which number them anew.
@@ -37,7 +37,7 @@ std::string asText(const std::vector<Row>& rows);
 std::string asXml(const std::vector<Row>& rows);
 std::vector<Row> renumbered(std::vector<Row> rows);
 
-/// The type code that a type name stands for, or -1.
+/// The type code of a type name, or -1.
 int typeCode(const std::string& name);
 
 /// A file that is gone with the object.

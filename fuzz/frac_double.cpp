@@ -154,7 +154,8 @@ void check(double value) {
   const std::string text = MD::frac_double_to_string(value);
   MD_PROPERTY(text == textOf(expected), "the text is " + text + " instead of " + textOf(expected));
   if (expected.whole != kNone) {
-    // Two units of the last kept place, for the fraction whose sign changes, and what doubles of this size cannot tell.
+    // Two units of the last kept place, for the fraction whose sign changes, and what doubles of this size cannot
+    // represent.
     const double unit =
         std::pow(10.0, digitsBehindFirst(static_cast<std::int64_t>(wholeMagnitude(partsOf(value)))) - 14);
     const double off = std::fabs(std::strtod(text.c_str(), nullptr) - value);

@@ -72,7 +72,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string lines;
   bool isFirst = true;
   MD::fuzz::forEachLine(text, [&](const std::string& line) {
-    // A mark stands at the start of an input alone.
+    // A byte-order mark is recognised only at the start of an input.
     if (!isFirst && line.rfind(kByteOrderMark, 0) == 0) {
       return;
     }

@@ -16,7 +16,7 @@ namespace MD::fuzz {
 
 constexpr std::uint8_t kEncodings[] = {1, 6, 70};
 
-/// The readable fields of a message, as the types that the dictionary gives them. `isWhole` tells whether those are all
+/// The readable fields of a message, as the types that the dictionary gives them. `isWhole` is whether those are all
 /// that it lists.
 struct Values {
   std::map<std::uint16_t, std::string> raw;

@@ -13,7 +13,7 @@
 
 namespace MD::detail {
 
-/// Opens a file with `open()`, which tells whether it could. That there is no memory to open it with must not look as
+/// Opens a file with `open()`, which returns whether it could. That there is no memory to open it with must not look as
 /// if there were no file.
 /// @throws std::bad_alloc
 template <class Open>
@@ -30,9 +30,10 @@ bool openFile(Open open) {
 /// the search found is read only if it is a regular file: a pipe there would block a program that does not expect it.
 enum class PathOrigin { Caller, Search };
 
-/// Whether the file is of a kind to be opened; a missing one is, so that opening it tells why it cannot be. A directory
-/// is not: opening one succeeds where reading from it then fails in ways that look like an empty or endless file. Asked
-/// of the C runtime, which reads a narrow path as opening it does; std::filesystem may take it for another encoding.
+/// Whether the file is of a kind to be opened; a missing one is, so that opening it reports why it cannot be. A
+/// directory is not: opening one succeeds where reading from it then fails in ways that look like an empty or endless
+/// file. Asked of the C runtime, which reads a narrow path as opening it does; std::filesystem may take it for another
+/// encoding.
 inline bool mayBeOpened(const std::string& path, PathOrigin origin) {
   struct stat status;
   if (stat(path.c_str(), &status) != 0) {

@@ -1,4 +1,4 @@
-/* Compiled only: the C headers stand alone, twice included, in strict C99. */
+/* Compiled only: the C headers are self-contained, twice included, in strict C99. */
 #include "md/md_message_c.h"
 #include "md/md_message_c_ext.h"
 

@@ -1,4 +1,4 @@
-// Compiled only: the C headers stand alone, twice included, in C++, and keeps C linkage there.
+// Compiled only: the C headers are self-contained, twice included, in C++, and keep C linkage there.
 #include "md/md_message_c.h"
 #include "md/md_message_c_ext.h"
 

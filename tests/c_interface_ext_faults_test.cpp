@@ -83,7 +83,7 @@ std::string describe(const Handles& handles) {
          std::to_string(handles.id) + " " + std::to_string(handles.type);
 }
 
-/// `call` tells whether the result was another one than the function's null result.
+/// `call` returns whether the result differed from the function's null result.
 struct CallCase {
   const char* name;
   bool (*call)(Handles& handles);

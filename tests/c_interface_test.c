@@ -139,7 +139,7 @@ static void strings(MD_MessageHandle message) {
   CHECK(!MD_Message_getString(message, kString, &view) && view.data == unset.data && view.length == unset.length);
   CHECK(addsString(message, kString, "IBM"));
   CHECK(MD_Message_getString(message, kString, &view) && view.length == 3);
-  CHECK(memcmp(view.data, "IBM", 4) == 0); /* a NUL stands behind the characters */
+  CHECK(memcmp(view.data, "IBM", 4) == 0); /* a NUL follows the characters */
   CHECK(!addsString(message, kString, "refused") && isString(message, kString, "IBM"));
   CHECK(updatesString(message, kString, "MBI") && isString(message, kString, "MBI"));
   CHECK(updatesString(message, kString, "of another length") && isString(message, kString, "of another length"));

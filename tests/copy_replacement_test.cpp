@@ -169,7 +169,7 @@ class Choices {
   std::mt19937 m_random;
 };
 
-/// Everything that a message tells of itself, and what an erase leaves of it.
+/// Everything that can be read from a message, and what an erase leaves of it.
 std::string everythingOf(MD_Message& message, std::uint16_t erased) {
   const auto fields = [&] {
     std::string text = test::hexOf(message) + '\n' + std::to_string(message.fieldCount()) + " fields:";

@@ -673,7 +673,7 @@ TEST_P(Encodings, TakeAPartOfTheirOwnBytes) {
   message.add(id::kString, "something that is cut off");
   message.add(id::kInt, 70000);
   message.add(id::kChar, 'x');
-  // The last bytes of the first record stand for the header.
+  // The last bytes of the first record are read as the header.
   EXPECT_TRUE(message.setBinaryImpl(message.getBinary() + first.size(), static_cast<std::uint32_t>(rest.size())));
   EXPECT_EQ(idsOf(message), (Ids{id::kInt, id::kChar}));
   EXPECT_EQ(message.fieldCount(), 2u);

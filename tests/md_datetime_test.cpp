@@ -141,7 +141,7 @@ TEST(DateTime, ReadsAnyWordBackAsItIs) {
     EXPECT_EQ(word(fromWord(packed)), packed);
   }
   EXPECT_EQ(fromWord(0xFFDA8F82F58B1140).date(), 20240115);
-  // The offset is the low 16 of the bits behind the year, whatever stands above.
+  // The offset is the low 16 of the bits after the year, whatever the higher bits are.
   EXPECT_EQ(fromWord(0xE000000000000000).exch_gmt_offset(), 0);
   EXPECT_EQ(fromWord(0x1FFFE00000000000).exch_gmt_offset(), -1);
 }

@@ -320,7 +320,7 @@ TEST(FieldUpdate, LeavesRecordsOfTheTypeThatAnEarlierDictionaryGave) {
     const Bytes before = bytesOf(*message);
     MD_FieldMap::loadText("A 1 FLOAT");
     const test::CapturedErrors errors;
-    // IterMap cannot tell: its records have neither type nor length.
+    // IterMap cannot detect it: its records have neither type nor length.
     EXPECT_EQ(message->update(Field<std::int32_t>(1), 5), false);
     EXPECT_EQ(bytesOf(*message), before);
     if (code == ENCODINGS::MSGT) {

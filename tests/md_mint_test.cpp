@@ -233,7 +233,7 @@ TEST_F(MInt, ReadsReceivedIntegersByTheirStoredLength) {
   EXPECT_EQ(m_errors.take(), "");
 }
 
-// Where a record ends its stored length alone tells, also where a type has a usual one.
+// Only the stored length determines where a record ends, also for a type that has a usual length.
 TEST_F(MInt, StepsOverValuesOfEveryLengthInEveryType) {
   const auto append = [](Bytes& bytes, std::uint16_t id, unsigned lengthBytes) {
     bytes.push_back(static_cast<std::uint8_t>(id));

@@ -22,7 +22,7 @@ MD_BENCH_MESSAGES(MD_BENCH_TABLE)
 template <class Values>
 using Table = typename TableFor<Values>::Type;
 
-/// Texts, which stand before the table that refers to them, by field number.
+/// Texts by field number; they precede the table that refers to them.
 template <class Values>
 struct Offsets {
   flatbuffers::Offset<flatbuffers::String> texts[kFieldCount<Values> + 1];

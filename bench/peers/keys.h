@@ -6,7 +6,7 @@
 
 namespace bench {
 
-/// The number that a key of digits stands for.
+/// The number that a key of digits denotes.
 inline unsigned numberOf(std::string_view key) noexcept {
   unsigned number = 0;
   for (const char digit : key) {

@@ -20,7 +20,7 @@ MD_BENCH_MESSAGES(MD_BENCH_GENERATED)
 template <class Values>
 using Generated = typename GeneratedFor<Values>::Type;
 
-// The generated classes' members differ by name only; what differs by kind stands here.
+// The generated classes' members differ by name only; what differs by kind is here.
 #define MD_BENCH_SET_Char(name, value) message.set_##name(static_cast<unsigned char>(value))
 #define MD_BENCH_SET_Int(name, value) message.set_##name(value)
 #define MD_BENCH_SET_SInt(name, value) message.set_##name(value)

@@ -1,5 +1,5 @@
 // What every source of the extension needs of the interpreter: owned references, exceptions both ways, the interpreter
-// lock. Everything runs under the lock but what stands inside an UnlockedSection.
+// lock. Everything runs under the lock except the code inside an UnlockedSection.
 #ifndef MD_PYTHON_SUPPORT_H
 #define MD_PYTHON_SUPPORT_H
 

@@ -44,7 +44,7 @@ bool copyLonger(std::uint8_t code, std::uint16_t count) {
   return target->get(count, value) && value == "longer" && target->fieldCount() == count;
 }
 
-/// The same onto a received message in which each field stands twice.
+/// The same onto a received message that contains each field twice.
 bool copyOntoRepeated(std::uint8_t code, std::uint16_t count) {
   const auto once = messageOfStrings(code, count, "a");
   const std::size_t headerBytes = MD_Message::createFromPB(code)->getSizeImpl();

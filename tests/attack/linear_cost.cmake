@@ -1,4 +1,4 @@
-# Runs PROGRAM with ARGUMENTS, as they stand on a command line with {n} for a size, with the sizes N, 2 N and 4 N under
+# Runs PROGRAM with ARGUMENTS, as on a command line with {n} for a size, with the sizes N, 2 N and 4 N under
 # VALGRIND, which counts instructions. What a size more costs must grow as the size does: twice for the second step, where
 # a cost that grows with the square would be four times. PREPARE, where set, is a command that makes the input of a size.
 foreach(name IN ITEMS PROGRAM ARGUMENTS VALGRIND N)

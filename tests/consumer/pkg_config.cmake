@@ -1,4 +1,4 @@
-# Builds PROGRAM by the command line COMPILE with what pkg-config tells of the library in LIBRARY_DIR, and compares its
+# Builds PROGRAM by the command line COMPILE with the flags that pkg-config prints for the library in LIBRARY_DIR, and compares its
 # output with the file EXPECTED. With STATIC, a program that needs no shared library at all. With DICTIONARY, the program
 # includes HEADER with its fields, which the package's mdmsg generates with the options GENERATE.
 set(ENV{PKG_CONFIG_PATH} "${LIBRARY_DIR}/pkgconfig")

@@ -53,7 +53,7 @@ FaultRun runFailing(long succeeding, Failing failing, Work work) {
 
 /// What the driver below asks of a world: everything that an operation may touch, made anew for each fault.
 ///
-///   std::string describe(const World&)  everything that can be told about it
+///   std::string describe(const World&)  everything that can be observed of it
 ///
 /// Expects of every allocation that fails: either std::bad_alloc comes out, everything is as before (`leftBehind`, when
 /// that is not null), and the operation can be repeated, or the operation does without; and that in the end everything

@@ -16,7 +16,7 @@
 
 namespace MD::test {
 
-/// The bytes, and what is told about the message as a whole.
+/// The bytes, and what is observed of the message as a whole.
 inline std::string differenceOf(const MD_Message& message, const ReferenceMessage& model) {
   const Bytes& bytes = model.bytes();
   if (message.getSizeImpl() != bytes.size() || !std::equal(bytes.begin(), bytes.end(), message.getBinary())) {

@@ -37,7 +37,7 @@ class Program : public testing::Test {
 
   static void write(const char* path, const std::string& text) { ConfigurationFolder::write(path, text); }
 
-  /// @param arguments  as they stand on a command line
+  /// @param arguments  as on a command line
   static Result mdmsg(const std::string& arguments, const std::string& input = {}) {
     write("stdin", input);
     std::string command = "\"" MDMSG_PROGRAM "\" " + arguments + " <stdin >stdout 2>stderr";

@@ -72,7 +72,7 @@ InputError corrupted(const char* reason) {
                     ')');
 }
 InputError foreign(const char* name) {
-  return InputError("bytes that are no " + std::string(name) + " data stand behind the compressed data");
+  return InputError("bytes that are no " + std::string(name) + " data follow the compressed data");
 }
 
 /// Appends what `step` writes into the room that it is given, until it says that there is no more.

@@ -42,7 +42,7 @@ class Compressor {
 /// Null for None.
 std::unique_ptr<Compressor> makeCompressor(const Compression& compression);
 
-/// So many first bytes tell whether data is compressed.
+/// So many first bytes decide whether data is compressed.
 constexpr std::size_t kCompressionMagicBytes = 4;
 /// What data is that begins so; nothing while that depends on further bytes.
 std::optional<CompressionKind> recogniseCompression(std::string_view firstBytes) noexcept;

@@ -14,7 +14,7 @@ void ignore(const char*, std::size_t) {}
 
 void goOn(const char*, const char*, unsigned) {}
 
-/// What stands behind the input's name.
+/// The text after the input's name.
 std::string textOf(const Place& place) {
   const auto withOffset = [&](const char* what) {
     return std::string(": ") + what + ' ' + std::to_string(place.number) + " (byte " + std::to_string(place.offset) +

@@ -81,7 +81,7 @@ class Reporter {
   const std::string& input() const noexcept { return m_input; }
   const Place& at() const noexcept { return m_place; }
 
-  /// Shows how far the inputs have been read, where `progress` is not null; reports stand above it.
+  /// Shows how far the inputs have been read, where `progress` is not null; reports appear above it.
   void setProgress(Progress* progress) noexcept { m_progress = progress; }
   void beginInput(std::uint64_t sizeBytes) {
     if (m_progress != nullptr) {
@@ -149,7 +149,7 @@ class Reporter {
   /// An input cannot be read, or the program not be used in this way.
   /// @param advice  a line of its own, empty for none
   void unusable(std::string_view text, std::string_view advice = {});
-  /// Tells of the reports that were not written.
+  /// Reports how many reports were not written.
   void finish();
 
   ExitStatus status() const noexcept { return m_status; }

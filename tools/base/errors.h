@@ -59,7 +59,7 @@ inline LineError tooLongToRead(const char* what, std::uint64_t longestBytes) {
 }
 inline LineError outOfMemory() { return {ReportKind::OutOfMemory, "there is not enough memory for it"}; }
 
-/// Why an input cannot be read on; what came before it stands.
+/// Why an input cannot be read on; what came before it remains valid.
 class InputError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

@@ -31,7 +31,7 @@ class OutputFile final : public std::streambuf {
 
   /// Removes what the file held before. @return an error number, 0 for none
   int dropOldContents();
-  /// @return an error number, 0 for none: some systems tell only then that something could not be written
+  /// @return an error number, 0 for none: some systems report only then that something could not be written
   int close();
 
   /// Closes the file for a while, so that many can be written in turns. @return an error number, 0 for none

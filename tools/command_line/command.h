@@ -1,4 +1,4 @@
-// A command as it stands on the command line.
+// A command of the command line.
 #ifndef MDMSG_COMMAND_H
 #define MDMSG_COMMAND_H
 

@@ -1,4 +1,4 @@
-// The command "dict" as it stands on the command line.
+// The options of the command "dict".
 #ifndef MDMSG_DICT_COMMAND_LINE_H
 #define MDMSG_DICT_COMMAND_LINE_H
 

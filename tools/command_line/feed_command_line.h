@@ -1,4 +1,4 @@
-// The commands that make and move feeds, as they stand on the command line.
+// The options of the commands that make and move feeds.
 #ifndef MDMSG_FEED_COMMAND_LINE_H
 #define MDMSG_FEED_COMMAND_LINE_H
 

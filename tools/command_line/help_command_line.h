@@ -1,4 +1,4 @@
-// The command "help" as it stands on the command line, and the help with misspelt words.
+// The options of the command "help", and the help with misspelt words.
 #ifndef MDMSG_HELP_COMMAND_LINE_H
 #define MDMSG_HELP_COMMAND_LINE_H
 

@@ -1,4 +1,4 @@
-// The commands that read or write messages, as they stand on the command line.
+// The options of the commands that read or write messages.
 #ifndef MDMSG_MESSAGE_COMMAND_LINE_H
 #define MDMSG_MESSAGE_COMMAND_LINE_H
 

@@ -33,7 +33,7 @@ std::string quotedForFish(const std::string& text) {
   return '\'' + replaced(replaced(text, "\\", "\\\\"), "'", "\\'") + '\'';
 }
 
-/// The words that may stand where an option or a command can.
+/// The words that are possible where an option or a command is.
 std::vector<std::string> optionNames(const CommandEntry& command) {
   std::vector<std::string> names;
   for (const OptionEntry& option : command.options) {

@@ -95,7 +95,7 @@ std::string complaintOf(const CLI::App& app, const CLI::ParseError& error, const
   while (!asked->get_subcommands().empty()) {
     asked = asked->get_subcommands().front();
   }
-  // The parser only misses a command then, and does not tell which word it did not take for one.
+  // The parser only misses a command then, and does not report which word it did not accept as one.
   const std::vector<std::string> unknown = asked->remaining();
   if (asked->get_require_subcommand_min() != 0 && !unknown.empty()) {
     return "unknown command or option " + inQuotes(unknown.front()) + questionAboutWord(*asked, unknown.front());

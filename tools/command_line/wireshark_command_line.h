@@ -1,4 +1,4 @@
-// The command "wireshark" as it stands on the command line.
+// The options of the command "wireshark".
 #ifndef MDMSG_WIRESHARK_COMMAND_LINE_H
 #define MDMSG_WIRESHARK_COMMAND_LINE_H
 

@@ -112,7 +112,7 @@ void dump(const Task& task, bool isColored);
 
 struct StatsOptions {
   ReportOptions report;
-  std::string timeField;        ///< an EPOCH_NSEC field that tells when, where the input does not
+  std::string timeField;        ///< an EPOCH_NSEC field with the time, for inputs without times
   std::vector<std::string> by;  ///< fields by whose values messages are counted
   std::int64_t intervalNs = 0;  ///< of the time axis; 0 for one that follows the span
   std::string sequenceField;    ///< a field whose numbers grow by one, empty for none

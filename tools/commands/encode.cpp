@@ -29,7 +29,7 @@ class CsvRecords {
         m_names(names),
         m_reporter(reporter) {}
 
-  /// Fills `message`, which is empty, and tells the reporter where its text is.
+  /// Fills `message`, which is empty, and sets the reporter's place to that of its text.
   /// @return false at the end
   /// @throws LineError when the text describes none; the next one can be read
   bool next(MD_Message& message) {

@@ -11,7 +11,7 @@
 namespace MD::tool {
 namespace {
 
-/// Tells what was not written because it is no message, as far as nothing else reports it.
+/// Reports what was not written because it is no message, unless something else reports it.
 void tellOthers(const CaptureCounts& counts, Reporter& reporter) {
   if (const std::uint64_t others = counts.tcp + counts.otherTransport + counts.notIp; others != 0) {
     reporter.tell(counted(others, "packet holds", "packets hold") + " no UDP datagram and " +

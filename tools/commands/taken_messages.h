@@ -18,7 +18,7 @@ namespace MD::tool {
 /// @throws UsageError for an encoding that there is not
 std::unique_ptr<MD_Message> createMessage(const std::string& encoding);
 
-/// Reads the next message as it came; what stands there and is none is reported. What has been put out so far is
+/// Reads the next message as it came; a place without one is reported. What has been put out so far is
 /// complete. @return false at the end
 bool readNext(const Task& task, InputMessage& message);
 

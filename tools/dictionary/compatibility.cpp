@@ -48,8 +48,8 @@ std::vector<Incompatibility> incompatibilities(const DictionaryRows& before, con
   const Ids idsBefore = idsByName(before);
   const Ids idsAfter = idsByName(after);
   const bool areNamesKnown = level != Compatibility::Wire;
-  // Records of IterMap tell neither type nor, of most types, length: what follows an unknown one is lost. Readers of
-  // the other encodings skip it.
+  // Records of IterMap contain neither type nor, for most types, length: what follows an unknown one is lost. Readers
+  // of the other encodings skip it.
   const bool mustBeKnown = !encoding || *encoding == ENCODINGS::ITERMAP;
   std::vector<Incompatibility> found;
   DictionaryRows all = before;

@@ -279,7 +279,7 @@ void appendXmlText(std::string_view text, std::string& out) {
   }
 }
 
-/// Tells about the siblings of `element` that are no `name`.
+/// Reports the siblings of `element` that are no `name`.
 void noteOthers(const TiXmlElement* element, const std::string& name, DefinitionFile& file) {
   for (; element != nullptr; element = element->NextSiblingElement()) {
     if (element->ValueStr() != name) {
@@ -361,7 +361,7 @@ DefinitionFile readTextDefinitions(std::string_view text) {
       }
       continue;
     }
-    // The stream takes the digits alone; what may stand right behind them begins the type.
+    // The stream takes the digits alone; what may follow them directly begins the type.
     const std::string_view idWord = reader.word();
     const FilePlace typePlace = reader.skipBlanks();
     if (reader.isAtEnd() || !reader.read(entry.typeName)) {

@@ -17,7 +17,7 @@ namespace MD::tool {
 
 enum class DefinitionFormat { Text, Xml };
 
-/// Where something stands in a file, in bytes and counted from 1; a tab is one column.
+/// A position in a file, in bytes and counted from 1; a tab is one column.
 struct FilePlace {
   std::uint64_t line = 1;
   std::uint64_t column = 1;
@@ -78,7 +78,7 @@ std::string definitionsIn(const std::string& path);
 bool isXml(std::string_view contents) noexcept;
 
 /// Reads entries of a text file as the library does. Behind the place where the library stops it goes on with the next
-/// line, to tell what else is wrong.
+/// line, to report what else is wrong.
 DefinitionFile readTextDefinitions(std::string_view text);
 
 /// Reads the entries of an XML file as the library does.

@@ -192,7 +192,7 @@ class JsonSample {
     return std::adjacent_find(keys.begin(), keys.end()) != keys.end();
   }
 
-  // Each tells whether there can be such a part here: the line is one object.
+  // Each returns whether such a part can be here: the line is one object.
   bool null() { return take(0, 1); }
   bool boolean(bool) { return take(0, 1); }
   bool number(std::string_view text) { return take(m_depth == 1 ? typesOfNumber(text) : 0, 1); }
@@ -368,7 +368,7 @@ class Deriver {
   std::map<std::string, std::size_t> m_byName;
 };
 
-/// Whether JSON lines come, as far as can be told from the first bytes.
+/// Whether JSON lines come, as far as the first bytes show.
 bool looksLikeJson(InputBuffer& in) {
   constexpr std::size_t kLook = 64;
   const std::string_view text = withoutByteOrderMark(in.peek(kLook));

@@ -36,7 +36,7 @@ bool isLetter(char c) noexcept { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c
 bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
 bool isLetterOrDigit(char c) noexcept { return isLetter(c) || isDigit(c); }
 
-/// Whether the character at `i` stands in an identifier as it is.
+/// Whether the character at `i` is kept unchanged in an identifier.
 bool isKept(std::string_view name, std::size_t i) noexcept {
   return isLetterOrDigit(name[i]) || (name[i] == '_' && i != 0 && i + 1 != name.size() &&
                                       isLetterOrDigit(name[i - 1]) && isLetterOrDigit(name[i + 1]));

@@ -31,8 +31,8 @@ struct FeedOptions {
 enum class Damage {
   None,
   CutShort,       ///< it ends within its last value
-  UnknownField,   ///< a record of a field that the dictionary does not have stands behind the others
-  RepeatedField,  ///< the first record stands behind the others again
+  UnknownField,   ///< a record of a field that the dictionary does not have follows the others
+  RepeatedField,  ///< the first record follows the others again
   FirstByte,      ///< it begins with the code of no encoding
 };
 constexpr std::size_t kDamages = 5;

@@ -93,7 +93,7 @@ class SequenceCheck {
     std::string place;
   };
 
-  /// @param place  tells where the message is; called only for what goes into events()
+  /// @param place  returns where the message is; called only for what goes into events()
   void add(const std::string& key, std::int64_t number, const std::function<std::string()>& place);
 
   std::uint64_t numbers() const noexcept { return m_numbers; }

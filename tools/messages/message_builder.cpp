@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kLongestView = std::numeric_limits<std::uint16_t>::max();
 
-/// Puts other bytes where a value of the same length stands. Only `mInt` lets a value of another type do that.
+/// Replaces a value by other bytes of the same length. Only `mInt` lets a value of another type do that.
 bool overwrite(MD_Message& message, std::uint16_t id, const std::uint8_t* bytes, std::size_t sizeBytes) {
   return message.getPB() == ENCODINGS::MINT && storedBytes(message, id) == sizeBytes &&
          message.update(id, MD_Message::Buffer(bytes, static_cast<std::uint16_t>(sizeBytes)));

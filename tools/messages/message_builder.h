@@ -27,7 +27,7 @@ void addInt(MD_Message& message, std::uint16_t id, std::int32_t value, std::uint
 /// The number of bytes that a present field's value is stored in.
 std::uint32_t storedBytes(const MD_Message& message, std::uint16_t id);
 
-/// Whether the bytes of a field just written tell its whole value. The length field of an `IterMap` cannot express
+/// Whether the bytes of a field just written contain its whole value. The length field of an `IterMap` cannot express
 /// 65,535 characters: a message with such a string reads well and cannot be received.
 bool isStoredWhole(const MD_Message& message, std::uint16_t id);
 

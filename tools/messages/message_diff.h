@@ -30,7 +30,7 @@ struct ComparedMessage {
 /// What a message holds of the fields to compare. Fields that cannot be read, and repeated ones, are noted.
 class MessageComparison {
  public:
-  /// @param keys  the fields that tell which messages belong together
+  /// @param keys  the fields that decide which messages belong together
   /// @param selection  which fields are compared
   MessageComparison(const FieldNames& names, std::vector<Field> keys, const Selection& selection, Reporter& reporter);
 

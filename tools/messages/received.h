@@ -27,8 +27,8 @@ void noteLeftOut(const MD_Message& message, const InputMessage& input, Reporter&
 /// The text for bytes with an unknown encoding byte.
 LineError notOurs(const InputMessage& input);
 
-/// Lists the fields of a message in `ids`, each once: a repeated one is noted and stands where its last record, the one
-/// that counts, stands.
+/// Lists the fields of a message in `ids`, each once: a repeated one is noted and listed where its last record, the one
+/// that counts, is.
 /// @return whether there was no repeated one
 bool listFields(const MD_Message& message, const FieldNames& names, Reporter& reporter,
                 std::vector<std::uint16_t>& ids);

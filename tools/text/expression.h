@@ -8,7 +8,7 @@
 //   operator:    = == != < <= > >= ~ =~
 //
 // A FIELD or VALUE is a word without spaces, parentheses, commas, quotes and operators, or a text in double or single
-// quotes, in which two quotes stand for one. Keywords may be in capitals.
+// quotes, in which two quotes are one. Keywords may be in capitals.
 #ifndef MDMSG_EXPRESSION_H
 #define MDMSG_EXPRESSION_H
 

@@ -57,7 +57,7 @@ class CheckedStrings {
   std::string_view checked(const char* text, unsigned length) const {
     const std::string_view string(text, length);
     if (m_hasEscapes && !isUtf8(string)) {
-      // The stream stands where the string begins until the handler returns.
+      // The stream's position is the start of the string until the handler returns.
       throw halfSurrogate(m_stream.Tell());
     }
     return string;

@@ -40,7 +40,7 @@ T parseReal(std::string_view text);
 template <class T>
 T parseRealOrName(std::string_view text);
 
-/// The value that one of these names stands for. @return false, `out` unchanged, for any other text
+/// The value that one of these names denotes. @return false, `out` unchanged, for any other text
 template <class T>
 bool parseRealName(std::string_view text, T& out) noexcept;
 

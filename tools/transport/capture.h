@@ -17,7 +17,7 @@
 
 namespace MD::tool {
 
-/// How many of its first bytes tell a capture.
+/// How many of its first bytes identify a capture.
 constexpr std::size_t kCaptureMagicBytes = 4;
 /// Whether these are the first bytes of a pcap or pcapng file.
 bool isCapture(std::string_view firstBytes) noexcept;

@@ -73,7 +73,7 @@ class StdioInput {
     functions.read = [](void* self, char* to, std::size_t size) {
       return static_cast<ssize_t>(static_cast<StdioInput*>(self)->read(to, size));
     };
-    // Answers where the stream stands, and no more than that.
+    // Returns the stream's position, and no more than that.
     functions.seek = [](void* self, off64_t* offset, int whence) {
       if (whence != SEEK_CUR || *offset != 0) {
         return -1;

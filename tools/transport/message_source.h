@@ -16,7 +16,7 @@
 
 namespace MD::tool {
 
-/// The number that stands in front of each message of a stream, the message's length without itself.
+/// The number that precedes each message of a stream, the message's length without itself.
 struct Framing {
   std::uint8_t sizeBytes = 4;  ///< 2 or 4
   bool isBigEndian = false;
@@ -89,9 +89,9 @@ class MessageSource {
  public:
   virtual ~MessageSource() = default;
 
-  /// Reads the next message and tells the reporter where it stands.
+  /// Reads the next message and sets the reporter's place to its own.
   /// @return false at the end
-  /// @throws LineError when what stands there is no message; the next one can be read
+  /// @throws LineError when there is no message at this place; the next one can be read
   /// @throws InputError when nothing more can be read
   virtual bool next(InputMessage& message) = 0;
 

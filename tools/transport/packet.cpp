@@ -48,7 +48,7 @@ bool isVlanTag(std::uint16_t etherType) noexcept {
   return etherType == 0x8100 || etherType == 0x88a8 || etherType == 0x9100;
 }
 
-/// Steps over the tags that stand in front of the type proper. @return false when the packet ends before
+/// Steps over the tags that precede the type proper. @return false when the packet ends before
 bool skipVlanTags(Cursor& rest, std::uint16_t& etherType) {
   while (isVlanTag(etherType)) {
     if (!rest.has(4)) {
@@ -60,7 +60,7 @@ bool skipVlanTags(Cursor& rest, std::uint16_t& etherType) {
   return true;
 }
 
-/// The type behind a link header of `headerBytes`, of which it stands at `at`.
+/// The type after a link header of `headerBytes`, where it is at `at`.
 bool readEtherType(Cursor& rest, std::size_t headerBytes, std::size_t at, std::uint16_t& etherType) {
   if (!rest.has(headerBytes)) {
     return false;

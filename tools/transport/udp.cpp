@@ -66,7 +66,7 @@ void checkInterface(const Endpoint& group, const MulticastOptions& multicast) {
   if (!isMulticast(group.address) || !multicast.interfaceAddress) {
     return;
   }
-  // The interface's own address stands for it, which IPv6 has no options for.
+  // The interface's own address denotes it, for which IPv6 has no options.
   if (group.address.sizeBytes != 4) {
     throw UsageError("--interface requires an IPv4 group; " + textOf(group) + " is IPv6");
   }
@@ -251,7 +251,7 @@ class UdpSource::Socket {
       if (!error) {
         m_received = sizeBytes;
       } else if (!m_isEnded && (error == asio::error::connection_refused || error == asio::error::connection_reset)) {
-        // Some systems tell here that something sent from this port found no receiver.
+        // Some systems report here that something sent from this port found no receiver.
         startReceiving();
       } else {
         m_failure = error;

@@ -168,7 +168,7 @@ TEST(ZstdInput, EveryChangedByteIsReportedOrChangesNothing) {
     damaged[at] = static_cast<char>(damaged[at] ^ 1);
     const std::string read = decompressed(damaged);
     ASSERT_TRUE(read == text || read.find("|the compressed data ") != read.npos ||
-                read.find("|bytes that are no zstd data stand behind the compressed data") != read.npos)
+                read.find("|bytes that are no zstd data follow the compressed data") != read.npos)
         << at;
   }
 }
@@ -178,7 +178,7 @@ TEST(ZstdInput, SaysWhatIsWrongWithTheData) {
   damaged[damaged.size() - 1] ^= 1;
   EXPECT_EQ(decompressed(damaged), "text\n|the compressed data is corrupted (Restored data doesn't match checksum)");
   EXPECT_EQ(decompressed(zstdCompressed("text\n") + "more"),
-            "text\n|bytes that are no zstd data stand behind the compressed data");
+            "text\n|bytes that are no zstd data follow the compressed data");
 }
 
 TEST(ZstdInput, WindowsAreBounded) {

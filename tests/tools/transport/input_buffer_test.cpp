@@ -85,7 +85,7 @@ TEST(InputBuffer, SaysWhatIsWrongWithTheData) {
   damaged = gzipped("text\n");
   damaged[2] = 7;
   EXPECT_EQ(readAll(damaged), "|the compressed data is corrupted (unknown compression method)");
-  EXPECT_EQ(readAll(gzipped("text\n") + "more"), "text\n|bytes that are no gzip data stand behind the compressed data");
+  EXPECT_EQ(readAll(gzipped("text\n") + "more"), "text\n|bytes that are no gzip data follow the compressed data");
 }
 
 #endif
