@@ -14,12 +14,13 @@ struct OldName {
   const char* newName;
 };
 
-/// The names of 1.0.0; they are to be removed with the version after the next.
+/// The names of 1.0.0 and one of `subscribe`. They are to be removed with the version after the next.
 constexpr OldName kOldNames[] = {
     {"encode", "", "--to", "--format"},      {"encode", "", "--framing", "--format"},
     {"convert", "", "--to", "--encoding"},   {"convert", "", "--as", "--format"},
     {"generate", "", "--to", "--format"},    {"replay", "", "--to", "--destination"},
     {"dict", "convert", "--to", "--format"}, {"dict", "derive", "--to", "--format"},
+    {"subscribe", "", "--from", "--start"},
 };
 
 }  // namespace
