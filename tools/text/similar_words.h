@@ -14,8 +14,8 @@ std::string inLowerCase(std::string_view text);
 bool isEqualIgnoringCase(std::string_view a, std::string_view b) noexcept;
 
 /// Takes words and keeps the one most like `wanted`, ignoring case: one character of at least 2 inserted, removed,
-/// replaced or exchanged with its neighbour, 2 of at least 5, 3 of at least 8. The cost of a word is bounded, and small for one
-/// that is unlike.
+/// replaced or exchanged with its neighbour, 2 of at least 5, 3 of at least 8. The cost of a word is bounded, and small
+/// for one that is unlike.
 class SimilarWord {
  public:
   explicit SimilarWord(std::string_view wanted);
