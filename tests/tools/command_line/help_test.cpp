@@ -163,7 +163,7 @@ TEST_F(Help, ExamplesRun) {
   ASSERT_EQ(setenv("PATH", (folder + ':' + std::getenv("PATH")).c_str(), 1), 0);
   write("prepare",
         "set -e\n"
-        "mkdir -p etc\n"
+        "mkdir -p etc symbols\n"
         "mdmsg dict show > etc/field_map.txt\n"
         "for name in field_map old new other; do cp etc/field_map.txt $name.txt; done\n"
         "mdmsg dict convert field_map.txt > FieldDefinition.xml\n"
