@@ -7,6 +7,7 @@
 #include <new>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -25,7 +26,11 @@ struct DeletesMessage {
 struct DeletesDateTime {
   void operator()(MD_DateTimeHandle dateTime) const { MD_DateTime_delete(dateTime); }
 };
+struct DeletesReceiver {
+  void operator()(MD_ReceiverHandle receiver) const { MD_Receiver_delete(receiver); }
+};
 using Message = std::unique_ptr<MD_MessageCell, DeletesMessage>;
+using Receiver = std::unique_ptr<MD_ReceiverCell, DeletesReceiver>;
 using DateTime = std::unique_ptr<MD_DateTimeCell, DeletesDateTime>;
 
 constexpr const char* kLongName = "A_FIELD_WITH_A_NAME_THAT_NO_SHORT_STRING_HOLDS";
@@ -60,6 +65,8 @@ struct Handles {
   Message message;
   Message target;
   Message made;
+  Receiver receiver{MD_Receiver_new()};
+  Receiver madeReceiver;
   char text[1024] = "";
   std::size_t count = 77;
   std::uint16_t ids[16] = {};
@@ -79,8 +86,8 @@ std::string describe(MD_MessageHandle message) {
 
 std::string describe(const Handles& handles) {
   return describe(handles.message.get()) + describe(handles.target.get()) + describe(handles.made.get()) +
-         handles.text + " " + std::to_string(handles.count) + " " + std::to_string(handles.ids[0]) + " " +
-         std::to_string(handles.id) + " " + std::to_string(handles.type);
+         (handles.madeReceiver != nullptr ? "a receiver " : "") + handles.text + " " + std::to_string(handles.count) +
+         " " + std::to_string(handles.ids[0]) + " " + std::to_string(handles.id) + " " + std::to_string(handles.type);
 }
 
 /// `call` returns whether the result differed from the function's null result.
@@ -106,6 +113,31 @@ const CallCase kCalls[] = {
     {"CopyMsg", [](Handles& handles) { return MD_Message_copyMsg(handles.target.get(), handles.message.get()); }},
     {"CopyFieldIds",
      [](Handles& handles) { return MD_Message_copyFieldIds(handles.message.get(), handles.ids, 16, &handles.count); }},
+    {"WriteFields",
+     [](Handles& handles) {
+       static const std::string characters(250, 'y');
+       MD_FieldSlot slot{kLong, MD_TYPE_STRING, 0, {}};
+       slot.value.s = {characters.data(), 250};
+       return MD_Message_writeFields(handles.target.get(), &slot, 1, MD_WRITE_ADD) == 1;
+     }},
+    {"NewReceiver",
+     [](Handles& handles) {
+       handles.madeReceiver.reset(MD_Receiver_new());
+       return handles.madeReceiver != nullptr;
+     }},
+    {"Parse",
+     [](Handles& handles) {
+       static const std::vector<std::uint8_t> bytes = [] {
+         std::vector<std::uint8_t> all{MD_ENCODING_MINT};  // longer than the buffer of a new message
+         for (int i = 0; i != 5; ++i) {
+           all.insert(all.end(), {kLong & 0xFF, kLong >> 8, 250});
+           all.insert(all.end(), 250, 'y');
+         }
+         return all;
+       }();
+       return MD_Receiver_parse(handles.receiver.get(), bytes.data(), static_cast<std::uint32_t>(bytes.size())) !=
+              nullptr;
+     }},
     {"ToText",
      [](Handles& handles) {
        return MD_Message_toText(handles.message.get(), handles.text, sizeof handles.text, &handles.count);

@@ -9,6 +9,7 @@
 #include "md/detail/record_layout.h"
 #include "md/detail/value_codec.h"
 #include "md/detail/wire_bytes.h"
+#include "md/md_field.h"
 #include "md/md_record_message.h"
 #include "record_message.h"
 #include "support/captured_errors.h"
@@ -146,6 +147,17 @@ TEST_F(FurtherEncoding, RefusesByItsRules) {
   EXPECT_FALSE(m_message.get(id::kInt, value));
   EXPECT_EQ(value, 7);
   EXPECT_EQ(m_errors.take(), report("Tagged Error: GET", id::kInt, 2, 4));
+}
+
+TEST_F(FurtherEncoding, IsUpdatedByFieldsThatAreConstants) {
+  constexpr Field<std::int32_t> kNumber{id::kInt};
+  constexpr Field<double> kOtherType{id::kInt};
+  MD_Message& message = m_message;
+  ASSERT_TRUE(message.add(id::kInt, 5));
+  EXPECT_TRUE(message.update(kNumber, 6));
+  EXPECT_EQ(message.get(kNumber), 6);
+  EXPECT_FALSE(message.update(kOtherType, 1.5));
+  EXPECT_EQ(message.get(kNumber), 6);
 }
 
 }  // namespace

@@ -522,6 +522,7 @@ TEST_F(Columns, AreOfFieldsThatMessagesCarry) {
   EXPECT_EQ(refusalOf<std::invalid_argument>({id::kInt, id::kInt2, id::kInt}),
             "ColumnBuilder: field 300 is there twice");
   EXPECT_EQ(refusalOf<std::invalid_argument>({id::kInt}, 0), "ColumnBuilder: a batch has at least one row");
+  EXPECT_EQ(refusalOf<std::invalid_argument>(Ids(65'536, id::kInt)), "ColumnBuilder: more than 65535 fields");
 }
 
 // Ownership -----------------------------------------------------------------------------------------------------------

@@ -13,6 +13,7 @@
 
 #include "md/md_mint.h"
 #include "md/md_optimizer.h"
+#include "md/md_peek.h"
 #include "support/configuration.h"
 #include "support/dictionary.h"
 #include "support/fresh_process.h"
@@ -201,6 +202,20 @@ TEST(DictionaryDeathTest, AFailedDefaultLoadNamesATextFileToo) {
     const mInt message;
     EXPECT_EQ(message.getSizeImpl(), 1u);
     expectEmpty(MD_FieldMap::instance());
+  });
+}
+
+TEST(DictionaryDeathTest, APeekFindsNothingWhenTheDefaultLoadFails) {
+  expectInFreshProcess([] {
+    const ConfigurationFolder folder;
+    folder.write("FieldDefinition.xml", "<Any><FieldDefinition>");
+    const std::uint8_t bytes[] = {6, 0x01, 0x00, 0x01, 0x05};
+    std::int32_t value = 7;
+    EXPECT_FALSE(peek(bytes, sizeof bytes, 1, value));
+    EXPECT_EQ(value, 7);
+    test::loadDictionary("A 1 INT\n");
+    EXPECT_TRUE(peek(bytes, sizeof bytes, 1, value));
+    EXPECT_EQ(value, 5);
   });
 }
 
