@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 #include <vector>
 
 #include "text/hex_reader.h"
@@ -39,14 +40,11 @@ class HexLineSource : public MessageSource {
 
   bool next(InputMessage& message) override {
     std::string_view line;
-    if (!m_lines.nextFilled(line, m_reporter)) {
-      return false;
-    }
-    // Where nothing was hex before, nothing will be.
-    if (!m_hasHex && isBinary(line)) {
-      m_reporter.wholeInput("looks binary, not like hex lines; try --framing or --from raw");
-      return false;
-    }
+    do {
+      if (!m_lines.nextFilled(line, m_reporter)) {
+        return false;
+      }
+    } while (isPassedOver(line));
     parseHex(line, Blanks::BetweenBytes, m_bytes);
     m_hasHex = true;
     message = {};
@@ -57,6 +55,17 @@ class HexLineSource : public MessageSource {
   }
 
  private:
+  /// Whether a line is binary, as all lines before it. These are reported as one.
+  bool isPassedOver(std::string_view line) {
+    if (m_hasHex || !isBinary(line)) {
+      return false;
+    }
+    if (!std::exchange(m_isBinaryReported, true)) {
+      m_reporter.wholeInput("looks binary, not like hex lines; try --framing or --from raw");
+    }
+    return true;
+  }
+
   /// Whether a line that should be hex digits has characters that text does not have.
   static bool isBinary(std::string_view line) noexcept {
     constexpr std::size_t kLongest = 4096;
@@ -72,6 +81,7 @@ class HexLineSource : public MessageSource {
   Reporter& m_reporter;
   std::vector<std::uint8_t> m_bytes;
   bool m_hasHex = false;
+  bool m_isBinaryReported = false;
 };
 
 class LineSource : public MessageSource {

@@ -41,8 +41,6 @@ constexpr OldNameCase kCases[] = {
      "dict convert --format text field_map.txt", "", "BID_QTY                  20  INT"},
     {"DictDeriveTo", "dict derive", "--to", "dict derive --to xml", "dict derive --format xml", "A\n1\n",
      "<Name>A</Name>"},
-    {"SubscribeFrom", "subscribe", "--from", "subscribe --subject a --from all", "subscribe --subject a --start all",
-     "", "--start requires --stream", 2},
 };
 
 class OldNames : public ToolRun, public testing::WithParamInterface<OldNameCase> {

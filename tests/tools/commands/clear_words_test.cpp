@@ -128,6 +128,9 @@ TEST_F(ClearWords, BinaryInputIsNamedOnce) {
   write("good.hex", kQuantity);
   EXPECT_EQ(withFields("decode --json binary good.hex"),
             (Result{"{\"BID_QTY\":101}\n", "mdmsg: binary: " + advice, 1}));
+  // So are hex lines after a first line that is damaged.
+  EXPECT_EQ(withFields("decode --json", binary.substr(0, 7) + kQuantity + kQuantity),
+            (Result{"{\"BID_QTY\":101}\n{\"BID_QTY\":101}\n", "mdmsg: standard input: " + advice, 1}));
   // Text that is not hex, and a broken line among good ones, are reported by line.
   EXPECT_EQ(withFields("decode", "# quotes\n").err, "mdmsg: standard input:1: column 1: \"#\" is not a hex digit\n");
   EXPECT_EQ(withFields("decode --json", kQuantity + binary.substr(0, 7) + kQuantity),
