@@ -62,7 +62,8 @@ void Output::write(Compressor::Then then) {
 }
 
 void Output::takeComplete(std::string& into) {
-  into.assign(m_text, 0, m_complete);
+  m_text.resize(m_complete);
+  into.swap(m_text);
   m_text.clear();
   m_complete = 0;
 }

@@ -10,6 +10,7 @@ namespace {
 
 std::vector<Field> fieldsOf(const std::vector<std::string>& keys, const FieldNames& names) {
   std::vector<Field> fields;
+  fields.reserve(keys.size());
   for (const std::string& key : keys) {
     fields.push_back(names.match("--key", key));
   }

@@ -105,6 +105,7 @@ void merge(const std::vector<Task>& inputs, const MergeOptions& options, Output&
     timeField = timeFieldOf(options.timeField, names);
   }
   std::vector<Head> heads;
+  heads.reserve(inputs.size());
   for (const Task& input : inputs) {
     heads.emplace_back(input, timeField);
   }

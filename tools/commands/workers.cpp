@@ -190,7 +190,7 @@ class Pool {
     m_idle.push_back(std::move(slot));
   }
 
-  void putOut(const Slot& slot, std::size_t& written, std::size_t end) {
+  void putOut(Slot& slot, std::size_t& written, std::size_t end) {
     if (written == end) {
       return;
     }
@@ -198,7 +198,11 @@ class Pool {
     if (written == 0 && std::exchange(m_hasOutput, true)) {
       text += m_separator;
     }
-    text.append(slot.text, written, end - written);
+    if (text.empty() && written == 0 && end == slot.text.size()) {
+      text.swap(slot.text);
+    } else {
+      text.append(slot.text, written, end - written);
+    }
     m_task.out.lineDone();
     written = end;
   }
