@@ -64,7 +64,7 @@ std::string shortNumber(std::uint64_t number) {
 /// A time as precise as ticks with this distance need it.
 std::string tickText(std::int64_t ns, std::uint64_t stepNs, const TimeZone& zone) {
   constexpr std::uint64_t kSecond = 1'000'000'000;
-  const std::string text = momentText(ns, zone);
+  std::string text = momentText(ns, zone);
   const std::size_t clock = text.find('T');
   if (clock == text.npos) {
     return text;

@@ -32,7 +32,8 @@ std::size_t writeDecimal(double value, char (&text)[32]) noexcept {
   std::uint64_t digits = 0;
   for (const double power : kPowers) {
     ++decimals;
-    digits = static_cast<std::uint64_t>(size * power + 0.5);
+    constexpr double kHalf = 0.5;
+    digits = static_cast<std::uint64_t>(size * power + kHalf);
     // Both are exact, and the quotient is rounded once, as the number is when the text is read.
     if (static_cast<double>(digits) / power == size) {
       break;
