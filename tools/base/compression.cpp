@@ -47,6 +47,8 @@ constexpr struct {
 } kKinds[] = {{CompressionKind::Gzip, "gzip", ".gz", "zlib", "gunzip", kHasGzip, 9},
               {CompressionKind::Zstd, "zstd", ".zst", "zstd", "unzstd", kHasZstd, 22}};
 
+#if defined(MDMSG_HAS_ZLIB) || defined(MDMSG_HAS_ZSTD)
+
 /// The compressed bytes that have been read of a source.
 class CompressedInput {
  public:
@@ -85,6 +87,8 @@ void appendSteps(std::string& out, Step step) {
     out.resize(start + step(&out[start], kBufferBytes, isMore));
   }
 }
+
+#endif
 
 #if defined(MDMSG_HAS_ZLIB)
 
