@@ -1,5 +1,7 @@
 // Recorded quotes and trades in a capture: what awk finds in the CSV file that they come from, and tshark in the
 // capture, the program must find, too.
+#if defined(MDMSG_HAS_PCAP)
+
 #include <algorithm>
 #include <string>
 #include <vector>
@@ -187,3 +189,5 @@ TEST_F(Recorded, FormatsOfTimesAndCells) {
 }
 
 }  // namespace
+
+#endif
