@@ -74,7 +74,7 @@ TEST(FieldNames, AreFoundInAnotherCaseWhereThatIsUnambiguous) {
       {"", "\"\": not in the dictionary test dictionary"},
   };
   for (const auto& [key, error] : refused) {
-    EXPECT_EQ(lineErrorOf([&] { names.match(key); }), error);
+    EXPECT_EQ(lineErrorOf([&, text = key] { names.match(text); }), error);
   }
   try {
     names.match("--by", "BDI");
