@@ -103,6 +103,11 @@ void StreamSource::attachOrdered(jsCtx& context) {
       js_SubscribeSync(NatsOut(m_subscription), &context, m_options.subject.c_str(), nullptr, &options, nullptr);
   NatsPointer<jsConsumerInfo> info;
   if (status == NATS_OK) {
+    // The server does not count headers and subjects in what it sends ahead; the library does.
+    constexpr int kMostPendingBytes = 512 << 20;
+    status = natsSubscription_SetPendingLimits(m_subscription.get(), -1, kMostPendingBytes);
+  }
+  if (status == NATS_OK) {
     status = natsSubscription_GetConsumerInfo(NatsOut(info), m_subscription.get(), nullptr, nullptr);
   }
   if (status != NATS_OK) {
