@@ -128,7 +128,7 @@ TEST_F(ClearWords, BinaryInputIsNamedOnce) {
   write("good.hex", kQuantity);
   EXPECT_EQ(withFields("decode --json binary good.hex"),
             (Result{"{\"BID_QTY\":101}\n", "mdmsg: binary: " + advice, 1}));
-  // So are hex lines after a first line that is damaged.
+  // So are hex lines after a first line that is corrupt.
   EXPECT_EQ(withFields("decode --json", binary.substr(0, 7) + kQuantity + kQuantity),
             (Result{"{\"BID_QTY\":101}\n{\"BID_QTY\":101}\n", "mdmsg: standard input: " + advice, 1}));
   // Text that is not hex, and a broken line among good ones, are reported by line.
