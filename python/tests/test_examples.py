@@ -54,7 +54,7 @@ def test_plot_capture_saves_parquet_by_duckdb(tmp_path):
     for module in ("matplotlib", "pandas"):
         pytest.importorskip(module)
     capture, picture = tmp_path / "feed.pcap", tmp_path / "picture.png"
-    subprocess.run([os.environ["MDMSG"], "generate", "--count", "500", "--to", "pcap", "--output", capture], check=True,
+    subprocess.run([os.environ["MDMSG"], "generate", "--count", "500", "--format", "pcap", "--output", capture], check=True,
                    capture_output=True)
     here = pathlib.Path(__file__).parent
     path = os.pathsep.join([str(here / "stand_ins"), str(here), os.environ["PYTHONPATH"]])

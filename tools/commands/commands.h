@@ -90,7 +90,7 @@ void filter(const Task& task, const FilterOptions& options);
 
 struct MergeOptions {
   SourceOptions source;   ///< how the messages are read
-  std::string timeField;  ///< an EPOCH_NSEC field that tells when, where a message has it
+  std::string timeField;  ///< an EPOCH_NSEC field with the time, in messages that contain it
 };
 
 /// Messages of several inputs in order of time, as they came; of equal times in order of the inputs. An input that is

@@ -13,7 +13,7 @@
 namespace MD::tool {
 namespace {
 
-/// Stands for more than one row.
+/// Denotes more than one row.
 const FIELDS::field_rec kSeveral{};
 
 LineError notThere(const std::string& key) {

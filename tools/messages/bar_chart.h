@@ -14,7 +14,7 @@ namespace MD::tool {
 struct BarChart {
   struct Bar {
     std::uint64_t value = 0;
-    std::string text;  ///< what it stands for
+    std::string text;  ///< what it counts
   };
   struct Tick {
     double share = 0;  ///< of the axis that lies before it

@@ -30,7 +30,7 @@ void appendPercentText(std::string_view value, IsKept isKept, std::string& out) 
   }
 }
 
-/// What stands for a value that is not there; appendPercentText() makes it of no bytes.
+/// The text for a missing value, which appendPercentText() never produces.
 constexpr std::string_view kNoValue = "%-";
 
 }  // namespace MD::tool
