@@ -94,6 +94,7 @@ std::string describe(const Handles& handles) {
 struct CallCase {
   const char* name;
   bool (*call)(Handles& handles);
+  bool isBufferGrowth = false;  ///< allocates nothing but the bytes of a message
 };
 
 void PrintTo(const CallCase& row, std::ostream* out) { *out << row.name; }
@@ -119,7 +120,8 @@ const CallCase kCalls[] = {
        MD_FieldSlot slot{kLong, MD_TYPE_STRING, 0, {}};
        slot.value.s = {characters.data(), 250};
        return MD_Message_writeFields(handles.target.get(), &slot, 1, MD_WRITE_ADD) == 1;
-     }},
+     },
+     true},
     {"NewReceiver",
      [](Handles& handles) {
        handles.madeReceiver.reset(MD_Receiver_new());
@@ -137,7 +139,8 @@ const CallCase kCalls[] = {
        }();
        return MD_Receiver_parse(handles.receiver.get(), bytes.data(), static_cast<std::uint32_t>(bytes.size())) !=
               nullptr;
-     }},
+     },
+     true},
     {"ToText",
      [](Handles& handles) {
        return MD_Message_toText(handles.message.get(), handles.text, sizeof handles.text, &handles.count);
@@ -174,7 +177,10 @@ TEST_P(CInterfaceExtFaults, GiveTheNullResultAndLeaveHandlesAsTheyWere) {
         failing, [=] { return std::make_unique<Handles>(arePoolsEmptied); }, call);
   };
   for (const Failing failing : {Failing::Once, Failing::FromThenOn}) {
-    EXPECT_GE(failEach(failing, true), 1) << "nothing failed";
+    const long failed = failEach(failing, true);
+    if (heap::kMallocFails || !GetParam().isBufferGrowth) {
+      EXPECT_GE(failed, 1) << "nothing failed";
+    }
   }
   expectNoLeak([&] { failEach(Failing::FromThenOn, false); });
 }
