@@ -182,10 +182,13 @@ def open(
 class Column(_md_message._Column):
     """One field of all rows: a sequence of values, None where a row has none.
 
-    INT, INT64, FLOAT, DOUBLE and EPOCH_NSEC columns offer the buffer protocol, with zeros for nulls.
+    A slice is a list. INT, INT64, FLOAT, DOUBLE and EPOCH_NSEC columns offer the buffer protocol, with zeros for nulls.
     """
 
     __slots__ = ()
+
+    def __repr__(self) -> str:
+        return f"<Column of {self.type}: {len(self)} rows, {self.null_count} of them null>"
 
     def to_numpy(self) -> _typing.Any:
         """Returns the values as a numpy array. Needs numpy.

@@ -350,19 +350,45 @@ void destroyColumn(PyObject* self) noexcept {
 
 Py_ssize_t columnLength(PyObject* self) noexcept { return static_cast<Py_ssize_t>(columnOf(self).table->rows); }
 
+/// @throws PythonError where there is no such row
+Ref valueAtRow(const ColumnState& column, Py_ssize_t row) {
+  auto left = static_cast<std::size_t>(row);
+  if (row >= 0) {
+    for (const SharedBatch& batch : column.table->batches) {
+      if (left < batch->rows()) {
+        return objectAt(batch->column(column.number), column.field().type, left);
+      }
+      left -= batch->rows();
+    }
+  }
+  raise(PyExc_IndexError, "there is no such row");
+}
+
 PyObject* columnItem(PyObject* self, Py_ssize_t row) noexcept {
+  return guarded([&] { return valueAtRow(columnOf(self), row).release(); });
+}
+
+PyObject* columnSubscript(PyObject* self, PyObject* key) noexcept {
   return guarded([&] {
     const ColumnState& column = columnOf(self);
-    auto left = static_cast<std::size_t>(row);
-    if (row >= 0) {
-      for (const SharedBatch& batch : column.table->batches) {
-        if (left < batch->rows()) {
-          return objectAt(batch->column(column.number), column.field().type, left).release();
-        }
-        left -= batch->rows();
+    const Py_ssize_t rows = columnLength(self);
+    if (Py_TYPE(key) == &PySlice_Type) {
+      Py_ssize_t row = 0;
+      Py_ssize_t stop = 0;
+      Py_ssize_t step = 0;
+      check(PySlice_Unpack(key, &row, &stop, &step));
+      const Py_ssize_t count = PySlice_AdjustIndices(rows, &row, &stop, step);
+      Ref list = own(PyList_New(0));
+      for (Py_ssize_t i = 0; i != count; ++i, row += step) {
+        check(PyList_Append(list.get(), valueAtRow(column, row).get()));
       }
+      return list.release();
     }
-    raise(PyExc_IndexError, "there is no such row");
+    const Py_ssize_t row = PyNumber_AsSsize_t(key, PyExc_IndexError);
+    if (row == -1 && PyErr_Occurred() != nullptr) {
+      throw PythonError();
+    }
+    return valueAtRow(column, row < 0 ? row + rows : row).release();
   });
 }
 
@@ -718,6 +744,7 @@ char g_columnDoc[] =
 PyType_Slot g_columnSlots[] = {{Py_tp_dealloc, asSlot(&destroyColumn)},  {Py_tp_doc, g_columnDoc},
                                {Py_tp_methods, g_columnMethods},         {Py_tp_getset, g_columnAttributes},
                                {Py_sq_length, asSlot(&columnLength)},    {Py_sq_item, asSlot(&columnItem)},
+                               {Py_mp_length, asSlot(&columnLength)},    {Py_mp_subscript, asSlot(&columnSubscript)},
                                {Py_bf_getbuffer, asSlot(&exportColumn)}, {0, nullptr}};
 PyType_Spec g_columnSpec = {"md_message._md_message._Column", sizeof(ColumnObject), 0,
                             Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE | Py_TPFLAGS_DISALLOW_INSTANTIATION,

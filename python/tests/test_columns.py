@@ -42,6 +42,17 @@ def test_values_and_nulls(batch_rows):
         expected = [message.get(name) for message in messages]
         column = columns[name]
         assert column.to_list() == list(column) == expected and len(column) == 1000
+        assert [column[row] for row in (0, 999, -1, -1000)] == [expected[row] for row in (0, 999, -1, -1000)]
+        for part in slice(3), slice(990, 2000), slice(None, None, -7), slice(700, 20, -300), slice(5, 5):
+            assert column[part] == expected[part]
+        for wrong in 1000, -1001, 2**70:
+            with pytest.raises(IndexError):
+                column[wrong]
+        with pytest.raises(TypeError):
+            column["0"]
+        with pytest.raises(ValueError):
+            column[::0]
+        assert repr(column) == f"<Column of {column.type}: 1000 rows, {expected.count(None)} of them null>"
         assert column.null_count == expected.count(None) and column.type == md_message.dictionary()[name].type
         bits = [bool(column.validity[row // 8] >> row % 8 & 1) for row in range(1000)]
         assert bits == [value is not None for value in expected]
