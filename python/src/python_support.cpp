@@ -1,5 +1,7 @@
 #include "python_support.h"
 
+#include <cstring>
+
 #include <new>
 #include <stdexcept>
 
@@ -21,7 +23,9 @@ void translateException() noexcept {
   } catch (const std::bad_alloc&) {
     PyErr_NoMemory();
   } catch (const tool::UsageError& error) {
-    PyErr_SetString(PyExc_ValueError, error.what());
+    // The program's options are arguments here.
+    const char* const text = error.what();
+    PyErr_SetString(PyExc_ValueError, std::strncmp(text, "--", 2) == 0 ? text + 2 : text);
   } catch (const tool::LineError& error) {
     PyErr_SetString(PyExc_ValueError, error.what());
   } catch (const std::exception& error) {

@@ -74,6 +74,8 @@ def test_conditions_and_fields(tmp_path):
     for arguments in ({"where": "BID"}, {"where": "BID > x"}, {"limit": -1}, {"framing": "u64"}, {"errors": "ignore"}):
         with pytest.raises(ValueError):
             md_message.open(path, **arguments)
+    with pytest.raises(ValueError, match='^where "BIDX = 1": column 1: field BIDX: .*did you mean BID'):
+        md_message.open(path, where="BIDX = 1")
     for arguments in ({"where": 5}, {"where": [5]}, {"fields": "BID"}, {"limit": "x"}, {"framing": 4}, {"fields": 5}):
         with pytest.raises(TypeError):
             md_message.open(path, **arguments)
