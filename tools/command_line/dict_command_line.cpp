@@ -119,7 +119,7 @@ void addCheck(CLI::App& dict, std::vector<Command>& commands) {
       [files](const Session& session) { return checkDictionaries(*files, session.out, session.reporter); });
 }
 
-void addConvert(CLI::App& dict, std::vector<Command>& commands) {
+void addDictConvert(CLI::App& dict, std::vector<Command>& commands) {
   const auto file = std::make_shared<std::string>();
   const auto format = std::make_shared<std::string>();
   CLI::App* const command = addDictCommand(dict, "convert", "Convert between text and XML", kConvertHelp);
@@ -151,7 +151,7 @@ Compatibility levelOf(const std::string& name) {
                              : Compatibility::Wire;
 }
 
-void addDiff(CLI::App& dict, std::vector<Command>& commands) {
+void addDictDiff(CLI::App& dict, std::vector<Command>& commands) {
   const auto options = std::make_shared<DiffOptions>();
   CLI::App* const command = addDictCommand(dict, "diff", "Compare two dictionaries", kDiffHelp);
   CLI::Option* const level =
@@ -286,7 +286,7 @@ struct GenerateCommandLine : CommonOptions {
   }
 };
 
-void addGenerate(CLI::App& dict, std::vector<Command>& commands) {
+void addDictGenerate(CLI::App& dict, std::vector<Command>& commands) {
   const auto line = std::make_shared<GenerateCommandLine>();
   CLI::App* const command =
       addDictCommand(dict, "generate", "Write the fields as constants of C++, C or Python", kGenerateHelp);
@@ -333,11 +333,11 @@ void addDictCommands(CLI::App& app, std::vector<Command>& commands) {
   dict->require_subcommand(1);
   dict->footer(kDictHelp);
   addCheck(*dict, commands);
-  addConvert(*dict, commands);
-  addDiff(*dict, commands);
+  addDictConvert(*dict, commands);
+  addDictDiff(*dict, commands);
   addShow(*dict, commands);
   addDerive(*dict, commands);
-  addGenerate(*dict, commands);
+  addDictGenerate(*dict, commands);
 }
 
 }  // namespace MD::tool
