@@ -27,11 +27,11 @@ int main() {
     return 1;
   }
 
-  // A message is its serialised bytes at every moment: there is no encoding step, and these are views of them.
+  // A message always holds its serialised bytes, and these are views of them: there is no encoding step.
   const std::uint8_t* bytes = quote.data();
   const auto size = static_cast<std::uint32_t>(quote.size());
 
-  // The other side: the first byte names the encoding. Null for bytes of no encoding.
+  // The receiver. The first byte selects the encoding; the result is null if it is unknown.
   const auto message = MD::MD_Message::createFromBytes(bytes, size);
   if (message == nullptr) {
     return 1;

@@ -47,7 +47,7 @@ int main(void) {
   print_quote(quote);
 
   received = MD_Message_tryCreateFromBytes(datagram, sizeof datagram);
-  if (received == NULL) { /* bytes of no encoding, or no memory */
+  if (received == NULL) { /* unknown encoding byte, or no memory */
     return 1;
   }
   print_quote(received);
