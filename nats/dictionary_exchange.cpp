@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 #include "base/quoted_text.h"
 #include "dictionary/compatibility.h"
@@ -15,13 +16,17 @@ namespace {
 
 constexpr const char* kSubjectStart = "md-dictionary.";
 
+using SharedText = std::shared_ptr<const std::string>;
+
 void answer(natsConnection* connection, natsSubscription*, natsMsg* request, void* text) {
   const NatsPointer<natsMsg> owner(request);
   if (natsMsg_GetReply(request) != nullptr) {
-    static_cast<void>(
-        natsConnection_PublishString(connection, natsMsg_GetReply(request), static_cast<const char*>(text)));
+    static_cast<void>(natsConnection_PublishString(connection, natsMsg_GetReply(request),
+                                                   (*static_cast<const SharedText*>(text))->c_str()));
   }
 }
+
+void release(void* text) { delete static_cast<SharedText*>(text); }
 
 /// The fields of a dictionary file's text, as far as their types are known.
 DictionaryRows rowsIn(std::string_view text) {
@@ -38,22 +43,29 @@ DictionaryRows rowsIn(std::string_view text) {
 }  // namespace
 
 DictionaryOffer::DictionaryOffer() : m_subject(kSubjectStart + ownFingerprint()) {
+  std::string text;
   for (const auto& [id, row] : currentRows()) {
     if (whyNoTextName(row.name) == nullptr) {
       Definition entry;
       entry.name = row.name;
       entry.id = id;
       entry.typeName = typeName(row.type);
-      appendTextDefinition(entry, m_text);
+      appendTextDefinition(entry, text);
     }
   }
+  m_text = std::make_shared<const std::string>(std::move(text));
 }
 
 NatsPointer<natsSubscription> DictionaryOffer::answerOn(natsConnection& connection) const {
   NatsPointer<natsSubscription> subscription;
-  if (static_cast<std::int64_t>(m_text.size()) < natsConnection_GetMaxPayload(&connection)) {
-    void* const text = const_cast<char*>(m_text.c_str());
-    static_cast<void>(natsConnection_Subscribe(NatsOut(subscription), &connection, m_subject.c_str(), &answer, text));
+  if (static_cast<std::int64_t>(m_text->size()) >= natsConnection_GetMaxPayload(&connection)) {
+    return subscription;
+  }
+  auto text = std::make_unique<SharedText>(m_text);
+  if (natsConnection_Subscribe(NatsOut(subscription), &connection, m_subject.c_str(), &answer, text.get()) == NATS_OK) {
+    // The library's thread may still be answering when the subscription is gone, so it has the text to itself. Where
+    // the connection is lost at once, nobody knows when that thread is done with it.
+    static_cast<void>(natsSubscription_SetOnCompleteCB(subscription.get(), &release, text.release()));
   }
   return subscription;
 }

@@ -2,6 +2,7 @@
 #ifndef MDMSG_NATS_DICTIONARY_EXCHANGE_H
 #define MDMSG_NATS_DICTIONARY_EXCHANGE_H
 
+#include <memory>
 #include <set>
 #include <string>
 
@@ -16,12 +17,12 @@ class DictionaryOffer {
  public:
   DictionaryOffer();
 
-  /// @return the subscription by which it answers, null when there is none; the offer outlives it
+  /// @return the subscription by which it answers, null when there is none
   NatsPointer<natsSubscription> answerOn(natsConnection& connection) const;
 
  private:
   std::string m_subject;
-  std::string m_text;
+  std::shared_ptr<const std::string> m_text;
 };
 
 /// Reports publishers with another dictionary, each once.

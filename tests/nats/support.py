@@ -9,6 +9,7 @@ import json
 import os
 import pathlib
 import pty
+import re
 import shutil
 import signal
 import socket
@@ -31,6 +32,10 @@ TICK_FIELDS = {
     "txn_ms": "TXN_MS", "seq": "SEQ", "bid": "BID", "bid_size": "BID_SIZE", "ask": "ASK", "ask_size": "ASK_SIZE",
     "price": "LAST", "size": "LAST_SIZE", "side": "SIDE", "ord_type": "ORD_TYPE"}
 TICKS = 414569
+
+
+# Messages without fields.
+END, LAST = b"\x06", b"\x01"
 
 
 def wait_for(what, condition):
@@ -243,6 +248,57 @@ class TestCase(unittest.TestCase):
         for report in reports:
             self.assertIn(report, result.err)
 
+    def create_stream(self, server, subject="md.>", **limits):
+        answer = self.client(server).request("$JS.API.STREAM.CREATE.FEED", json.dumps(
+            {"name": "FEED", "subjects": [subject], "storage": "file", "retention": "limits", "max_consumers": -1,
+             "max_msgs": -1, "max_bytes": -1, "num_replicas": 1, "duplicate_window": 120 * 10**9, **limits}).encode())
+        self.assertNotIn("error", answer)
+
+    def stored(self, server):
+        return self.client(server).request("$JS.API.STREAM.INFO.FEED")["state"]["messages"]
+
+    def stream(self, server):
+        """All messages of the stream, read by mdmsg."""
+        result = self.mdmsg("subscribe", "--url", server.url, "--stream", "FEED", "--no-wait", "--format", "u32le")
+        self.expect(result, 0)
+        return messages_in(result.out)
+
+    def end(self, server, reader, output):
+        """Ends a reader that has read everything up to here: it gets messages until it has written the last of them.
+        Returns how many there were."""
+        client = self.client(server)
+        number = 0
+
+        def written():
+            nonlocal number
+            number += 1
+            client.publish("md.end", END)
+            client.flush()
+            return output().endswith(framed([END]))
+
+        wait_for("a message behind all others", written)
+        # There is room for this one.
+        client.publish("md.end", LAST)
+        wait_for("the last message", lambda: output().endswith(framed([LAST])))
+        reader.process.send_signal(signal.SIGINT)
+        return number + 1
+
+    def through_core(self, server, file, count):
+        reader = self.start("subscribe", "--url", server.url, "--subject", "md.>", "--format", "u32le", "--count", count)
+        reader.wait_for_report('subscribed to "md.>"')
+        result = self.mdmsg("publish", "--url", server.url, "--subject", "md.{VENUE}.{SYMBOL}", "--framing", "u32le", file)
+        self.expect(result, 0, f"sent {count} messages", f"{count} acknowledged, 0 lost")
+        self.assertEqual(reader.wait(), 0, reader.err)
+        return messages_in(reader.out)
+
+    def through_stream(self, server, file, count):
+        result = self.mdmsg("publish", "--url", server.url, "--subject", "st.{VENUE}.{SYMBOL}", "--stream", "FEED",
+                            "--create-stream", "--framing", "u32le", file)
+        self.expect(result, 0, f"{count} acknowledged, 0 of them duplicates, 0 lost")
+        result = self.mdmsg("subscribe", "--url", server.url, "--stream", "FEED", "--no-wait", "--format", "u32le")
+        self.expect(result, 0)
+        return messages_in(result.out)
+
     def generate(self, count, *options):
         """A feed as a list of messages, and the file that holds it, framed."""
         file = self.folder / f"feed{count}.bin"
@@ -259,6 +315,12 @@ class TestCase(unittest.TestCase):
         for symbol, message in zip(decoded, messages):
             found.setdefault(symbol, []).append(message)
         return found
+
+
+def counts(err):
+    """The numbers of the publisher's last report."""
+    found = re.search(r"sent (\d+) messages?, .*; (\d+) acknowledged(?:, (\d+) of them duplicates)?, (\d+) lost", err)
+    return tuple(int(number or 0) for number in found.groups())
 
 
 def messages_in(stream):
