@@ -1,4 +1,4 @@
-// The objects behind the handles of the C API. Not installed.
+// The objects of the handles of the C API. Not installed.
 #ifndef MD_C_WRAPPER_CELLS_H
 #define MD_C_WRAPPER_CELLS_H
 
@@ -36,8 +36,8 @@ struct MD_DateTimeCell {
 
 namespace MD::detail {
 
-/// Calls `use` with the message of a cell as what it is, an `mInt&`, say, whose inline operations on fields need no
-/// virtual table. False for a cell that holds none.
+/// Calls `use` with the message of a cell as its own class, for example `mInt&`, whose inline operations on fields need
+/// no virtual call. False for a cell without a message.
 template <class Use>
 MD_ALWAYS_INLINE inline bool withOwnClass(const MD_MessageCell& cell, Use use) {
   switch (cell.code) {

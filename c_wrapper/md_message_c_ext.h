@@ -11,11 +11,11 @@
  * 3. Handles. A function that creates a message returns NULL instead of an invalid handle. Handles are released by
  *    MD_Message_delete.
  * 4. Capacity. A function that fills a caller-supplied array of `capacity` elements returns the required size; with
- * NULL for the array it only returns the size, and true. If the capacity is insufficient, the array is filled, the
+ *    NULL for the array it only returns the size, and true. If the capacity is insufficient, the array is filled, the
  *    required size is set and the result is false. If the function fails for another reason, the size is unchanged.
  * 5. Assertions. MD_Message_copyMsg, MD_Message_toText and MD_Message_toPriceText fail an assertion if a field cannot
- * be read or stored. A failed assertion ends the process, or calls the handler (MD_set_assertion_handler). For messages
- *    of unknown origin use MD_Message_copyReadable and MD_Message_toSafeText.
+ *    be read or stored. A failed assertion ends the process, or calls the handler (MD_set_assertion_handler). For
+ *    messages of unknown origin use MD_Message_copyReadable and MD_Message_toSafeText.
  */
 #ifndef MD_MESSAGE_C_EXT_H
 #define MD_MESSAGE_C_EXT_H
@@ -207,11 +207,11 @@ MD_C_API void MD_Receiver_delete(MD_ReceiverHandle receiver);
 MD_C_API MD_MessageHandle MD_Receiver_parse(MD_ReceiverHandle receiver, const uint8_t* bytes, uint32_t size);
 
 /* @{ */
-/* Each reads one field of a serialised message in any encoding without building a message: the answer of the get
- * function on the message that MD_Message_createFromBytes builds from the bytes. MD::peek() in md/md_peek.h describes
- * the rules. Of a repeated field the last record is read, by MD_peekFirst... the first one. Nothing is copied,
- * allocated or reported. Views refer to `bytes`. False, with the output unchanged, if the field is absent, of another
- * type or truncated, and for an unknown encoding byte. Thread-safe while the dictionary is not reloaded. */
+/* Each reads one field of a serialised message in any encoding without building a message. The result is that of the
+ * get function on the message that MD_Message_createFromBytes builds from the bytes. MD::peek() in md/md_peek.h
+ * describes the rules. If a field is repeated, MD_peek... reads the last record, MD_peekFirst... the first one. Nothing
+ * is copied, allocated or reported. Views refer to `bytes`. False, with the output unchanged, if the field is absent,
+ * of another type or truncated, and for an unknown encoding byte. Thread-safe while the dictionary is not reloaded. */
 MD_C_API bool MD_peekChar(const uint8_t* bytes, uint32_t size, uint16_t id, char* out);
 MD_C_API bool MD_peekInt(const uint8_t* bytes, uint32_t size, uint16_t id, int32_t* out);
 MD_C_API bool MD_peekInt64(const uint8_t* bytes, uint32_t size, uint16_t id, int64_t* out);

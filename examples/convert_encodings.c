@@ -84,10 +84,11 @@ static bool convert(unsigned long number, MD_MessageHandle source, size_t size, 
   uint16_t* ids;
   size_t count = 0;
   bool is_done;
-  /* The handle is never null, but empty for bytes of no encoding: nothing but this and the delete may be called then.
+  /* The handle is never null, but invalid for an unknown encoding byte: nothing but this and the delete may be called
+   * then.
    */
   if (MD_Message_getPB(source) == 0) {
-    report(number, "no encoding begins with the first byte");
+    report(number, "unknown encoding byte");
     return false;
   }
   /* The parser has dropped unknown fields and reported them on standard error. */

@@ -62,7 +62,7 @@ std::string reasonOf(const MD::MD_Message& source, std::uint16_t id, const MD::M
 std::string convert(const std::vector<std::uint8_t>& bytes, MD::MD_Message& target) {
   const auto source = MD::MD_Message::createFromBytes(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
   if (source == nullptr) {
-    return "no encoding begins with the first byte";
+    return "unknown encoding byte";
   }
   // The parser has dropped unknown fields and reported them on standard error.
   if (source->getSizeImpl() != bytes.size()) {

@@ -189,7 +189,7 @@ bool run(std::istream& file) {
   }
   publisher.onTick(subscriber);
   std::cout << applied << " updates, " << publisher.refusedFields() << " of their fields refused; skipped: " << foreign
-            << " of no encoding, " << withoutSymbol << " without a symbol\n"
+            << " unrecognised, " << withoutSymbol << " without a symbol\n"
             << "the subscriber has " << (areSame(publisher.states(), subscriber.states()) ? "the same" : "other")
             << " states:\n";
   for (const auto& [symbol, state] : subscriber.states()) {

@@ -176,8 +176,8 @@ static int compare_symbols(const void* a, const void* b) {
 static void print_summary(struct handler* handler) {
   size_t i;
   printf("%" PRIu64 " datagrams, %" PRIu64 " bytes\n", handler->datagrams, handler->bytes);
-  printf("bad: %" PRIu64 " of no encoding, %" PRIu64 " unusable; %" PRIu64 " with unknown fields\n", handler->foreign,
-         handler->unusable, handler->with_unknown_fields);
+  printf("malformed: %" PRIu64 " unrecognised, %" PRIu64 " unusable; %" PRIu64 " with unknown fields\n",
+         handler->foreign, handler->unusable, handler->with_unknown_fields);
   printf("sequence numbers: %" PRIu64 " missing, %" PRIu64 " late\n", handler->missing, handler->late);
   if (handler->instrument_count != 0) {
     qsort(handler->instruments, handler->instrument_count, sizeof *handler->instruments, compare_symbols);

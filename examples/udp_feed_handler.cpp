@@ -192,7 +192,7 @@ class FeedHandler {
 void FeedHandler::printSummary() const {
   const auto number = [](std::uint64_t value) { return static_cast<unsigned long long>(value); };
   std::printf("%llu datagrams, %llu bytes\n", number(m_datagrams), number(m_bytes));
-  std::printf("bad: %llu of no encoding, %llu unusable; %llu with unknown fields\n", number(m_foreign),
+  std::printf("malformed: %llu unrecognised, %llu unusable; %llu with unknown fields\n", number(m_foreign),
               number(m_unusable), number(m_withUnknownFields));
   std::printf("sequence numbers: %llu missing, %llu late\n", number(m_missing), number(m_late));
   for (const auto& [symbol, instrument] : m_instruments) {

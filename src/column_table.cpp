@@ -72,7 +72,7 @@ std::vector<ColumnType> typesOf(const std::vector<std::uint16_t>& fields, const 
     }
     if (!hasColumn(row->type)) {
       throw std::domain_error("ColumnBuilder: field " + escaped(row->name) + " (" + std::to_string(id) +
-                              ") has a type that no message carries");
+                              ") has a type that messages do not carry");
     }
     // Names are UTF-8 in Arrow.
     const bool isName = validUtf8Bytes(row->name) == row->name.size();

@@ -518,7 +518,7 @@ TEST_F(Columns, AreOfFieldsThatMessagesCarry) {
   EXPECT_EQ(refusalOf<std::domain_error>({id::kInt, id::kUnknown}),
             "ColumnBuilder: the dictionary has no field with the id 999");
   EXPECT_EQ(refusalOf<std::domain_error>({id::kRaw}),
-            "ColumnBuilder: field RAWLY (201) has a type that no message carries");
+            "ColumnBuilder: field RAWLY (201) has a type that messages do not carry");
   EXPECT_EQ(refusalOf<std::invalid_argument>({id::kInt, id::kInt2, id::kInt}),
             "ColumnBuilder: field 300 is there twice");
   EXPECT_EQ(refusalOf<std::invalid_argument>({id::kInt}, 0), "ColumnBuilder: a batch has at least one row");

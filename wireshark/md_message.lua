@@ -449,26 +449,26 @@ end
 -- What can be wrong with a message: name of the filter (md.problem.NAME), severity, group and text, which is that of
 -- `mdmsg dump` and says what receivers do about it.
 local PROBLEMS = {
-  { "unknown_encoding", "WARN", "UNDECODED", "no encoding begins with this byte (01 IterMap, 06 mInt, 46 MsgT)" },
-  { "mark", "NOTE", "PROTOCOL", 'not "QR1"; receivers do not look' },
-  { "short_tail", "ERROR", "MALFORMED", "one byte is too few for an id; receivers cut it off" },
-  { "unknown_id", "WARN", "UNDECODED", "not in the dictionary; receivers cut this record out" },
+  { "unknown_encoding", "WARN", "UNDECODED", "unknown encoding byte (01 IterMap, 06 mInt, 46 MsgT)" },
+  { "mark", "NOTE", "PROTOCOL", 'not "QR1"; receivers ignore these bytes' },
+  { "short_tail", "ERROR", "MALFORMED", "one byte is too short for a field id; receivers drop it" },
+  { "unknown_id", "WARN", "UNDECODED", "not in the dictionary; receivers drop this record" },
   { "unknown_id_and_length", "WARN", "UNDECODED",
-    "not in the dictionary, so its length is not known; receivers cut the id out and go on behind it" },
-  { "not_carried", "WARN", "UNDECODED", "no message carries values of type %s" },
-  { "repeated_field", "WARN", "SEQUENCE", "this field stands at byte %d, too; the last one counts" },
-  { "type_mismatch", "WARN", "PROTOCOL", "the dictionary says %s; receivers cut this record out" },
-  { "type_high_byte", "NOTE", "PROTOCOL", "the first byte is not 0; receivers do not look" },
+    "not in the dictionary, so the length is unknown; receivers drop the id and resume parsing after it" },
+  { "not_carried", "WARN", "UNDECODED", "messages do not carry values of type %s" },
+  { "repeated_field", "WARN", "SEQUENCE", "this field also occurs at byte %d; readers use the last one" },
+  { "type_mismatch", "WARN", "PROTOCOL", "the dictionary declares %s; receivers drop this record" },
+  { "type_high_byte", "NOTE", "PROTOCOL", "the first byte is not 0; receivers ignore it" },
   { "truncated_record", "ERROR", "MALFORMED", "the message is truncated within the record" },
   { "truncated_value", "ERROR", "MALFORMED",
     "the message is truncated within the value, of which it has %d of %d bytes" },
-  { "wrong_length", "ERROR", "MALFORMED", "%d %s no %s" },
-  { "missing_nul", "WARN", "MALFORMED", "the NUL that ends a string is missing" },
-  { "other_than_nul", "WARN", "MALFORMED", "the last byte, which receivers leave away, is no NUL" },
-  { "too_long", "ERROR", "MALFORMED", "longer than what can be read" },
+  { "wrong_length", "ERROR", "MALFORMED", "%d %s: invalid length for %s" },
+  { "missing_nul", "WARN", "MALFORMED", "the terminating NUL of the string is missing" },
+  { "other_than_nul", "WARN", "MALFORMED", "the last byte is not NUL; readers drop it" },
+  { "too_long", "ERROR", "MALFORMED", "too long to be read" },
   -- These are about the capture, the stream and the display, not about a message.
-  { "cut_capture", "NOTE", "UNDECODED", "the capture holds %d of the %d bytes of this message" },
-  { "stream_length", "ERROR", "PROTOCOL", "a length of %d bytes is more than the %d that the preferences allow" },
+  { "cut_capture", "NOTE", "UNDECODED", "the capture contains only %d of the %d bytes of this message" },
+  { "stream_length", "ERROR", "PROTOCOL", "a length of %d bytes exceeds the limit of %d bytes in the preferences" },
   { "not_shown", "NOTE", "UNDECODED", "%d more records are not shown" },
 }
 local problemsByName = {}
@@ -578,7 +578,7 @@ local function readValue(record, field, at)
   if width ~= 0 then
     local isShort = field.type == INT and message.encoding == "mInt" and (length == 1 or length == 2)
     if length ~= width and not isShort then
-      addProblem(record, "value", "wrong_length", length, length == 1 and "byte is" or "bytes are", field.typeName)
+      addProblem(record, "value", "wrong_length", length, length == 1 and "byte" or "bytes", field.typeName)
       record.shown = length > width and field or nil
     end
   elseif field.type == STRING and length == 0 then
@@ -871,24 +871,24 @@ local HHMMSSMMM, HHMMSS, MILLISECONDS, SECONDS, NOT_KNOWN = 0, 1, 2, 3, 4
 local MINUTES, IGNORED = 0, 1
 
 md.prefs.dictionary = Pref.statictext("Dictionary: " .. dictionaryName, "It is read when Wireshark starts")
-md.prefs.udp_ports = Pref.range("UDP ports", "", "Ports whose datagrams are messages, one each", 65535)
-md.prefs.tcp_ports = Pref.range("TCP ports", "", "Ports whose streams are messages, which are length-prefixed",
+md.prefs.udp_ports = Pref.range("UDP ports", "", "Ports whose datagrams are messages", 65535)
+md.prefs.tcp_ports = Pref.range("TCP ports", "", "Ports whose streams are length-prefixed messages",
   65535)
 md.prefs.tcp_framing = Pref.enum("Length in TCP streams", U32BE,
-  "The number in front of each message of a TCP stream, which is the size of the message without it", {
+  "The format of the length prefix of each message; the length excludes the prefix", {
     { "u16le", "u16le: 2 bytes, little-endian", U16LE }, { "u16be", "u16be: 2 bytes, big-endian", U16BE },
     { "u32le", "u32le: 4 bytes, little-endian", U32LE }, { "u32be", "u32be: 4 bytes, big-endian", U32BE },
   }, false)
 md.prefs.tcp_longest = Pref.uint("Longest message in TCP streams", 1048576,
-  "In bytes. A greater length is an error: the stream has another framing, or is not one of messages.")
+  "In bytes. A greater length is an error: the stream has another framing, or does not contain messages.")
 md.prefs.heuristic = Pref.bool("Recognise messages on any UDP port", false,
-  "Datagrams whose records all have ids of the dictionary and lengths of their types, up to the last byte")
+  "Datagrams whose records, up to the last byte, all have ids of the dictionary and lengths that match their types")
 md.prefs.info_fields = Pref.string("Fields in the Info column", "SYMBOL,BID,ASK",
   "Up to four fields, by name or id, separated by commas")
 md.prefs.symbol_field = Pref.string("Field of the symbol", "SYMBOL",
-  "The field that statistics count messages by, by name or id")
-md.prefs.parts = Pref.enum("Id, type and length of each record", AUTOMATIC, "Whether they are shown below its value", {
-    { "automatic", "automatic: not with tshark -T fields, unless one of them is asked for", AUTOMATIC },
+  "The field by which statistics count messages, as a name or id")
+md.prefs.parts = Pref.enum("Id, type and length of each record", AUTOMATIC, "Whether to show them below the value", {
+    { "automatic", "automatic: with tshark -T fields only if requested", AUTOMATIC },
     { "always", "always", ALWAYS }, { "never", "never", NEVER },
   }, false)
 md.prefs.datetime_unit = Pref.enum("Time of day in DATETIME", HHMMSSMMM,
@@ -896,11 +896,11 @@ md.prefs.datetime_unit = Pref.enum("Time of day in DATETIME", HHMMSSMMM,
     { "hhmmssmmm", "hhmmssmmm: 93000000 is 09:30:00.000", HHMMSSMMM },
     { "hhmmss", "hhmmss: 93000 is 09:30:00", HHMMSS },
     { "ms", "milliseconds since midnight", MILLISECONDS }, { "s", "seconds since midnight", SECONDS },
-    { "unknown", "not known: the moment is not shown", NOT_KNOWN },
+    { "unknown", "unknown: no absolute time is shown", NOT_KNOWN },
   }, false)
 md.prefs.datetime_offset = Pref.enum("UTC offset in DATETIME", MINUTES,
   "The unit of the offset of a DATETIME field", {
-    { "minutes", "minutes: -300 is five hours behind UTC", MINUTES }, { "ignored", "ignored: times are UTC", IGNORED },
+    { "minutes", "minutes: -300 is UTC-05:00", MINUTES }, { "ignored", "ignored: times are UTC", IGNORED },
   }, false)
 
 -- tshark marks the tree of "-T fields" as visible, as it does for -V, though it prints nothing but what -e names. No

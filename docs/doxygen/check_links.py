@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Looks for dead links in the rendered pages: files that are not there, and anchors that no page has.
+"""Looks for dead links in the rendered pages (files and anchors that do not exist), and for markup that was not rendered.
 
     check_links.py FOLDER
 
@@ -7,18 +7,38 @@ Links to other sites (with a scheme such as https:) are not followed.
 """
 import html.parser
 import pathlib
+import re
 import sys
 import urllib.parse
+
+
+# What Doxygen makes of Markdown, which is visible if it fails: for example at a link whose text goes over two lines.
+MARKUP = re.compile(r"@(code|endcode|section|subsection|ref)\b|</?tt>|^\s*\|.*\|", re.MULTILINE)
+
+# Elements whose text is shown as it is.
+CODE = ("pre", "code", "script", "style", "div.line")
 
 
 class Page(html.parser.HTMLParser):
     def __init__(self, path):
         super().__init__()
         self.links = []
+        self.markup = set()
+        self.code = []
         self.anchors = set()
         self.feed(path.read_text(encoding="utf-8"))
 
+    def handle_data(self, text):
+        if not self.code:
+            self.markup.update(found.group().strip() for found in MARKUP.finditer(text))
+
+    def handle_endtag(self, tag):
+        if self.code and self.code[-1] == tag:
+            self.code.pop()
+
     def handle_starttag(self, tag, attrs):
+        if tag in CODE or f"{tag}.{dict(attrs).get('class')}" in CODE:
+            self.code.append(tag)
         for name, value in attrs:
             if name in ("id", "name"):
                 self.anchors.add(value)
@@ -32,6 +52,7 @@ def main():
     count = 0
     dead = []
     for name, page in pages.items():
+        dead += [f"{name}: not rendered: {markup}" for markup in sorted(page.markup)]
         for link in page.links:
             parts = urllib.parse.urlsplit(link)
             if parts.scheme or parts.netloc:

@@ -20,9 +20,8 @@ struct ExpectedField {
 
 /// Compares `count` fields to the dictionary of the process, which is loaded on first use. Other fields of the
 /// dictionary are ignored, and so is a second field with one of the names.
-/// @throws std::runtime_error if a name is missing or has another id or type; the text names the dictionary file and,
-/// for
-///         the first ten such fields, the expected and the actual id and type. Also the exceptions of
+/// @throws std::runtime_error if a name is missing or has another id or type; the text names the dictionary file and
+///         the expected and the actual id and type of the first ten such fields. Also the exceptions of
 ///         MD_FieldMap::instance().
 MD_API void checkFields(const ExpectedField* fields, std::size_t count);
 

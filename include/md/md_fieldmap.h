@@ -76,13 +76,12 @@ class MD_API MD_FieldMap {
   /// The dictionary, created on the first call from the first dictionary file found on the configuration search path:
   /// "field_map.txt", "message/field_map.txt" (text), "FieldDefinition.xml"; empty if there is none.
   /// @throws std::runtime_error on the first call, if a file is found and cannot be loaded; the dictionary is then
-  /// empty
+  ///         empty
   static const MD_FieldMap& instance();
 
   /// Creates the dictionary from the XML file `path`.
   /// @return 0; -1 if there is already a dictionary (nothing is loaded); -2 if loading failed (the dictionary exists
-  /// and
-  ///         is empty)
+  ///         and is empty)
   static int load_file(const std::string& path);
 
   /// Replaces the contents of the dictionary: from the configuration search path if `path` is empty, otherwise from the

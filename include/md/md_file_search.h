@@ -105,7 +105,7 @@ class MD_API ArgumentException : public std::runtime_error {
 /// The platform did not return the length of the result: "Could not get output length. Error code: " + code.
 class MD_API OutputLengthException : public std::runtime_error {
  public:
-  /// @param errorCode  as the platform gave it
+  /// @param errorCode  as returned by the platform
   explicit OutputLengthException(std::uint32_t errorCode);
   ~OutputLengthException() override;
 };
@@ -113,7 +113,7 @@ class MD_API OutputLengthException : public std::runtime_error {
 /// The conversion did not return the expected length: "String conversion failed. Error code: " + code.
 class MD_API ConversionException : public std::runtime_error {
  public:
-  /// @param errorCode  as the platform gave it
+  /// @param errorCode  as returned by the platform
   explicit ConversionException(std::uint32_t errorCode);
   ~ConversionException() override;
 };

@@ -31,8 +31,7 @@ extern MD_API const std::int64_t base_double_places;
 /// @param[out] num    numerator; with the sign of `whole` or zero, except for the second result above
 /// @param[out] den    denominator, the power of ten 10^k
 /// @return k, the number of decimal places (1 to 15). Never fails: for a NaN, an infinity and a magnitude of 2^63 or
-/// more
-///         whole is INT64_MIN, num 0, den 10 and the result 1.
+///         more, whole is INT64_MIN, num 0, den 10 and the result 1.
 MD_API int frac_double(double v, std::int64_t& whole, std::int64_t& num, std::int64_t& den);
 
 /// The same in 32 bits, with at most 9 decimal places: further places are dropped, not rounded.

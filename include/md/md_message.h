@@ -453,7 +453,7 @@ class MD_API MD_Message::const_iterator {
   const_iterator() = default;
 
   /// @{
-  /// The present field.
+  /// The current field.
   reference operator*() const noexcept { return m_field; }
   pointer operator->() const noexcept { return &m_field; }
   /// @}

@@ -13,8 +13,8 @@
 namespace MD {
 
 /// Reads a field of a serialised message in any encoding. For any bytes, the result is that of `get(id, out)` on the
-/// message that MD_Message::createFromBytes() builds from them. Of a repeated field the last record is read. Costs one
-/// pass over the records. Views refer to `bytes`.
+/// message that MD_Message::createFromBytes() builds from them. If a field is repeated, the last record is read. Costs
+/// one pass over the records. Views refer to `bytes`.
 ///
 /// One case differs. The parser drops records of unknown fields, so the records around them become adjacent. If dropped
 /// records are among the 65,536 bytes of an `IterMap` string with the length field 0, the string is not contiguous in

@@ -29,8 +29,8 @@ class PriceOutput {
 /// numerator is 0, that of a missing denominator 100.
 MD_API std::ostream& operator<<(std::ostream& out, const PriceOutput& price);
 
-/// The same text ready for any bytes, as to_string() of a message makes it: escaped, each id once, silent. Takes time
-/// and room in proportion to the message.
+/// The same text for any received message, in the form of to_string() of a message: escaped, each id once, without
+/// diagnostics. Takes time and memory proportional to the size of the message.
 MD_API std::string to_string(const PriceOutput& price);
 
 }  // namespace MD

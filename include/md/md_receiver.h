@@ -26,8 +26,7 @@ class MD_API Receiver {
   /// Parses a serialised message as MD_Message::createFromBytes() does. Diagnostics of dropped records are the same.
   /// std::bad_alloc leaves all messages unchanged.
   /// @return the message, which belongs to the receiver and is valid until the next parse(); null for an unknown
-  /// encoding
-  ///         byte, and for null or no bytes
+  ///         encoding byte, and for null or no bytes
   MD_Message* parse(const std::uint8_t* bytes, std::uint32_t sizeBytes);
 
  private:

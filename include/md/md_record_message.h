@@ -1,5 +1,5 @@
 /// @file
-/// What the encodings have in common: a header, then records back to back, each found through the field table. An
+/// The common part of the encodings: a header, then contiguous records that are found through the field index. An
 /// encoding derives from this template and adds its record layout; callers use `mInt`, `IterMap` and `MsgT`.
 #ifndef MD_RECORD_MESSAGE_H
 #define MD_RECORD_MESSAGE_H
@@ -33,10 +33,10 @@ template <class Bytes>
 using IfReceivedBytes = std::enable_if_t<kIsByteRange<Bytes> && !std::is_base_of_v<MD_Message, Bytes>, int>;
 }  // namespace detail
 
-/// Implements every slot of `MD_Message` over `Encoding::Layout`, which says how the bytes of an encoding lie
-/// (checkLayout() lists what it states), and `Encoding::Rules`, which holds its decisions and the texts of its reports
-/// and is defined in its source.
-// That source also instantiates this template (see record_message.h beside it). The headers do not say so (extern
+/// Implements every virtual function of `MD_Message` with `Encoding::Layout`, which describes the bytes of an encoding
+/// (checkLayout() lists its members), and `Encoding::Rules`, which contains the decisions and the diagnostics of the
+/// encoding and is defined in its source.
+// That source also instantiates this template (see record_message.h beside it). The headers do not declare this (extern
 // template): programs would then look for the inline members in the library, and a DLL does not export those.
 template <class Encoding>
 class MD_API RecordMessage : public MD_Message {
@@ -57,8 +57,8 @@ class MD_API RecordMessage : public MD_Message {
   std::uint32_t getSizeImpl() const final { return static_cast<std::uint32_t>(bytes().size()); }
   void getFieldIdsImpl(std::vector<std::uint16_t>& out) const final;
 
-  // The typed front end of MD_Message once more: a message used through its own type is called directly. What is not
-  // the plain case, all that a well-formed message ever meets, goes on in the library.
+  // The typed front end of MD_Message again: a message used through its own type is called directly. The inline code
+  // handles the plain case, the only one that well-formed messages reach; all other cases continue in the library.
   using MD_Message::add;
   using MD_Message::get;
   using MD_Message::update;
@@ -95,11 +95,11 @@ class MD_API RecordMessage : public MD_Message {
   }
 
  protected:
-  /// A message with borrowed objects as the pools gave them; startEmpty() or setBinaryImpl() makes it usable.
+  /// A message whose pooled objects are as the pools returned them; startEmpty() or setBinaryImpl() initialises it.
   explicit RecordMessage(const Allocator& allocator);
   ~RecordMessage() override;
 
-  /// Resets the borrowed objects to an empty message, header included.
+  /// Resets the pooled objects to an empty message, including the header.
   void startEmpty();
 
 #define MD_SLOT(T, name, code) bool getImpl(std::uint16_t id, T& out) const final;
@@ -117,7 +117,7 @@ class MD_API RecordMessage : public MD_Message {
   template <class, class, class>
   friend class detail::RecordReplacement;
 
-  // The plain cases. Each answers true when it has done the whole operation, and false when it has done nothing.
+  // The plain cases. Each returns true if it completed the operation, and false if it did nothing.
   template <class T>
   MD_ALWAYS_INLINE inline bool readPlain(std::uint16_t id, T& out) const;
   template <class T>
@@ -137,7 +137,7 @@ class MD_API RecordMessage : public MD_Message {
   MD_VALUE_TYPES(MD_CHECKED)
 #undef MD_CHECKED
 
-  // What the operations are made of, in the library alone.
+  // The parts of the operations, in the library only.
   MD_LOCAL void writeHeader(std::uint64_t first) noexcept;
   MD_ALWAYS_INLINE MD_LOCAL inline void assign(const std::uint8_t* source, std::uint64_t sizeBytes);
   MD_ALWAYS_INLINE MD_LOCAL inline void index(std::uint64_t position);
@@ -157,7 +157,7 @@ class MD_API RecordMessage : public MD_Message {
   /// MD_Message::takeFields() from another message.
   MD_LOCAL void takeFields(const MD_Message& source, const std::vector<std::uint16_t>& ids,
                            std::vector<std::uint16_t>* notCopied);
-  /// Updates a field whose record, if there is one, is its own and holds a value of its type.
+  /// Updates a field whose record, if there is one, has the id of the field and holds a value of its type.
 #define MD_UPDATE_OWN(T, name, code) MD_LOCAL bool updateOwn(std::uint16_t id, T value);
   MD_VALUE_TYPES(MD_UPDATE_OWN)
 #undef MD_UPDATE_OWN
@@ -232,7 +232,7 @@ bool RecordMessage<Encoding>::updatePlain(std::uint16_t id, T value) {
   return true;
 }
 
-/// updatePlain() of a record that has the field's own id, where the dictionary gives that id a `T`.
+/// updatePlain() of a record that has the id of the field, if the dictionary declares the type `T` for the id.
 template <class Encoding>
 template <class T>
 bool RecordMessage<Encoding>::updateOwnPlain(std::uint16_t id, T value) {
@@ -259,8 +259,8 @@ bool RecordMessage<Encoding>::updateOwnPlain(std::uint16_t id, T value) {
   return true;
 }
 
-/// Finds the record of a `T`. False when there is none, when the record that the field table leads to is of another
-/// type, and when the message ends within its head or the `lengthBytes` after that.
+/// Finds the record of a `T`. False if there is none, if the record that the field index refers to has another type,
+/// and if the message ends within its header or the `lengthBytes` after that.
 template <class Encoding>
 template <class T>
 bool RecordMessage<Encoding>::findPlain(std::uint16_t id, std::uint64_t lengthBytes, detail::RecordHead& head) const {
@@ -279,7 +279,7 @@ bool RecordMessage<Encoding>::findPlain(std::uint16_t id, std::uint64_t lengthBy
     return false;
   }
   if constexpr (!Layout::kTypesAreOnTheWire) {
-    // An update of another record may have overwritten this one: the id that is present now decides.
+    // An update of another record may have overwritten this one, so the id that is present now is used.
     if (MD_UNLIKELY(dictionary.packed(Layout::id(whole, position)).type != kType)) {
       return false;
     }

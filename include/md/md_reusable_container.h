@@ -26,7 +26,7 @@ class MD_API ReusableContainerWrapper;
 /// A pool of idle objects, last in, first out. Objects are returned unchanged and keep their memory; they are freed
 /// with the pool. Objects of different threads never share a cache line. For `MsgData` and `Optimizer`.
 ///
-/// In front of the shared pool of the process, each thread has a cache, from which it takes the object that it returned
+/// Each thread has a cache in front of the shared pool of the process, from which it takes the object that it returned
 /// last without a lock. The cache exchanges up to 32 objects at a time with the pool. It holds up to 64 objects, and up
 /// to 1,024 while the thread uses them. When the thread ends, they are returned to the pool.
 template <class T>
@@ -52,7 +52,7 @@ class MD_API ReusableContainer {
 
   std::mutex m_mutex;
   std::vector<T*> m_idle;
-  std::size_t m_owned = 0;  // lent and idle; the capacity of m_idle covers all, so that a return cannot fail
+  std::size_t m_owned = 0;  // in use and idle; the capacity of m_idle covers all, so a return cannot fail
   bool m_isClosed = false;
 };
 
@@ -90,8 +90,8 @@ class MD_API ReusableContainerWrapper {
   std::shared_ptr<ReusableContainer<T>> m_container;
 };
 
-// Both are instantiated in the library for `MsgData` and `Optimizer`. Not declared so here: programs would then look
-// for the inline members in the library, and a DLL does not export those.
+// Both are instantiated in the library for `MsgData` and `Optimizer`. This is not declared here: programs would then
+// look for the inline members in the library, and a DLL does not export those.
 
 }  // namespace MD
 

@@ -1,8 +1,7 @@
 /// @file
-/// Received bytes record by record, with what is wrong: also the records that a message built from the bytes drops. For
-/// tools that examine messages; the records that a message holds are those of RecordRange (md/md_record_range.h), which
-/// takes the same walk. Nothing is copied, allocated, locked or reported. Thread-safe while the dictionary is not
-/// reloaded.
+/// Received bytes record by record, with their problems, including the records that a message built from the bytes
+/// drops. For tools that examine messages; a RecordRange (md/md_record_range.h) contains only the records that a
+/// message keeps. Nothing is copied, allocated, locked or reported. Thread-safe while the dictionary is not reloaded.
 #ifndef MD_WIRE_RECORD_H
 #define MD_WIRE_RECORD_H
 
@@ -20,39 +19,39 @@
 
 namespace MD {
 
-/// One record as it is on the wire. Positions count from the first byte of the message.
+/// One record on the wire. Positions are offsets from the first byte of the message.
 struct WireRecord {
-  /// Whether a message holds the record.
+  /// Whether a message keeps the record.
   enum class Kind : std::uint8_t {
-    Field,         ///< it does: the dictionary has the field, with the type of the record
-    UnknownField,  ///< dropped: the dictionary does not have the field
-    OtherType,     ///< dropped: the dictionary has the field with another type
+    Field,         ///< kept: the dictionary contains the field, with the type of the record
+    UnknownField,  ///< dropped: the dictionary does not contain the field
+    OtherType,     ///< dropped: the dictionary contains the field with another type
     LoneByte,      ///< dropped: less than a field id remains
   };
   /// Whether the value can be read as one of `type`.
   enum class Value : std::uint8_t {
-    Readable,    ///< it can, given that the record is a Field
+    Readable,    ///< it can, if the record is a Field
     Truncated,   ///< the bytes end within the record, which is the last
-    WrongSize,   ///< values of the type are of another size
+    WrongSize,   ///< values of the type have another size
     TooLong,     ///< a string or buffer longer than what a read returns
-    NotCarried,  ///< messages carry no values of the type, or the type is not known
+    NotCarried,  ///< messages do not carry values of the type, or the type is unknown
   };
 
-  std::uint64_t position;     ///< where the record starts, with its field id
-  std::uint64_t endPosition;  ///< where the next record starts; the end of the bytes for a truncated one
-  std::uint64_t valueBytes;   ///< the length that the record announces
-  std::uint32_t headBytes;    ///< of what precedes the value: field id, type and length
-  std::uint8_t typeBytes;     ///< of them the type's, 0 in an encoding whose records have none
-  std::uint8_t type;          ///< a `DATATYPES` code: the record's own or, where it has none, the dictionary's
-  std::uint16_t id;           ///< the field; of a lone byte, that byte
+  std::uint64_t position;     ///< start of the record, which is its field id
+  std::uint64_t endPosition;  ///< start of the next record; for a truncated record the end of the bytes
+  std::uint64_t valueBytes;   ///< length of the value according to the record
+  std::uint32_t headBytes;    ///< bytes before the value: field id, type and length
+  std::uint8_t typeBytes;     ///< bytes of the type among them, 0 if records of the encoding have none
+  std::uint8_t type;          ///< a `DATATYPES` code, from the record or, if it has none, from the dictionary
+  std::uint16_t id;           ///< the field; for a LoneByte, that byte
   FIELDS::packed_rec field;   ///< the entry of the id in the dictionary
-  Kind kind;                  ///< whether a message holds it
+  Kind kind;                  ///< whether a message keeps it
   Value value;                ///< whether its value can be read
 };
 
 namespace detail {
 
-/// Of WireRecord::Value: the sizes of values by type code, 0 for types that messages do not carry.
+/// The sizes of values by type code, 0 for types that messages do not carry.
 inline constexpr std::uint8_t kVaryingSize = 255;
 template <class T>
 constexpr std::uint8_t sizeOfValue() noexcept {
@@ -66,7 +65,7 @@ inline constexpr std::array<std::uint8_t, 256> kSizesOfValues = [] {
   return sizes;
 }();
 
-/// What the encoding's own reading says of a whole record's value, the size of which is not the one of its type.
+/// Whether the encoding can read the value of a complete record whose size is not that of its type.
 template <class Layout>
 WireRecord::Value readabilityOf(const ByteView& bytes, const RecordHead& head) noexcept {
   using Value = WireRecord::Value;
@@ -105,7 +104,7 @@ MD_ALWAYS_INLINE inline WireRecord wireRecordOf(const ByteView& bytes, const Wal
           head.type,     walked.id,  walked.field,    kind,           value};
 }
 
-/// WireRecord::Value::Readable for the value of a whole field, without a record of it.
+/// Whether the value of a complete field is readable, without building a WireRecord.
 template <class Layout>
 MD_ALWAYS_INLINE inline bool isReadableField(const ByteView& bytes, const RecordHead& head) noexcept {
   const std::uint8_t size = kSizesOfValues[head.type];
@@ -115,10 +114,10 @@ MD_ALWAYS_INLINE inline bool isReadableField(const ByteView& bytes, const Record
 
 }  // namespace detail
 
-/// Calls `use` with a `const WireRecord&` for each record, in wire order; not at all for bytes of no encoding, and for
+/// Calls `use` with a `const WireRecord&` for each record, in wire order; never for an unknown encoding byte, and for
 /// null or no bytes.
 /// @param bytes       a serialised message in any encoding
-/// @param dictionary  decides which records are fields, as in a message
+/// @param dictionary  determines which records are fields, as in a message
 template <class Use>
 void forEachWireRecord(const std::uint8_t* bytes, std::uint64_t sizeBytes, const MD_FieldMap& dictionary, Use use) {
   detail::withLayout(bytes, sizeBytes, [&](auto layout) {
@@ -131,8 +130,8 @@ void forEachWireRecord(const std::uint8_t* bytes, std::uint64_t sizeBytes, const
   });
 }
 
-/// The same, several times as fast where nearly all records are fields that can be read: it calls
-/// `useReadable(FIELDS::packed_rec field, std::uint16_t id)` for these and `use` for all other records, in wire order.
+/// The same, but calls `useReadable(FIELDS::packed_rec field, std::uint16_t id)` for readable fields and `use` for all
+/// other records, in wire order. Several times as fast if nearly all records are readable fields.
 template <class UseReadable, class Use>
 void forEachWireRecord(const std::uint8_t* bytes, std::uint64_t sizeBytes, const MD_FieldMap& dictionary,
                        UseReadable useReadable, Use use) {
@@ -161,15 +160,14 @@ void forEachWireRecord(const std::uint8_t* bytes, std::uint64_t sizeBytes, const
   });
 }
 
-/// The size in bytes that all values of a type have, 0 where it varies and for types that messages do not carry. `mInt`
-/// stores small integers shorter.
+/// The size in bytes of all values of a type; 0 if it varies, and for types that messages do not carry. `mInt` stores
+/// small integers in fewer bytes.
 constexpr std::uint32_t fixedValueBytes(std::uint8_t type) noexcept {
   const std::uint8_t size = detail::kSizesOfValues[type];
   return size == detail::kVaryingSize ? 0 : size;
 }
 
-/// The bytes before the first record that messages of an encoding are built with, the encoding byte first. Empty for a
-/// code of no encoding.
+/// The message header of an encoding, which begins with the encoding byte. Empty for an unknown encoding id.
 inline std::string_view encodingHeader(std::uint8_t code) noexcept {
   return detail::withLayout(&code, 1, [](auto layout) {
     const void* const header = decltype(layout)::Layout::kHeader;

@@ -1,4 +1,4 @@
-"""Market-data messages that are their serialised bytes.
+"""Market-data messages that are always in serialised form.
 
     >>> from md_message import Message
     >>> quote = Message(SYMBOL="NEB/USD", BID=184.15)
@@ -40,8 +40,10 @@ __all__ = [
 
 
 class DateTime(_typing.NamedTuple):
-    """The value of a DATETIME field: the decimal number yyyymmdd, the time of day and the UTC offset of the exchange,
-    both in the unit of whoever wrote the message."""
+    """The value of a DATETIME field: the decimal number yyyymmdd, the time of day and the UTC offset of the exchange.
+
+    The message does not contain the units. Use hhmmssmmm (local time) and minutes east of UTC.
+    """
 
     date: int
     time: int
@@ -49,7 +51,7 @@ class DateTime(_typing.NamedTuple):
 
 
 class FieldInfo(_typing.NamedTuple):
-    """What a dictionary declares of a field."""
+    """The entry of a field in a dictionary."""
 
     id: int
     name: str
@@ -57,7 +59,7 @@ class FieldInfo(_typing.NamedTuple):
 
 
 class Dictionary(_typing.Mapping[str, FieldInfo]):
-    """The fields of a dictionary by name, as they were when the object was made."""
+    """The fields of a dictionary by name, as they were when the object was created."""
 
     __slots__ = ("_by_id", "_by_name", "_fingerprint", "_source")
 
@@ -68,7 +70,7 @@ class Dictionary(_typing.Mapping[str, FieldInfo]):
         self._by_name = {name: self._by_id[field] for field, name, _, is_found in rows if is_found}
 
     def __getitem__(self, name: str) -> FieldInfo:
-        """Returns the field of a name. Of two fields with one name it is the one with the higher id."""
+        """Returns the field of a name. If two fields share a name, it is the one with the higher id."""
         return self._by_name[name]
 
     def __iter__(self) -> _abc.Iterator[str]:
@@ -89,16 +91,16 @@ class Dictionary(_typing.Mapping[str, FieldInfo]):
 
     @property
     def fingerprint(self) -> int:
-        """A hash of all ids, types and names: dictionaries with the same one understand each other's messages."""
+        """A hash of all ids, types and names: programs with the same hash understand each other's messages."""
         return self._fingerprint
 
     @property
     def source(self) -> str:
-        """The file that the fields were loaded from; empty where there was none."""
+        """The file that the fields were loaded from; empty if there is none."""
         return self._source
 
     def diff(self, other: Dictionary) -> dict[int, tuple[FieldInfo | None, FieldInfo | None]]:
-        """Returns the fields that differ, by id: here and there, None where one of the two does not have the field."""
+        """Returns the fields that differ, by id: the entry here and the other entry, None if a dictionary lacks the field."""
         pairs = {
             field: (self._by_id.get(field), other._by_id.get(field))
             for field in sorted(self._by_id.keys() | other._by_id.keys())
@@ -109,7 +111,7 @@ class Dictionary(_typing.Mapping[str, FieldInfo]):
 def dictionary() -> Dictionary:
     """Returns the current dictionary of the process.
 
-    The first use of the module loads it from the configuration search path or, when there is none, takes a built-in one.
+    The first use of the module loads it from the configuration search path; if there is no file, it uses a built-in one.
     """
     return Dictionary()
 
@@ -117,8 +119,8 @@ def dictionary() -> Dictionary:
 def load_dictionary(path: str | _os.PathLike[str]) -> Dictionary:
     """Makes a text or XML file the dictionary of the process, and returns its fields.
 
-    Messages are parsed again with the new dictionary at their next use. When the file is refused (ValueError), the
-    dictionary is empty until another one is loaded. RuntimeError while another thread reads messages.
+    Messages are parsed again with the new dictionary at their next use. If the file is refused (ValueError), the
+    dictionary is empty until another one is loaded. Raises RuntimeError while another thread reads messages.
     """
     with _builtins.open(path, "rb"):
         pass  # an OSError for a file that cannot be read
@@ -127,21 +129,21 @@ def load_dictionary(path: str | _os.PathLike[str]) -> Dictionary:
 
 
 def _imported(module: str, who: str) -> _typing.Any:
-    """Imports a module that is not needed for anything else."""
+    """Imports an optional module."""
     try:
         return _importlib.import_module(module)
     except ImportError as error:
-        raise ImportError(f"{who} needs {module}, which is not installed") from error
+        raise ImportError(f"{who} requires {module}, which is not installed") from error
 
 
 def as_datetime(nanoseconds: int) -> _datetime.datetime:
-    """Returns the value of an EPOCH_NSEC field as a datetime in UTC, cut to whole microseconds."""
+    """Returns the value of an EPOCH_NSEC field as a datetime in UTC, rounded down to microseconds."""
     epoch = _datetime.datetime(1970, 1, 1, tzinfo=_datetime.timezone.utc)
     return epoch + _datetime.timedelta(microseconds=nanoseconds // 1000)
 
 
 def as_datetime64(nanoseconds: int) -> _typing.Any:
-    """Returns the value of an EPOCH_NSEC field as a numpy.datetime64 in nanoseconds. Needs numpy."""
+    """Returns the value of an EPOCH_NSEC field as a numpy.datetime64 in nanoseconds. Requires numpy."""
     numpy = _imported("numpy", "as_datetime64()")
     return numpy.datetime64(nanoseconds, "ns")
 
@@ -163,15 +165,15 @@ def open(
     """Returns an iterator over the messages of one or more files: captures and hex lines, compressed or not.
 
     dictionary: a file that becomes the dictionary of the process.
-    where: conditions that all must hold, as those of `mdmsg --where`, such as "BID > 300".
+    where: conditions of `mdmsg --where`, such as "BID > 300", which all must hold.
     fields: the fields that are kept in the messages.
-    limit: how many messages are returned.
+    limit: the maximum number of messages.
     framing: the length prefix of a stream of messages, "u16le", "u16be", "u32le" or "u32be"; "raw" for one message.
-    errors: what becomes of a message that cannot be used: "skip" counts it, "raise" raises ValueError, after which the
-        iteration can go on, and a callable gets a text with place and reason.
+    errors: the handling of malformed messages: "skip" counts them, "raise" raises ValueError, after which the iteration
+        can continue, and a callable receives a text with the location and the reason.
 
-    Each message has its place and, in captures, the time of its packet. The attribute counts of the iterator is a dict of
-    what has been read. Files are read with the interpreter lock released.
+    Each message has a place and, if read from a capture, the time of its packet. The attribute counts of the iterator is a
+    dict with the numbers of messages and packets read. Files are read with the interpreter lock released.
     """
     if dictionary is not None:
         load_dictionary(dictionary)
@@ -180,9 +182,9 @@ def open(
 
 
 class Column(_md_message._Column):
-    """One field of all rows: a sequence of values, None where a row has none.
+    """One field of all rows: a sequence of values, None for rows without a value.
 
-    A slice is a list. INT, INT64, FLOAT, DOUBLE and EPOCH_NSEC columns offer the buffer protocol, with zeros for nulls.
+    A slice is a list. INT, INT64, FLOAT, DOUBLE and EPOCH_NSEC columns support the buffer protocol, with zeros for nulls.
     """
 
     __slots__ = ()
@@ -191,10 +193,10 @@ class Column(_md_message._Column):
         return f"<Column of {self.type}: {len(self)} rows, {self.null_count} of them null>"
 
     def to_numpy(self) -> _typing.Any:
-        """Returns the values as a numpy array. Needs numpy.
+        """Returns the values as a numpy array. Requires numpy.
 
         Nulls are NaN in FLOAT and DOUBLE columns and NaT in EPOCH_NSEC columns (datetime64[ns]). An INT or INT64 column
-        with nulls is a masked array. Other types give an array of objects. Without nulls no value is copied.
+        with nulls is a masked array. Other types return an array of objects. Without nulls no value is copied.
         """
         numpy = _imported("numpy", "to_numpy()")
         if self.type not in ("INT", "INT64", "FLOAT", "DOUBLE", "EPOCH_NSEC"):
@@ -203,7 +205,7 @@ class Column(_md_message._Column):
             if encoded is None:
                 values[:] = self.to_list()
             else:
-                # A null has the number -1, which is the last one.
+                # A null has the index -1, which is the last element.
                 values[:] = numpy.array([*encoded[0], None], dtype=object)[numpy.frombuffer(encoded[1], dtype=numpy.int32)]
             return values
         values = numpy.asarray(memoryview(self))  # type: ignore[arg-type]
@@ -218,7 +220,7 @@ class Column(_md_message._Column):
         return values
 
     def to_pandas(self) -> _typing.Any:
-        """Returns the values as a pandas Series: nullable integers, floats, datetime64[ns, UTC], objects or, of a
+        """Returns the values as a pandas Series: nullable integers, floats, datetime64[ns, UTC], objects or, for a
         dictionary-encoded column, a categorical."""
         pandas = _imported("pandas", "to_pandas()")
         encoded = self._encoded()
@@ -248,7 +250,7 @@ class Columns(_typing.Mapping[_Key, Column]):
     __slots__ = ("_columns", "_counts", "_table")
 
     def __init__(self, table: _md_message._Table, counts: dict[str, int]) -> None:
-        """For read_columns() and read_batches()."""
+        """Called by read_columns() and read_batches()."""
         self._table = table
         self._columns: dict[_Key, Column] = {
             key: table.column(Column, number) for number, key in enumerate(table.keys)
@@ -278,24 +280,24 @@ class Columns(_typing.Mapping[_Key, Column]):
 
     @property
     def counts(self) -> dict[str, int]:
-        """What was read up to these rows: parsed messages, malformed ones and, of captures, packets by kind."""
+        """The numbers of messages read up to these rows, parsed and malformed, and for captures of packets by kind."""
         return self._counts
 
     def batches(self) -> _abc.Iterator[Columns]:
-        """Iterates over the batches that the rows were read in."""
+        """Iterates over the batches of the rows."""
         return (Columns(table, self.counts) for table in self._table.batches())
 
     def to_numpy(self) -> dict[_Key, _typing.Any]:
-        """Returns the columns as numpy arrays; see Column.to_numpy(). Needs numpy."""
+        """Returns the columns as numpy arrays; see Column.to_numpy(). Requires numpy."""
         return {field: column.to_numpy() for field, column in self._columns.items()}
 
     def to_pandas(self) -> _typing.Any:
-        """Returns a pandas DataFrame; see Column.to_pandas(). Needs pandas."""
+        """Returns a pandas DataFrame; see Column.to_pandas(). Requires pandas."""
         pandas = _imported("pandas", "to_pandas()")
         return pandas.DataFrame({field: column.to_pandas() for field, column in self._columns.items()})
 
     def __arrow_c_stream__(self, requested_schema: object = None) -> object:
-        """Returns a capsule with an ArrowArrayStream of the batches. A requested schema is not looked at."""
+        """Returns a capsule with an ArrowArrayStream of the batches. The requested schema is ignored."""
         return self._table.stream()
 
     def __arrow_c_schema__(self) -> object:
@@ -333,14 +335,14 @@ def read_columns(
     """Reads fields of all messages as columns, with the interpreter lock released.
 
     source: a path, bytes in any object with the buffer protocol, or a sequence of these.
-    where, limit, framing: as those of open().
-    batch_rows: the rows of a batch.
+    where, limit, framing: as in open().
+    batch_rows: the number of rows per batch.
     binary: CHAR and STRING fields that may hold any bytes; they are binary columns in Arrow. Text of other fields that is
-        not valid UTF-8 is a ValueError that names the message and the field.
+        not valid UTF-8 raises a ValueError that names the message and the field.
     dictionary_encoded: STRING fields with few values, such as symbols and venues. Each batch holds every value once, and
-        its number in each row: a dictionary-encoded column in Arrow, a categorical in pandas.
+        an index in each row: a dictionary-encoded column in Arrow, a categorical in pandas.
 
-    A field that a message does not have, or that cannot be read, is null. Malformed messages are counted.
+    A field that is absent or cannot be read is null. Malformed messages are counted.
     """
     scan = _scan(source, fields, where, limit, framing, batch_rows, binary, dictionary_encoded)
     table = scan.read()
@@ -358,7 +360,7 @@ def read_batches(
     binary: _abc.Sequence[_Key] = (),
     dictionary_encoded: _abc.Sequence[_Key] = (),
 ) -> _abc.Iterator[Columns]:
-    """Iterates over batches of columns, for inputs larger than the memory. The arguments are those of read_columns()."""
+    """Iterates over batches of columns, for inputs larger than memory. The arguments are those of read_columns()."""
     scan = _scan(source, fields, where, limit, framing, batch_rows, binary, dictionary_encoded)
     return (Columns(table, scan.counts) for table in scan)
 

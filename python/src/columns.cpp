@@ -350,7 +350,7 @@ void destroyColumn(PyObject* self) noexcept {
 
 Py_ssize_t columnLength(PyObject* self) noexcept { return static_cast<Py_ssize_t>(columnOf(self).table->rows); }
 
-/// @throws PythonError where there is no such row
+/// @throws PythonError if the row is out of range
 Ref valueAtRow(const ColumnState& column, Py_ssize_t row) {
   auto left = static_cast<std::size_t>(row);
   if (row >= 0) {
@@ -361,7 +361,7 @@ Ref valueAtRow(const ColumnState& column, Py_ssize_t row) {
       left -= batch->rows();
     }
   }
-  raise(PyExc_IndexError, "there is no such row");
+  raise(PyExc_IndexError, "row index out of range");
 }
 
 PyObject* columnItem(PyObject* self, Py_ssize_t row) noexcept {
@@ -729,17 +729,18 @@ PyObject* scanCounts(PyObject* self, void*) noexcept {
 PyMethodDef g_columnMethods[] = {
     {"to_list", &columnToList, METH_NOARGS, "to_list($self, /)\n--\n\nReturns the values as a list, nulls as None."},
     {"_encoded", &columnEncoded, METH_NOARGS,
-     "_encoded($self, /)\n--\n\nReturns the values of a dictionary-encoded column and their numbers in the rows."},
+     "_encoded($self, /)\n--\n\nReturns the values of a dictionary-encoded column and the index of each row."},
     {nullptr, nullptr, 0, nullptr}};
 PyGetSetDef g_columnAttributes[] = {
-    {"null_count", &columnNulls, nullptr, "How many rows have no value.", nullptr},
+    {"null_count", &columnNulls, nullptr, "The number of rows without a value.", nullptr},
     {"type", &columnType, nullptr, "The type of the field, such as 'DOUBLE'.", nullptr},
     {"validity", &columnValidity, nullptr,
-     "The rows that have a value, as a bitmap, the first row in the lowest bit of the first byte; None where all have.",
+     "A bitmap of the rows that have a value, the first row in the lowest bit of the first byte; None if all rows have "
+     "one.",
      nullptr},
     {nullptr, nullptr, nullptr, nullptr, nullptr}};
 char g_columnDoc[] =
-    "One field of all rows. INT, INT64, FLOAT, DOUBLE and EPOCH_NSEC columns offer the buffer protocol; nulls are "
+    "One field of all rows. INT, INT64, FLOAT, DOUBLE and EPOCH_NSEC columns support the buffer protocol; nulls are "
     "zeros.";
 PyType_Slot g_columnSlots[] = {{Py_tp_dealloc, asSlot(&destroyColumn)},  {Py_tp_doc, g_columnDoc},
                                {Py_tp_methods, g_columnMethods},         {Py_tp_getset, g_columnAttributes},
@@ -767,10 +768,11 @@ PyType_Spec g_tableSpec = {"md_message._md_message._Table", sizeof(TableObject),
                            Py_TPFLAGS_DEFAULT | Py_TPFLAGS_DISALLOW_INSTANTIATION, g_tableSlots};
 
 PyMethodDef g_scanMethods[] = {
-    {"read", &readAll, METH_NOARGS, "read($self, /)\n--\n\nReads all that is left as one table."},
+    {"read", &readAll, METH_NOARGS, "read($self, /)\n--\n\nReads the remaining rows as one table."},
     {nullptr, nullptr, 0, nullptr}};
-PyGetSetDef g_scanAttributes[] = {{"counts", &scanCounts, nullptr, "What has been read so far.", nullptr},
-                                  {nullptr, nullptr, nullptr, nullptr, nullptr}};
+PyGetSetDef g_scanAttributes[] = {
+    {"counts", &scanCounts, nullptr, "The numbers of messages and packets read so far.", nullptr},
+    {nullptr, nullptr, nullptr, nullptr, nullptr}};
 PyType_Slot g_scanSlots[] = {{Py_tp_new, asSlot(&createScan)},
                              {Py_tp_dealloc, asSlot(&destroyScan)},
                              {Py_tp_methods, g_scanMethods},

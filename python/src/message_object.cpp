@@ -40,7 +40,7 @@ std::unique_ptr<MD_Message> createMessage(const std::string& encoding) {
   dictionary();
   auto message = MD_Message::createFromPB(tool::encodingCode(encoding));
   if (message == nullptr) {
-    raise(PyExc_ValueError, "there is no encoding " + tool::inQuotes(encoding) + ", only mInt, IterMap and MsgT");
+    raise(PyExc_ValueError, "unknown encoding " + tool::inQuotes(encoding) + ", only mInt, IterMap and MsgT");
   }
   return message;
 }
@@ -55,7 +55,7 @@ std::string encodingOf(PyObject* argument) {
 
 void requireNoViews(const MessageState& state) {
   if (state.views != 0) {
-    raise(PyExc_BufferError, "a view of the message keeps it from changing; release the view first");
+    raise(PyExc_BufferError, "the message cannot change while a view of it exists; release the view first");
   }
 }
 
@@ -532,27 +532,27 @@ PyObject* reduce(PyObject* self, PyObject*) noexcept {
 PyMethodDef g_methods[] = {
     {"from_bytes", asMethod(&fromBytes), METH_O | METH_CLASS,
      "from_bytes($type, data, /)\n--\n\nParses received bytes of any encoding: any object with the buffer protocol.\n\n"
-     "Raises ValueError for bytes of no encoding. Records of unknown fields are dropped and reported."},
+     "Raises ValueError for an unknown encoding byte. Records of unknown fields are dropped and reported."},
     {"get", asMethod(&get), METH_FASTCALL,
-     "get($self, field, default=None, /)\n--\n\nReturns the value of a field, or the default where it is absent."},
+     "get($self, field, default=None, /)\n--\n\nReturns the value of a field, or the default if it is absent."},
     {"keys", &keys, METH_NOARGS, "keys($self, /)\n--\n\nReturns a set-like view of the names, in wire order."},
     {"values", &values, METH_NOARGS, "values($self, /)\n--\n\nReturns a view of the values, in wire order."},
     {"items", &items, METH_NOARGS, "items($self, /)\n--\n\nReturns a set-like view of (name, value), in wire order."},
     {"update", asMethod(&update), METH_VARARGS | METH_KEYWORDS,
      "update($self, fields=(), /, **values)\n--\n\nSets fields from a mapping or pairs, then from keyword "
      "arguments.\n\n"
-     "Fields before one that is refused stay set."},
+     "If a field is refused, those before it remain set."},
     {"pop", asMethod(&pop), METH_FASTCALL,
      "pop($self, field, default=..., /)\n--\n\nRemoves a field and returns its value.\n\n"
-     "Returns the default where the field is absent; raises KeyError without one."},
+     "Returns the default if the field is absent; raises KeyError without a default."},
     {"popitem", &popItem, METH_NOARGS,
      "popitem($self, /)\n--\n\nRemoves the last field and returns it as (name, value)."},
     {"setdefault", asMethod(&setDefault), METH_FASTCALL,
-     "setdefault($self, field, default, /)\n--\n\nReturns the value of a field, which is added where it is absent."},
+     "setdefault($self, field, default, /)\n--\n\nReturns the value of a field, which is added if it is absent."},
     {"clear", &clear, METH_NOARGS, "clear($self, /)\n--\n\nRemoves all fields."},
     {"to_dict", &toDict, METH_NOARGS,
      "to_dict($self, /)\n--\n\nReturns the fields as a dict in wire order.\n\n"
-     "Raises ValueError where a field cannot be read; problems() lists those."},
+     "Raises ValueError if a field cannot be read; problems() lists such fields."},
     {"to_json", &toJson, METH_NOARGS,
      "to_json($self, /)\n--\n\nReturns the JSON object that `mdmsg decode --format json` prints."},
     {"problems", &problems, METH_NOARGS,
@@ -562,24 +562,24 @@ PyMethodDef g_methods[] = {
     {"__deepcopy__", &copy, METH_O, "__deepcopy__($self, memo, /)\n--\n\nReturns an independent copy."},
     {"convert", &convert, METH_O,
      "convert($self, encoding, /)\n--\n\nReturns a message of another encoding with the same fields.\n\n"
-     "Raises ValueError where that encoding cannot hold a value."},
+     "Raises ValueError if that encoding cannot hold a value."},
     {"__bytes__", &toBytes, METH_NOARGS, "__bytes__($self, /)\n--\n\nReturns the serialised message."},
     {"__reduce__", &reduce, METH_NOARGS, "__reduce__($self, /)\n--\n\nSupports pickling."},
     {nullptr, nullptr, 0, nullptr}};
 
 PyGetSetDef g_attributes[] = {
     {"encoding", &encoding, nullptr, "The name of the encoding: 'mInt', 'IterMap' or 'MsgT'.", nullptr},
-    {"time_ns", &timeNs, nullptr,
-     "When the message was captured, in nanoseconds since 1970; None where that is not known.", nullptr},
-    {"place", &place, nullptr, "Where the message was read, such as 'feed.pcap: packet 3 (byte 120)', or None.",
-     nullptr},
+    {"time_ns", &timeNs, nullptr, "The capture time in nanoseconds since 1970, or None if it is unknown.", nullptr},
+    {"place", &place, nullptr,
+     "The location where the message was read, such as 'feed.pcap: packet 3 (byte 120)', or None.", nullptr},
     {nullptr, nullptr, nullptr, nullptr, nullptr}};
 
 char g_doc[] =
     "Message(encoding='mInt', fields=None, /, **values)\n--\n\n"
-    "A market-data message: a mutable mapping of fields to values that is its serialised bytes at every moment.\n\n"
-    "Keys are field names, or ids. Iteration is in wire order. An absent field raises KeyError, a value that does not\n"
-    "fit TypeError, OverflowError or ValueError. While a memoryview of the message exists, changes raise BufferError.";
+    "A market-data message: a mutable mapping of fields to values that is always in serialised form.\n\n"
+    "Keys are field names or ids. Iteration is in wire order. An absent field raises KeyError. A value that does not\n"
+    "fit raises TypeError, OverflowError or ValueError. While a memoryview of the message exists, changes raise "
+    "BufferError.";
 
 PyType_Slot g_slots[] = {{Py_tp_new, asSlot(&create)},
                          {Py_tp_dealloc, asSlot(&destroy)},

@@ -40,7 +40,7 @@ MessageState& stateOf(PyObject* object) noexcept;
 /// A new object over a message.
 Ref newMessage(std::unique_ptr<MD_Message> message, Origin origin = {});
 
-/// Parses received bytes. @throws PythonError (ValueError) for bytes of no encoding
+/// Parses received bytes. @throws PythonError (ValueError) for an unknown encoding byte
 std::unique_ptr<MD_Message> parse(const std::uint8_t* bytes, std::size_t sizeBytes);
 
 /// What pickled messages are made of again: (bytes, time, place).

@@ -50,7 +50,7 @@ PyObject* useDateTime(PyObject*, PyObject* dateTimeClass) noexcept {
 PyMethodDef g_functions[] = {
     {"peek", asMethod(&peekField), METH_FASTCALL,
      "peek($module, data, field, /)\n--\n\nReads one field of received bytes without building a message.\n\n"
-     "Returns None where it is absent or cannot be read. Of a repeated field the last record counts."},
+     "Returns None if it is absent or cannot be read. If the field is repeated, the last record is read."},
     {"set_report_handler", &setReportHandler, METH_O,
      "set_report_handler($module, handler, /)\n--\n\nPasses each diagnostic of the library to a callable, as a str.\n\n"
      "None restores standard error. Returns the handler that was installed before, or None."},
@@ -68,7 +68,7 @@ int execute(PyObject* module) noexcept {
   return guarded([&] {
     if (PyInterpreterState_GetID(PyInterpreterState_Get()) != 0) {
       raise(PyExc_ImportError,
-            "md_message works in the main interpreter only: its dictionary and its report handler are those of the "
+            "md_message works in the main interpreter only: its dictionary and its report handler belong to the "
             "process");
     }
     static bool isFirst = true;

@@ -151,7 +151,7 @@ PyObject* create(PyTypeObject* type, PyObject* arguments, PyObject* named) noexc
     if ((named != nullptr && PyDict_Size(named) != 0) ||
         PyArg_ParseTuple(arguments, "OOOOOO", &source, &where, &fields, &limit, &framing, &errors) == 0) {
       if (PyErr_Occurred() == nullptr) {
-        PyErr_SetString(PyExc_TypeError, "open() makes readers");
+        PyErr_SetString(PyExc_TypeError, "open() creates readers");
       }
       throw PythonError();
     }
@@ -216,17 +216,17 @@ PyObject* enter(PyObject* self, PyObject*) noexcept { return share(self).release
 PyObject* leave(PyObject* self, PyObject*) noexcept { return close(self, nullptr); }
 
 PyMethodDef g_methods[] = {
-    {"close", &close, METH_NOARGS, "close($self, /)\n--\n\nEnds the reading and closes the file."},
+    {"close", &close, METH_NOARGS, "close($self, /)\n--\n\nStops reading and closes the file."},
     {"__enter__", &enter, METH_NOARGS, "__enter__($self, /)\n--\n\nReturns the reader."},
     {"__exit__", asMethod(&leave), METH_VARARGS, "__exit__($self, /, *exception)\n--\n\nCloses the reader."},
     {nullptr, nullptr, 0, nullptr}};
 
 PyGetSetDef g_attributes[] = {
     {"counts", &counts, nullptr,
-     "What has been read so far: parsed messages, malformed ones and, of captures, packets by kind.", nullptr},
+     "The numbers read so far: parsed messages, malformed ones and, for captures, packets by kind.", nullptr},
     {nullptr, nullptr, nullptr, nullptr, nullptr}};
 
-char g_doc[] = "An iterator over the messages of files, which open() returns.";
+char g_doc[] = "An iterator over the messages of files, returned by open().";
 
 PyType_Slot g_slots[] = {{Py_tp_new, asSlot(&create)},
                          {Py_tp_dealloc, asSlot(&destroy)},

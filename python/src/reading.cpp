@@ -111,7 +111,7 @@ Reading makeReading(PyObject* source, PyObject* where, PyObject* fields, PyObjec
 
 void requireSameDictionary(const Reading& reading) {
   if (reading.generation != dictionaryGeneration()) {
-    raise(PyExc_RuntimeError, "the dictionary was replaced since the reading began");
+    raise(PyExc_RuntimeError, "the dictionary was replaced after reading began");
   }
 }
 

@@ -91,7 +91,7 @@ PyObject* receive(PyObject* self, PyObject* socket) noexcept {
       throw PythonError();
     }
     if (type != SOCK_DGRAM) {
-      raise(PyExc_ValueError, "recv() takes a datagram socket: a stream does not say where a message ends");
+      raise(PyExc_ValueError, "recv() takes a datagram socket: a stream does not separate messages");
     }
     Ref batch = own(PyType_GenericAlloc(g_batchType, 0));
     auto* const state = new (&batchOf(batch.get())) BatchState;
@@ -218,14 +218,15 @@ PyObject* unrecognised(PyObject* self, void*) noexcept {
 PyMethodDef g_methods[] = {
     {"recv", &receive, METH_O,
      "recv($self, sock, /)\n--\n\nReturns an iterator over the messages of one batch of datagrams.\n\n"
-     "It waits for the first one as the timeout of the socket says (TimeoutError), and takes what has arrived after "
-     "it,\nup to `batch` datagrams. Of a non-blocking socket it takes what has arrived. An unrecognised datagram is "
-     "counted.\nA message that the loop does not keep is reused."},
+     "Waits for the first datagram up to the timeout of the socket (TimeoutError), then takes the datagrams that have "
+     "arrived\nmeanwhile, up to `batch` in total. With a non-blocking socket it does not wait. Unrecognised datagrams "
+     "are "
+     "counted.\nMessages that the loop does not keep are reused."},
     {nullptr, nullptr, 0, nullptr}};
 
 PyGetSetDef g_attributes[] = {
-    {"received", &received, nullptr, "How many datagrams have been received.", nullptr},
-    {"unrecognised", &unrecognised, nullptr, "How many of them did not begin with a known encoding byte.", nullptr},
+    {"received", &received, nullptr, "The number of datagrams received.", nullptr},
+    {"unrecognised", &unrecognised, nullptr, "The number of datagrams with an unknown encoding byte.", nullptr},
     {nullptr, nullptr, nullptr, nullptr, nullptr}};
 
 char g_doc[] = "Receiver(*, batch=64)\n--\n\nReceives messages from datagram sockets, several datagrams per call.";

@@ -298,10 +298,10 @@ void Value::storeIn(MD_Message& message) const {
   if (isStored) {
     return;
   }
-  // A received message may hold a record that is not what the dictionary says of the field.
+  // A received message may hold a record that does not match the type that the dictionary declares.
   if (message.existsImpl(m_field.id) && !readValue(message, m_field)) {
     refuse(PyExc_ValueError, m_field.id,
-           "the message holds a record of this field that cannot be read (" + whyUnreadable(message, m_field.id) +
+           "the message contains a record of this field that cannot be read (" + whyUnreadable(message, m_field.id) +
                "); delete it first");
   }
   refuse(PyExc_ValueError, m_field.id, tool::tooLong(message, m_field.id, sizeBytes).what());

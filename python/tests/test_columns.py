@@ -114,10 +114,10 @@ for function in (columns.to_numpy, columns.to_pandas, columns["SEQ"].to_pandas, 
 """
     run = subprocess.run([sys.executable, "-c", script], capture_output=True, text=True, check=True)
     assert run.stdout.splitlines() == [
-        "to_numpy() needs numpy, which is not installed",
-        "to_pandas() needs pandas, which is not installed",
-        "to_pandas() needs pandas, which is not installed",
-        "as_datetime64() needs numpy, which is not installed",
+        "to_numpy() requires numpy, which is not installed",
+        "to_pandas() requires pandas, which is not installed",
+        "to_pandas() requires pandas, which is not installed",
+        "as_datetime64() requires numpy, which is not installed",
     ]
 
 

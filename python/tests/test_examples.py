@@ -32,14 +32,24 @@ def test_receive_asyncio():
     assert program.communicate()[0].splitlines()[:3] == ["A 1.5 2.0"] * 3
 
 
-def test_plot_capture(tmp_path):
+def generated_capture(folder):
+    """The capture that plot_capture.py reads in these tests, which need the packages that it plots with."""
     for module in ("matplotlib", "pandas"):
         pytest.importorskip(module)
-    capture, picture = tmp_path / "feed.pcap", tmp_path / "picture.png"
+    capture = folder / "feed.pcap"
     subprocess.run([os.environ["MDMSG"], "generate", "--count", "500", "--format", "pcap", "--output", capture], check=True,
                    capture_output=True)
-    run = subprocess.run([sys.executable, EXAMPLES / "plot_capture.py", capture, "ORI/USD", picture], check=True,
-                         capture_output=True, text=True)
+    return capture
+
+
+def plot(capture, picture, environment=()):
+    return subprocess.run([sys.executable, EXAMPLES / "plot_capture.py", capture, "ORI/USD", picture], check=True,
+                          capture_output=True, text=True, env={**os.environ, **dict(environment)})
+
+
+def test_plot_capture(tmp_path):
+    capture, picture = generated_capture(tmp_path), tmp_path / "picture.png"
+    run = plot(capture, picture)
     frame = md_message.read_columns(capture, ["SYMBOL", "BID"]).to_pandas().dropna()
     count = int((frame["SYMBOL"] == "ORI/USD").sum())
     assert f"500 messages, {len(frame)} quotes" in run.stdout and f"picture.png: {count} quotes of ORI/USD" in run.stdout
@@ -51,15 +61,10 @@ def test_plot_capture(tmp_path):
 @pytest.mark.skipif(not duckdb_library.is_there(), reason="DuckDB's library is missing; scripts/install-deps npm installs it")
 @pytest.mark.skipif(importlib.util.find_spec("polars") is not None, reason="polars is installed, and comes first")
 def test_plot_capture_saves_parquet_by_duckdb(tmp_path):
-    for module in ("matplotlib", "pandas"):
-        pytest.importorskip(module)
-    capture, picture = tmp_path / "feed.pcap", tmp_path / "picture.png"
-    subprocess.run([os.environ["MDMSG"], "generate", "--count", "500", "--format", "pcap", "--output", capture], check=True,
-                   capture_output=True)
+    capture, picture = generated_capture(tmp_path), tmp_path / "picture.png"
     here = pathlib.Path(__file__).parent
     path = os.pathsep.join([str(here / "stand_ins"), str(here), os.environ["PYTHONPATH"]])
-    run = subprocess.run([sys.executable, EXAMPLES / "plot_capture.py", capture, "ORI/USD", picture], check=True,
-                         capture_output=True, text=True, env={**os.environ, "PYTHONPATH": path})
+    run = plot(capture, picture, {"PYTHONPATH": path})
     assert run.stdout.endswith(f"{tmp_path / 'picture.parquet'}\n")
     columns = md_message.read_columns(capture, ["SYMBOL", "BID", "ASK", "SEND_TIME"])
     database = duckdb_library.DuckDb()

@@ -62,13 +62,13 @@ TEST_F(Amount, OfReportsIsBoundedPerInputAndKind) {
     if (i <= 20) {
       expected += "mdmsg: in.hex:" + std::to_string(i) + ": " +
                   (i % 2 == 0 ? "column 1: \"z\" is not a hex digit\n"
-                              : "no encoding begins with byte 07 (01 IterMap, 06 mInt, 46 MsgT)\n");
+                              : "unknown encoding byte 07 (01 IterMap, 06 mInt, 46 MsgT)\n");
     }
   }
   lines += "062c010105\n";
   write("in.hex", lines);
   expected +=
-      "mdmsg: in.hex: not reported one by one: 490 malformed messages, 490 messages of unknown encoding "
+      "mdmsg: in.hex: not reported individually: 490 malformed messages, 490 messages of unknown encoding "
       "(--max-reports)\n";
   for (const char* const command : {"decode --format json", "diff /dev/null", "convert --encoding mInt"}) {
     SCOPED_TRACE(command);
@@ -103,7 +103,7 @@ TEST_F(Amount, OfReportsOnOneMessageIsBounded) {
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 21) << result.err;
   EXPECT_NE(
-      result.err.find("mdmsg: standard input: not reported one by one: 190 repeated fields, 190 values that cannot "
+      result.err.find("mdmsg: standard input: not reported individually: 190 repeated fields, 190 values that cannot "
                       "be read (--max-reports)\n"),
       std::string::npos)
       << result.err;
@@ -125,13 +125,11 @@ TEST_F(Amount, OfAMessageIsBounded) {
   EXPECT_EQ(withFields("decode --format json --framing u32be --max-message 4294967295 in").out.substr(0, 10),
             "{\"QTY\":5}\n");
   write("in", kSmall + framed(bytes).substr(0, 20));
-  EXPECT_EQ(
-      withFields("decode --format json --framing u32be --max-message 30 in"),
-      (Result{
-          "{\"QTY\":5}\n",
-          "mdmsg: in: the input is truncated within message 2, of which it has 16 of 31 bytes; what comes before was "
-          "read\n",
-          1}));
+  EXPECT_EQ(withFields("decode --format json --framing u32be --max-message 30 in"),
+            (Result{"{\"QTY\":5}\n",
+                    "mdmsg: in: the input is truncated within message 2, of which it has 16 of 31 bytes; everything "
+                    "before this was processed\n",
+                    1}));
   write("in", bytes);
   for (const char* const command :
        {"decode", "dump", "convert --encoding mInt", "diff /dev/null", "replay --destination 127.0.0.1:9"}) {
@@ -248,7 +246,7 @@ TEST_F(Amount, OfMemoryForALineIsBounded) {
             (Result{"{\"QTY\":5}\n{\"QTY\":5}\n",
                     "mdmsg: framed: message 2 (byte 9): there is not enough memory for it\n", 1}));
   EXPECT_EQ(run({"decode", "--format", "json", "--from", "raw", "framed", "small.hex"}, 70).err,
-            "mdmsg: framed: there is not enough memory for it\nmdmsg: small.hex: no encoding begins with byte 30 (01 "
+            "mdmsg: framed: there is not enough memory for it\nmdmsg: small.hex: unknown encoding byte 30 (01 "
             "IterMap, 06 mInt, 46 MsgT)\n");
 }
 
@@ -264,7 +262,7 @@ TEST_F(Amount, OfMemoryForADictionaryIsBounded) {
   limits.addressSpaceBytes = mebibytes(130);
   EXPECT_EQ(Child({"dict", "check", "large.txt"}, limits).wait().status, 1);
   EXPECT_EQ(contentsOf("stderr"), "");
-  EXPECT_NE(contentsOf("stdout").find("the rest is not looked at"), std::string::npos);
+  EXPECT_NE(contentsOf("stdout").find("the rest is not checked"), std::string::npos);
 }
 #endif
 

@@ -73,7 +73,7 @@ class Listen : public Program {
   std::string m_place;
 };
 
-constexpr const char* kLost = "mdmsg: nobody takes the output; what is not written is lost\n";
+constexpr const char* kLost = "mdmsg: nobody reads the output; the rest of it is lost\n";
 
 /// Nobody reads from the pipe that it writes to.
 class ListenIntoAFullPipe : public Listen {
@@ -163,8 +163,9 @@ TEST_F(Listen, TellsWhatTheSystemDropped) {
   const std::string heard = contentsOf("stdout");
   const auto dropped = kSent - std::count(heard.begin(), heard.end(), '\n');
   EXPECT_GT(dropped, 200);
-  EXPECT_EQ(reports(), "mdmsg: " + m_place + ": the system dropped " + std::to_string(dropped) +
-                           " datagrams that came faster than they were read; --receive-buffer makes room for more\n");
+  EXPECT_EQ(reports(),
+            "mdmsg: " + m_place + ": the system dropped " + std::to_string(dropped) +
+                " datagrams that arrived faster than they were read; --receive-buffer sets a larger buffer\n");
 }
 
 TEST_F(Listen, KeepsWhatALargerBufferHolds) {
@@ -183,8 +184,8 @@ TEST_F(Listen, TellsThatTheSystemGivesLessRoom) {
   start({"--receive-buffer", "1073741824", "--timeout", "0.1"});
   EXPECT_EQ(m_child->wait().status, 0);
   const std::string told = reports();
-  EXPECT_EQ(told.rfind("mdmsg: the system gives a receive buffer of ", 0), 0U) << told;
-  EXPECT_NE(told.find(" bytes, not of 1073741824\n"), told.npos) << told;
+  EXPECT_EQ(told.rfind("mdmsg: the system grants a receive buffer of ", 0), 0U) << told;
+  EXPECT_NE(told.find(" bytes instead of 1073741824\n"), told.npos) << told;
 }
 
 }  // namespace

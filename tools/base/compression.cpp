@@ -74,7 +74,7 @@ InputError corrupted(const char* reason) {
                     ')');
 }
 InputError foreign(const char* name) {
-  return InputError("bytes that are no " + std::string(name) + " data follow the compressed data");
+  return InputError("bytes that are not " + std::string(name) + " data follow the compressed data");
 }
 
 /// Appends what `step` writes into the room that it is given, until it says that there is no more.
@@ -328,7 +328,7 @@ Compression parseCompression(const std::string& text) {
   }
   if (text != "none") {
     throw UsageError("--compress: " + inQuotes(text) +
-                     " is none of gzip, zstd, none, gzip:1 to gzip:9, zstd:1 to zstd:22");
+                     " is not one of gzip, zstd, none, gzip:1 to gzip:9, zstd:1 to zstd:22");
   }
   return {};
 }

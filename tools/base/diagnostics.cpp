@@ -43,7 +43,7 @@ constexpr struct {
     {"malformed message", "malformed messages"},
     {"message of unknown encoding", "messages of unknown encoding"},
     {"message that is too long", "messages that are too long"},
-    {"message for which memory was short", "messages for which memory was short"},
+    {"message too large for the available memory", "messages too large for the available memory"},
     {"message that the output cannot hold", "messages that the output cannot hold"},
     {"message with a field of unknown name", "messages with fields of unknown names"},
     {"message with dropped bytes", "messages with dropped bytes"},
@@ -158,7 +158,8 @@ void Reporter::finish() {
     }
   }
   if (!text.empty()) {
-    write(pathText(m_input) + (m_most == 0 ? ": " + text : ": not reported one by one: " + text + " (--max-reports)"));
+    write(pathText(m_input) +
+          (m_most == 0 ? ": " + text : ": not reported individually: " + text + " (--max-reports)"));
   }
   if (isUnknownMissing && !m_unknownIds.empty()) {
     write(pathText(m_input) + ": fields that are not in the " + m_dictionary.text +

@@ -117,7 +117,7 @@ class EndWatch::Thread {
   }
 
   [[noreturn]] void endStuck() const {
-    end("nobody takes the output; what is not written is lost");
+    end("nobody reads the output; the rest of it is lost");
     std::_Exit(1);
   }
 

@@ -40,9 +40,9 @@ constexpr const char* kCheckHelp =
     "  mdmsg dict check field_map.txt && cp field_map.txt /srv/feed/etc/";
 
 constexpr const char* kConvertHelp =
-    "All entries are kept in their order, including those that the library skips.\n"
-    "Comments, and elements that the library does not read, are not. Exit status: 1 if\n"
-    "an entry was skipped.\n"
+    "All entries are kept in their order, including those that the library skips. Comments,\n"
+    "and elements that the library does not read, are omitted. Exit status: 1 if an entry\n"
+    "was skipped.\n"
     "\n"
     "Examples:\n"
     "  mdmsg dict convert field_map.txt > FieldDefinition.xml\n"
@@ -51,9 +51,8 @@ constexpr const char* kConvertHelp =
 
 constexpr const char* kDiffHelp =
     "One line per difference, by field id: added, removed, renamed, retyped, and\n"
-    "renumbered for a name that moved to an id that was free. The comparison uses the\n"
-    "dictionaries as loaded by the library. Exit status: 0 without, 1 with\n"
-    "differences.\n"
+    "renumbered (the name moved to an id that was free). The comparison uses the\n"
+    "dictionaries as loaded by the library. Exit status: 1 if there is a difference.\n"
     "\n"
     "Examples:\n"
     "  mdmsg dict diff old.txt new.txt\n"
@@ -61,7 +60,7 @@ constexpr const char* kDiffHelp =
     "  mdmsg dict diff --compatibility backward old.txt new.txt";
 
 constexpr const char* kShowHelp =
-    "Describes fields given by id or name. Without any, lists all fields, or those that\n"
+    "Describes fields given by id or name. Without FIELD, lists all fields, or those that\n"
     "--search and --type select, in the text format. Exit status: 1 if there is no such\n"
     "field.\n"
     "\n"
@@ -85,11 +84,11 @@ constexpr const char* kDeriveHelp =
     "  zcat ticks.csv.gz | head -n 1000 | mdmsg dict derive --format xml > FieldDefinition.xml";
 
 constexpr const char* kGenerateHelp =
-    "One constant per field that messages carry, the fingerprint of the dictionary, and\n"
-    "check(), which compares the fields with the dictionary that a program finds: a\n"
-    "field with another id or type is an exception (C: false) with a text that names\n"
-    "it. Characters that identifiers cannot have are written in hex: \"BID PRICE\" is\n"
-    "BID_x20_PRICE. Nothing is written if two fields have the same identifier.\n"
+    "Writes one constant per field that messages carry, the fingerprint of the dictionary,\n"
+    "and check(), which compares the fields with the dictionary that a program uses. If one\n"
+    "is missing or has another id or type, check() throws an exception (in C it returns false\n"
+    "and a text) that names the field. Characters that identifiers cannot have are written in\n"
+    "hex: \"BID PRICE\" is BID_x20_PRICE. Nothing is written if two fields have the same\nidentifier.\n"
     "\n"
     "Examples:\n"
     "  mdmsg dict generate --language c++ --output fields.h field_map.txt\n"
@@ -156,14 +155,15 @@ void addDictDiff(CLI::App& dict, std::vector<Command>& commands) {
   CLI::App* const command = addDictCommand(dict, "diff", "Compare two dictionaries", kDiffHelp);
   CLI::Option* const level =
       named(command
-                ->add_option("--compatibility", options->level,
-                             "Only fields that break it: backward (readers with NEW, writers with OLD), forward (the "
-                             "reverse), full (both) or wire (both, by ids alone)")
+                ->add_option(
+                    "--compatibility", options->level,
+                    "Print only fields that break LEVEL: backward (readers with NEW, writers with OLD), forward (the "
+                    "reverse), full (both) or wire (both, by ids alone)")
                 ->check(CLI::IsMember({"backward", "forward", "full", "wire"})),
             "LEVEL");
   named(command
             ->add_option("--encoding", options->encoding,
-                         "Compatibility of messages of this encoding: mInt, IterMap or MsgT (default: of any)")
+                         "Check LEVEL for messages of this encoding only: mInt, IterMap or MsgT (default: all)")
             ->check(CLI::IsMember({"mInt", "IterMap", "MsgT"}))
             ->needs(level),
         "ENCODING");
@@ -295,12 +295,12 @@ void addDictGenerate(CLI::App& dict, std::vector<Command>& commands) {
             ->check(CLI::IsMember({"c++", "c", "python"})),
         "LANGUAGE");
   named(command->add_option("--namespace", line->nameSpace,
-                            "C++ and C only: namespace, of C the beginning of all names (default: fields)"),
+                            "C++ and C only: namespace; in C, prefix of all names (default: fields)"),
         "NAME");
   named(command->add_option("--prefix", line->constants.prefix,
-                            "Begin constants with PREFIX (default: none, of C the namespace in upper case and _)"),
+                            "Prefix of the constants (default: none; in C, the namespace in upper case and _)"),
         "PREFIX");
-  named(command->add_option("--only", line->constants.only, "These fields only, by name or id, separated by commas")
+  named(command->add_option("--only", line->constants.only, "Select fields, by name or id, separated by commas")
             ->delimiter(',')
             ->allow_extra_args(false),
         "FIELDS");

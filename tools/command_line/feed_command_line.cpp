@@ -17,11 +17,11 @@ namespace MD::tool {
 namespace {
 
 constexpr const char* kGenerateHelp =
-    "Quotes whose prices follow a random walk, and trades at these prices, in fields of\n"
-    "the built-in dictionary. The same options produce the same bytes on every platform.\n"
-    "Datagrams are corrupted in four ways: truncated in the last value, a record of an\n"
-    "unknown field, a repeated record, or an unknown first byte. The numbers are printed\n"
-    "to standard error at the end.\n"
+    "Generates quotes whose prices follow a random walk, and trades at these prices, in\n"
+    "fields of the built-in dictionary. The same options produce the same bytes on every\n"
+    "platform. A corrupted datagram is truncated in its last value, has a record of an\n"
+    "unknown field or a repeated record, or begins with an unknown byte. The numbers are\n"
+    "printed to standard error at the end.\n"
     "\n"
     "Examples:\n"
     "  mdmsg generate --count 3 | mdmsg decode\n"

@@ -26,11 +26,11 @@ constexpr const char* kFilterHelp =
 
 constexpr const char* kMergeHelp =
     "Packets are merged by capture time, into pcap with the link type of all inputs;\n"
-    "packets without a message are kept. With --time-field, the value of the field counts\n"
-    "where a message has it; hex lines and length-prefixed messages require it. A message\n"
+    "packets without a message are kept. With --time-field, the field is the time of a\n"
+    "message that has it; hex lines and length-prefixed messages require the option. A message\n"
     "without a time follows the one before it in its input. Messages of equal times are in\n"
-    "the order of the inputs. Memory does not grow with the inputs, so that an input must be\n"
-    "in order of time itself; messages that are not are reported. Exit status: then 1.\n"
+    "the order of the inputs. Each input must be in order of time itself, so memory use does\n"
+    "not grow with the inputs. Exit status: 1 if a message is earlier than the one before it.\n"
     "\n"
     "Examples:\n"
     "  mdmsg merge --output day.pcap line_a.pcap line_b.pcap.zst\n"
@@ -70,27 +70,26 @@ struct MergeLine : CommonOptions {
 }  // namespace
 
 Command addFilter(CLI::App& app) {
-  CLI::App* const command = app.add_subcommand("filter", "Write the messages that are selected, unchanged");
+  CLI::App* const command = app.add_subcommand("filter", "Write the selected messages unchanged");
   const auto line = std::make_shared<FilterLine>();
   command->add_flag("--all-packets", line->isOfAllPackets,
                     "Captures only: select packets without a message, too, as messages without fields");
   line->source.add(*command);
   line->selection.add(*command, false);
   line->addLargeOutput(*command);
-  CLI::Option* const split =
-      named(command
-                ->add_option("--split-by", line->splitBy,
-                             "Write one file per value of these fields, or of @source, @destination, @encoding, @file, "
-                             "with commas; --output names the files, with each field in braces: 'out/{SYMBOL}.pcap'")
-                ->delimiter(',')
-                ->allow_extra_args(false)
-                ->needs("--output"),
-            "FIELDS");
-  named(
-      command->add_option("--max-files", line->mostFiles, "Stop when --split-by needs more than N files, default 1000")
-          ->needs(split)
-          ->check(&complaintAboutNumber),
-      "N");
+  CLI::Option* const split = named(
+      command
+          ->add_option("--split-by", line->splitBy,
+                       "Write one file per value of these fields, or of @source, @destination, @encoding, @file, "
+                       "separated by commas; --output names the files, with each field in braces: 'out/{SYMBOL}.pcap'")
+          ->delimiter(',')
+          ->allow_extra_args(false)
+          ->needs("--output"),
+      "FIELDS");
+  named(command->add_option("--max-files", line->mostFiles, "Stop if --split-by needs more than N files, default 1000")
+            ->needs(split)
+            ->check(&complaintAboutNumber),
+        "N");
   line->add(*command);
   command->footer(kFilterHelp);
   return {command, line, [line](const Session& session) {

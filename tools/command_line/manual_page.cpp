@@ -141,9 +141,9 @@ std::string manualPage(const CommandEntry& table, const std::string& version) {
   out +=
       ".SH ENVIRONMENT\n"
       ".TP\n\\fBCONFIG_PATH\\fR\n"
-      "Folders, with colons between, in which the dictionary and message/preferred.conf are looked for.\n"
+      "Folders, separated by colons, that are searched for the dictionary and message/preferred.conf.\n"
       ".TP\n\\fBNO_COLOR\\fR\n"
-      "When it is set and not empty, nothing is coloured unless an option asks for it.\n"
+      "If set and not empty, output is not coloured unless an option requires it.\n"
       ".SH EXAMPLES\n";
   appendText(table.footer, out);
   return out;

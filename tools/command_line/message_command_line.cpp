@@ -158,7 +158,7 @@ Command addEncode(CLI::App& app) {
   addFormatOption(*command, "--from", line->from, {"json", "csv"},
                   "Input format: json (default; JSON Lines) or csv (with a header line of field names)");
   named(command->add_option("--separator", line->separator,
-                            "Input csv: between cells, one character or tab, default a comma"),
+                            "Input csv: separator between cells, one character or tab, default a comma"),
         "CHARACTER");
   addLongestMessage(*command, line->longestLineBytes);
   line->selection.add(*command, true);
@@ -280,7 +280,7 @@ Command addStats(CLI::App& app) {
       command->add_option("--html", line->htmlFile, "Write all statistics as a web page to FILE, which must not exist"),
       "FILE");
   named(command->add_option("--time-field", line->timeField, "EPOCH_NSEC field to use as message timestamp"), "FIELD");
-  named(command->add_option("--by", line->by, "Count messages by the values of these fields, with commas")
+  named(command->add_option("--by", line->by, "Count messages by the values of these fields, separated by commas")
             ->delimiter(',')
             ->allow_extra_args(false),
         "FIELDS");
@@ -292,7 +292,7 @@ Command addStats(CLI::App& app) {
   named(command->add_option("--sequence", line->sequence,
                             "Check that the numbers of this field grow by one: missing, duplicate, late"),
         "FIELD");
-  named(command->add_option("--per", line->per, "For each value of this field; requires --sequence"), "FIELD");
+  named(command->add_option("--per", line->per, "Check --sequence for each value of this field"), "FIELD");
   addFormatOption(*command, "--format", line->format, {"text", "json", "csv"},
                   "Output format: text (default), json (one object per line) or csv");
   line->source.add(*command);

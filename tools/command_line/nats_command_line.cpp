@@ -18,11 +18,11 @@ namespace MD::tool {
 namespace {
 
 constexpr const char* kPublishHelp =
-    "Publishes messages on NATS, bytes unchanged. Fields in braces are replaced by the\n"
+    "Publishes messages on NATS with unchanged bytes. Fields in braces are replaced by the\n"
     "field values of each message, one subject token each; {SYMBOL%8} is a partition\n"
     "number, 0 to 7, computed from the value. With --stream each message is acknowledged\n"
-    "by JetStream, and after a failure everything that was not acknowledged is published\n"
-    "again under the same message id. The exit status is 1 when a message was lost.\n"
+    "by JetStream. After a failure, all messages that were not acknowledged are published\n"
+    "again under the same message id. Exit status: 1 if a message was lost or skipped.\n"
     "\n"
     "Examples:\n"
     "  mdmsg publish --subject 'md.{SYMBOL}' feed.pcap\n"
@@ -30,10 +30,10 @@ constexpr const char* kPublishHelp =
     "  mdmsg publish --subject 'md.{SYMBOL%4}.{SYMBOL}' --listen 239.192.0.1:30001 --latency";
 
 constexpr const char* kSubscribeHelp =
-    "Writes messages that arrive on NATS until there are --count of them, time is up, or\n"
-    "it is interrupted. With --durable the server keeps the position: messages are\n"
+    "Writes messages received from NATS, until --count messages were received, the time is\n"
+    "over, or it is interrupted. With --durable the server keeps the position: messages are\n"
     "acknowledged once they have been written, and the next run continues after them.\n"
-    "The exit status is 1 when messages were dropped or may be missing.\n"
+    "Exit status: 1 if messages were dropped or may be missing.\n"
     "\n"
     "Examples:\n"
     "  mdmsg subscribe --subject 'md.>' --format json\n"
@@ -48,7 +48,9 @@ struct ServerLine {
   double retryS = 30;
 
   void add(CLI::App& command) {
-    named(command.add_option("--url", server.url, "Server, default nats://127.0.0.1:4222; several with commas"), "URL");
+    named(command.add_option("--url", server.url,
+                             "Server, default nats://127.0.0.1:4222; several are separated by commas"),
+          "URL");
     named(command.add_option("--credentials", server.credentialsFile, "File with a user's JWT and seed"), "FILE");
     CLI::Option* const user = named(command.add_option("--user", server.user, "User name"), "NAME");
     named(command.add_option("--password-file", server.passwordFile, "File whose first line is the password"), "FILE")
@@ -63,7 +65,8 @@ struct ServerLine {
         named(command.add_option("--tls-key", server.keyFile, "Private key of that certificate, PEM"), "FILE");
     certificate->needs(key);
     key->needs(certificate);
-    named(command.add_option("--retry", retryS, "How long to look for a server that was lost, default 30"), "SECONDS");
+    named(command.add_option("--retry", retryS, "How long to try to reconnect to a lost server, default 30"),
+          "SECONDS");
   }
 
   NatsServerOptions options() const {
@@ -183,7 +186,9 @@ SubscribeOptions optionsOf(const SubscribeLine& line) {
   }
   if (!line.decode.isArrow() && format != "text" && format != "json" && format != "csv") {
     if (isSelecting(line.selection.selection)) {
-      throw UsageError("--format " + format + " writes messages as they come, all of them");
+      throw UsageError(
+          "--format " + format +
+          " writes all messages unchanged, so options that select messages or fields cannot be combined with it");
     }
     options.form = SubscribeOptions::Form::Bytes;
     SinkLine sink = line.sink;
@@ -210,14 +215,15 @@ Command addPublish(CLI::App& app, const NatsCommands* nats) {
   CLI::Option* const latency =
       command->add_flag("--latency", line->publish.isLatency, "Send each message at once, rather than in batches");
   command->add_flag("--throughput", line->isThroughput, "Send messages in batches (default)")->excludes(latency);
-  CLI::Option* const listen =
-      named(command->add_option("--listen", line->at, "Publish the datagrams that arrive here, instead of files"),
-            "HOST:PORT");
+  CLI::Option* const listen = named(
+      command->add_option("--listen", line->at, "Publish the datagrams received at this address, instead of files"),
+      "HOST:PORT");
   line->multicast.add(*command);
-  named(command->add_option("--timeout", line->timeoutS, "Of --listen: end after so many seconds"), "SECONDS")
+  named(command->add_option("--timeout", line->timeoutS, "With --listen: end after this number of seconds"), "SECONDS")
       ->needs(listen);
-  named(command->add_option("--idle", line->idleS, "Of --listen: end when nothing has come for so many seconds"),
-        "SECONDS")
+  named(
+      command->add_option("--idle", line->idleS, "With --listen: end after this number of seconds without a datagram"),
+      "SECONDS")
       ->needs(listen);
   line->source.add(*command);
   line->selection.add(*command, false);
@@ -234,7 +240,7 @@ Command addPublish(CLI::App& app, const NatsCommands* nats) {
       return;
     }
     if (!line->files.empty()) {
-      throw UsageError("--listen takes the place of files");
+      throw UsageError("--listen replaces files");
     }
     const ListenLimits limits = line->limits();
     UdpSource source(resolveEndpoint(*line->at), line->multicast.options(MulticastOptions().hops), limits, session.out,
@@ -248,7 +254,7 @@ Command addPublish(CLI::App& app, const NatsCommands* nats) {
     nats->publish(options, {source, selection, session.out, session.reporter});
     if (const std::uint64_t dropped = source.dropped()) {
       session.reporter.wholeInput("the system dropped " + counted(dropped, "datagram") +
-                                  " that came faster than they were read");
+                                  " that arrived faster than they were read");
     }
   };
   Command entry{command, line, run, true, true};
@@ -257,10 +263,10 @@ Command addPublish(CLI::App& app, const NatsCommands* nats) {
 }
 
 Command addSubscribe(CLI::App& app, const NatsCommands* nats) {
-  CLI::App* const command = app.add_subcommand("subscribe", "Write messages that arrive on NATS");
+  CLI::App* const command = app.add_subcommand("subscribe", "Write messages received from NATS");
   const auto line = std::make_shared<SubscribeLine>();
   SubscribeOptions& options = line->subscribe;
-  named(command->add_option("--subject", line->subject, "Subjects, with wildcards; with --stream default >"),
+  named(command->add_option("--subject", line->subject, "Subject, which may have wildcards (default with --stream: >)"),
         "SUBJECT");
   line->server.add(*command);
   named(command->add_option("--stream", options.stream, "Read this JetStream stream"), "NAME");
@@ -270,17 +276,19 @@ Command addSubscribe(CLI::App& app, const NatsCommands* nats) {
   named(command->add_option("--durable", options.durable, "With --stream: keep the position under this name"), "NAME");
   named(command->add_option("--queue", options.group, "Share the messages with the other subscribers of this group"),
         "GROUP");
-  named(command->add_option("--ack-wait", line->ackWaitS,
-                            "With --durable or --queue: redeliver what is not acknowledged after so many seconds, "
-                            "default 30"),
+  named(command->add_option(
+            "--ack-wait", line->ackWaitS,
+            "With --durable or --queue: redeliver messages not acknowledged after this number of seconds, "
+            "default 30"),
         "SECONDS");
   named(command->add_option("-n,--count", options.count, "End after N messages")->check(&complaintAboutNumber), "N");
-  named(command->add_option("--timeout", line->timeoutS, "End after so many seconds"), "SECONDS");
-  named(command->add_option("--idle", line->idleS, "End when nothing has come for so many seconds"), "SECONDS");
-  command->add_flag("--no-wait", options.endsWhenCaughtUp, "With --stream: end with the last message that it holds");
+  named(command->add_option("--timeout", line->timeoutS, "End after this number of seconds"), "SECONDS");
+  named(command->add_option("--idle", line->idleS, "End after this number of seconds without a message"), "SECONDS");
+  command->add_flag("--no-wait", options.endsWhenCaughtUp, "With --stream: end after its last message");
   named(command
             ->add_option("--pending", options.pendingMessages,
-                         "Without --stream: messages that wait to be written, default 1000000; more are dropped")
+                         "Without --stream: maximum number of messages that wait to be written, default 1000000; "
+                         "others are dropped")
             ->check(CLI::Range(1, std::numeric_limits<int>::max())),
         "N");
   line->decode.add(

@@ -85,7 +85,9 @@ void CommonOptions::addReports(CLI::App& command) {
                       "Report at most N problems of each kind per input individually, default 10; others are counted")
           ->check(&complaintAboutNumber),
       "N");
-  command.add_flag("--quiet", isQuiet, "Report only the number of problems of each kind per input, and no progress")
+  command
+      .add_flag("--quiet", isQuiet,
+                "Report only the number of problems of each kind per input, and display no progress")
       ->excludes(most);
 }
 
@@ -102,7 +104,7 @@ void CommonOptions::addLargeOutput(CLI::App& command) {
   named(
       command.add_option("--compress", compress,
                          "Compress the output: gzip or zstd, also with a level (gzip:9, zstd:19), or none (default: by "
-                         "the end of the name of --output, .gz or .zst)"),
+                         "the file name extension of --output, .gz or .zst)"),
       "METHOD");
 }
 
@@ -144,9 +146,9 @@ unsigned JobsLine::count(const CommonOptions& common, const SelectionOptions& se
 
 void addLongestMessage(CLI::App& command, std::uint32_t& bytes) {
   named(command
-            .add_option(
-                "--max-message", bytes,
-                "Longest message, or line of JSON or CSV, in bytes, default 67108864; report and skip longer ones")
+            .add_option("--max-message", bytes,
+                        "Maximum length of a message, or of a line of JSON or CSV, in bytes, default 67108864; longer "
+                        "ones are reported and skipped")
             ->check(CLI::Range(std::uint32_t{1}, std::numeric_limits<std::uint32_t>::max())),
         "BYTES");
 }
@@ -244,7 +246,7 @@ void addEncodingOption(CLI::App& command, std::string& encoding) {
 
 void TimeZoneLine::add(CLI::App& command) {
   named(command.add_option("--time-zone", zone,
-                           "Time zone of times that are shown, and of those of options without an offset: UTC "
+                           "Time zone of printed times, and of times in options that have no offset: UTC "
                            "(default), local, +05:30, or a name such as Europe/Vienna"),
         "ZONE");
 }
@@ -253,9 +255,10 @@ TimeZone TimeZoneLine::timeZone() const { return zone ? TimeZone::parse(*zone) :
 
 void SelectionLine::add(CLI::App& command, bool hasFields) {
   named(command
-            .add_option("--where", selection.where,
-                        "Select messages that meet it: comparisons of fields (= != < <= > >= ~ =~), FIELD in (A, B), "
-                        "exists(FIELD), with and, or, not and parentheses; may be repeated")
+            .add_option(
+                "--where", selection.where,
+                "Select messages that meet CONDITION: comparisons of fields (= != < <= > >= ~ =~), FIELD in (A, B), "
+                "exists(FIELD), with and, or, not and parentheses; may be repeated")
             ->take_all()
             ->allow_extra_args(false),
         "CONDITION");
@@ -297,16 +300,17 @@ void DecodeLine::add(CLI::App& command, const std::vector<std::string>& formats,
                            "or in a strftime format such as %H:%M:%S"),
         "FORMAT");
   named(command.add_option("--time-digits", timeDigits, "Decimals of the seconds of timestamps: 0, 3, 6 or 9"), "N");
-  command.add_flag("--no-header", hasNoHeader, "Format csv: no line with the names of the columns");
+  command.add_flag("--no-header", hasNoHeader, "Format csv: omit the line with the column names");
   command.add_flag("--csv-safe", isCsvSafe,
-                   "Format csv: an apostrophe before text that a spreadsheet could run as a formula");
-  named(
-      command.add_option("--separator", separator, "Format csv: between cells, one character or tab, default a comma"),
-      "CHARACTER");
+                   "Format csv: write an apostrophe before text that a spreadsheet could run as a formula");
+  named(command.add_option("--separator", separator,
+                           "Format csv: separator between cells, one character or tab, default a comma"),
+        "CHARACTER");
 }
 
 void DecodeLine::addBinaryText(CLI::App& command) {
-  command.add_flag("--binary-text", isTextBinary, "Arrow only: CHAR and STRING as binary, so any bytes");
+  command.add_flag("--binary-text", isTextBinary,
+                   "Arrow only: write CHAR and STRING as binary columns, which may contain any bytes");
 }
 
 DecodeOptions DecodeLine::options(const TimeZone& zone) const {

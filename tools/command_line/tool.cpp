@@ -138,7 +138,7 @@ int runCommand(std::vector<std::string> arguments, const Streams& streams, const
     const std::string found = findCompanion(command.program->name);
     if (found.empty()) {
       throw UsageError(name + " needs the program " + command.program->name +
-                       ", which is neither beside mdmsg nor on the PATH; install the package " +
+                       ", which is neither in the folder of mdmsg nor on the PATH; install the package " +
                        command.program->package);
     }
     throw UsageError("cannot run " + found + ": " + runInstead(found, given));

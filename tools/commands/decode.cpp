@@ -115,7 +115,7 @@ class TextWriter : public MessageWriter {
   void printRaw(const MD_Message& message) {
     if (std::find(m_ids.begin(), m_ids.end(), kEndOfPrintOut) != m_ids.end()) {
       m_task.reporter.note(ReportKind::Unreadable, m_names.label(kEndOfPrintOut),
-                           "ends the raw text; leave --raw-text out to see all fields");
+                           "ends the raw text; omit --raw-text to see all fields");
     }
     m_printed.clear();
     if (m_isPrice) {

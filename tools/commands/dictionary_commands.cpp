@@ -129,7 +129,7 @@ const char* valueText(std::uint8_t type) {
     case DATATYPES::BUFFER:
       return "up to 65535 bytes, in mInt 255";
     default:
-      return isCarried(type) ? "8 bytes" : "carried by no message";
+      return isCarried(type) ? "8 bytes" : "not carried by messages";
   }
 }
 
@@ -267,7 +267,7 @@ ExitStatus listFields(const FieldSearch& search, Output& out, Reporter& reporter
   if (search.type) {
     type = typeCode(*search.type);
     if (!type) {
-      throw UsageError("there is no type " + inQuotes(*search.type));
+      throw UsageError("unknown type " + inQuotes(*search.type));
     }
   }
   const std::string wanted = inLowerCase(search.text);
@@ -286,7 +286,7 @@ ExitStatus listFields(const FieldSearch& search, Output& out, Reporter& reporter
   }
   if (!isFound) {
     reporter.setInput("dictionary");
-    reporter.wholeInput("no field is like that");
+    reporter.wholeInput("no field matches");
   }
   return isFound ? kDone : kBadData;
 }

@@ -19,8 +19,8 @@ void appendDumpTitle(const InputMessage& input, const Reporter& reporter, std::s
     out += ", " + textOf(input.source) + " to " + textOf(input.destination);
   }
   const char* const encoding = input.sizeBytes != 0 ? encodingName(input.data[0]) : nullptr;
-  out += std::string(": ") + (encoding != nullptr ? encoding : "no encoding") + ", " + std::to_string(input.sizeBytes) +
-         (input.sizeBytes == 1 ? " byte\n" : " bytes\n");
+  out += std::string(": ") + (encoding != nullptr ? encoding : "unknown encoding") + ", " +
+         std::to_string(input.sizeBytes) + (input.sizeBytes == 1 ? " byte\n" : " bytes\n");
 }
 
 }  // namespace

@@ -73,7 +73,7 @@ class Encoder {
         m_message(createMessage(options.encoding)),
         m_sink(options.sink, m_names, out),
         m_out(out) {
-    m_selection.refusePseudoFields("is known of messages that are read, not of their texts");
+    m_selection.refusePseudoFields("is a property of messages, which JSON and CSV input does not have");
   }
 
   const FieldNames& names() const noexcept { return m_names; }

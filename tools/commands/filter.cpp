@@ -14,7 +14,7 @@ namespace {
 /// Reports what was not written because it is no message, unless something else reports it.
 void tellOthers(const CaptureCounts& counts, Reporter& reporter) {
   if (const std::uint64_t others = counts.tcp + counts.otherTransport + counts.notIp; others != 0) {
-    reporter.tell(counted(others, "packet holds", "packets hold") + " no UDP datagram and " +
+    reporter.tell(counted(others, "packet contains", "packets contain") + " no UDP datagram and " +
                   (others == 1 ? "is" : "are") + " not written (--all-packets)");
   }
 }

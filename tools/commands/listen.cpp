@@ -53,7 +53,7 @@ void listen(const ListenOptions& options, const SelectionOptions& selection, Out
   reporter.tell("listening on " + name);
   const std::uint32_t bufferBytes = source.receiveBufferBytes();
   if (options.limits.receiveBufferBytes.value_or(bufferBytes) > bufferBytes) {
-    reporter.tell("the system gives a receive buffer of " + std::to_string(bufferBytes) + " bytes, not of " +
+    reporter.tell("the system grants a receive buffer of " + std::to_string(bufferBytes) + " bytes instead of " +
                   std::to_string(*options.limits.receiveBufferBytes));
   }
   reporter.setInput(name);
@@ -68,7 +68,7 @@ void listen(const ListenOptions& options, const SelectionOptions& selection, Out
   }
   if (const std::uint64_t dropped = source.dropped()) {
     reporter.wholeInput("the system dropped " + counted(dropped, "datagram") +
-                        " that came faster than they were read; --receive-buffer makes room for more");
+                        " that arrived faster than they were read; --receive-buffer sets a larger buffer");
   }
   const std::uint64_t wanted = options.limits.datagrams;
   if (wanted != ListenLimits().datagrams && source.hasEndedEarly()) {

@@ -42,7 +42,7 @@ class Head {
   void reportLate() const {
     if (m_late != 0) {
       m_task.reporter.wholeInput(counted(m_late, "message is", "messages are") +
-                                 " earlier than the one before, and not sorted");
+                                 " earlier than the one before; inputs are not sorted");
     }
   }
 
@@ -54,7 +54,8 @@ class Head {
       return time.get();
     }
     if (m_message.packet == nullptr && !m_timeField) {
-      throw UsageError(pathText(*m_message.file) + " is no capture and states no times; --time-field names a field");
+      throw UsageError(pathText(*m_message.file) +
+                       " is not a capture and has no timestamps; name a field with --time-field");
     }
     return m_message.timeNs ? std::optional(static_cast<std::uint64_t>(std::max<std::int64_t>(*m_message.timeNs, 0)))
                             : std::nullopt;

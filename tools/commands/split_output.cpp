@@ -35,7 +35,7 @@ SplitOutput::File& SplitOutput::fileOf(const std::string& path, std::string_view
   }
   if (m_files.size() >= m_options.mostFiles) {
     writeAll();
-    throw UsageError("--split-by makes more than " + counted(m_options.mostFiles, "file") + " (--max-files)");
+    throw UsageError("--split-by needs more than " + counted(m_options.mostFiles, "file") + " (--max-files)");
   }
   auto file = std::make_unique<File>();
   m_options.open(file->file, path);

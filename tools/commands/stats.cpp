@@ -45,7 +45,7 @@ class OrderedCounts {
     if (!options.sequenceField.empty()) {
       m_sequence = names.match("--sequence", options.sequenceField);
       if (m_sequence->type != DATATYPES::INT && m_sequence->type != DATATYPES::INT64) {
-        throw UsageError("--sequence: field " + printable(options.sequenceField) + " is no INT or INT64");
+        throw UsageError("--sequence: field " + printable(options.sequenceField) + " is not an INT or INT64");
       }
       m_result.sequence.emplace();
       if (!options.sequencePer.empty()) {

@@ -22,7 +22,7 @@ std::unique_ptr<MD_Message> createMessage(const std::string& encoding) {
   auto message =
       encoding == "preferred" ? MD_Message::createPreferred(true) : MD_Message::createFromPB(encodingCode(encoding));
   if (message == nullptr) {
-    throw UsageError("there is no encoding for " + inQuotes(encoding));
+    throw UsageError("unknown encoding " + inQuotes(encoding));
   }
   return message;
 }

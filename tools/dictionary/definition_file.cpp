@@ -20,6 +20,7 @@
 #include "base/diagnostics.h"
 #include "base/utf8.h"
 #include "text/value_text.h"
+#include "text/xml_text.h"
 
 namespace MD::tool {
 namespace {
@@ -260,25 +261,6 @@ void readXmlEntry(const TiXmlElement& element, DefinitionFile& file) {
   file.entries.push_back(std::move(entry));
 }
 
-/// TinyXML's own way leaves what looks like a character reference as it is.
-void appendXmlText(std::string_view text, std::string& out) {
-  for (const char c : text) {
-    switch (c) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      default:
-        out += c;
-    }
-  }
-}
-
 /// Reports the siblings of `element` that are no `name`.
 void noteOthers(const TiXmlElement* element, const std::string& name, DefinitionFile& file) {
   for (; element != nullptr; element = element->NextSiblingElement()) {
@@ -371,7 +353,7 @@ DefinitionFile readTextDefinitions(std::string_view text) {
     checkLayout(entry, idPlace, typePlace, idWord, file);
     lost += entry.isRead ? 0 : 1;
     if (file.entries.size() == kMostKept) {
-      fail(entry.place, "more than " + std::to_string(kMostKept) + " entries; the rest is not looked at", "");
+      fail(entry.place, "more than " + std::to_string(kMostKept) + " entries; the rest is not checked", "");
       break;
     }
     file.entries.push_back(std::move(entry));
@@ -402,7 +384,7 @@ DefinitionFile readXmlDefinitions(std::string_view contents) {
   const TiXmlElement* const fields = root != nullptr ? root->FirstChildElement("FieldDefinition") : nullptr;
   if (fields == nullptr) {
     file.addProblem(FindingKind::File, root != nullptr ? placeOf(*root) : FilePlace(),
-                    "there is no <FieldDefinition> in the outermost element; the library reads no entry");
+                    "the outermost element contains no <FieldDefinition>; the library reads no entry");
     return file;
   }
   if (const TiXmlElement* const again = fields->NextSiblingElement("FieldDefinition")) {
@@ -442,6 +424,7 @@ const char* const kXmlEnd =
     "</Dictionary>\n";
 
 void appendXmlDefinition(const Definition& entry, std::string& out) {
+  // TinyXML's own encoding would leave text that looks like a character reference unchanged.
   const auto appendElement = [&out](const char* tag, const std::string& text) {
     out.append("<").append(tag).append(">");
     appendXmlText(text, out);

@@ -354,7 +354,7 @@ class Deriver {
       if (!column.isReported) {
         column.isReported = true;
         m_reporter.note(ReportKind::Dictionary, column.name,
-                        types == 0 ? "no type takes this value" : "no type takes this value and those before");
+                        types == 0 ? "no type accepts this value" : "no type accepts this value and those before");
       }
       return;
     }
@@ -406,7 +406,7 @@ void deriveDictionary(Inputs& inputs, const DeriveOptions& options, Output& out,
       continue;
     }
     if (!column.hasValue) {
-      reporter.entry("samples", label + "no value seen; taken for a STRING", false);
+      reporter.entry("samples", label + "no value seen; assumed to be a STRING", false);
     }
     Definition entry;
     entry.name = column.name;

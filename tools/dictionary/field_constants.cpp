@@ -195,7 +195,7 @@ class Generator {
     constexpr std::size_t kMostComplaints = 10;
     const std::size_t count = complaints.size();
     complaints.resize(std::min(count, kMostComplaints));
-    throw UsageError("not every field has a name of its own (choose fields with --only): " + joined(complaints, "; ") +
+    throw UsageError("the constants cannot be written (choose fields with --only): " + joined(complaints, "; ") +
                      (count > kMostComplaints ? "; and " + std::to_string(count - kMostComplaints) + " more" : ""));
   }
 
@@ -256,11 +256,11 @@ class Generator {
     }
     writeNotCarried("//");
     line();
-    line("/// Compares these fields with the process's dictionary.");
+    line("/// Compares these fields with the dictionary of the process.");
     line(
-        "/// @throws std::runtime_error when it gives one of them another id or type, or does not have it; the text "
-        "names");
-    line("///         field and difference");
+        "/// @throws std::runtime_error if a field is missing or has another id or type; the text names the field and "
+        "the");
+    line("///         difference");
     line("inline void check() {");
     line("  static constexpr MD::ExpectedField kFields[] = {");
     for (const auto& [field, identifier] : m_constants) {
@@ -304,12 +304,11 @@ class Generator {
     writeNotCarried("//");
     line();
     line(
-        "/* Compares these fields with the process's dictionary. False when it gives one of them another id or type, "
-        "or does");
+        "/* Compares these fields with the dictionary of the process. False if a field is missing or has another id or "
+        "type:");
     line(
-        " * not have it: text[0] to text[capacity - 1] then name field and difference, terminated by NUL. A null "
-        "`text` forgoes");
-    line(" * that. */");
+        " * text[0] to text[capacity - 1] then name the field and the difference, terminated by NUL. A null `text` "
+        "skips this. */");
     line("static inline bool " + m_checkFunction + "(char* text, size_t capacity) {");
     line("  static const MD_ExpectedField kFields[] = {");
     for (const Constant& constant : m_constants) {
@@ -380,7 +379,7 @@ class DateTime(_typing.Protocol):
 
 
 class FieldInfo(_typing.Protocol):
-    """What a dictionary knows of a field."""
+    """The entry of a field in a dictionary."""
 
     @property
     def id(self) -> int: ...
@@ -396,7 +395,7 @@ class FieldInfo(_typing.Protocol):
 def check(dictionary: _typing.Optional[_typing.Mapping[str, FieldInfo]] = None) -> None:
     """Compares these fields with a dictionary, by default that of the package md_message.
 
-    Raises ValueError when it gives one of them another id or type, or does not have it; the text names field and
+    Raises ValueError if a field is missing or has another id or type; the text names the field and the
     difference.
     """
     found: _typing.Mapping[str, FieldInfo] = (

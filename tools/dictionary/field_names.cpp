@@ -84,7 +84,7 @@ const FIELDS::field_rec* FieldNames::entry(const std::string& key) const {
 Field FieldNames::carried(const FIELDS::field_rec& row, const std::string& key) const {
   const Field field{row.id, type(row.id)};
   if (!isCarried(field.type)) {
-    throw LineError(std::string("values of type ") + typeName(field.type) + " are carried by no message", key);
+    throw LineError(std::string("values of type ") + typeName(field.type) + " are not carried by messages", key);
   }
   return field;
 }

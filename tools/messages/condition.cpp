@@ -234,7 +234,7 @@ class Condition::Test {
         return;
       case Kind::Text:
         if (m_pseudo == PseudoField::Encoding && encodingCode(text) == 0) {
-          throw LineError("there is no encoding " + inQuotes(text) + " (" + encodingList() + ")");
+          throw LineError("unknown encoding " + inQuotes(text) + " (" + encodingList() + ")");
         }
         m_texts.push_back(text);
         return;

@@ -48,7 +48,7 @@ void addCell(MD_Message& message, Field field, const std::string& text) {
     case DATATYPES::EPOCH_NSEC:
       return addValue(message, field.id, parseEpochNs(text));
     default:
-      throw LineError(std::string("values of type ") + typeName(field.type) + " are carried by no message");
+      throw LineError(std::string("values of type ") + typeName(field.type) + " are not carried by messages");
   }
 }
 

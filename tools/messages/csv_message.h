@@ -13,7 +13,7 @@
 namespace MD::tool {
 
 /// The fields that the current record, a header, names.
-/// @throws LineError when one is unknown, carried by no message, or there twice
+/// @throws LineError when one is unknown, not carried by messages, or there twice
 std::vector<std::optional<Field>> readCsvHeader(const CsvReader& record, const FieldNames& names);
 
 /// Fills an empty message from the current record. An empty cell is a field that is not sent; a pair of quotes is

@@ -142,37 +142,37 @@ class Dumper {
       case Flaw::None:
         break;
       case Flaw::NoEncoding:
-        return "no encoding begins with this byte (" + encodingList() + ")";
+        return "unknown encoding byte (" + encodingList() + ")";
       case Flaw::OtherMark:
-        return "not \"QR1\"; receivers do not look";
+        return "not \"QR1\"; receivers ignore these bytes";
       case Flaw::HalfId:
-        return "one byte is too few for an id; receivers cut it off";
+        return "one byte is too short for a field id; receivers drop it";
       case Flaw::UnknownField:
-        return m_bytes[0] == ENCODINGS::ITERMAP
-                   ? "not in the dictionary, so its length is not known; receivers cut the id out and go on behind it"
-                   : "not in the dictionary; receivers cut this record out";
+        return m_bytes[0] == ENCODINGS::ITERMAP ? "not in the dictionary, so the length is unknown; receivers drop the "
+                                                  "id and resume parsing after it"
+                                                : "not in the dictionary; receivers drop this record";
       case Flaw::NotCarried:
-        return std::string("no message carries values of type ") + typeName(record.dictionaryType);
+        return std::string("messages do not carry values of type ") + typeName(record.dictionaryType);
       case Flaw::Repeated:
-        return "this field stands at byte " + std::to_string(record.earlier) + ", too; the last one counts";
+        return "this field also occurs at byte " + std::to_string(record.earlier) + "; readers use the last one";
       case Flaw::OtherType:
-        return std::string("the dictionary says ") + typeName(record.dictionaryType) +
-               "; receivers cut this record out";
+        return std::string("the dictionary declares ") + typeName(record.dictionaryType) +
+               "; receivers drop this record";
       case Flaw::TypeOutOfRange:
-        return "the first byte is not 0; receivers do not look";
+        return "the first byte is not 0; receivers ignore it";
       case Flaw::EndsInRecord:
         return "the message is truncated within the record";
       case Flaw::EndsInValue:
         return "the message is truncated within the value, of which it has " + std::to_string(part.sizeBytes) + " of " +
                std::to_string(part.number) + " bytes";
       case Flaw::WrongSize:
-        return counted(part.sizeBytes, "byte is", "bytes are") + " no " + typeName(record.type);
+        return counted(part.sizeBytes, "byte") + ": invalid length for " + typeName(record.type);
       case Flaw::NoTerminator:
-        return "the NUL that ends a string is missing";
+        return "the terminating NUL of the string is missing";
       case Flaw::OtherTerminator:
-        return "the last byte, which receivers leave away, is no NUL";
+        return "the last byte is not NUL; readers drop it";
       case Flaw::TooLong:
-        return "longer than what can be read";
+        return "too long to be read";
     }
     return {};
   }

@@ -58,7 +58,7 @@ Feed::Feed(const FeedOptions& options)
       m_engine(options.seed),
       m_timeNs(options.startNs) {
   if (options.perSecond == 0 || options.perSecond > kNsPerSecond) {
-    throw UsageError("--rate is a number of messages a second, 1 to 1000000000");
+    throw UsageError("--rate is a number of messages/s, 1 to 1000000000");
   }
   if (options.startNs < 0) {
     throw UsageError("--start is a time from 1970 on");
@@ -66,7 +66,7 @@ Feed::Feed(const FeedOptions& options)
   for (const std::string& name : options.encodings) {
     const std::uint8_t code = encodingCode(name);
     if (code == 0) {
-      throw UsageError("there is no encoding for " + inQuotes(name));
+      throw UsageError("unknown encoding " + inQuotes(name));
     }
     m_messages.push_back(MD_Message::createFromPB(code));
   }
@@ -81,7 +81,7 @@ Feed::Feed(const FeedOptions& options)
     m_instruments.push_back(instrument);
   }
   if (m_messages.empty() || m_instruments.empty()) {
-    throw UsageError("a feed has at least one encoding and one symbol");
+    throw UsageError("a feed requires at least one encoding and one symbol");
   }
 }
 

@@ -332,7 +332,7 @@ class JsonReader::Handler {
     MD_DateTime value;
     MD_DateTime::deserialize(value, bytes);
     if (value.date() != date || value.time() != time || value.exch_gmt_offset() != offset) {
-      throw LineError("\"packed\" holds another date, time or offset than stand beside it");
+      throw LineError("\"packed\" does not match the date, time and offset beside it");
     }
     addValue(*m_message, m_field.id, value);
   }

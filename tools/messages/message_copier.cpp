@@ -20,11 +20,11 @@ void MessageCopier::append(const InputMessage& message, std::string& out) {
   requireSameKind(message);
   if (m_format) {
     if (!message.timeNs) {
-      throw LineError(ReportKind::NotHeld, "the capture states no time for the packet that can be written");
+      throw LineError(ReportKind::NotHeld, "the capture has no valid timestamp for the packet");
     }
     if (message.packet->isCut) {
       throw LineError(ReportKind::NotHeld, "the packet is longer than the " + std::to_string(m_format->snapshotBytes) +
-                                               " bytes that the capture states for all packets");
+                                               " bytes of the snapshot length of the capture");
     }
     appendPacket(*message.packet, *m_format, *message.timeNs, out);
   } else if (m_options.form == InputForm::Framed) {
@@ -43,7 +43,7 @@ void MessageCopier::append(const InputMessage& message, std::string& out) {
 /// A packet of a capture with another link type would be misread, and one that is longer than the header says cut.
 void MessageCopier::requireSameKind(const InputMessage& message) const {
   const auto refuse = [&](const char* what) {
-    throw UsageError(pathText(*message.file) + what + " than the input before it; the output has one kind");
+    throw UsageError(pathText(*message.file) + what + " than the input before it; one output cannot hold both");
   };
   if (m_format.has_value() != (message.packet != nullptr)) {
     refuse(" is of another kind");

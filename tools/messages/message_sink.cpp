@@ -31,7 +31,7 @@ void appendBytes(const std::uint8_t* bytes, std::size_t sizeBytes, std::string& 
 Field timeFieldOf(const std::string& name, const FieldNames& names) {
   const Field field = names.match("--time-field", name);
   if (field.type != DATATYPES::EPOCH_NSEC) {
-    throw UsageError("--time-field: field " + printable(name) + " is no EPOCH_NSEC");
+    throw UsageError("--time-field: field " + printable(name) + " is not an EPOCH_NSEC");
   }
   return field;
 }

@@ -27,7 +27,7 @@ PseudoField parsePseudoField(std::string_view name) {
     for (const auto& row : kNames) {
       list += (list.empty() ? "" : ", ") + std::string(row.name);
     }
-    throw LineError("it is none of " + list, std::string(name));
+    throw LineError("it is not one of " + list, std::string(name));
   }
   return found->field;
 }

@@ -73,11 +73,11 @@ void noteLeftOut(const MD_Message& message, const InputMessage& input, Reporter&
 
 LineError notOurs(const InputMessage& input) {
   if (input.sizeBytes == 0) {
-    return LineError(ReportKind::UnknownEncoding, "there is no byte in it");
+    return LineError(ReportKind::UnknownEncoding, "the message is empty");
   }
   std::string code;
   appendHex(input.data, 1, code);
-  return LineError(ReportKind::UnknownEncoding, "no encoding begins with byte " + code + " (" + encodingList() + ")");
+  return LineError(ReportKind::UnknownEncoding, "unknown encoding byte " + code + " (" + encodingList() + ")");
 }
 
 bool listFields(const MD_Message& message, const FieldNames& names, Reporter& reporter,
@@ -138,7 +138,7 @@ void noteUnreadable(const MD_Message& message, std::uint16_t id, const FieldName
   const std::uint8_t type = names.type(id);
   std::string text;
   if (!isCarried(type)) {
-    text = std::string("values of type ") + typeName(type) + " are carried by no message";
+    text = std::string("values of type ") + typeName(type) + " are not carried by messages";
   } else {
     std::uint8_t storedType = 0;
     std::uint32_t sizeBytes = 0;
@@ -148,7 +148,7 @@ void noteUnreadable(const MD_Message& message, std::uint16_t id, const FieldName
       text = "the message is truncated within the value, of which it has " + std::to_string(there) + " of " +
              std::to_string(sizeBytes) + " bytes";
     } else {
-      text = "the " + std::to_string(sizeBytes) + " bytes of its value are no " + typeName(type);
+      text = counted(sizeBytes, "byte") + ": invalid length for " + typeName(type);
     }
   }
   reporter.note(ReportKind::Unreadable, names.label(id), text);

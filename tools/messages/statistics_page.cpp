@@ -7,6 +7,7 @@
 #include "messages/bar_chart.h"
 #include "messages/statistics.h"
 #include "messages/statistics_text.h"
+#include "text/xml_text.h"
 
 namespace MD::tool {
 namespace {
@@ -14,27 +15,7 @@ namespace {
 /// Text of an input: what a terminal would obey is escaped as in the text report, then what a browser would.
 std::string shown(std::string_view text) {
   std::string out;
-  for (const char c : printable(text)) {
-    switch (c) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      case '\'':
-        out += "&#39;";
-        break;
-      default:
-        out += c;
-    }
-  }
+  appendXmlText(printable(text), out);
   return out;
 }
 

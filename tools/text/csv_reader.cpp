@@ -29,7 +29,7 @@ bool CsvReader::next() {
         throw LineError("cell " + std::to_string(m_size) + ": the quote is never closed");
       }
       if (!rest.empty() && rest[0] != m_separator) {
-        throw LineError("cell " + std::to_string(m_size) + ": text behind the closing quote");
+        throw LineError("cell " + std::to_string(m_size) + ": text after the closing quote");
       }
     } else {
       const std::size_t end = rest.find(m_separator);

@@ -12,15 +12,15 @@ LineError inColumn(std::size_t column, const std::string& reason) {
 const char* reasonOf(rapidjson::ParseErrorCode code) noexcept {
   switch (code) {
     case rapidjson::kParseErrorDocumentRootNotSingular:
-      return "text behind the value";
+      return "text after the value";
     case rapidjson::kParseErrorObjectMissName:
       return "a key in double quotes is missing";
     case rapidjson::kParseErrorObjectMissColon:
-      return "a colon is missing behind the key";
+      return "a colon is missing after the key";
     case rapidjson::kParseErrorObjectMissCommaOrCurlyBracket:
-      return "a comma or '}' is missing behind the value";
+      return "a comma or '}' is missing after the value";
     case rapidjson::kParseErrorArrayMissCommaOrSquareBracket:
-      return "a comma or ']' is missing behind the value";
+      return "a comma or ']' is missing after the value";
     case rapidjson::kParseErrorStringUnicodeEscapeInvalidHex:
       return "\\u takes four hex digits";
     case rapidjson::kParseErrorStringUnicodeSurrogateInvalid:
@@ -30,7 +30,7 @@ const char* reasonOf(rapidjson::ParseErrorCode code) noexcept {
     case rapidjson::kParseErrorStringInvalidEncoding:
       return "not UTF-8";
     case rapidjson::kParseErrorNumberMissFraction:
-      return "a digit is missing behind the decimal point";
+      return "a digit is missing after the decimal point";
     case rapidjson::kParseErrorNumberMissExponent:
       return "a digit is missing in the exponent";
     default:
@@ -46,7 +46,7 @@ LineError jsonError(rapidjson::ParseErrorCode code, std::string_view text, std::
     return inColumn(end, printable(text.substr(offset, end - offset)) + " is too large a number");
   }
   if (code == rapidjson::kParseErrorStringEscapeInvalid) {
-    return inColumn(offset + 1, text.substr(offset, 1) == "\\" ? "there is no such escape sequence"
+    return inColumn(offset + 1, text.substr(offset, 1) == "\\" ? "unknown escape sequence"
                                                                : "a control character that is not escaped");
   }
   return inColumn(offset + 1, reasonOf(code));

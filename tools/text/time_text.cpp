@@ -234,7 +234,7 @@ TimeZone TimeZone::parse(const std::string& text) {
   }
   zone.m_named = findZone(text);
   if (zone.m_named == nullptr) {
-    throw UsageError("there is no time zone " + inQuotes(text) +
+    throw UsageError("unknown time zone " + inQuotes(text) +
                      " (UTC, local, an offset such as +05:30, or a name that the system knows)");
   }
   return zone;
@@ -381,7 +381,7 @@ TimeFormat::TimeFormat(const std::string& style, std::optional<unsigned> digits,
     m_strftime = style;
   } else {
     throw UsageError("--time-format: " + inQuotes(style) +
-                     " is none of iso, spreadsheet, s, ms, us, ns, nor a strftime format such as %H:%M:%S");
+                     " is neither iso, spreadsheet, s, ms, us, ns nor a strftime format such as %H:%M:%S");
   }
   if (digits && *digits != 0 && *digits != 3 && *digits != 6 && *digits != 9) {
     throw UsageError("--time-digits is 0, 3, 6 or 9");

@@ -31,7 +31,7 @@ bool isCapture(std::string_view firstBytes) noexcept {
 }
 
 LineError noSuchTime(const std::string& ns) {
-  return LineError(ReportKind::NotHeld, "a capture cannot say the time " + ns + " (years 1970 to 2106)");
+  return LineError(ReportKind::NotHeld, "a capture cannot store the time " + ns + " (years 1970 to 2106)");
 }
 
 void appendCaptureHeader(const CaptureFormat& format, std::string& out) {

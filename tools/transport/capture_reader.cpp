@@ -214,7 +214,7 @@ class OpenCapture {
     if (m_capture == nullptr) {
       static_cast<void>(std::fclose(file));  // it was only read
       input.rethrow();
-      throw InputError("no capture that can be read: " + printable(text));
+      throw InputError("not a readable capture: " + printable(text));
     }
   }
   ~OpenCapture() {
@@ -331,7 +331,7 @@ class CaptureSource : public MessageSource {
     }
     m_packet.format = *m_format;
     if (!isKnownLinkType(m_capture.link())) {
-      throw InputError("its packets have link headers of a kind that is not known here, " + m_capture.linkName());
+      throw InputError("unsupported link type of its packets: " + m_capture.linkName());
     }
     if (!options.filter.empty()) {
       m_capture.setFilter(options.filter);
@@ -439,13 +439,13 @@ class CaptureSource : public MessageSource {
         if (m_takesPackets) {
           return false;
         }
-        throw LineError("the capture holds a part of this datagram only; skipped");
+        throw LineError("the capture contains only a part of this datagram; skipped");
       case PacketKind::Malformed:
         ++m_counts.malformed;
         if (m_takesPackets) {
           return false;
         }
-        throw LineError(std::string("broken packet: ") + packet.reason);
+        throw LineError(std::string("malformed packet: ") + packet.reason);
       case PacketKind::Fragment:
         ++m_counts.fragments;
         m_fragmentNumbers.add(m_counts.packets);
@@ -493,7 +493,7 @@ class CaptureSource : public MessageSource {
       text += ", ...";
     }
     if (m_empty != 0) {
-      text += (text.empty() ? "no byte at all (" : ", no byte at all (") + std::to_string(m_empty) + ')';
+      text += (text.empty() ? "empty (" : ", empty (") + std::to_string(m_empty) + ')';
     }
     return text;
   }

@@ -35,7 +35,7 @@ class Inputs {
       return true;
     } catch (const InputError& error) {
       // Part of it was used.
-      m_reporter.wholeInput(std::string(error.what()) + "; what comes before was read");
+      m_reporter.wholeInput(std::string(error.what()) + "; everything before this was processed");
     } catch (const std::ios_base::failure&) {
       m_reporter.unusable("cannot read " + pathText(m_reporter.input()));
     }

@@ -12,7 +12,7 @@ Framing parseFraming(const std::string& text) {
       return framing;
     }
   }
-  throw UsageError("there is no framing " + inQuotes(text) + " (u16le, u16be, u32le, u32be)");
+  throw UsageError("unknown framing " + inQuotes(text) + " (u16le, u16be, u32le, u32be)");
 }
 
 CaptureCounts operator+(CaptureCounts sum, const CaptureCounts& counts) noexcept {

@@ -129,7 +129,7 @@ class RawSource : public MessageSource {
       throw tooLongToRead("the message", m_longestBytes);
     }
     if (m_bytes.empty()) {
-      throw LineError("there is no message in it: it is empty");
+      throw LineError("the input is empty");
     }
     message = {};
     message.data = m_bytes.data();
@@ -258,7 +258,7 @@ std::unique_ptr<MessageSource> openMessages(InputBuffer& in, const SourceOptions
     form = isCapture(in.peek(kCaptureMagicBytes)) ? InputForm::Capture : InputForm::HexLines;
   }
   if (form != InputForm::Capture && options.selectsDatagrams()) {
-    throw UsageError("--port, --group and --filter require a capture; " + pathText(reporter.input()) + " is none");
+    throw UsageError("--port, --group and --filter require a capture, which " + pathText(reporter.input()) + " is not");
   }
   switch (form) {
     case InputForm::Lines:

@@ -17,8 +17,8 @@ template <class T>
 inline constexpr bool kIsByte = std::is_same_v<T, unsigned char> || std::is_same_v<T, signed char> ||
                                 std::is_same_v<T, char> || std::is_same_v<T, std::byte>;
 
-/// Whether `Range` holds bytes one after the other, as std::vector<std::uint8_t>, std::array<std::byte, 8> and
-/// std::string_view do. A literal does not: its NUL is not one of its characters.
+/// Whether `Range` holds contiguous bytes, such as std::vector<std::uint8_t>, std::array<std::byte, 8> and
+/// std::string_view. A literal is excluded because of its NUL.
 template <class Range, class = void>
 inline constexpr bool kIsByteRange = false;
 template <class Range>

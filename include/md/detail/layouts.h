@@ -1,5 +1,5 @@
 /// @file
-/// The layout of received bytes by their first byte. For the library's own headers.
+/// The layout of received bytes by their first byte. For the headers of the library only.
 #ifndef MD_DETAIL_LAYOUTS_H
 #define MD_DETAIL_LAYOUTS_H
 
@@ -13,14 +13,14 @@
 
 namespace MD::detail {
 
-/// Names a layout without an object of it.
+/// Identifies a layout without an object of it.
 template <class L>
 struct LayoutTag {
   using Layout = L;
 };
 
-/// Calls `use` with the layout of the encoding that the first byte names.
-/// @return what `use` returns; a null result for bytes of no encoding, and for null or no bytes
+/// Calls `use` with the layout of the encoding that the first byte selects.
+/// @return the result of `use`; a null result for an unknown encoding byte, and for null or no bytes
 template <class Use>
 MD_ALWAYS_INLINE inline auto withLayout(const std::uint8_t* bytes, std::uint64_t sizeBytes, Use use)
     -> decltype(use(LayoutTag<MIntLayout>())) {

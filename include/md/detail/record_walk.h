@@ -1,7 +1,7 @@
 /// @file
-/// The walk over the records of received bytes: which of them are fields, which are dropped, and where each ends. It
-/// needs no message: the parser, and whoever reads received bytes without one, use the same walk. For the library's own
-/// headers.
+/// The scan of the records of received bytes: which of them are fields, which are dropped, and where each ends. It does
+/// not need a message: the parser and the functions that read received bytes without a message use the same scan. For
+/// the headers of the library only.
 #ifndef MD_DETAIL_RECORD_WALK_H
 #define MD_DETAIL_RECORD_WALK_H
 
@@ -19,53 +19,53 @@
 
 namespace MD::detail {
 
-/// The head of the record at `position`: its own id decides which type the dictionary gives it.
+/// The header of the record at `position`. Its id determines its type in the dictionary.
 template <class Layout, class Bytes>
 MD_ALWAYS_INLINE inline RecordHead headAt(const Bytes& bytes, std::uint64_t position, const MD_FieldMap& dictionary) {
   return Layout::head(bytes, position, dictionary.packed(Layout::id(bytes, position)).type);
 }
 
-/// Reads the value of a record. @return false, `out` unchanged, when it is no `T`, runs past the end, or cannot be had
+/// Reads the value of a record. @return false, `out` unchanged, if it is not a `T`, is truncated, or cannot be read
 template <class Layout, class Bytes, class T>
 MD_ALWAYS_INLINE inline bool readValue(const Bytes& bytes, const RecordHead& head, T& out) {
   return head.type == kTypeCode<T> && bytes.fits(head.position, head.bytes()) && Layout::decode(bytes, head, out);
 }
 
-/// What the walk meets.
+/// A record found by the scan.
 struct WalkedRecord {
   enum class Kind : std::uint8_t {
-    Field,     ///< kept: the dictionary holds the id, and gives it the type of the record
+    Field,     ///< kept: the dictionary contains the id with the type of the record
     BadField,  ///< dropped: an unknown id, or another type on the wire
     LoneByte,  ///< dropped: less than a field id remains
   };
 
   RecordHead head;
-  std::uint64_t end;         ///< of the bytes that are kept or dropped, where the next record starts
+  std::uint64_t end;         ///< end of the bytes that are kept or dropped: start of the next record
   FIELDS::packed_rec field;  ///< the entry of the id in the dictionary
-  std::uint16_t id;          ///< of a lone byte, that byte
+  std::uint16_t id;          ///< for a LoneByte, that byte
   Kind kind;
 
   /// Whether the bytes end within the record, which is then the last.
   bool isTruncated() const noexcept { return head.bytes() > end - head.position; }
 };
 
-/// Goes from record to record. Every record ends where its own head says, also one that is dropped; of an encoding
-/// whose records do not say so, a record of an unknown id is its id alone, and the walk goes on behind that.
+/// Advances from record to record. The header of a record determines where it ends, also if it is dropped. If the
+/// encoding does not store lengths, a record of an unknown id consists of its id only, and the scan resumes after it.
 template <class Layout>
 class RecordWalk {
  public:
-  /// @param bytes     a serialised message; its first header bytes are not looked at
-  /// @param position  where a record starts
+  /// @param bytes     a serialised message; its message header is not checked
+  /// @param position  start of a record
   RecordWalk(ByteView bytes, const MD_FieldMap& dictionary, std::uint64_t position = kHeaderBytes<Layout>) noexcept
       : m_bytes(bytes), m_dictionary(&dictionary), m_position(position) {}
 
-  /// Where the next record starts.
+  /// The start of the next record.
   std::uint64_t position() const noexcept { return m_position; }
   bool isAtEnd() const noexcept { return m_position >= m_bytes.size(); }
 
-  /// Fast: calls `use(field, id, position)` for one record after another, as long as they are fields and whole. The
-  /// first that is not is left to next(). A `use` that returns a bool ends it, before the record, by false.
-  // Where the next record starts is known sooner from this one's start than from its length.
+  /// The fast path: calls `use(field, id, position)` for each record, up to the first one that is not a complete field,
+  /// which next() handles. If `use` returns a bool, false ends the scan before that record.
+  // The start of the next record is known sooner from the start of this one than from its length.
   template <class Use>
   MD_ALWAYS_INLINE void passWholeFields(Use use) {
     const WholeBytes bytes = m_bytes.whole();
@@ -93,7 +93,7 @@ class RecordWalk {
     m_position = position;
   }
 
-  /// Any record. @return false when there is none left
+  /// Any record. @return false if there is none left
   MD_ALWAYS_INLINE bool next(WalkedRecord& record) noexcept {
     const std::uint64_t left = m_bytes.left(m_position);
     if (left == 0) {
@@ -102,7 +102,7 @@ class RecordWalk {
     if (left < sizeof(std::uint16_t)) {
       record = {{m_position, 0, 0, 0}, m_position + left, {}, *m_bytes.at(m_position), WalkedRecord::Kind::LoneByte};
     } else {
-      // Nearly always the head is inside the message.
+      // The header is nearly always inside the message.
       left >= Layout::kMaxHeadBytes ? read(m_bytes.whole(), left, record) : read(m_bytes, left, record);
     }
     m_position = record.end;

@@ -1,6 +1,6 @@
 /// @file
-/// How values lie in a record: fixed widths, strings with a NUL behind them, plain buffers. For the library's own
-/// headers.
+/// The format of values in a record: fixed widths, strings with a terminating NUL, plain buffers. For the headers of
+/// the library only.
 #ifndef MD_DETAIL_VALUE_CODEC_H
 #define MD_DETAIL_VALUE_CODEC_H
 
@@ -23,7 +23,7 @@ static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
 
 enum class ByteOrder { Little, Big };
 
-/// What a record's first bytes say.
+/// The contents of a record header.
 struct RecordHead {
   std::uint64_t position;
   std::uint64_t valueBytes;  ///< as stored; the record may run past the end of the message
@@ -37,10 +37,9 @@ struct RecordHead {
 template <class T>
 inline constexpr bool kIsView = std::is_same_v<T, StringView16> || std::is_same_v<T, BufferView16>;
 
-/// What an encoding says about values, as far as it is like most (see record_layout.h).
+/// The members of a layout for values that most encodings share (see record_layout.h).
 /// @tparam Numbers  the byte order of integers and floating-point numbers; date-times and timestamps are always stored
-/// as
-///                  in memory
+///                  as in memory
 template <ByteOrder Numbers>
 struct ValueCodec {
   using Head = RecordHead;
@@ -79,7 +78,7 @@ struct ValueCodec {
     }
   }
 
-  // Lengths that do not fit a view's 16 bits come from the wire only; no write makes them.
+  // Lengths that do not fit the 16 bits of a view occur only in received bytes; no write creates them.
   template <class View>
   MD_ALWAYS_INLINE static bool decode(const View& view, const Head& head, StringView16& out) noexcept {
     const std::uint64_t length = head.valueBytes == 0 ? 0 : head.valueBytes - 1;
@@ -97,7 +96,8 @@ struct ValueCodec {
     out = {view.at(head.valuePosition()), static_cast<std::uint16_t>(head.valueBytes)};
     return true;
   }
-  // The stored length is not compared with the type's: a record that is too short reads on into the next ones.
+  // The stored length is not compared with that of the type: a record that is too short is read past its end, into the
+  // next ones.
   template <class View, class T>
   MD_ALWAYS_INLINE static bool decode(const View& view, const Head& head, T& out) noexcept {
     if constexpr (kSwaps<T>) {

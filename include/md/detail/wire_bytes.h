@@ -13,7 +13,7 @@
 
 namespace MD::detail {
 
-// Compilers make one instruction of these.
+// Compilers turn these into one instruction.
 MD_ALWAYS_INLINE constexpr std::uint16_t reversed(std::uint16_t word) noexcept {
   return static_cast<std::uint16_t>(word << 8 | word >> 8);
 }
@@ -25,7 +25,7 @@ MD_ALWAYS_INLINE constexpr std::uint64_t reversed(std::uint64_t word) noexcept {
          reversed(static_cast<std::uint32_t>(word >> 32));
 }
 
-/// Bytes of a message that the caller has checked to be there.
+/// Bytes of a message whose presence the caller has checked.
 class WholeBytes {
  public:
   static constexpr bool kKnowsItsEnd = false;
@@ -47,8 +47,8 @@ class WholeBytes {
   const std::uint8_t* m_data;
 };
 
-/// The bytes of a message, and the one way to read received bytes that nobody has checked. Positions beyond the end are
-/// valid arguments: bytes there read as zero.
+/// The bytes of a message, and the only way to read unchecked received bytes. Positions beyond the end are valid
+/// arguments: bytes there read as zero.
 class ByteView {
  public:
   static constexpr bool kKnowsItsEnd = true;
@@ -63,7 +63,7 @@ class ByteView {
   }
   /// `position` is at most size().
   const std::uint8_t* at(std::uint64_t position) const noexcept { return m_data + position; }
-  /// The same bytes, for reads that are known to fit.
+  /// The same bytes, for reads that are known to be inside.
   WholeBytes whole() const noexcept { return WholeBytes(m_data); }
 
   /// The `T` at `position`, in the machine's byte order.

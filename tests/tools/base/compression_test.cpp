@@ -1,7 +1,6 @@
 // What is compressed, read again; --compress and names of files.
 #include "base/compression.h"
 
-#include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -10,37 +9,16 @@
 
 #include "base/errors.h"
 #include "base/output.h"
+#include "tools/input_support.h"
 #include "tools/run_support.h"
 #include "tools/zstd_support.h"
-#include "transport/input_buffer.h"
 
 namespace {
 
 using namespace MD::tool;
+using MD::test::manyLines;
+using MD::test::readAll;
 using MD::test::Result;
-
-std::string manyLines(std::size_t bytes) {
-  std::string text;
-  for (unsigned i = 0; text.size() < bytes; ++i) {
-    text += std::to_string(i * 2654435761U) + '\n';
-  }
-  return text;
-}
-
-/// Reads to the end, or to the truncation point; the text of the error then follows a "|".
-std::string decompressed(const std::string& bytes) {
-  std::stringbuf source(bytes);
-  InputBuffer in(source);
-  std::string read;
-  try {
-    for (int c = in.sbumpc(); c != std::char_traits<char>::eof(); c = in.sbumpc()) {
-      read += static_cast<char>(c);
-    }
-  } catch (const InputError& error) {
-    return read + '|' + error.what();
-  }
-  return read;
-}
 
 std::vector<std::string> methods() {
   std::vector<std::string> texts;
@@ -71,7 +49,7 @@ TEST(Compression, WhatIsWrittenIsReadAgain) {
       std::string out;
       compressor->append(part, Compressor::Then::End, out);
       EXPECT_FALSE(out.empty());
-      EXPECT_TRUE(decompressed(out) == part);
+      EXPECT_TRUE(readAll(out) == part);
       EXPECT_LT(out.size(), 2 * part.size() / 3 + 100);
     }
     // In pieces, two members one after the other.
@@ -81,7 +59,7 @@ TEST(Compression, WhatIsWrittenIsReadAgain) {
                          at == 250'000 ? Compressor::Then::End : Compressor::Then::GoOn, out);
     }
     compressor->append({}, Compressor::Then::End, out);
-    EXPECT_TRUE(decompressed(out) == text);
+    EXPECT_TRUE(readAll(out) == text);
   }
 }
 
@@ -91,11 +69,11 @@ TEST(Compression, WhatIsFlushedCanBeRead) {
     const auto compressor = makeCompressor(parseCompression(method));
     std::string out;
     compressor->append("one\n", Compressor::Then::Flush, out);
-    EXPECT_EQ(decompressed(out), "one\n|the compressed data is truncated");
+    EXPECT_EQ(readAll(out), "one\n|the compressed data is truncated");
     compressor->append("two\n", Compressor::Then::Flush, out);
-    EXPECT_EQ(decompressed(out), "one\ntwo\n|the compressed data is truncated");
+    EXPECT_EQ(readAll(out), "one\ntwo\n|the compressed data is truncated");
     compressor->append({}, Compressor::Then::End, out);
-    EXPECT_EQ(decompressed(out), "one\ntwo\n");
+    EXPECT_EQ(readAll(out), "one\ntwo\n");
   }
 }
 
@@ -117,8 +95,8 @@ TEST(Compression, MethodsAreRead) {
 #else
   EXPECT_EQ(errorOf("zstd"), "this mdmsg was built without zstd and cannot compress with it");
 #endif
-  EXPECT_EQ(errorOf("lz4"), "--compress: \"lz4\" is none of gzip, zstd, none, gzip:1 to gzip:9, zstd:1 to zstd:22");
-  EXPECT_EQ(errorOf(""), "--compress: \"\" is none of gzip, zstd, none, gzip:1 to gzip:9, zstd:1 to zstd:22");
+  EXPECT_EQ(errorOf("lz4"), "--compress: \"lz4\" is not one of gzip, zstd, none, gzip:1 to gzip:9, zstd:1 to zstd:22");
+  EXPECT_EQ(errorOf(""), "--compress: \"\" is not one of gzip, zstd, none, gzip:1 to gzip:9, zstd:1 to zstd:22");
 }
 
 TEST(Compression, IsRecognisedAsSoonAsPossible) {
@@ -141,18 +119,18 @@ using MD::test::zstdCompressed;
 
 TEST(ZstdInput, IsDecompressed) {
   for (const std::string& text : {std::string(), std::string("a"), manyLines(300'000), std::string(5'000'000, 'x')}) {
-    EXPECT_TRUE(decompressed(zstdCompressed(text)) == text);
+    EXPECT_TRUE(readAll(zstdCompressed(text)) == text);
   }
-  EXPECT_EQ(decompressed(zstdCompressed("one\n") + zstdCompressed("") + zstdCompressed("two\n")), "one\ntwo\n");
+  EXPECT_EQ(readAll(zstdCompressed("one\n") + zstdCompressed("") + zstdCompressed("two\n")), "one\ntwo\n");
   const std::string skipped("\x51\x2a\x4d\x18\3\0\0\0abc", 11);
-  EXPECT_EQ(decompressed(skipped + zstdCompressed("one\n") + skipped), "one\n");
+  EXPECT_EQ(readAll(skipped + zstdCompressed("one\n") + skipped), "one\n");
 }
 
 TEST(ZstdInput, GivesEverythingBeforeACut) {
   const std::string text = manyLines(2000);
   const std::string whole = zstdCompressed(text);
   for (std::size_t size = 4; size != whole.size(); ++size) {
-    const std::string read = decompressed(whole.substr(0, size));
+    const std::string read = readAll(whole.substr(0, size));
     const std::size_t end = read.rfind('|');
     ASSERT_NE(end, read.npos) << size;
     ASSERT_EQ(read.substr(end), "|the compressed data is truncated") << size;
@@ -166,9 +144,9 @@ TEST(ZstdInput, EveryChangedByteIsReportedOrChangesNothing) {
   for (std::size_t at = 4; at != whole.size(); ++at) {
     std::string damaged = whole;
     damaged[at] = static_cast<char>(damaged[at] ^ 1);
-    const std::string read = decompressed(damaged);
+    const std::string read = readAll(damaged);
     ASSERT_TRUE(read == text || read.find("|the compressed data ") != read.npos ||
-                read.find("|bytes that are no zstd data follow the compressed data") != read.npos)
+                read.find("|bytes that are not zstd data follow the compressed data") != read.npos)
         << at;
   }
 }
@@ -176,15 +154,15 @@ TEST(ZstdInput, EveryChangedByteIsReportedOrChangesNothing) {
 TEST(ZstdInput, SaysWhatIsWrongWithTheData) {
   std::string damaged = zstdCompressed("text\n");
   damaged[damaged.size() - 1] ^= 1;
-  EXPECT_EQ(decompressed(damaged), "text\n|the compressed data is corrupted (Restored data doesn't match checksum)");
-  EXPECT_EQ(decompressed(zstdCompressed("text\n") + "more"),
-            "text\n|bytes that are no zstd data follow the compressed data");
+  EXPECT_EQ(readAll(damaged), "text\n|the compressed data is corrupted (Restored data doesn't match checksum)");
+  EXPECT_EQ(readAll(zstdCompressed("text\n") + "more"),
+            "text\n|bytes that are not zstd data follow the compressed data");
 }
 
 TEST(ZstdInput, WindowsAreBounded) {
-  EXPECT_EQ(decompressed(MD::test::zstdFrame(27)), "text\n");
-  EXPECT_EQ(decompressed(MD::test::zstdFrame(28)), "|the compressed data needs a window of more than 128 MiB");
-  EXPECT_EQ(decompressed(MD::test::zstdFrame(41)), "|the compressed data needs a window of more than 128 MiB");
+  EXPECT_EQ(readAll(MD::test::zstdFrame(27)), "text\n");
+  EXPECT_EQ(readAll(MD::test::zstdFrame(28)), "|the compressed data needs a window of more than 128 MiB");
+  EXPECT_EQ(readAll(MD::test::zstdFrame(41)), "|the compressed data needs a window of more than 128 MiB");
 }
 
 TEST(ZstdInput, LinesOfABombAreBounded) {
@@ -207,9 +185,9 @@ TEST_F(CompressedOutput, OfEveryCommandIsReadByEveryCommand) {
     EXPECT_LT(hex.size(), json.size() / 3);
     const Result decoded = mdmsg("decode --json --compress " + method, hex);
     EXPECT_EQ(decoded.err, "");
-    EXPECT_TRUE(decompressed(decoded.out) == json);
+    EXPECT_TRUE(readAll(decoded.out) == json);
     const Result filtered = mdmsg("filter --compress " + method, hex);
-    EXPECT_TRUE(decompressed(filtered.out) == decompressed(hex));
+    EXPECT_TRUE(readAll(filtered.out) == readAll(hex));
   }
 }
 

@@ -105,7 +105,7 @@ constexpr const char* kNoFields =
 TEST_F(OldNamesElsewhere, AreNoNamesWhereAValueIsExpected) {
   EXPECT_EQ(mdmsg("dict derive --format xml -- --to"),
             (Result{kNoFields, "mdmsg: cannot open --to: No such file or directory\n", 2}));
-  EXPECT_EQ(mdmsg("dict show --search --to"), (Result{"", "mdmsg: dictionary: no field is like that\n", 1}));
+  EXPECT_EQ(mdmsg("dict show --search --to"), (Result{"", "mdmsg: dictionary: no field matches\n", 1}));
 }
 
 }  // namespace

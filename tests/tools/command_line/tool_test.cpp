@@ -92,7 +92,7 @@ TEST(Tool, EndsQuietlyWhenItsReaderHasGone) {
   // The report on the second line comes after the first write and before the second.
   const Result result = runInto(buffer, "062c010105\n07\n062c010106\n");
   EXPECT_EQ(result.out, "{\"QTY\":5}\n");
-  EXPECT_EQ(result.err, "mdmsg: standard input:2: no encoding begins with byte 07 (01 IterMap, 06 mInt, 46 MsgT)\n");
+  EXPECT_EQ(result.err, "mdmsg: standard input:2: unknown encoding byte 07 (01 IterMap, 06 mInt, 46 MsgT)\n");
   EXPECT_EQ(result.status, 1);
 }
 

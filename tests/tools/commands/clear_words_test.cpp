@@ -84,7 +84,7 @@ TEST_F(ClearWords, UnknownFieldsAreSummedUpById) {
   EXPECT_EQ(result.err,
             "mdmsg: standard input:1: note: 8 bytes dropped: field 999 is not in the dictionary fields.txt\n" +
                 repeatedField +
-                "mdmsg: standard input: not reported one by one: 2 messages with dropped bytes, 1 repeated field "
+                "mdmsg: standard input: not reported individually: 2 messages with dropped bytes, 1 repeated field "
                 "(--max-reports)\n"
                 "mdmsg: standard input: fields that are not in the dictionary fields.txt, with the number of messages: "
                 "999 (3), 1000 (1)\n");

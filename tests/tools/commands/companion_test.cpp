@@ -41,9 +41,10 @@ TEST_F(Companion, MissingSaysWhatToInstall) {
     const auto result = copy("/nonexistent", command);
     EXPECT_EQ(result.status, 2);
     EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, "mdmsg: " + command.substr(0, command.find(' ')) +
-                              " needs the program mdmsg-nats, which is neither beside mdmsg nor on the PATH; install "
-                              "the package md-message-nats\n");
+    EXPECT_EQ(result.err,
+              "mdmsg: " + command.substr(0, command.find(' ')) +
+                  " needs the program mdmsg-nats, which is neither in the folder of mdmsg nor on the PATH; install "
+                  "the package md-message-nats\n");
   }
 }
 

@@ -65,9 +65,9 @@ inline constexpr MD::Field<MD::MD_Message::Buffer> RAW_x2E_DATA{900};
 // EXPIRY (9, DATE)
 // HEAD (901, RAW)
 
-/// Compares these fields with the process's dictionary.
-/// @throws std::runtime_error when it gives one of them another id or type, or does not have it; the text names
-///         field and difference
+/// Compares these fields with the dictionary of the process.
+/// @throws std::runtime_error if a field is missing or has another id or type; the text names the field and the
+///         difference
 inline void check() {
   static constexpr MD::ExpectedField kFields[] = {
       {"SYMBOL", SYMBOL.id(), MD::DATATYPES::STRING},
@@ -115,9 +115,8 @@ enum {
   FEED_RAW_x2E_DATA_type = MD_TYPE_BUFFER,
 };
 
-/* Compares these fields with the process's dictionary. False when it gives one of them another id or type, or does
- * not have it: text[0] to text[capacity - 1] then name field and difference, terminated by NUL. A null `text` forgoes
- * that. */
+/* Compares these fields with the dictionary of the process. False if a field is missing or has another id or type:
+ * text[0] to text[capacity - 1] then name the field and the difference, terminated by NUL. A null `text` skips this. */
 static inline bool feed_check(char* text, size_t capacity) {
   static const MD_ExpectedField kFields[] = {
       {"BID", FEED_BID, FEED_BID_type},
@@ -223,7 +222,7 @@ TEST_F(DictGenerate, TellsWhichNamesCollide) {
   write("odd.xml",
         MD::test::xmlDefinitions(MD::test::xmlEntry("A B", "1", "INT") + MD::test::xmlEntry("A_x20_B", "2", "INT") +
                                  MD::test::xmlEntry("A C", "3", "INT")));
-  const std::string start = "mdmsg: not every field has a name of its own (choose fields with --only): ";
+  const std::string start = "mdmsg: the constants cannot be written (choose fields with --only): ";
   EXPECT_EQ(mdmsg("dict generate --language c++ odd.xml"),
             (Result{"", start + "field \"A_x20_B\" (id 2) and field \"A B\" (id 1) are both A_x20_B\n", 2}));
   EXPECT_EQ(mdmsg("dict generate --language c++ --only 1,3 odd.xml").status, 0);
@@ -246,7 +245,7 @@ TEST_F(DictGenerate, TellsWhichNamesCollide) {
 }
 
 TEST_F(DictGenerate, RefusesNamesThatALanguageCannotWrite) {
-  const std::string start = "mdmsg: not every field has a name of its own (choose fields with --only): ";
+  const std::string start = "mdmsg: the constants cannot be written (choose fields with --only): ";
   write("odd.txt", "\xff 1 INT\n");
   EXPECT_EQ(mdmsg("dict generate --language python odd.txt"),
             (Result{"", start + "field \"\\xff\" (id 1): a name that is not UTF-8 cannot be written in Python\n", 2}));
@@ -257,7 +256,7 @@ TEST_F(DictGenerate, RefusesNamesWithANul) {
 #ifdef _WIN32
   GTEST_SKIP() << "a dictionary with a NUL in a name loads as empty on Windows; the cause is not known yet";
 #endif
-  const std::string start = "mdmsg: not every field has a name of its own (choose fields with --only): ";
+  const std::string start = "mdmsg: the constants cannot be written (choose fields with --only): ";
   write("nul.txt", std::string("A\0 1 INT\n", 9));
   EXPECT_EQ(mdmsg("dict generate --language c++ nul.txt"),
             (Result{"", start + "field \"A\\x00\" (id 1): a name with a NUL cannot be written\n", 2}));
@@ -276,7 +275,7 @@ TEST_F(DictGenerate, RefusesOptionsThatCannotBeUsed) {
       {"--language c++ none.txt", "the dictionary has no field of a type that messages carry\n"},
       {"--language c++ --only ASK fields.txt", "--only: field ASK: not in the dictionary fields.txt\n"},
       {"--language c++ --only EXPIRY fields.txt",
-       "--only: field EXPIRY: values of type DATE are carried by no message\n"},
+       "--only: field EXPIRY: values of type DATE are not carried by messages\n"},
       {"--language c++ --namespace a-b fields.txt", std::string("--namespace: \"a-b\"") + kNamespace},
       {"--language c --namespace a:: fields.txt", std::string("--namespace: \"a::\"") + kNamespace},
       {"--language c++ --namespace a::class fields.txt", std::string("--namespace: \"a::class\"") + kNamespace},

@@ -117,7 +117,7 @@ TEST_F(Dict, CheckTellsWhyTheLibraryRefusesAFile) {
        "f:1:1: Failed to load field def file: f: elements nested deeper than 100\n"
        "f: XML, 0 fields, 1 problem, 0 notes\n"},
       {"NoFieldDefinition", "\n<FieldDefinition/>\n",
-       "f:2:1: there is no <FieldDefinition> in the outermost element; the library reads no entry\n"
+       "f:2:1: the outermost element contains no <FieldDefinition>; the library reads no entry\n"
        "f: XML, 0 fields, 1 problem, 0 notes\n"},
       {"Empty", "",
        "f:1:1: the library reads no entry\n"
@@ -277,7 +277,7 @@ TEST_F(Dict, ShowDescribesFields) {
                                                       "name   RAWLY\n"
                                                       "id     201, on the wire c900 in mInt and IterMap, 00c9 in MsgT\n"
                                                       "type   RAW, code 0\n"
-                                                      "value  carried by no message\n",
+                                                      "value  not carried by messages\n",
                                                       "", 0}));
   EXPECT_EQ(mdmsg("dict show --dictionary field_map.txt NOPE 999 65558 CH").err,
             "mdmsg: field NOPE: not in the dictionary field_map.txt\n"
@@ -311,8 +311,8 @@ TEST_F(Dict, ShowListsFieldsThatSuitASearch) {
   const std::string all = show("").out;
   write("again.txt", all);
   EXPECT_EQ(mdmsg("dict diff fields.txt again.txt"), (Result{"", "", 0}));
-  EXPECT_EQ(show("--search nope"), (Result{"", "mdmsg: dictionary: no field is like that\n", 1}));
-  EXPECT_EQ(show("--type REAL"), (Result{"", "mdmsg: there is no type \"REAL\"\n", 2}));
+  EXPECT_EQ(show("--search nope"), (Result{"", "mdmsg: dictionary: no field matches\n", 1}));
+  EXPECT_EQ(show("--type REAL"), (Result{"", "mdmsg: unknown type \"REAL\"\n", 2}));
 }
 
 TEST_F(Dict, ShowPrintsTheFingerprint) {
@@ -367,10 +367,9 @@ TEST_F(Dict, DeriveTakesTheFirstTypeThatSuitsAllCellsOfAColumn) {
     EXPECT_EQ(result.status, 0);
   }
   EXPECT_EQ(mdmsg("dict derive", "W\n20240115 93000000 -300\n").out, "W                         1  DATETIME\n");
-  EXPECT_EQ(mdmsg("dict derive", "W\n\n"), (Result{"W                         1  STRING\n",
-                                                   "mdmsg: samples: note: field \"W\": no value seen; taken for a "
-                                                   "STRING\n",
-                                                   0}));
+  EXPECT_EQ(mdmsg("dict derive", "W\n\n"),
+            (Result{"W                         1  STRING\n",
+                    "mdmsg: samples: note: field \"W\": no value seen; assumed to be a STRING\n", 0}));
 }
 
 TEST_F(Dict, DeriveTakesTheFirstTypeThatSuitsAllValuesOfAJsonKey) {
@@ -427,9 +426,9 @@ TEST_F(Dict, DeriveTakesValuesOfAnyDepth) {
   EXPECT_EQ(mdmsg("dict derive --from json", "{\"QTY\":1,\"DEEP\":" + brackets + closing + "}\n" + brackets + '\n'),
             (Result{"QTY                       1  INT\n"
                     "DEEP                      2  STRING\n",
-                    "mdmsg: standard input:1: note: field DEEP: no type takes this value\n"
+                    "mdmsg: standard input:1: note: field DEEP: no type accepts this value\n"
                     "mdmsg: standard input:2: a message is one JSON object\n"
-                    "mdmsg: samples: note: field \"DEEP\": no value seen; taken for a STRING\n",
+                    "mdmsg: samples: note: field \"DEEP\": no value seen; assumed to be a STRING\n",
                     1}));
 }
 
@@ -443,16 +442,16 @@ TEST_F(Dict, DeriveTellsWhatIsNoField) {
                     "C                         3  STRING\n"
                     "D                         4  STRING\n"
                     "E                         5  INT\n",
-                    "mdmsg: standard input:2: note: field A: no type takes this value and those before\n"
-                    "mdmsg: standard input:2: note: field B: no type takes this value\n"
-                    "mdmsg: standard input:2: note: field C: no type takes this value\n"
-                    "mdmsg: standard input:2: note: field D: no type takes this value\n"
+                    "mdmsg: standard input:2: note: field A: no type accepts this value and those before\n"
+                    "mdmsg: standard input:2: note: field B: no type accepts this value\n"
+                    "mdmsg: standard input:2: note: field C: no type accepts this value\n"
+                    "mdmsg: standard input:2: note: field D: no type accepts this value\n"
                     "mdmsg: standard input:3: a message is one JSON object\n"
                     "mdmsg: standard input:4: a message is one JSON object\n"
                     "mdmsg: standard input:6: a message is one JSON object\n"
-                    "mdmsg: samples: note: field \"B\": no value seen; taken for a STRING\n"
-                    "mdmsg: samples: note: field \"C\": no value seen; taken for a STRING\n"
-                    "mdmsg: samples: note: field \"D\": no value seen; taken for a STRING\n",
+                    "mdmsg: samples: note: field \"B\": no value seen; assumed to be a STRING\n"
+                    "mdmsg: samples: note: field \"C\": no value seen; assumed to be a STRING\n"
+                    "mdmsg: samples: note: field \"D\": no value seen; assumed to be a STRING\n",
                     1}));
   EXPECT_EQ(mdmsg("dict derive --from csv --first-id 65534", "A B,60,C,D\n1,2,3,4\n1,2\n"),
             (Result{"C                     65534  INT\n",
@@ -477,7 +476,7 @@ TEST_F(Dict, DeriveTellsWhatIsNoField) {
   EXPECT_EQ(mdmsg("dict derive", "A,A\n1,2\n"),
             (Result{"A                         1  STRING\n",
                     "mdmsg: standard input:1: field A: is given twice\n"
-                    "mdmsg: samples: note: field \"A\": no value seen; taken for a STRING\n",
+                    "mdmsg: samples: note: field \"A\": no value seen; assumed to be a STRING\n",
                     1}));
   EXPECT_EQ(mdmsg("dict derive missing.csv"),
             (Result{"", "mdmsg: cannot open missing.csv: No such file or directory\n", 2}));

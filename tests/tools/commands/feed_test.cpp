@@ -121,12 +121,12 @@ TEST_F(FeedCommand, RefusesACommandLineThatItCannotUse) {
   } cases[] = {
       {"generate --damaged 101", "--damaged is a percentage, 0 to 100"},
       {"generate --trades nan", "--trades is a percentage, 0 to 100"},
-      {"generate --rate 0", "--rate is a number of messages a second, 1 to 1000000000"},
-      {"generate --encodings mInt,Morse", "there is no encoding for \"Morse\""},
+      {"generate --rate 0", "--rate is a number of messages/s, 1 to 1000000000"},
+      {"generate --encodings mInt,Morse", "unknown encoding \"Morse\""},
       {"generate --start yesterday",
        "--start: \"yesterday\" is not a timestamp such as 2024-06-03T09:30:00Z, or too late"},
       {"generate --start 2200-01-01T00:00:00Z --format pcap",
-       "a capture cannot say the time 7258118400000000000 (years 1970 to 2106)"},
+       "a capture cannot store the time 7258118400000000000 (years 1970 to 2106)"},
       {"generate --format pcap --destination here",
        "--destination: \"here\" is not an IPv4 address and a port, such as "
        "239.192.0.1:30001"},

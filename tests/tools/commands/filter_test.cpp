@@ -55,12 +55,12 @@ TEST_F(Filter, WhatIsNoMessageIsReportedAndNotWritten) {
   EXPECT_EQ(mdmsg("filter --where 28=5", "061c000105\nzz\n07\n061c000106\n"),
             (Result{"061c000105\n",
                     "mdmsg: standard input:2: column 1: \"z\" is not a hex digit\n"
-                    "mdmsg: standard input:3: no encoding begins with byte 07 (01 IterMap, 06 mInt, 46 MsgT)\n",
+                    "mdmsg: standard input:3: unknown encoding byte 07 (01 IterMap, 06 mInt, 46 MsgT)\n",
                     1}));
   EXPECT_EQ(mdmsg("filter --framing u16be", std::string("\0\5\x06\x1c\0\1\5\0\5\x06", 10)),
             (Result{std::string("\0\5\x06\x1c\0\1\5", 7),
                     "mdmsg: standard input: the input is truncated within message 2, of which it has 1 of 5 bytes; "
-                    "what comes before was read\n",
+                    "everything before this was processed\n",
                     1}));
 }
 
@@ -166,7 +166,7 @@ TEST_F(Filter, UnrecognisedDatagramsAreReportedOrKept) {
   EXPECT_EQ(mdmsg("filter f.pcap"),
             (Result{one,
                     "mdmsg: f.pcap: 1 of 2 datagrams have an unknown encoding byte (packets 2): byte ff (1)\n"
-                    "mdmsg: 1 packet holds no UDP datagram and is not written (--all-packets)\n",
+                    "mdmsg: 1 packet contains no UDP datagram and is not written (--all-packets)\n",
                     1}));
   EXPECT_EQ(mdmsg("filter --all-packets f.pcap"), (Result{capture, "", 0}));
   EXPECT_EQ(mdmsg("filter --all-packets --where 28=5 f.pcap"), (Result{one, "", 0}));
@@ -177,11 +177,10 @@ TEST_F(Filter, UnrecognisedDatagramsAreReportedOrKept) {
   MD::tool::appendCaptureHeader(packet.format, cut);
   MD::tool::appendPacket(packet, packet.format, 0, cut);
   write("cut.pcap", cut);
-  EXPECT_EQ(mdmsg("filter --all-packets cut.pcap"),
-            (Result{cut.substr(0, 24),
-                    "mdmsg: cut.pcap: packet 1 (byte 24): the packet is longer than the 39 bytes that the capture "
-                    "states for all packets\n",
-                    1}));
+  EXPECT_EQ(mdmsg("filter --all-packets cut.pcap"), (Result{cut.substr(0, 24),
+                                                            "mdmsg: cut.pcap: packet 1 (byte 24): the packet is longer "
+                                                            "than the 39 bytes of the snapshot length of the capture\n",
+                                                            1}));
 }
 
 TEST_F(Filter, InputsOfOneRunAreOfOneKind) {
@@ -189,7 +188,7 @@ TEST_F(Filter, InputsOfOneRunAreOfOneKind) {
   write("f.pcap", capture);
   write("f.hex", "061c000105\n");
   const auto refused = [](const char* name, const char* what) {
-    return "mdmsg: " + std::string(name) + what + " than the input before it; the output has one kind\n";
+    return "mdmsg: " + std::string(name) + what + " than the input before it; one output cannot hold both\n";
   };
   EXPECT_EQ(mdmsg("filter f.pcap f.hex").err, refused("f.hex", " is of another kind"));
   EXPECT_EQ(mdmsg("filter f.hex f.pcap"), (Result{"061c000105\n", refused("f.pcap", " is of another kind"), 2}));

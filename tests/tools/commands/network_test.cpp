@@ -70,7 +70,7 @@ TEST_F(Network, ShowsDatagramsAsDecodeDoes) {
   EXPECT_EQ(
       reports(),
       "mdmsg: listening on HERE\n"
-      "mdmsg: HERE: datagram 2: no encoding begins with byte 07 (01 IterMap, 06 mInt, 46 MsgT)\n"
+      "mdmsg: HERE: datagram 2: unknown encoding byte 07 (01 IterMap, 06 mInt, 46 MsgT)\n"
       "mdmsg: HERE: datagram 4: note: 4 bytes dropped: field 999 is not in the dictionary fields.txt; the last byte "
       "is not a field id\n"
       "status 1\n");

@@ -64,9 +64,8 @@ TEST_F(ProgramForms, InputsThatBreakOffGiveEverythingBefore) {
   write("cut.bin", std::string("\x05\x00\x06\x2c\x01\x01\x05\x05\x00\x06", 10));
   EXPECT_EQ(withFields("decode --format json --framing u16le cut.bin"),
             (Result{"{\"QTY\":5}\n",
-                    "mdmsg: cut.bin: the input is truncated within message 2, of which it has 1 of 5 bytes; what comes "
-                    "before was "
-                    "read\n",
+                    "mdmsg: cut.bin: the input is truncated within message 2, of which it has 1 of 5 bytes; everything "
+                    "before this was processed\n",
                     1}));
 #if defined(MDMSG_HAS_ZLIB)
   std::string hex;
@@ -81,9 +80,12 @@ TEST_F(ProgramForms, InputsThatBreakOffGiveEverythingBefore) {
   // Only the checksum is truncated.
   EXPECT_EQ(
       withFields("decode --format json", whole.substr(0, whole.size() - 8)),
-      (Result{all.out, "mdmsg: standard input: the compressed data is truncated; what comes before was read\n", 1}));
-  EXPECT_EQ(withFields("encode --encoding mInt", gzipped("{\"QTY\":5}\n").substr(0, 20)),
-            (Result{"", "mdmsg: standard input: the compressed data is truncated; what comes before was read\n", 1}));
+      (Result{all.out,
+              "mdmsg: standard input: the compressed data is truncated; everything before this was processed\n", 1}));
+  EXPECT_EQ(
+      withFields("encode --encoding mInt", gzipped("{\"QTY\":5}\n").substr(0, 20)),
+      (Result{"", "mdmsg: standard input: the compressed data is truncated; everything before this was processed\n",
+              1}));
 #endif
 }
 
@@ -93,8 +95,8 @@ TEST_F(ProgramForms, MessagesThatACaptureCannotHoldAreLeftOut) {
                                        "\"}\n{\"RECV\":18446744073709551615}\n{\"RECV\":4294967296000000000}\n");
   EXPECT_EQ(result.err,
             "mdmsg: standard input:1: 65548 bytes are too long for a datagram (65507)\n"
-            "mdmsg: standard input:2: a capture cannot say the time 18446744073709551615 (years 1970 to 2106)\n"
-            "mdmsg: standard input:3: a capture cannot say the time 4294967296000000000 (years 1970 to 2106)\n");
+            "mdmsg: standard input:2: a capture cannot store the time 18446744073709551615 (years 1970 to 2106)\n"
+            "mdmsg: standard input:3: a capture cannot store the time 4294967296000000000 (years 1970 to 2106)\n");
   EXPECT_EQ(result.out.size(), 24U);
   EXPECT_EQ(result.status, 1);
 }
@@ -156,25 +158,25 @@ TEST_F(ProgramForms, OptionsThatDoNotGoTogetherAreBadUsage) {
       {"decode --time-format ms", "--time-format requires --format json or csv"},
       {"decode --json --iso-time --time-format ms", "--iso-time is --time-format iso, not ms"},
       {"decode --csv --fields QTY --time-format excel",
-       "--time-format: \"excel\" is none of iso, spreadsheet, s, ms, us, ns, nor a strftime format such as %H:%M:%S"},
+       "--time-format: \"excel\" is neither iso, spreadsheet, s, ms, us, ns nor a strftime format such as %H:%M:%S"},
       {"decode --csv --fields QTY --time-digits 4", "--time-digits is 0, 3, 6 or 9"},
       {"decode --json --no-header", "--no-header requires --format csv"},
       {"decode --separator tab", "--separator requires --format csv"},
       {"decode --csv --fields QTY --separator ab", "--separator: \"ab\" is not one character, nor tab"},
       {"decode --fields @time", "--fields: @time requires --format json or csv"},
       {"encode --encoding mInt --fields @size",
-       "--fields: @size is known of messages that are read, not of their texts"},
+       "--fields: @size is a property of messages, which JSON and CSV input does not have"},
       {"decode --from-time 09:30",
        "--from-time and --to-time require a capture; for other input, compare a field: 'FIELD >= "
        "2024-06-03T09:30:00'"},
       {"decode --format json --iso-time --time-zone Mars",
-       "there is no time zone \"Mars\" (UTC, local, an offset such as +05:30, or a name that the system knows)"},
-      {"decode --framing u8", "there is no framing \"u8\" (u16le, u16be, u32le, u32be)"},
+       "unknown time zone \"Mars\" (UTC, local, an offset such as +05:30, or a name that the system knows)"},
+      {"decode --framing u8", "unknown framing \"u8\" (u16le, u16be, u32le, u32be)"},
       {"decode --framing u16le --from raw", "--framing cannot be combined with --from"},
       {"decode --group nowhere", "--group: \"nowhere\" is not an address"},
       {"decode --group nowhere in.hex", "--group: \"nowhere\" is not an address"},
-      {"decode --framing u8 in.hex in.hex", "there is no framing \"u8\" (u16le, u16be, u32le, u32be)"},
-      {"decode --port 5", "--port, --group and --filter require a capture; standard input is none"},
+      {"decode --framing u8 in.hex in.hex", "unknown framing \"u8\" (u16le, u16be, u32le, u32be)"},
+      {"decode --port 5", "--port, --group and --filter require a capture, which standard input is not"},
       {"decode --where QTY", "--where \"QTY\": column 4: expected one of = != < <= > >= ~ =~ or \"in\", found the end"},
       {"decode --fields NOPE", "--fields: field NOPE: not in the dictionary fields.txt"},
       {"encode --encoding mInt --format pcap --destination 5",
@@ -182,7 +184,7 @@ TEST_F(ProgramForms, OptionsThatDoNotGoTogetherAreBadUsage) {
       {"encode --encoding mInt --format pcap --source [::1]:5",
        "--source: \"[::1]:5\" is not an IPv4 address and a port, such as 239.192.0.1:30001"},
       {"encode --encoding mInt --time-field NOPE", "--time-field: field NOPE: not in the dictionary fields.txt"},
-      {"stats --time-field QTY", "--time-field: field QTY is no EPOCH_NSEC"},
+      {"stats --time-field QTY", "--time-field: field QTY is not an EPOCH_NSEC"},
   };
   for (const auto& [arguments, error] : cases) {
     SCOPED_TRACE(arguments);
@@ -313,9 +315,9 @@ TEST_F(ProgramForms, DumpsWhatCannotBeRead) {
           "000004  05                       value  QTY                    INT        ! the message is truncated within "
           "the value, of which it has 1 of 4 bytes\n"
           "\n"
-          "# standard input:3: no encoding, 1 byte\n"
-          "000000  07                       code                                     ! no encoding begins with "
-          "this byte (01 IterMap, 06 mInt, 46 MsgT)\n",
+          "# standard input:3: unknown encoding, 1 byte\n"
+          "000000  07                       code                                     ! unknown encoding byte "
+          "(01 IterMap, 06 mInt, 46 MsgT)\n",
           "mdmsg: standard input:4: column 1: \"z\" is not a hex digit\n", 1}));
   EXPECT_EQ(withFields("dump --color always", "06\n"),
             (Result{"# standard input:1: mInt, 1 byte\n"
@@ -453,7 +455,7 @@ TEST_F(ProgramCaptures, StatsCountWhatWasDamaged) {
 
 TEST_F(ProgramCaptures, WhatIsNoCaptureIsSaid) {
   EXPECT_EQ(withFields("decode --from pcap", "062c010105\n062c010105\n062c010105\n"),
-            (Result{"", "mdmsg: standard input: no capture that can be read: unknown file format\n", 1}));
+            (Result{"", "mdmsg: standard input: not a readable capture: unknown file format\n", 1}));
   write("quotes.pcap", withFields("encode --encoding mInt --format pcap", kTwoQuotes).out);
   EXPECT_EQ(withFields("decode --filter \"udp and and\" quotes.pcap"),
             (Result{"", "mdmsg: --filter \"udp and and\": can't parse filter expression: syntax error\n", 2}));
@@ -526,7 +528,7 @@ TEST_F(RecordedCaptures, ACutInsideAPacketGivesEverythingBefore) {
   EXPECT_EQ(withFields("decode cut.pcap"),
             (Result{"",
                     "mdmsg: cut.pcap: packet 598 (byte 39957) cannot be read: truncated dump file; tried to read 50 "
-                    "captured bytes, only got 27; what comes before was read\n"
+                    "captured bytes, only got 27; everything before this was processed\n"
                     "mdmsg: cut.pcap: 597 of 597 datagrams have an unknown encoding byte (packets 1-597): byte 08 "
                     "(583), 28 (5), 30 (3), 1c (2), 21 (1), ...\n",
                     1}));

@@ -130,7 +130,7 @@ TEST_F(Program, EncodesCsv) {
                     "063c00024300\n"
                     "063c000246002c010106\n",
                     "mdmsg: standard input:5: field QTY: \"x\" is not an integer\n"
-                    "mdmsg: standard input:6: cell 1: text behind the closing quote\n"
+                    "mdmsg: standard input:6: cell 1: text after the closing quote\n"
                     "mdmsg: standard input:8: the number of cells is 2, that of the header 3\n"
                     "mdmsg: standard input:9: cell 1: the quote is never closed\n",
                     1}));
@@ -161,7 +161,7 @@ TEST_F(Program, GoesOnBehindALineThatItCannotUse) {
                     "{\"QTY\":6}\n",
                     "mdmsg: standard input:2: column 9: odd number of hex digits, the last byte is incomplete\n"
                     "mdmsg: standard input:3: column 9: \"z\" is not a hex digit\n"
-                    "mdmsg: standard input:4: no encoding begins with byte 07 (01 IterMap, 06 mInt, 46 MsgT)\n",
+                    "mdmsg: standard input:4: unknown encoding byte 07 (01 IterMap, 06 mInt, 46 MsgT)\n",
                     1}));
 }
 
@@ -172,7 +172,7 @@ TEST_F(Program, ShowsOfHostileBytesWhatCanBeRead) {
       "mdmsg: standard input:1: note: 7 bytes dropped: field 999 is not in the dictionary fields.txt\n";
   const std::string repeated = "mdmsg: standard input:1: note: field QTY: occurs 2 times; the last value is used\n";
   const std::string rest =
-      "mdmsg: standard input:1: note: field SHORTY: values of type SHORT are carried by no message\n"
+      "mdmsg: standard input:1: note: field SHORTY: values of type SHORT are not carried by messages\n"
       "mdmsg: standard input:1: note: field BID: the message is truncated within the value, of which it has 1 of 8 "
       "bytes\n";
   EXPECT_EQ(withFields("decode --format json", hex),
@@ -242,11 +242,10 @@ TEST_F(Program, TellsWhereRawTextEnds) {
   write("fields.txt", "LAST 65535 INT\nQTY 300 INT\n");
   EXPECT_EQ(withFields("decode", "06 2c010105 ffff0106 \n"),
             (Result{"QTY                    = 5\nLAST                   = 6\n", "", 0}));
-  EXPECT_EQ(withFields("decode --raw-text", "06 2c010105 ffff0106 \n"),
-            (Result{"QTY                    = 5\n",
-                    "mdmsg: standard input:1: note: field LAST: ends the raw text; leave --raw-text out to see all "
-                    "fields\n",
-                    1}));
+  EXPECT_EQ(
+      withFields("decode --raw-text", "06 2c010105 ffff0106 \n"),
+      (Result{"QTY                    = 5\n",
+              "mdmsg: standard input:1: note: field LAST: ends the raw text; omit --raw-text to see all fields\n", 1}));
   EXPECT_EQ(withFields("decode --format json", "06 2c010105 ffff0106\n"), (Result{"{\"QTY\":5,\"LAST\":6}\n", "", 0}));
 }
 
@@ -269,8 +268,8 @@ TEST_F(Program, ReadsFilesAndStandardInputInTheirOrder) {
         "062c010103");
   EXPECT_EQ(withFields("decode --format json one.hex - two.hex", "08\n062c010102\n"),
             (Result{"{\"QTY\":1}\n{\"QTY\":2}\n{\"QTY\":3}\n",
-                    "mdmsg: one.hex:2: no encoding begins with byte 07 (01 IterMap, 06 mInt, 46 MsgT)\n"
-                    "mdmsg: standard input:1: no encoding begins with byte 08 (01 IterMap, 06 mInt, 46 MsgT)\n",
+                    "mdmsg: one.hex:2: unknown encoding byte 07 (01 IterMap, 06 mInt, 46 MsgT)\n"
+                    "mdmsg: standard input:1: unknown encoding byte 08 (01 IterMap, 06 mInt, 46 MsgT)\n",
                     1}));
 }
 
@@ -291,7 +290,7 @@ TEST_F(Program, WritesThePreferredEncoding) {
   EXPECT_EQ(withFields("convert --encoding preferred", "062c010105\n").out, "012c0105000000\n");
   write("message/preferred.conf", "2\n");
   EXPECT_EQ(withFields("encode --encoding preferred", "{\"QTY\":5}\n"),
-            (Result{"", "mdmsg: there is no encoding for \"preferred\"\n", 2}));
+            (Result{"", "mdmsg: unknown encoding \"preferred\"\n", 2}));
 }
 
 TEST_F(Program, TakesTheDictionaryFromTheSearchPathElseItsOwn) {

@@ -89,7 +89,7 @@ TEST_F(Split, FilesAreBoundedAndNotOverwritten) {
   }
   EXPECT_EQ(mdmsg("filter --split-by SYMBOL --max-files 3 --output out/{SYMBOL}", lines),
             (Result{"",
-                    "mdmsg: --split-by makes more than 3 files (--max-files)\n"
+                    "mdmsg: --split-by needs more than 3 files (--max-files)\n"
                     "mdmsg: the files of --split-by hold only a part of the output\n",
                     2}));
   EXPECT_EQ(namesIn("out"), (std::set<std::string>{"0", "1", "2"}));
@@ -163,20 +163,20 @@ TEST_F(Merge, LinesAreInOrderOfAField) {
   write("a.hex", mdmsg("encode --encoding mInt a.json").out);
   write("b.hex", mdmsg("encode --encoding MsgT b.json").out);
   const Result merged = mdmsg("merge --time-field RECV_TIME a.hex b.hex");
-  EXPECT_EQ(merged.err, "mdmsg: b.hex: 1 message is earlier than the one before, and not sorted\n");
+  EXPECT_EQ(merged.err, "mdmsg: b.hex: 1 message is earlier than the one before; inputs are not sorted\n");
   EXPECT_EQ(merged.status, 1);
   EXPECT_EQ(mdmsg("decode --json", merged.out).out,
             "{\"RECV_TIME\":1}\n{\"RECV_TIME\":2}\n{\"RECV_TIME\":5,\"SYMBOL\":\"a\"}\n{\"BID\":1}\n"
             "{\"RECV_TIME\":5,\"SYMBOL\":\"b\"}\n{\"RECV_TIME\":7}\n{\"RECV_TIME\":6}\n{\"RECV_TIME\":9}\n");
   EXPECT_EQ(mdmsg("merge a.hex b.hex"),
-            (Result{"", "mdmsg: a.hex is no capture and states no times; --time-field names a field\n", 2}));
-  EXPECT_EQ(mdmsg("merge --time-field SYMBOL a.hex").err, "mdmsg: --time-field: field SYMBOL is no EPOCH_NSEC\n");
+            (Result{"", "mdmsg: a.hex is not a capture and has no timestamps; name a field with --time-field\n", 2}));
+  EXPECT_EQ(mdmsg("merge --time-field SYMBOL a.hex").err, "mdmsg: --time-field: field SYMBOL is not an EPOCH_NSEC\n");
   EXPECT_EQ(mdmsg("merge - -").err, "mdmsg: only one of the inputs can be standard input\n");
   const std::string broken = "zz\n" + contentsOf("b.hex");
   EXPECT_EQ(mdmsg("merge --time-field RECV_TIME a.hex -", broken).out, merged.out);
   EXPECT_EQ(mdmsg("merge --time-field RECV_TIME a.hex -", broken).err,
             "mdmsg: standard input:1: column 1: \"z\" is not a hex digit\n"
-            "mdmsg: standard input: 1 message is earlier than the one before, and not sorted\n");
+            "mdmsg: standard input: 1 message is earlier than the one before; inputs are not sorted\n");
   EXPECT_EQ(mdmsg("merge --time-field RECV_TIME a.hex none.hex").status, 2);
 }
 
@@ -235,7 +235,7 @@ TEST_F(Merge, CapturesOfSeveralFormats) {
               2}));
   write("f.hex", "061c000105\n");
   EXPECT_EQ(mdmsg("merge us.pcap f.hex"),
-            (Result{"", "mdmsg: f.hex is no capture and states no times; --time-field names a field\n", 2}));
+            (Result{"", "mdmsg: f.hex is not a capture and has no timestamps; name a field with --time-field\n", 2}));
 }
 
 TEST_F(Merge, RecordedCapturesComeTogetherAgain) {

@@ -109,7 +109,7 @@ TEST_F(Stats, WritesRecordsForPrograms) {
 
 TEST_F(Stats, RefusesOptionsThatDoNotGoTogether) {
   EXPECT_EQ(mdmsg("stats --by NOSUCH").err, "mdmsg: --by: field NOSUCH: not in the built-in dictionary\n");
-  EXPECT_EQ(mdmsg("stats --sequence SYMBOL").err, "mdmsg: --sequence: field SYMBOL is no INT or INT64\n");
+  EXPECT_EQ(mdmsg("stats --sequence SYMBOL").err, "mdmsg: --sequence: field SYMBOL is not an INT or INT64\n");
   EXPECT_EQ(mdmsg("stats --per SYMBOL").err, "mdmsg: --per requires --sequence\n");
 }
 

@@ -42,7 +42,7 @@ TEST(FieldNames, LeadToTheFieldAndBack) {
   EXPECT_EQ(lineErrorOf([&] { names.find("65558"); }), "65558: not in the dictionary test dictionary");
   EXPECT_EQ(lineErrorOf([&] { names.find("bid"); }), "bid: not in the dictionary test dictionary");
   EXPECT_EQ(lineErrorOf([&] { names.find(""); }), "\"\": not in the dictionary test dictionary");
-  EXPECT_EQ(lineErrorOf([&] { names.find("RAWLY"); }), "RAWLY: values of type RAW are carried by no message");
+  EXPECT_EQ(lineErrorOf([&] { names.find("RAWLY"); }), "RAWLY: values of type RAW are not carried by messages");
 }
 
 TEST(FieldNames, AreFoundInAnotherCaseWhereThatIsUnambiguous) {
@@ -66,7 +66,7 @@ TEST(FieldNames, AreFoundInAnotherCaseWhereThatIsUnambiguous) {
     const char* error;
   } refused[] = {
       {"ask", "ask: several fields have this name in another case: Ask, ASK"},
-      {"rawly", "rawly: values of type RAW are carried by no message"},
+      {"rawly", "rawly: values of type RAW are not carried by messages"},
       {"BIDS", "BIDS: not in the dictionary test dictionary; did you mean BID?"},
       {"tiwce", "tiwce: not in the dictionary test dictionary; did you mean TWICE?"},
       {"VOLUME", "VOLUME: not in the dictionary test dictionary"},

@@ -223,7 +223,7 @@ TEST_F(ConditionTest, WhatMakesNoSenseIsRefusedWithItsColumn) {
        "with spaces, parentheses, commas or operators go in double quotes"},
       {"QTY = 1 and NOPE = 5",
        "--where \"QTY = 1 and NOPE = 5\": column 13: field NOPE: not in the dictionary test dictionary"},
-      {"RAWLY = 5", "--where \"RAWLY = 5\": column 1: field RAWLY: values of type RAW are carried by no message"},
+      {"RAWLY = 5", "--where \"RAWLY = 5\": column 1: field RAWLY: values of type RAW are not carried by messages"},
       {"QTY = x", "--where \"QTY = x\": column 7: \"x\" is not an integer"},
       {"QTY = 1.5", "--where \"QTY = 1.5\": column 7: \"1.5\" is not an integer"},
       {"QTY ~ 1", "--where \"QTY ~ 1\": column 7: ~ requires text, not INT"},
@@ -236,14 +236,15 @@ TEST_F(ConditionTest, WhatMakesNoSenseIsRefusedWithItsColumn) {
        "--where \"RECV = yesterday\": column 8: \"yesterday\" is neither an integer nor a timestamp such as "
        "2024-06-03T09:30:00Z"},
       {"@sender = 5",
-       "--where \"@sender = 5\": column 1: field @sender: it is none of @time, @source, @destination, @packet, @file, "
+       "--where \"@sender = 5\": column 1: field @sender: it is not one of @time, @source, @destination, @packet, "
+       "@file, "
        "@size, @encoding"},
       {"@source = here",
        "--where \"@source = here\": column 11: \"here\" is not an address, nor an address and a port"},
       {"@source < 10.0.0.1",
        "--where \"@source < 10.0.0.1\": column 11: addresses are compared by =, !=, in, ~ and =~"},
       {"@encoding = XML",
-       "--where \"@encoding = XML\": column 13: there is no encoding \"XML\" (01 IterMap, 06 mInt, 46 MsgT)"},
+       "--where \"@encoding = XML\": column 13: unknown encoding \"XML\" (01 IterMap, 06 mInt, 46 MsgT)"},
   };
   for (const auto& [condition, error] : cases) {
     SCOPED_TRACE(condition);

@@ -61,7 +61,7 @@ TEST_F(CsvMessage, RefusesHeadersAndCellsThatDoNotFit) {
     const char* error;
   } cases[] = {
       {"UnknownName", "QTY,NOPE\n1,2\n", "NOPE: not in the dictionary test dictionary"},
-      {"UncarriedType", "SHORTY\n1\n", "SHORTY: values of type SHORT are carried by no message"},
+      {"UncarriedType", "SHORTY\n1\n", "SHORTY: values of type SHORT are not carried by messages"},
       {"NameTwice", "QTY,BID,QTY\n1,2,3\n", "QTY: is given twice"},
       {"NameAndId", "QTY,300\n1,2\n", "300: is given twice"},
       {"TooFewCells", "QTY,BID\n1\n", "the number of cells is 1, that of the header 2"},

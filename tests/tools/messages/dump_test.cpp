@@ -115,11 +115,11 @@ TEST_F(Dump, MarksWhatIsWrongWhereItStands) {
     const char* row;  // the last one
   } cases[] = {
       {"Foreign", "07",
-       "000000  07                       code                                     ! no encoding begins with this byte "
+       "000000  07                       code                                     ! unknown encoding byte "
        "(01 IterMap, 06 mInt, 46 MsgT)\n"},
       {"OneByteLeft", "06 2c",
-       "000001  2c                       id                                       ! one byte is too few for an id; "
-       "receivers cut it off\n"},
+       "000001  2c                       id                                       ! one byte is too short for a field "
+       "id; receivers drop it\n"},
       {"NoLength", "06 2c01",
        "000003                           length QTY                    INT        ! the message is truncated within "
        "the "
@@ -133,31 +133,30 @@ TEST_F(Dump, MarksWhatIsWrongWhereItStands) {
        "the value, "
        "of which it has 2 of 4 bytes\n"},
       {"OddInt", "06 2c01 03 010203",
-       "000004  01 02 03                 value  QTY                    INT        ! 3 bytes are no INT\n"},
+       "000004  01 02 03                 value  QTY                    INT        ! 3 bytes: invalid length for INT\n"},
       {"NoInt", "06 2c01 00",
-       "000004                           value  QTY                    INT        ! 0 bytes are no INT\n"},
+       "000004                           value  QTY                    INT        ! 0 bytes: invalid length for INT\n"},
       {"LongDouble", "06 1600 09 000000000000f03f01", "00000c  01\n"},
       {"NoNul", "06 3c00 02 4142",
-       "000004  41 42                    value  SYMBOL                 STRING     \"A\"  ! the last byte, which "
-       "receivers leave away, is no NUL\n"},
+       "000004  41 42                    value  SYMBOL                 STRING     \"A\"  ! the last byte is not NUL; "
+       "readers drop it\n"},
       {"EmptyString", "06 3c00 00",
-       "000004                           value  SYMBOL                 STRING     \"\"  ! the NUL that ends a string "
-       "is "
-       "missing\n"},
+       "000004                           value  SYMBOL                 STRING     \"\"  ! the terminating NUL of the "
+       "string is missing\n"},
       {"UnknownInIterMap", "01 e703",
-       "000001  e7 03                    id                                       999  ! not in the dictionary, so its "
-       "length is not known; receivers cut the id out and go on behind it\n"},
+       "000001  e7 03                    id                                       999  ! not in the dictionary, so the "
+       "length is unknown; receivers drop the id and resume parsing after it\n"},
       {"HalfALengthWord", "01 3c00 03",
        "000003  03                       length SYMBOL                 STRING     ! the message is truncated within "
        "the "
        "record\n"},
       {"NotCarried", "01 c800 0102", "000003  01 02                    value  SHORTY                 SHORT\n"},
       {"NoMark", "46515200",
-       "000001  51 52 00                 mark                                     ! not \"QR1\"; receivers do not "
-       "look\n"},
+       "000001  51 52 00                 mark                                     ! not \"QR1\"; receivers ignore "
+       "these bytes\n"},
       {"HalfAMark", "4651",
-       "000001  51                       mark                                     ! not \"QR1\"; receivers do not "
-       "look\n"},
+       "000001  51                       mark                                     ! not \"QR1\"; receivers ignore "
+       "these bytes\n"},
       {"NoType", "46515231 012c",
        "000006                           type   QTY                    INT        ! the message is truncated within "
        "the "
@@ -190,17 +189,17 @@ TEST_F(Dump, MarksOtherTypesAndRepeatedFields) {
       "000000  46                       code                                     MsgT\n"
       "000001  51 52 31                 mark                                     \"QR1\"\n"
       "000004  01 2c                    id     QTY                    INT        300\n"
-      "000006  00 06                    type   QTY                    STRING     6  ! the dictionary says INT; "
-      "receivers cut this record out\n"
+      "000006  00 06                    type   QTY                    STRING     6  ! the dictionary declares INT; "
+      "receivers drop this record\n"
       "000008  00 00 00 02              length QTY                    STRING     2\n"
       "00000c  41 00                    value  QTY                    STRING     \"A\"\n"
       "00000e  01 2c                    id     QTY                    INT        300\n"
       "000010  01 02                    type   QTY                    INT        2  ! the first byte is not 0; "
-      "receivers do not look\n"
+      "receivers ignore it\n"
       "000012  00 00 00 04              length QTY                    INT        4\n"
       "000016  00 00 00 05              value  QTY                    INT        5\n"
-      "00001a  01 2c                    id     QTY                    INT        300  ! this field stands at byte "
-      "14, too; the last one counts\n"
+      "00001a  01 2c                    id     QTY                    INT        300  ! this field also occurs at byte "
+      "14; readers use the last one\n"
       "00001c  00 02                    type   QTY                    INT        2\n"
       "00001e  00 00 00 04              length QTY                    INT        4\n"
       "000022  00 00 00 06              value  QTY                    INT        6\n");
@@ -210,7 +209,7 @@ TEST_F(Dump, HasColoursOnRequest) {
   EXPECT_EQ(dumped(bytesOfHex("06 2c"), nullptr, true),
             "\x1b[2m000000\x1b[0m  06                       code                                     mInt\n"
             "\x1b[2m000001\x1b[0m  2c                       \x1b[1mid\x1b[0m                                       "
-            "\x1b[1;31m! one byte is too few for an id; receivers cut it off\x1b[0m\n");
+            "\x1b[1;31m! one byte is too short for a field id; receivers drop it\x1b[0m\n");
 }
 
 TEST_F(Dump, NothingGivesNothing) { EXPECT_EQ(dumped(std::vector<std::uint8_t>()), ""); }

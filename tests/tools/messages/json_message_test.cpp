@@ -286,7 +286,7 @@ struct Refusal {
 const Refusal kRefusals[] = {
     {"UnknownName", R"({"NOPE":1})", "NOPE: not in the dictionary test dictionary"},
     {"UnknownId", R"({"999":1})", "999: not in the dictionary test dictionary"},
-    {"UncarriedType", R"({"SHORTY":1})", "SHORTY: values of type SHORT are carried by no message"},
+    {"UncarriedType", R"({"SHORTY":1})", "SHORTY: values of type SHORT are not carried by messages"},
     {"SameKey", R"({"QTY":1,"QTY":1})", "QTY: is given twice"},
     {"NameAndId", R"({"BID":1,"22":1})", "22: is given twice"},
     {"Null", R"({"QTY":null})", R"(QTY: INT takes an integer or {"value":..,"bytes":..}, not null)"},
@@ -342,7 +342,7 @@ const Refusal kRefusals[] = {
     {"DateTimeString", R"({"WHEN":{"date":"20240115","time":1,"offset":0}})",
      "WHEN: \"date\" takes an integer, not a string"},
     {"DateTimePackedOther", R"({"WHEN":{"date":20240115,"time":1,"offset":0,"packed":1}})",
-     "WHEN: \"packed\" holds another date, time or offset than stand beside it"},
+     "WHEN: \"packed\" does not match the date, time and offset beside it"},
     {"Unreadable", R"({"QTY":{"unreadable":"05"}})",
      "QTY: \"unreadable\" shows bytes that could not be read; they cannot be encoded"},
     {"NoObject", "[1]", "a message is one JSON object, not an array"},
@@ -350,9 +350,9 @@ const Refusal kRefusals[] = {
     {"StringAlone", "\"QTY\"", "a message is one JSON object, not a string"},
     {"NullAlone", "null", "a message is one JSON object, not null"},
     {"NotJson", "QTY=5", "column 1: not a JSON value"},
-    {"CutShort", R"({"QTY":5)", "column 9: a comma or '}' is missing behind the value"},
-    {"TwoObjects", R"({"QTY":5}{})", "column 10: text behind the value"},
-    {"LeadingZero", R"({"QTY":05})", "column 9: a comma or '}' is missing behind the value"},
+    {"CutShort", R"({"QTY":5)", "column 9: a comma or '}' is missing after the value"},
+    {"TwoObjects", R"({"QTY":5}{})", "column 10: text after the value"},
+    {"LeadingZero", R"({"QTY":05})", "column 9: a comma or '}' is missing after the value"},
     {"BareNaN", R"({"BID":NaN})", "BID: column 8: not a JSON value"},
     {"NotUtf8", "{\"SYMBOL\":\"\xff\"}", "SYMBOL: column 12: not UTF-8"},
     {"OverlongUtf8", "{\"SYMBOL\":\"A\xc0\x80\"}", "SYMBOL: column 13: not UTF-8"},
@@ -367,12 +367,12 @@ const Refusal kRefusals[] = {
     {"LowSurrogateInKey", R"({"SYMBOL":"A","\udfff":1})",
      "column 15: the string that begins here has half of a surrogate pair"},
     {"NoHexDigit", R"({"SYMBOL":"\u00g0"})", "SYMBOL: column 12: \\u takes four hex digits"},
-    {"UnknownEscape", R"({"SYMBOL":"A\x41"})", "SYMBOL: column 13: there is no such escape sequence"},
+    {"UnknownEscape", R"({"SYMBOL":"A\x41"})", "SYMBOL: column 13: unknown escape sequence"},
     {"ControlCharacter", "{\"SYMBOL\":\"A\tB\"}", "SYMBOL: column 13: a control character that is not escaped"},
     {"StringNotClosed", R"({"SYMBOL":"AB)", "SYMBOL: column 14: the string is never closed"},
     {"NoKey", R"({"QTY":1,})", "column 10: a key in double quotes is missing"},
-    {"NoColon", R"({"QTY" 1})", "QTY: column 8: a colon is missing behind the key"},
-    {"NoFraction", R"({"BID":1.})", "BID: column 10: a digit is missing behind the decimal point"},
+    {"NoColon", R"({"QTY" 1})", "QTY: column 8: a colon is missing after the key"},
+    {"NoFraction", R"({"BID":1.})", "BID: column 10: a digit is missing after the decimal point"},
     {"NoExponent", R"({"BID":1e+})", "BID: column 11: a digit is missing in the exponent"},
     {"MinusAlone", R"({"BID":-})", "BID: column 9: not a JSON value"},
     {"LongNumber", "{\"SEQ\":1" + std::string(310, '0') + "}",
@@ -433,7 +433,7 @@ constexpr Received kReceived[] = {
      "mdmsg: f:1: note: 12 bytes dropped: field 300 has another type in the dictionary test dictionary\n"},
     {"UncarriedType", "06 c800020102 2c010105",
      "{\"SHORTY\":{\"unreadable\":\"0102\"},\"QTY\":5}"
-     "mdmsg: f:1: note: field SHORTY: values of type SHORT are carried by no message\n"},
+     "mdmsg: f:1: note: field SHORTY: values of type SHORT are not carried by messages\n"},
     {"TruncatedInMInt", "06 16000800",
      "{\"BID\":{\"unreadable\":\"00\"}}"
      "mdmsg: f:1: note: field BID: the message is truncated within the value, of which it has 1 of 8 bytes\n"},
@@ -446,7 +446,7 @@ constexpr Received kReceived[] = {
      "bytes\n"},
     {"IntOfThreeBytes", "06 2c0103010000",
      "{\"QTY\":{\"unreadable\":\"010000\"}}"
-     "mdmsg: f:1: note: field QTY: the 3 bytes of its value are no INT\n"},
+     "mdmsg: f:1: note: field QTY: 3 bytes: invalid length for INT\n"},
     {"RepeatedField", "06 2c010105 0a000142 2c010106 2c010107",
      "{\"CH\":\"B\",\"QTY\":7}"
      "mdmsg: f:1: note: field QTY: occurs 3 times; the last value is used\n"},
@@ -475,8 +475,8 @@ TEST_F(Json, AnUnknownEncodingIsRefused) {
   EXPECT_EQ(lineErrorOf([] {
               receive(inputOf({0x07, 0x01}));
             }),
-            "no encoding begins with byte 07 (01 IterMap, 06 mInt, 46 MsgT)");
-  EXPECT_EQ(lineErrorOf([] { receive(inputOf({})); }), "there is no byte in it");
+            "unknown encoding byte 07 (01 IterMap, 06 mInt, 46 MsgT)");
+  EXPECT_EQ(lineErrorOf([] { receive(inputOf({})); }), "the message is empty");
 }
 
 TEST_F(Json, EveryFieldIsShownWhateverTheBytes) {

@@ -93,7 +93,7 @@ TEST_F(SelectionTest, PseudoFieldsAreColumnsAndNoFields) {
   }
   options.fields = {"@when"};
   EXPECT_EQ(errorOf(options),
-            "--fields: field @when: it is none of @time, @source, @destination, @packet, @file, @size, @encoding");
+            "--fields: field @when: it is not one of @time, @source, @destination, @packet, @file, @size, @encoding");
 }
 
 TEST_F(SelectionTest, AllFieldsAreThoseOfTheDictionaryByTheirIds) {

@@ -64,7 +64,7 @@ TEST(CsvReader, SplitsRecordsAndCells) {
 
 TEST(CsvReader, GoesOnBehindAMalformedRecord) {
   EXPECT_EQ(recordsOf("a,b\"c\nd\n"), Records({"1: cell 2: a quote inside a cell without quotes", "2:[d]"}));
-  EXPECT_EQ(recordsOf("\"a\"b,c\nd\n"), Records({"1: cell 1: text behind the closing quote", "2:[d]"}));
+  EXPECT_EQ(recordsOf("\"a\"b,c\nd\n"), Records({"1: cell 1: text after the closing quote", "2:[d]"}));
   EXPECT_EQ(recordsOf("a\nb,\"c\nd\n"), Records({"1:[a]", "2: cell 2: the quote is never closed"}));
   EXPECT_EQ(recordsOf("\"" + std::string(1'100'000, 'x') + "\"\nd\n"),
             Records({"1: cell 1 is longer than any value", "2:[d]"}));

@@ -62,9 +62,9 @@ TEST(CaptureWriter, RefusesWhatACaptureCannotSay) {
   EXPECT_EQ(MD::test::lineErrorOf([&] { writer.append(0, payload.data(), payload.size(), capture); }),
             "65508 bytes are too long for a datagram (65507)");
   EXPECT_EQ(MD::test::lineErrorOf([&] { writer.append(-1, payload.data(), 1, capture); }),
-            "a capture cannot say the time -1 (years 1970 to 2106)");
+            "a capture cannot store the time -1 (years 1970 to 2106)");
   EXPECT_EQ(MD::test::lineErrorOf([&] { writer.append(4'294'967'296'000'000'000, payload.data(), 1, capture); }),
-            "a capture cannot say the time 4294967296000000000 (years 1970 to 2106)");
+            "a capture cannot store the time 4294967296000000000 (years 1970 to 2106)");
   EXPECT_EQ(capture, "");
   writer.append(4'294'967'295'999'999'999, payload.data(), 65507, capture);
   EXPECT_EQ(capture.size(), 16U + 14 + 20 + 8 + 65507);
@@ -95,7 +95,7 @@ TEST(Capture, TellsTimeAndEndpoints) {
 TEST(Capture, WhatIsNotOursIsCounted) {
   EXPECT_EQ(messagesOf(captureOf({"\x06", "x", "y", "", "\x46", "x"}), {}),
             "06\n46\nmdmsg: f: 4 of 6 datagrams have an unknown encoding byte (packets 2-4, 6): byte 78 (2), 79 "
-            "(1), no byte at all (1)\n");
+            "(1), empty (1)\n");
   SourceOptions options;
   options.takesForeign = true;
   EXPECT_EQ(messagesOf(captureOf({"\x06", "x", ""}), options), "06\n78\n\n");
@@ -185,8 +185,8 @@ TEST(Capture, FragmentsAndBrokenPacketsAreSaidAndNothingIsInvented) {
                               bigEndianPacket(kUdpFrame, 1) + bigEndianPacket(kUdpFrame);
   EXPECT_EQ(messagesOf(bigEndianCapture(packets), {}),
             "0607\n0607\n"
-            "mdmsg: f: packet 4 (byte 204): broken packet: the UDP length does not fit the IP packet\n"
-            "mdmsg: f: packet 5 (byte 264): the capture holds a part of this datagram only; skipped\n"
+            "mdmsg: f: packet 4 (byte 204): malformed packet: the UDP length does not fit the IP packet\n"
+            "mdmsg: f: packet 5 (byte 264): the capture contains only a part of this datagram; skipped\n"
             "mdmsg: f: 2 packets are fragments, which are not reassembled (packets 2-3)\n");
 }
 
@@ -200,13 +200,12 @@ TEST(Capture, OneCutInTheMiddleOfAPacketGivesEverythingBefore) {
             "only got 10\n");
   EXPECT_EQ(messagesOf(whole.substr(0, 84), {}), "0607\n");
   EXPECT_EQ(messagesOf(whole.substr(0, 20), {}),
-            "mdmsg: f: no capture that can be read: truncated dump file; tried to read 24 file header bytes, only got "
+            "mdmsg: f: not a readable capture: truncated dump file; tried to read 24 file header bytes, only got "
             "16\n");
 }
 
 TEST(Capture, LinkTypesThatAreNotKnownAreSaid) {
-  EXPECT_EQ(messagesOf(bigEndianCapture("", 105), {}),
-            "mdmsg: f: its packets have link headers of a kind that is not known here, IEEE802_11\n");
+  EXPECT_EQ(messagesOf(bigEndianCapture("", 105), {}), "mdmsg: f: unsupported link type of its packets: IEEE802_11\n");
 }
 
 TEST(Capture, ReadsPcapng) {

@@ -7,36 +7,16 @@
 
 #include "base/errors.h"
 #include "tools/gzip_support.h"
+#include "tools/input_support.h"
 
 namespace {
 
 using namespace MD::tool;
+using MD::test::manyLines;
+using MD::test::readAll;
 #if defined(MDMSG_HAS_ZLIB)
 using MD::test::gzipped;
 #endif
-
-/// Reads to the end, or to the truncation point; the text of the error then follows a "|".
-std::string readAll(const std::string& bytes) {
-  std::stringbuf source(bytes);
-  InputBuffer in(source);
-  std::string read;
-  try {
-    for (int c = in.sbumpc(); c != std::char_traits<char>::eof(); c = in.sbumpc()) {
-      read += static_cast<char>(c);
-    }
-  } catch (const InputError& error) {
-    return read + '|' + error.what();
-  }
-  return read;
-}
-
-std::string manyLines(std::size_t bytes) {
-  std::string text;
-  for (unsigned i = 0; text.size() < bytes; ++i) {
-    text += std::to_string(i * 2654435761U) + '\n';
-  }
-  return text;
-}
 
 TEST(InputBuffer, PassesOtherDataUnchanged) {
   for (const std::string& text :
@@ -85,7 +65,7 @@ TEST(InputBuffer, SaysWhatIsWrongWithTheData) {
   damaged = gzipped("text\n");
   damaged[2] = 7;
   EXPECT_EQ(readAll(damaged), "|the compressed data is corrupted (unknown compression method)");
-  EXPECT_EQ(readAll(gzipped("text\n") + "more"), "text\n|bytes that are no gzip data follow the compressed data");
+  EXPECT_EQ(readAll(gzipped("text\n") + "more"), "text\n|bytes that are not gzip data follow the compressed data");
 }
 
 #endif

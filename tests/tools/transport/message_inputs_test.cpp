@@ -91,8 +91,8 @@ TEST_F(MessageInputsTest, GoOnBehindAnInputThatBreaksOff) {
   EXPECT_EQ(messagesOf({"cut", "whole"}),
             "1 cut: message 1 (byte 0) 06\n"
             "2 whole: message 1 (byte 0) 07\n"
-            "mdmsg: cut: the input is truncated within message 2, of which it has 1 of 5 bytes; what comes before was "
-            "read\n");
+            "mdmsg: cut: the input is truncated within message 2, of which it has 1 of 5 bytes; everything before this "
+            "was processed\n");
 }
 
 #if defined(MDMSG_HAS_PCAP)

@@ -24,7 +24,7 @@ TEST(MessageSource, ReadsHexLines) {
 
 TEST(MessageSource, ReadsOneRawMessage) {
   EXPECT_EQ(messagesOf(std::string("\x06\n\0z", 4), formed(InputForm::Raw)), "060a007a\n");
-  EXPECT_EQ(messagesOf("", formed(InputForm::Raw)), "mdmsg: f: there is no message in it: it is empty\n");
+  EXPECT_EQ(messagesOf("", formed(InputForm::Raw)), "mdmsg: f: the input is empty\n");
 }
 
 struct FramingCase {
@@ -84,7 +84,7 @@ TEST(MessageSource, AFrameThatClaimsMuchTakesNoMemoryForIt) {
 TEST(MessageSource, DatagramOptionsGoWithCaptures) {
   SourceOptions options;
   options.port = std::uint16_t{5};
-  EXPECT_EQ(messagesOf("06\n", options), "mdmsg: --port, --group and --filter require a capture; f is none\n");
+  EXPECT_EQ(messagesOf("06\n", options), "mdmsg: --port, --group and --filter require a capture, which f is not\n");
 }
 
 }  // namespace
