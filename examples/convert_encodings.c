@@ -84,9 +84,8 @@ static bool convert(unsigned long number, MD_MessageHandle source, size_t size, 
   uint16_t* ids;
   size_t count = 0;
   bool is_done;
-  /* The handle is never null, but invalid for an unknown encoding byte: nothing but this and the delete may be called
-   * then.
-   */
+  /* The handle is never null. For an unknown encoding byte it is invalid: only the next function and the delete accept
+   * it. */
   if (MD_Message_getPB(source) == 0) {
     report(number, "unknown encoding byte");
     return false;

@@ -236,7 +236,7 @@ class Display(TestCase):
         capture = write_capture(self.folder / "cut.pcap", [frame] * (len(EXAMPLE) - 1), kept=range(start + 1, len(frame)))
         rows = self.fields(capture, "_ws.expert.message", "md.field_count", "md.symbol")
         self.assertEqual([row[0] for row in rows],
-                         [f"the capture holds {held} of the {len(EXAMPLE)} bytes of this message"
+                         [f"the capture contains only {held} of the {len(EXAMPLE)} bytes of this message"
                           for held in range(1, len(EXAMPLE))])
         self.assertEqual([row[1:] for row in rows[:8]], [["0", ""]] * 2 + [["1", ""]] * 5 + [["1", "NEB"]])
 

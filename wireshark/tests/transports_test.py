@@ -104,7 +104,7 @@ class Tcp(TestCase):
         capture = self.tcp_capture("length.pcap", [[stream], [framed([b"", numbered(3)], "u32be")]])
         rows = self.fields(capture, "md.seq", "_ws.expert.message", "_ws.col.Info", udp_port=None,
                            arguments=("-o", f"md.tcp_ports:{PORT}"))
-        self.assertEqual(rows[0][:2], ["1", "a length of 4294967295 bytes is more than the 1048576 that the preferences allow"])
+        self.assertEqual(rows[0][:2], ["1", "a length of 4294967295 bytes exceeds the limit of 1048576 bytes in the preferences"])
         self.assertTrue(rows[0][2].endswith("; length of 4294967295 bytes"))
         self.assertEqual(rows[1][:2], ["3", ""])
         self.assertTrue(rows[1][2].startswith("empty message; "))

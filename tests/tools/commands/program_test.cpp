@@ -154,7 +154,7 @@ TEST_F(Program, GoesOnBehindALineThatItCannotUse) {
             (Result{"062c010105\n"
                     "060a000142\n",
                     "mdmsg: standard input:3: field QTY: \"1.5\" is not an integer\n"
-                    "mdmsg: standard input:4: column 9: a comma or '}' is missing behind the value\n",
+                    "mdmsg: standard input:4: column 9: a comma or '}' is missing after the value\n",
                     1}));
   EXPECT_EQ(withFields("decode --format json", "062c010105\n062c01010\n062c0101zz\n07\n062c010106\n"),
             (Result{"{\"QTY\":5}\n"
