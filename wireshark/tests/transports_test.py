@@ -110,7 +110,7 @@ class Tcp(TestCase):
         self.assertTrue(rows[1][2].startswith("empty message; "))
         rows = self.fields(capture, "md.seq", "_ws.expert.message", udp_port=None,
                            arguments=("-o", f"md.tcp_ports:{PORT}", "-o", "md.tcp_longest:10"))
-        self.assertEqual(rows[0], ["", f"a length of {len(numbered(1))} bytes is more than the 10 that the preferences allow"])
+        self.assertEqual(rows[0], ["", f"a length of {len(numbered(1))} bytes exceeds the limit of 10 bytes in the preferences"])
 
     def test_without_reassembly_nothing_fails(self):
         stream = framed([numbered(number) for number in range(1, 4)], "u32be")
