@@ -27,7 +27,7 @@ inline std::string readAll(const std::string& bytes) {
   return read;
 }
 
-/// Lines that do not compress well, `bytes` or a few more.
+/// Lines that do not compress well, at least `bytes` in total.
 inline std::string manyLines(std::size_t bytes) {
   std::string text;
   for (unsigned i = 0; text.size() < bytes; ++i) {
