@@ -12,8 +12,12 @@ import sys
 import urllib.parse
 
 
-# What Doxygen makes of Markdown, which is visible if it fails: for example at a link whose text goes over two lines.
-MARKUP = re.compile(r"@(code|endcode|section|subsection|ref)\b|</?tt>|^\s*\|.*\|", re.MULTILINE)
+# What Doxygen makes of Markdown, which is visible if it fails: for example at a link whose text goes over two lines, or at
+# an apostrophe in a code span (write two backticks there).
+MARKUP = re.compile(r"@(code|endcode|section|subsection|ref)\b|</?tt>|^\s*\|.*\||.{0,20}[`\u2018\u2019].{0,20}", re.MULTILINE)
+
+# The same in code.
+MARKUP_IN_CODE = re.compile(r"\\ilinebr\b|</t[dr]>")
 
 # Elements whose text is shown as it is.
 CODE = ("pre", "code", "script", "style", "div.line")
@@ -29,8 +33,8 @@ class Page(html.parser.HTMLParser):
         self.feed(path.read_text(encoding="utf-8"))
 
     def handle_data(self, text):
-        if not self.code:
-            self.markup.update(found.group().strip() for found in MARKUP.finditer(text))
+        for found in (MARKUP_IN_CODE if self.code else MARKUP).finditer(text):
+            self.markup.add(found.group().strip())
 
     def handle_endtag(self, tag):
         if self.code and self.code[-1] == tag:

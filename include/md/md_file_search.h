@@ -57,7 +57,7 @@ extern MD_API const FileSearchParameter::literal_t CONFIG_PATH;
 /// First, each directory of the list is tried as directory + "/" + `name`. If the environment variable is set, even to
 /// an empty list, no other folder is searched. Otherwise the sub-folders etc, cfg, config_latest and Config and then
 /// the folder itself are tried in
-/// - the folder `company`\\`subfolder` of the machine-wide program data (only if `subfolder` is not empty), and
+/// - the folder `subfolder` of `company` in the machine-wide program data (only if `subfolder` is not empty), and
 /// - the folder of the running program.
 /// @param name       file name; may contain a relative path with forward slashes
 /// @param param      where to search
