@@ -30,7 +30,7 @@ void CorePublisher::publish(const std::string& subject, const InputMessage& mess
   }
   const natsStatus status = send(subject, message, hasHeaders);
   if (status == NATS_MAX_PAYLOAD) {
-    throw LineError(std::to_string(message.sizeBytes) + " bytes are more than the server takes");
+    throw LineError(std::to_string(message.sizeBytes) + " bytes exceed the limit of the server");
   }
   if (status == NATS_INVALID_SUBJECT || status == NATS_INVALID_ARG || status == NATS_NO_MEMORY) {
     throw LineError(reasonOf(status));

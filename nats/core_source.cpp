@@ -88,7 +88,7 @@ void CoreSource::finish() {
   std::int64_t dropped = 0;
   if (natsSubscription_GetDropped(m_subscription.get(), &dropped) == NATS_OK && dropped > 0) {
     m_reporter.wholeInput(counted(static_cast<std::uint64_t>(dropped), "message") +
-                          " dropped: they came faster than they were written; --pending makes room for more");
+                          " dropped: they arrived faster than they were written; --pending sets a larger limit");
   }
   NatsPointer<natsStatistics> statistics;
   std::uint64_t reconnects = 0;
@@ -98,7 +98,7 @@ void CoreSource::finish() {
   }
   if (reconnects != 0) {
     m_reporter.wholeInput("the connection to " + m_server.name() + " was lost " + counted(reconnects, "time") +
-                          ", and what was published meanwhile is missing");
+                          ", and messages published meanwhile are missing");
   }
 }
 

@@ -102,7 +102,7 @@ void DictionaryWatch::look(natsMsg& message, natsConnection& connection) {
       rowsIn({natsMsg_GetData(reply.get()), static_cast<std::size_t>(natsMsg_GetDataLength(reply.get()))});
   const auto differing = incompatibilities(theirs, currentRows(), Compatibility::Backward, std::nullopt);
   constexpr std::size_t kMostShown = 20;
-  m_reporter.tell(report + (differing.empty() ? ", with which its messages read the same" : ":"));
+  m_reporter.tell(report + (differing.empty() ? ", with which its messages are read in the same way" : ":"));
   for (std::size_t i = 0; i != std::min(differing.size(), kMostShown); ++i) {
     m_reporter.tell(std::string("  ") + differing[i].kind + ' ' + std::to_string(differing[i].id) + ' ' +
                     differing[i].change + ": " + differing[i].reason);

@@ -68,7 +68,7 @@ void publish(const PublishOptions& options, const Task& task) {
     publisher->finish();
   } catch (const ServerLost& error) {
     publisher->giveUp();
-    task.reporter.wholeInput(std::string(error.what()) + "; what follows was not published");
+    task.reporter.wholeInput(std::string(error.what()) + "; the messages after it were not published");
   }
   if (publisher->counts().lost != 0) {
     task.reporter.raise(kBadData);

@@ -56,7 +56,7 @@ void prepareStream(natsConnection& connection, const PublishOptions& options, co
     }
   }
   if (status == NATS_NOT_FOUND) {
-    throw UsageError("there is no stream " + inQuotes(name) + "; --create-stream creates it");
+    throw UsageError("unknown stream " + inQuotes(name) + "; --create-stream creates it");
   }
   if (status != NATS_OK) {
     throw UsageError("cannot use the stream " + inQuotes(name) + ": " + streamReason(status, code));

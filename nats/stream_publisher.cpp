@@ -49,7 +49,7 @@ void StreamPublisher::subscribe() {
 
 void StreamPublisher::publish(const std::string& subject, const InputMessage& message) {
   if (static_cast<std::int64_t>(message.sizeBytes) > natsConnection_GetMaxPayload(m_connection.get())) {
-    throw LineError(std::to_string(message.sizeBytes) + " bytes are more than the server takes");
+    throw LineError(std::to_string(message.sizeBytes) + " bytes exceed the limit of the server");
   }
   const std::string number = std::to_string(m_first + m_pending.size());
   Pending pending;

@@ -34,7 +34,7 @@ StreamSource::StreamSource(const Server& server, const SubscribeOptions& options
                                : Kind::Ordered),
       m_connection(server.connect()) {
   if (streamInfo(*m_connection, m_stream) == nullptr) {
-    throw UsageError("there is no stream " + inQuotes(m_stream) + " at " + server.name());
+    throw UsageError("unknown stream " + inQuotes(m_stream) + " at " + server.name());
   }
   try {
     attach();

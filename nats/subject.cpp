@@ -34,12 +34,12 @@ std::string complaintAbout(const std::string& text) {
   for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);
     if (byte <= 0x20 || byte >= 0x7f || c == '*' || c == '>') {
-      return "a subject to publish to has no blanks, wildcards or characters outside ASCII";
+      return "a subject to publish to must not contain white space, wildcards or characters outside ASCII";
     }
   }
   // What received values must not choose: the server's own subjects and the inboxes of other clients.
   if (text.front() == '{' || text.front() == '$' || text.rfind("_INBOX", 0) == 0) {
-    return "it must begin with text of its own, and not with $ or _INBOX";
+    return "it must begin with fixed text, other than $ or _INBOX";
   }
   return {};
 }
@@ -151,7 +151,8 @@ void SubjectTemplate::addField(const std::string& text, const std::string& key, 
   constexpr std::array kTypes{DATATYPES::CHAR, DATATYPES::INT, DATATYPES::INT64, DATATYPES::EPOCH_NSEC,
                               DATATYPES::STRING};
   if (std::find(kTypes.begin(), kTypes.end(), part.field.type) == kTypes.end()) {
-    throw LineError("values of its type do not name a subject; CHAR, INT, INT64, EPOCH_NSEC and STRING do", key);
+    throw LineError("values of its type cannot be in a subject; those of CHAR, INT, INT64, EPOCH_NSEC and STRING can",
+                    key);
   }
   m_parts.push_back(part);
 }

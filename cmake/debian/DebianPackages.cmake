@@ -49,7 +49,7 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libmd-message1)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "market-data messages that are their serialised bytes
+set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "market-data messages that are always in serialised form
 A message is a set of fields, each a 16-bit id and one value, in one of three
 wire encodings. Sending needs no encoding step, and received bytes are parsed
 in a single pass. A dictionary, loaded once per process, declares the fields.")

@@ -4,30 +4,30 @@
     check_blocks.py --source DIR --work DIR --library FILE --cc CC --cxx CXX [--mdmsg FILE] [--python DIR] PAGE.md...
     check_blocks.py --source DIR --work DIR --cmake CMAKE --installed DIR --cc CC --cxx CXX PAGE.md...
 
-Comments right before a block say what is to be done with it:
+Comments immediately before a block specify the check:
 
-    <!-- file: PATH -->         it is, to the letter, that file of the repository (whose own test runs it), with or without
-                                the // comment on its top
-    <!-- end of file: PATH -->  so does that file end
-    <!-- in: PATH -->           its lines stand in that file, one behind the other or apart
-    <!-- prints: ... -->        compiled and run (sh: run, in a folder of its own), it prints the lines up to the arrow
-    <!-- runs -->               compiled and run, it ends well; what it prints depends on the machine, or stands in the next block
-    <!-- output -->             that next block: what the program before it prints
-    <!-- makes bytes -->        compiled and run, it prints lines of a name, a colon and bytes in hex
-    <!-- bytes: NAME -->        explained bytes: those in front of the two spaces of each line, without the | between them, are the
-                                ones that the program before printed for NAME
-    <!-- diagram -->            no code
-    <!-- with NAME: ... -->     the lines up to the arrow are a file beside the block, for the commands in it or the project
+    <!-- file: PATH -->         the block equals this file of the repository (which has a test of its own), with or without the
+                                // comment at its top
+    <!-- end of file: PATH -->  the file ends with the block
+    <!-- in: PATH -->           the file contains the lines of the block, together or apart
+    <!-- prints: ... -->        the block is compiled and run (sh: run, in a folder of its own) and prints the lines up to the arrow
+    <!-- runs -->               the block is compiled and run, and succeeds; its output depends on the machine, or is the next block
+    <!-- output -->             the block is the output of the program before it
+    <!-- makes bytes -->        the block is compiled and run, and prints lines of a name, a colon and bytes in hex
+    <!-- bytes: NAME -->        annotated bytes: those before the two spaces of each line, without the | between them, equal the
+                                bytes that the program before it printed for NAME
+    <!-- diagram -->            the block is not code
+    <!-- with NAME: ... -->     the lines up to the arrow are a file for the commands of the block, or for its project
     <!-- as NAME, COMMAND prints: ... -->      with the block as the file NAME, COMMAND prints the lines up to the arrow
 
-Without a comment, a block of console is a session: each line behind "$ " is run, in one folder a page, and what it writes to
-standard output and standard error equal the block; a line "..." matches the rest. The blocks of pycon of a page are one
-session of Python, in the same folder and compared by doctest. A block of cmake is a part of a
-project, which is configured and, where the library is to be found installed, built and run: by the second form.
+A console block without a comment is a session: each line that starts with "$ " is run, in one folder per page. Standard
+output and standard error must equal the block; a line "..." matches the rest. The pycon blocks of a page are one Python
+session, in the same folder, compared by doctest. A cmake block is a part of a project. The second form of the command
+configures the project and, if the library is to be found installed, builds and runs it.
 
-Any other block is a fault, unless exemptions.txt beside this file names it, or a session, with a reason. There the line of
-a page's name and the block's first line is followed by indented ones, the reason. The scripts of an exempt block must
-exist.
+Any other block is an error, unless exemptions.txt in this folder lists it, or a session, with a reason: a line with the name
+of the page and the first line of the block, followed by indented lines with the reason. The scripts that an exempt block
+names must exist.
 """
 import argparse
 import json

@@ -146,7 +146,7 @@ class Faults(support.TestCase):
         self.expect(self.mdmsg("publish", "--url", server.url, "--subject", "md.{SYMBOL}", "--framing", "u32le", file), 0)
         self.end(server, reader, lambda: reader.out)
         self.assertEqual(reader.wait(), 1, reader.err)
-        self.assertIn("was lost 1 time, and what was published meanwhile is missing", reader.err)
+        self.assertIn("was lost 1 time, and messages published meanwhile are missing", reader.err)
         received = [message for message in support.messages_in(reader.out) if message not in (support.END, support.LAST)]
         self.assertLess(len(received), 20000)
         rest = iter(messages)
@@ -210,7 +210,7 @@ class Faults(support.TestCase):
                     except BrokenPipeError:
                         pass
                 self.assertEqual(publisher.wait(), 1, publisher.err)
-                self.assertIn("what follows was not published", publisher.err)
+                self.assertIn("the messages after it were not published", publisher.err)
                 sent, acknowledged, _, lost = support.counts(publisher.err)
                 self.assertEqual(sent, acknowledged + lost)
 

@@ -25,11 +25,11 @@ class Refusals(support.TestCase):
         server = self.server()
         publish = self.mdmsg("publish", "--url", server.url, "--subject", "md.{SYMBOL}", "--stream", "NOPE")
         self.assertEqual((publish.status, publish.err),
-                         (2, 'mdmsg: there is no stream "NOPE"; --create-stream creates it\n'))
+                         (2, 'mdmsg: unknown stream "NOPE"; --create-stream creates it\n'))
         for start in ("--start", "--from"):  # the second is another name of the first
             subscribe = self.mdmsg("subscribe", "--url", server.url, "--stream", "NOPE", start, "new")
             self.assertEqual((subscribe.status, subscribe.err),
-                             (2, f'mdmsg: there is no stream "NOPE" at {server.url}\n'))
+                             (2, f'mdmsg: unknown stream "NOPE" at {server.url}\n'))
 
     def test_subject_of_another_stream(self):
         _, file = self.generate(10)

@@ -27,7 +27,7 @@ class SlowReaders(support.TestCase):
         self.assertEqual(reader.wait(), 1, reader.err)
         drainer.join()
         os.close(read)
-        dropped = int(re.search(r"(\d+) messages dropped: they came faster", reader.err).group(1))
+        dropped = int(re.search(r"(\d+) messages dropped: they arrived faster", reader.err).group(1))
         self.assertGreater(dropped, 0)
         self.assertEqual(len(support.messages_in(bytes(received))) + dropped, 30000 + ends)
 

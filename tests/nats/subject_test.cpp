@@ -176,17 +176,17 @@ TEST_F(Template, RefusesWhatIsNoSubject) {
   EXPECT_EQ(complaintAbout(".md"), "--subject \".md\": it has an empty token");
   EXPECT_EQ(complaintAbout("md."), "--subject \"md.\": it has an empty token");
   for (const char* const text : {"md.*", "md.>", "md x", "md.\xc3\xa9"}) {
-    EXPECT_NE(complaintAbout(text).find("has no blanks, wildcards or characters outside ASCII"), std::string::npos)
+    EXPECT_NE(complaintAbout(text).find("must not contain white space, wildcards or characters outside ASCII"), std::string::npos)
         << text;
   }
   // A received value would choose a subject of the server's, or another client's inbox.
   for (const char* const text : {"{SYMBOL}", "{SYMBOL}.x", "$JS.API", "_INBOX.x"}) {
-    EXPECT_NE(complaintAbout(text).find("must begin with text of its own"), std::string::npos) << text;
+    EXPECT_NE(complaintAbout(text).find("must begin with fixed text"), std::string::npos) << text;
   }
   EXPECT_NE(complaintAbout("md.{SYMBOL").find("a brace is not closed"), std::string::npos);
   EXPECT_NE(complaintAbout("md.SYMBOL}").find("a brace is not opened"), std::string::npos);
   EXPECT_NE(complaintAbout("md.{NOPE}").find("field NOPE: "), std::string::npos);
-  EXPECT_NE(complaintAbout("md.{BID}").find("values of its type do not name a subject"), std::string::npos);
+  EXPECT_NE(complaintAbout("md.{BID}").find("values of its type cannot be in a subject"), std::string::npos);
   for (const char* const text : {"md.{SYMBOL%0}", "md.{SYMBOL%}", "md.{SYMBOL%-1}", "md.{SYMBOL%99999999999}"}) {
     EXPECT_NE(complaintAbout(text).find("is not a number of partitions"), std::string::npos) << text;
   }

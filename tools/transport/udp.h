@@ -66,7 +66,7 @@ class UdpSource : public MessageSource {
   /// Where it listens; the port is the system's choice where 0 was asked for.
   const Endpoint& endpoint() const noexcept { return m_endpoint; }
   std::uint64_t datagrams() const noexcept { return m_datagrams; }
-  /// How many datagrams the system dropped because they came faster than they were read; 0 where it does not report
+  /// How many datagrams the system dropped because they arrived faster than they were read; 0 if it does not report
   /// them.
   std::uint64_t dropped() const;
   /// How large the receive buffer is.
