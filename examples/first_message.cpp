@@ -23,7 +23,7 @@ int main() {
                        quote.add(RECV_TIME, MD::MD_EpochNS(1717407000173980747)) &&
                        quote.update(BID, 184.2);  // updated in place
   if (!isBuilt) {
-    std::cerr << "a field was refused: the dictionary gives it another type\n";
+    std::cerr << "a field was refused: the dictionary declares another type\n";
     return 1;
   }
 

@@ -89,7 +89,7 @@ class QuoteMessage {
   /// A field for which the dictionary declares another type is refused.
   static void require(bool isDone) {
     if (!isDone) {
-      throw std::runtime_error("a field was refused: the dictionary gives it another type");
+      throw std::runtime_error("a field was refused: the dictionary declares another type");
     }
   }
 
