@@ -111,6 +111,60 @@ static void eachSlotSaysWhetherItWasDone(void) {
   MD_Message_delete(message);
 }
 
+/* In each encoding: fields that a message does not have, and a mode of writing that there is not. */
+static void nothingIsReadOrWritten(void) {
+  size_t code;
+  for (code = 0; code < COUNT_OF(kCodes); ++code) {
+    MD_MessageHandle message = MD_Message_createFromPB(kCodes[code]);
+    MD_FieldSlot slots[kSlots];
+    int i;
+    fillSlots(slots);
+    CHECK(MD_Message_readFields(message, slots, kSlots) == 0);
+    for (i = 0; i < kSlots; ++i) {
+      CHECK(slots[i].status == 0);
+      slots[i].status = 9;
+    }
+    checkValues(slots);
+    CHECK(MD_Message_writeFields(message, slots, kSlots, MD_WRITE_UPDATE + 1) == 0);
+    for (i = 0; i < kSlots; ++i) {
+      CHECK(slots[i].status == 0);
+    }
+    checkValues(slots);
+    CHECK(MD_Message_empty(message));
+    MD_Message_delete(message);
+  }
+}
+
+/* Fields that are already there are not added, and those that are not are added by an update. */
+static void eachTypeIsUpdated(void) {
+  size_t code;
+  for (code = 0; code < COUNT_OF(kCodes); ++code) {
+    MD_MessageHandle message = MD_Message_createFromPB(kCodes[code]);
+    MD_FieldSlot slots[kSlots];
+    uint32_t size;
+    int i;
+    fillSlots(slots);
+    CHECK(MD_Message_writeFields(message, slots, kSlots, MD_WRITE_UPDATE) == kSlots);
+    size = MD_Message_getSize(message);
+    CHECK(MD_Message_writeFields(message, slots, kSlots, MD_WRITE_ADD) == 0);
+    for (i = 0; i < kSlots; ++i) {
+      CHECK(slots[i].status == 0);
+    }
+    CHECK(MD_Message_fieldCount(message) == kSlots && MD_Message_getSize(message) == size);
+    slots[0].value.c = 'C';
+    slots[8].value.ns = 7;
+    CHECK(MD_Message_writeFields(message, slots, kSlots, MD_WRITE_UPDATE) == kSlots);
+    for (i = 0; i < kSlots; ++i) {
+      CHECK(slots[i].status == 1);
+    }
+    slots[0].value.c = 0;
+    slots[8].value.ns = 0;
+    CHECK(MD_Message_readFields(message, slots, kSlots) == kSlots);
+    CHECK(slots[0].value.c == 'C' && slots[8].value.ns == 7 && MD_Message_getSize(message) == size);
+    MD_Message_delete(message);
+  }
+}
+
 static void fieldsArePeeked(void) {
   size_t code;
   for (code = 0; code < COUNT_OF(kCodes); ++code) {
@@ -207,6 +261,8 @@ int main(void) {
   slotsKeepTheirLayout();
   fieldsAreWrittenAndRead();
   eachSlotSaysWhetherItWasDone();
+  nothingIsReadOrWritten();
+  eachTypeIsUpdated();
   fieldsArePeeked();
   peeksFailLikeGets();
   recordsAreListed();

@@ -111,6 +111,10 @@ TEST(WireRecord, ALengthBeyondWhatAReadReturnsIsTooLong) {
   Bytes text = fromHex("46 51 52 31 00 3C 00 06 00 01 00 00");
   text.resize(text.size() + 65536);
   EXPECT_EQ(textOf(text), "60 at 4: 8/2+65536 to 65548, type 6, field, readable");
+  text[10] = 0x00;
+  text[11] = 0x01;
+  text.push_back(0);
+  EXPECT_EQ(textOf(text), "60 at 4: 8/2+65537 to 65549, type 6, field, too long");
 }
 
 TEST(WireRecord, FieldsAreTheRecordsOfARange) {
@@ -156,16 +160,35 @@ TEST_P(WireRecordsOf, AreTheSameWithReadableFieldsApart) {
   EXPECT_EQ(kindsOf(block, true), kindsOf(block, false));
 }
 
+// An integer, an unknown field, a string, a value of another type or length, another integer, and a truncated string.
 TEST(WireRecord, ReadableFieldsApartKeepTheWireOrder) {
   loadDictionary(kDictionary);
-  // An integer, an unknown field, a string, a DOUBLE of four bytes and a shorter integer.
-  const HeapBlock block(fromHex("06 2C 01 01 05  0F 27 01 00  3C 00 02 41 00  16 00 04 00 00 00 00  2C 01 01 07"));
-  std::string text;
-  forEachWireRecord(
-      block.data(), block.size(), MD_FieldMap::instance(),
-      [&](FIELDS::packed_rec, std::uint16_t id) { text += std::to_string(id) + ", "; },
-      [&](const WireRecord& record) { text += '(' + std::to_string(record.id) + ' ' + nameOf(record.value) + "), "; });
-  EXPECT_EQ(text, "300, (9999 not carried), 60, (22 wrong size), 300, ");
+  const auto split = [](const char* bytes) { return kindsOf(HeapBlock(fromHex(bytes)), true); };
+  const auto slot = [](std::uint16_t id) {
+    return " slot " + std::to_string(MD_FieldMap::instance().packed(id).slot) + "; ";
+  };
+  const std::string integer = "readable 300" + slot(300);
+  const std::string text = "readable 60" + slot(60);
+  EXPECT_EQ(split("06  2C 01 01 05  0F 27 01 00  3C 00 02 41 00  16 00 04 00 00 00 00  2C 01 01 07  3C 00 09 41"),
+            integer + "9999 at 5 to 9 unknown not carried; " + text + "22 at 14 to 21 field wrong size; " + integer +
+                "60 at 25 to 29 field truncated; ");
+  EXPECT_EQ(split("01  2C 01 05 00 00 00  0F 27  3C 00 02 00 41 00  2C 01 07 00 00 00  3C 00 09 00 41"),
+            integer + "9999 at 7 to 9 unknown not carried; " + text + integer + "60 at 21 to 26 field truncated; ");
+  EXPECT_EQ(split("46 51 52 31  01 2C 00 02 00 00 00 04 00 00 00 05  27 0F 00 00 00 00 00 00"
+                  "  00 3C 00 06 00 00 00 02 41 00  00 16 00 05 00 00 00 02 00 00  01 2C 00 06 00 00 00 02 42 00"
+                  "  01 2C 00 02 00 00 00 04 00 00 00 07  00 3C 00 06 00 00 00 09 41"),
+            integer + "9999 at 16 to 24 unknown not carried; " + text +
+                "22 at 34 to 44 field wrong size; 300 at 44 to 54 other type readable; " + integer +
+                "60 at 66 to 75 field truncated; ");
+}
+
+// The last record is an empty string, which ends where its head does.
+TEST(WireRecord, AReadableFieldAtTheEndIsReportedApart) {
+  loadDictionary(kDictionary);
+  const std::string text = "readable 60 slot " + std::to_string(MD_FieldMap::instance().packed(60).slot) + "; ";
+  EXPECT_EQ(kindsOf(HeapBlock(fromHex("06  3C 00 00")), true), text);
+  EXPECT_EQ(kindsOf(HeapBlock(fromHex("01  3C 00 00 00")), true), text);
+  EXPECT_EQ(kindsOf(HeapBlock(fromHex("46 51 52 31  00 3C 00 06 00 00 00 00")), true), text);
 }
 
 TEST(WireRecord, FixedSizesAreThoseOfValuesThatMessagesCarry) {
