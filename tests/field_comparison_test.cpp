@@ -173,6 +173,23 @@ TEST_F(FieldComparison, CopiesNothingOverARecordThatAnEarlierDictionaryGaveAnoth
   EXPECT_TRUE(assertions.entries().empty());
 }
 
+// The INT was truncated when a string was appended: the copied INT overwrites the head of the string, which is then
+// the record of a DOUBLE.
+TEST_F(FieldComparison, ListsAFieldWhoseRecordAnotherOneOverwrites) {
+  test::CapturedErrors errors;
+  const test::RecordedAssertions assertions;
+  const auto target = received("01 2C01");
+  ASSERT_TRUE(target->add(SYMBOL, "ab"));
+  MsgT source;
+  ASSERT_TRUE(source.add(QTY, 0x10016) && source.add(SYMBOL, "1234567") && source.add(ASK, 2.5));
+  EXPECT_EQ(copyFields(source, {300, 60, 23}, *target), Ids{60});
+  EXPECT_EQ(test::hexOf(*target), "01 2C 01 16 00 01 00 61 62 00 17 00 00 00 00 00 00 00 04 40");
+  EXPECT_EQ(target->get(QTY), 0x10016);
+  EXPECT_EQ(target->get(ASK), 2.5);
+  EXPECT_EQ(errors.take(), "");
+  EXPECT_TRUE(assertions.entries().empty());
+}
+
 TEST_F(FieldComparison, CopiesAMessageToItself) {
   mInt message(fromHex("06 2C01 01 05 1600 08 000000"));
   const Bytes before = bytesOf(message);

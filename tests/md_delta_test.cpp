@@ -181,6 +181,19 @@ TEST_F(DeltaTest, ThatIsNoneChangesNothing) {
   EXPECT_EQ(small.fieldCount(), 1u);
 }
 
+// The state was truncated when its string was appended, so that two records overlap: the INT of the delta overwrites
+// the head of the string, which is then the record of a DOUBLE.
+TEST_F(DeltaTest, MayBeAppliedInPartWhereRecordsOverlap) {
+  test::CapturedErrors errors;
+  IterMap state(fromHex("01 2C01"));
+  ASSERT_TRUE(state.add(SYMBOL, "ab"));
+  MsgT delta;
+  ASSERT_TRUE(delta.add(QTY, 0x10016) && delta.add(SYMBOL, "1234567"));
+  EXPECT_FALSE(m_delta.apply(delta, state));
+  EXPECT_EQ(hexOf(state), "01 2C 01 16 00 01 00 61 62 00");
+  EXPECT_EQ(errors.take(), "");
+}
+
 TEST_F(DeltaTest, MayRemoveWhatIsAbsent) {
   mInt state;
   ASSERT_TRUE(state.add(BID, 1.5));

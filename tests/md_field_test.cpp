@@ -22,6 +22,7 @@
 #include "support/captured_errors.h"
 #include "support/dictionary.h"
 #include "support/messages.h"
+#include "support/scripted_message.h"
 
 namespace MD {
 namespace {
@@ -327,6 +328,37 @@ TEST(FieldUpdate, LeavesRecordsOfTheTypeThatAnEarlierDictionaryGave) {
       EXPECT_FALSE(message->update(Field<float>(1), 5.0F));
       EXPECT_EQ(bytesOf(*message), before);
     }
+  }
+}
+
+// A program's own class may have the code of an encoding: it is not taken for the class of that encoding.
+TEST(FieldUpdate, OfAProgramsOwnClassCallsItsSlot) {
+  test::loadDictionary(test::kDictionary);
+  std::vector<std::string> calls;
+  test::ScriptedMessage message(calls);
+  for (const std::uint8_t code : {std::uint8_t{0}, std::uint8_t{ENCODINGS::MINT}, std::uint8_t{ENCODINGS::ITERMAP},
+                                  std::uint8_t{ENCODINGS::MSGT}}) {
+    message.m_code = code;
+    test::forEachValueType([&](auto sample, const std::string& typeName) {
+      using T = decltype(sample);
+      SCOPED_TRACE(typeName + " of a class with the code " + std::to_string(code));
+      const std::uint16_t id = test::fieldOf<T>();
+      const std::vector<std::string> expected = {"update " + typeName + ' ' + std::to_string(id)};
+      for (const bool isUpdated : {true, false}) {
+        message.m_takesUpdates = isUpdated;
+        calls.clear();
+        EXPECT_EQ(message.update(Field<T>(id), sample), isUpdated);
+        EXPECT_EQ(calls, expected);
+      }
+      calls.clear();
+      test::CapturedErrors errors;
+      constexpr std::uint16_t kShorty = 200;
+      EXPECT_FALSE(message.update(Field<T>(kShorty), sample));
+      EXPECT_EQ(calls, std::vector<std::string>{});
+      const std::string reported = errors.take();
+      EXPECT_EQ(reported.substr(0, reported.find('\n')),
+                "MD_Message Error: Attempting to UPDATE a field with incorrect type!");
+    });
   }
 }
 

@@ -425,6 +425,44 @@ TEST_P(CopySlots, AssertsThatAValueIsRead) {
             (Report{copyAssertion(GetParam().readLine), copyAssertion(GetParam().readLine)}));
 }
 
+// A program's own class may have the code of an encoding: it is not taken for the class of that encoding.
+TEST_P(CopySlots, AreThoseOfAClassWithTheCodeOfAnEncoding) {
+  m_copy.m_takesAdds = true;
+  for (const Encoding& encoding : ENCODINGS::kAll) {
+    m_copy.m_code = encoding.code;
+    m_calls.clear();
+    m_copy.copyMsg(m_source);
+    EXPECT_EQ(m_calls, (std::vector<std::string>{"ids", call("get"), call("add")}));
+  }
+  EXPECT_EQ(RecordedAssertions::entries(), Report{});
+}
+
+TEST_P(CopySlots, OfListedFieldsSayWhichAreNotCopied) {
+  const Ids field{GetParam().field};
+  const std::string exists = "exists " + std::to_string(GetParam().field);
+  for (const std::uint8_t code :
+       {std::uint8_t{0}, ENCODINGS::kAll[0].code, ENCODINGS::kAll[1].code, ENCODINGS::kAll[2].code}) {
+    m_copy.m_code = code;
+    m_copy.m_takesUpdates = true;
+    m_calls.clear();
+    EXPECT_EQ(copyFields(m_source, field, m_copy), Ids{});
+    EXPECT_EQ(m_calls, (std::vector<std::string>{call("get"), exists, call("get"), call("add"), call("update")}));
+    m_copy.m_takesUpdates = false;
+    EXPECT_EQ(copyFields(m_source, field, m_copy), field);
+  }
+  m_calls.clear();
+  m_source.m_isReadable = false;
+  EXPECT_EQ(copyFields(m_source, field, m_copy), field);
+  EXPECT_EQ(m_calls, std::vector<std::string>{call("get")});
+  EXPECT_EQ(RecordedAssertions::entries(), Report{});
+}
+
+TEST_P(CopySlots, OfAFieldThatHasNoRecordAreNotUsed) {
+  m_copy.m_hasFields = true;
+  EXPECT_EQ(copyFields(m_source, {GetParam().field}, m_copy), Ids{GetParam().field});
+  EXPECT_EQ(m_calls, (std::vector<std::string>{call("get"), "exists " + std::to_string(GetParam().field)}));
+}
+
 TEST(CopyOfNoValueType, FieldsThatTheDictionaryDoesNotKnowAreAssertedAgainst) {
   loadDictionary(kDictionary);
   std::vector<std::string> calls;

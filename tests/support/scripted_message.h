@@ -14,17 +14,20 @@
 
 namespace MD::test {
 
-/// A message of no encoding, all of whose fields answer alike: it shows what is asked of a message, and in which order.
-class ScriptedMessage final : public MD_Message {
+/// A message of a program's own class, all of whose fields answer alike: it shows what is asked of a message, and in
+/// which order.
+class ScriptedMessage : public MD_Message {
  public:
   explicit ScriptedMessage(std::vector<std::string>& calls) : m_calls(calls) {}
 
   Ids m_ids;
+  std::uint8_t m_code = 0;  ///< of no encoding, or of one whose class this is not
+  bool m_hasFields = false;
   bool m_isReadable = true;
   bool m_takesAdds = false;
   bool m_takesUpdates = false;
 
-  std::uint8_t getPB() const override { return 0; }
+  std::uint8_t getPB() const override { return m_code; }
   const std::uint8_t* fieldData(std::uint16_t, std::uint8_t&, std::uint32_t&) const override { return nullptr; }
   std::unique_ptr<MD_Message> createEmpty() const override { return nullptr; }
   std::unique_ptr<MD_Message> clone() const override { return nullptr; }
@@ -34,7 +37,7 @@ class ScriptedMessage final : public MD_Message {
   bool eraseImpl(std::uint16_t field) override { return called("erase", field, false); }
   void clearImpl() override { called("clear", 0, false); }
   bool emptyImpl() const override { return m_ids.empty(); }
-  bool existsImpl(std::uint16_t field) const override { return called("exists", field, false); }
+  bool existsImpl(std::uint16_t field) const override { return called("exists", field, m_hasFields); }
   const std::uint8_t* getBinary() const override { return nullptr; }
   bool setBinaryImpl(const std::uint8_t*, std::uint32_t) override { return called("setBinary", 0, false); }
   std::uint32_t getSizeImpl() const override { return 0; }
