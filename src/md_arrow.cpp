@@ -5,7 +5,10 @@
 namespace MD {
 
 std::string to_string(const ColumnFailure& failure) {
-  return failure.message != 0 ? "message " + std::to_string(failure.message) + ": " + failure.reason : std::string();
+  if (failure.message == 0) {
+    return {};
+  }
+  return "message " + std::to_string(failure.message) + ": " + failure.reason;
 }
 
 ColumnBuilder::ColumnBuilder(const std::vector<std::uint16_t>& fields, const ColumnOptions& options)

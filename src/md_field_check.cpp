@@ -14,24 +14,29 @@ constexpr std::size_t kMostDifferences = 10;
 
 void appendIdAndType(std::uint16_t id, std::uint8_t type, std::string& out) {
   out += "id " + std::to_string(id) + ' ';
-  const detail::FieldType* const found = detail::findType(type);
-  out += found != nullptr ? std::string(found->name) : "of type code " + std::to_string(type);
+  if (const detail::FieldType* const found = detail::findType(type)) {
+    out += found->name;
+  } else {
+    out += "of type code " + std::to_string(type);
+  }
 }
 
-/// Throws the text that require() has for a dictionary without fields: where they were looked for.
-[[noreturn]] void throwEmpty(const char* name) {
+/// require() of a field that the dictionary does not have, with the type of exception that checkFields() throws.
+void requireAsExpected(const char* name) {
   try {
     static_cast<void>(require(name));
   } catch (const std::domain_error& error) {
     throw std::runtime_error(error.what());
   }
-  throw std::runtime_error("the dictionary has no fields");
 }
 
 /// The row with the expected id and name or, where there is none, the one with the name.
 MD_FieldMap::const_iterator rowOf(const ExpectedField& field, const MD_FieldMap& map) {
   const auto byId = map.findById(field.id);
-  return byId != map.end() && byId->name == field.name ? byId : map.findByName(field.name);
+  if (byId != map.end() && byId->name == field.name) {
+    return byId;
+  }
+  return map.findByName(field.name);
 }
 
 }  // namespace
@@ -39,7 +44,7 @@ MD_FieldMap::const_iterator rowOf(const ExpectedField& field, const MD_FieldMap&
 void checkFields(const ExpectedField* fields, std::size_t count) {
   const MD_FieldMap& map = MD_FieldMap::instance();
   if (map.size() == 0 && count != 0) {
-    throwEmpty(fields[0].name);
+    requireAsExpected(fields[0].name);  // its text says where a dictionary was looked for
   }
   std::string differences;
   std::size_t differing = 0;
@@ -69,9 +74,11 @@ void checkFields(const ExpectedField* fields, std::size_t count) {
   if (differing > kMostDifferences) {
     differences += "; and " + std::to_string(differing - kMostDifferences) + " more";
   }
-  const std::string dictionary = map.source().empty() ? std::string() : ' ' + escaped(map.source());
-  throw std::runtime_error("the dictionary" + dictionary +
-                           " does not match the fields of this program: " + differences);
+  std::string text = "the dictionary";
+  if (!map.source().empty()) {
+    text += ' ' + escaped(map.source());
+  }
+  throw std::runtime_error(text + " does not match the fields of this program: " + differences);
 }
 
 }  // namespace MD

@@ -54,6 +54,20 @@ MD_RARE bool peekChecked(const std::uint8_t* data, std::uint32_t sizeBytes, cons
   return readAsMessage<Layout>(bytes, search.found, dictionary, out);
 }
 
+template <Which which, class Layout, class T>
+MD_ALWAYS_INLINE inline bool peekIn(const std::uint8_t* data, std::uint32_t sizeBytes, const MD_FieldMap& dictionary,
+                                    std::uint16_t id, T& out) noexcept {
+  const ByteView bytes(data, sizeBytes);
+  const Search search = searchWholeFields<which, Layout>(bytes, dictionary, id);
+  if (search.found != 0 && (which == Which::First || search.next == sizeBytes)) {
+    const RecordHead head = Layout::head(bytes.whole(), search.found, kTypeCode<T>);
+    if (isPlain<Layout, T>(head)) {
+      return Layout::decode(bytes.whole(), head, out);
+    }
+  }
+  return peekChecked<which, Layout>(data, sizeBytes, dictionary, id, search, out);
+}
+
 template <Which which, class T>
 bool peekFor(const std::uint8_t* data, std::uint32_t sizeBytes, std::uint16_t id, T& out) noexcept {
   const MD_FieldMap* const dictionary = dictionaryOrNull();
@@ -61,16 +75,7 @@ bool peekFor(const std::uint8_t* data, std::uint32_t sizeBytes, std::uint16_t id
     return false;
   }
   return withLayout(data, sizeBytes, [=, &out](auto layout) {
-    using Layout = typename decltype(layout)::Layout;
-    const ByteView bytes(data, sizeBytes);
-    const Search search = searchWholeFields<which, Layout>(bytes, *dictionary, id);
-    if (search.found != 0 && (which == Which::First || search.next == sizeBytes)) {
-      const RecordHead head = Layout::head(bytes.whole(), search.found, kTypeCode<T>);
-      if (isPlain<Layout, T>(head)) {
-        return Layout::decode(bytes.whole(), head, out);
-      }
-    }
-    return peekChecked<which, Layout>(data, sizeBytes, *dictionary, id, search, out);
+    return peekIn<which, typename decltype(layout)::Layout>(data, sizeBytes, *dictionary, id, out);
   });
 }
 

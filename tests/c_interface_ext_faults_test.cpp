@@ -13,9 +13,14 @@
 
 #include <md/md_message_c_ext.h>
 
+#include "support/configuration.h"
 #include "support/dictionary.h"
 #include "support/emptied_pools.h"
 #include "support/faults.h"
+
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
 
 namespace MD::test {
 namespace {
@@ -188,44 +193,152 @@ TEST_P(CInterfaceExtFaults, GiveTheNullResultAndLeaveHandlesAsTheyWere) {
 INSTANTIATE_TEST_SUITE_P(Each, CInterfaceExtFaults, testing::ValuesIn(kCalls),
                          [](const auto& row) { return row.param.name; });
 
-/// Lets each allocation of a load fail in turn. The dictionary is then empty.
-/// @return how many failed
-long failEachOfALoad(Failing failing) {
-  const std::string text = std::string("NEW 1 INT\n") + kLongName + " 2 STRING\n";
-  for (long failed = 0; failed < 1000; ++failed) {
-    loadDictionary("BEFORE 1 INT\n");
-    char error[32] = "untouched";
-    bool isLoaded = false;
-    const FaultRun run = runFailing(failed, failing, [&]() noexcept {
-      isLoaded = MD_FieldMap_reload_text_memory(text.data(), text.size(), error, sizeof error);
-    });
-    const char* const name = MD_FieldMap_idToName(1);
-    if (isLoaded) {
-      EXPECT_EQ(MD_FieldMap_size(), 2u);
-      EXPECT_STREQ(name, "NEW");
-      EXPECT_STREQ(error, "");
-    } else {
-      EXPECT_STREQ(error, "out of memory");
-      EXPECT_EQ(MD_FieldMap_size(), 0u);
-      EXPECT_EQ(name, nullptr);
-    }
-    if (!run.hasFailed) {
-      EXPECT_TRUE(isLoaded);
-      return failed;
-    }
-  }
-  ADD_FAILURE() << "it never succeeds";
-  return 0;
-}
+/// A way to load two fields.
+struct LoadCase {
+  const char* name;
+  bool (*load)(const std::string& path, char* error, std::size_t capacity);
+  bool isXml = false;
+};
 
-TEST(CInterfaceExtLoadFaults, TellOfMemoryInTheErrorText) {
+void PrintTo(const LoadCase& row, std::ostream* out) { *out << row.name; }
+
+const std::string kNewText = std::string("NEW 1 INT\n") + kLongName + " 2 STRING\n";
+std::string entryOf(const std::string& name, int code, const std::string& type) {
+  return "<Entry><Name>" + name + "</Name><Code>" + std::to_string(code) + "</Code><Type>" + type + "</Type></Entry>";
+}
+const std::string kNewXml =
+    "<D><FieldDefinition>" + entryOf("NEW", 1, "INT") + entryOf(kLongName, 2, "STRING") + "</FieldDefinition></D>";
+
+const LoadCase kLoads[] = {
+    {"TextInMemory",
+     [](const std::string&, char* error, std::size_t capacity) {
+       return MD_FieldMap_reload_text_memory(kNewText.data(), kNewText.size(), error, capacity);
+     }},
+    {"Text", [](const std::string& path, char* error,
+                std::size_t capacity) { return MD_FieldMap_reload_text(path.c_str(), error, capacity); }},
+    {"ReportOfTextInMemory",
+     [](const std::string&, char* error, std::size_t capacity) {
+       return MD_FieldMap_loadText(kNewText.data(), kNewText.size(), error, capacity);
+     }},
+    {"ReportOfText", [](const std::string& path, char* error,
+                        std::size_t capacity) { return MD_FieldMap_loadTextFile(path.c_str(), error, capacity); }},
+    {"XmlInMemory",
+     [](const std::string&, char* error, std::size_t capacity) {
+       return MD_FieldMap_reload_xml_memory(kNewXml.data(), kNewXml.size(), error, capacity);
+     },
+     true},
+    {"Xml",
+     [](const std::string& path, char* error, std::size_t capacity) {
+       return MD_FieldMap_reload_xml(path.c_str(), error, capacity);
+     },
+     true},
+    {"XmlOrWhatIsFound",
+     [](const std::string& path, char* error, std::size_t capacity) {
+       return MD_FieldMap_reload(path.c_str(), error, capacity);
+     },
+     true},
+};
+
+class CInterfaceExtLoadFaults : public testing::TestWithParam<LoadCase> {
+ protected:
+  void SetUp() override {
 #if !defined(MD_ALLOCATIONS_CAN_FAIL)
-  GTEST_SKIP() << "allocations fail with the GNU C library and under sanitizers";
+    GTEST_SKIP() << "allocations fail with the GNU C library and under sanitizers";
 #endif
+    ConfigurationFolder::write("new", GetParam().isXml ? kNewXml : kNewText);
+    // TinyXML does not free what it has made so far when memory runs out within it.
+#if defined(__SANITIZE_ADDRESS__)
+    if (GetParam().isXml) {
+      __lsan_disable();
+    }
+#endif
+  }
+  void TearDown() override {
+#if defined(__SANITIZE_ADDRESS__)
+    if (GetParam().isXml) {
+      __lsan_enable();
+    }
+#endif
+  }
+
+  /// Lets each allocation of a load fail in turn. The dictionary is then empty.
+  /// @return how many failed
+  static long failEachOfALoad(Failing failing) {
+    for (long failed = 0; failed < 1000; ++failed) {
+      loadDictionary("BEFORE 1 INT\n");
+      const std::string path = "new";
+      char error[32] = "untouched";
+      bool isLoaded = false;
+      const FaultRun run =
+          runFailing(failed, failing, [&]() noexcept { isLoaded = GetParam().load(path, error, sizeof error); });
+      const char* const name = MD_FieldMap_idToName(1);
+      if (isLoaded) {
+        EXPECT_EQ(MD_FieldMap_size(), 2u);
+        EXPECT_STREQ(name, "NEW");
+        EXPECT_STREQ(error, "");
+      } else {
+        EXPECT_STREQ(error, "out of memory");
+        EXPECT_EQ(MD_FieldMap_size(), 0u);
+        EXPECT_EQ(name, nullptr);
+      }
+      if (!run.hasFailed) {
+        EXPECT_TRUE(isLoaded);
+        return failed;
+      }
+    }
+    ADD_FAILURE() << "it never succeeds";
+    return 0;
+  }
+
+  ConfigurationFolder m_folder;
+};
+
+INSTANTIATE_TEST_SUITE_P(Each, CInterfaceExtLoadFaults, testing::ValuesIn(kLoads),
+                         [](const auto& row) { return row.param.name; });
+
+TEST_P(CInterfaceExtLoadFaults, AreToldInTheErrorText) {
   for (const Failing failing : {Failing::Once, Failing::FromThenOn}) {
     EXPECT_GE(failEachOfALoad(failing), 5);
   }
-  expectNoLeak([] { failEachOfALoad(Failing::FromThenOn); });
+  if (!GetParam().isXml) {
+    expectNoLeak([] { failEachOfALoad(Failing::FromThenOn); });
+  }
+}
+
+// A check that cannot be made for want of memory is no difference to the dictionary.
+TEST(CInterfaceExtCheckFaults, AreToldInTheErrorText) {
+#if !defined(MD_ALLOCATIONS_CAN_FAIL)
+  GTEST_SKIP() << "allocations fail with the GNU C library and under sanitizers";
+#endif
+  const MD_ExpectedField fields[] = {{kLongName, 3, MD_TYPE_STRING}, {"B", 2, 99}};
+  const std::string differences =
+      " does not match the fields of this program: " + std::string(kLongName) +
+      ": expected id 3 STRING, found id 1 INT; B: expected id 2 of type code 99, found no field of this name";
+  const struct {
+    std::string dictionary;
+    std::string error;
+  } cases[] = {
+      {std::string(kLongName) + " 1 INT\n", "the dictionary test dictionary" + differences},
+      {"", "no field \"" + std::string(kLongName) + "\": the dictionary test dictionary has no fields"},
+  };
+  for (const auto& row : cases) {
+    loadDictionary(row.dictionary);
+    for (const Failing failing : {Failing::Once, Failing::FromThenOn}) {
+      long failed = 0;
+      bool hasFailed = true;
+      for (; hasFailed && failed < 1000; ++failed) {
+        char error[300] = "untouched";
+        bool isMatch = true;
+        const FaultRun run = runFailing(
+            failed, failing, [&]() noexcept { isMatch = MD_FieldMap_checkFields(fields, 2, error, sizeof error); });
+        hasFailed = run.hasFailed;
+        EXPECT_FALSE(isMatch);
+        EXPECT_EQ(error, hasFailed ? "out of memory" : row.error) << failed;
+      }
+      EXPECT_FALSE(hasFailed);
+      EXPECT_GE(failed, 3);
+    }
+  }
 }
 
 // The functions that say that they need no memory.

@@ -118,6 +118,57 @@ TEST_F(Peek, ReadsOnWhereAMessageDoes) {
   EXPECT_EQ(receivedDifference(bytes), "");
 }
 
+/// What is read from a record whose length field is 0, and which two CHAR records follow: raw bytes in hex, null for
+/// nothing. Where the encoding has a width for the type, the value consists of the first bytes after the record.
+struct EmptyRecordCase {
+  const char* type;
+  const char* ofMInt;
+  const char* ofMsgT;
+};
+
+constexpr EmptyRecordCase kEmptyRecordCases[] = {
+    {"Char", "0A", "00"},
+    {"Int", nullptr, "01 00 0A 00"},
+    {"Int64", "0A 00 01 41 0A 00 01 42", "01 00 00 00 01 00 0A 00"},
+    {"Float", "0A 00 01 41", "01 00 0A 00"},
+    {"Double", "0A 00 01 41 0A 00 01 42", "01 00 00 00 01 00 0A 00"},
+    {"String", "", ""},
+    {"Buffer", "", ""},
+    {"DateTime", "0A 00 01 41 0A 00 01 42", "00 0A 00 01 00 00 00 01"},
+    {"EpochNS", "0A 00 01 41 0A 00 01 42", "00 0A 00 01 00 00 00 01"},
+};
+
+TEST_F(Peek, ReadsEachTypeBeyondAnEmptyRecord) {
+  std::size_t row = 0;
+  forEachValueType([&](auto sample, const std::string& typeName) {
+    using T = decltype(sample);
+    const EmptyRecordCase& expected = kEmptyRecordCases[row++];
+    ASSERT_EQ(typeName, expected.type);
+    const auto id = static_cast<std::uint8_t>(fieldOf<T>(true));  // below 256 or, of an INT, 301
+    const auto high = static_cast<std::uint8_t>(fieldOf<T>(true) >> 8);
+    Bytes mInt = {6, id, high, 0};
+    const Bytes charsOfMInt = fromHex("0A 00 01 41 0A 00 01 42");
+    mInt.insert(mInt.end(), charsOfMInt.begin(), charsOfMInt.end());
+    Bytes msgT = {0x46, 0x51, 0x52, 0x31, high, id, 0, detail::kTypeCode<T>, 0, 0, 0, 0};
+    const Bytes charsOfMsgT = fromHex("00 0A 00 01 00 00 00 01 41 00 0A 00 01 00 00 00 01 42");
+    msgT.insert(msgT.end(), charsOfMsgT.begin(), charsOfMsgT.end());
+    for (const Bytes& bytes : {mInt, msgT}) {
+      SCOPED_TRACE(typeName + " of " + std::to_string(bytes[0]));
+      const char* const value = bytes[0] == ENCODINGS::MINT ? expected.ofMInt : expected.ofMsgT;
+      const auto size = static_cast<std::uint32_t>(bytes.size());
+      for (const bool isFirst : {false, true}) {
+        T out{};
+        EXPECT_EQ(isFirst ? peekFirst(bytes.data(), size, fieldOf<T>(true), out)
+                          : peek(bytes.data(), size, fieldOf<T>(true), out),
+                  value != nullptr);
+        const std::string raw = rawOf(out);
+        EXPECT_EQ(toHex(Bytes(raw.begin(), raw.end())), value != nullptr ? value : "00 00 00 00");
+      }
+      EXPECT_EQ(receivedDifference(bytes), "");
+    }
+  });
+}
+
 /// An IterMap of a string with the length field 0, then one-byte fields that fill `filledBytes`, some of which a
 /// message drops if `isSplit`.
 Bytes longestString(std::size_t filledBytes, bool isSplit) {

@@ -342,6 +342,14 @@ std::vector<Operation> operationsOnMessages() {
     world.message->copyMsg(*world.source);
     world.result = true;
   };
+  // So many records of another length that the copy lists those of the message first.
+  const auto longerSource = [](World& world) {
+    world.source = MD_Message::createFromPB(ENCODINGS::MSGT);
+    for (std::uint16_t id = kFirstPadding; id != kFirstPadding + 20; ++id) {
+      world.message->add(id, bufferOf("short"));
+      world.source->add(id, bufferOf(std::string(100, 'l')));
+    }
+  };
   const auto received = [](World& world) {
     const auto message = world.message->clone();
     fillUp(*message);
@@ -377,6 +385,7 @@ std::vector<Operation> operationsOnMessages() {
       {"CopyFromMInt", source(6), copy},
       {"CopyFromIterMap", source(1), copy},
       {"CopyFromMsgT", source(ENCODINGS::MSGT), copy},
+      {"CopyOntoManyShorterFields", longerSource, copy},
       {"FieldIds", nullptr,
        [](World& world) {
          Ids ids;

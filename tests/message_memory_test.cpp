@@ -7,6 +7,7 @@
 #include <memory>
 #include <new>
 #include <set>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -18,6 +19,7 @@
 #include "support/dictionary.h"
 #include "support/failing_heap.h"
 #include "support/messages.h"
+#include "support/scripted_message.h"
 
 namespace MD::test {
 namespace {
@@ -122,6 +124,23 @@ TEST_F(MessageMemory, OfAnotherSizeIsTheHeaps) {
               }),
               5);
   }
+}
+
+/// A class of a program whose constructor throws.
+class Unmakeable : public ScriptedMessage {
+ public:
+  explicit Unmakeable(std::vector<std::string>& calls) : ScriptedMessage(calls) { throw 5; }
+};
+
+// The sanitizer for addresses finds memory that is not freed, and a place in memory that is.
+TEST_F(MessageMemory, OfAnObjectThatIsNotConstructedIsFreed) {
+  std::vector<std::string> calls;
+  alignas(Unmakeable) unsigned char place[sizeof(Unmakeable)];
+  EXPECT_THROW(delete new Unmakeable(calls), int);
+  EXPECT_THROW(delete new (std::nothrow) Unmakeable(calls), int);
+  EXPECT_THROW(new (place) Unmakeable(calls), int);
+  const std::unique_ptr<MD_Message> next(new mInt);
+  EXPECT_TRUE(next->add(id::kInt, 5));
 }
 
 TEST_F(MessageMemory, OfAThreadThatHasEndedServesOthers) {

@@ -10,6 +10,8 @@
 #include <gtest/gtest.h>
 
 #include "md/md_datatypes.h"
+#include "md/md_delta.h"
+#include "md/md_field.h"
 #include "md/md_message.h"
 #include "md/md_msgdata.h"
 #include "md/md_reusable_container.h"
@@ -96,6 +98,24 @@ TEST_P(LargestMessages, RefuseAnUpdateThatGrowsThemTooLong) {
   EXPECT_EQ(m_message->fieldCount(), 1U);
   EXPECT_EQ(Bytes(m_message->getBinary(), m_message->getBinary() + before.size()), before);
   EXPECT_TRUE(m_message->update(id::kString, "y"));
+}
+
+// What comes near the limit is not tried: see MD_Message::takeChanges().
+TEST_P(LargestMessages, AreNotChangedByADelta) {
+  ASSERT_TRUE(m_message->add(id::kInt, 5));
+  const Bytes before = bytesOf(*m_message);
+  Delta delta{Field<MD_Message::Buffer>(id::kBuffer)};
+  const auto changes = emptyOf(GetParam());
+  ASSERT_TRUE(changes->add(id::kInt, 6));
+  m_buffer->setSize(kLargest);
+  EXPECT_FALSE(delta.apply(*changes, *m_message));
+  EXPECT_EQ(m_message->getSizeImpl(), kLargest);
+  m_buffer->setSize(before.size());
+  EXPECT_EQ(bytesOf(*m_message), before);
+  EXPECT_TRUE(delta.apply(*changes, *m_message));
+  std::int32_t value = 0;
+  EXPECT_TRUE(m_message->get(id::kInt, value));
+  EXPECT_EQ(value, 6);
 }
 
 // The type and, in mInt, the length of a value come first.
