@@ -22,13 +22,11 @@
 namespace MD {
 namespace {
 
-std::string_view typeName(std::uint8_t code) noexcept {
-  for (const detail::FieldType& type : detail::kFieldTypes) {
-    if (type.code == code) {
-      return type.name;
-    }
+std::string typeName(std::uint8_t code) {
+  if (const detail::FieldType* const type = detail::findType(code)) {
+    return std::string(type->name);
   }
-  return "of no name";
+  return "type " + std::to_string(code);
 }
 
 /// Writes a value as its variant prints, characters of untrusted parties in their escaped form.
@@ -140,15 +138,15 @@ std::string FieldView::reason() const {
     case Problem::UnknownId:
       return "not in the dictionary";
     case Problem::TypeOfNoMessage:
-      return "messages do not carry values of type " + std::string(typeName(m_type));
+      return "messages do not carry values of type " + typeName(m_type);
     case Problem::Truncated:
       return "truncated: " + std::to_string(m_presentBytes) + " of " + bytes(m_storedBytes);
     case Problem::TruncatedHead:
       return "truncated: the message ends before the value";
     case Problem::OtherType:
-      return "stored as " + std::string(typeName(m_storedType)) + ", not as " + std::string(typeName(m_type));
+      return "stored as " + typeName(m_storedType) + ", not as " + typeName(m_type);
     case Problem::Length:
-      return "invalid length for type " + std::string(typeName(m_type)) + ": " + bytes(m_storedBytes);
+      return "invalid length for type " + typeName(m_type) + ": " + bytes(m_storedBytes);
   }
   return {};
 }

@@ -116,7 +116,7 @@ int frac_double(double v, std::int64_t& whole, std::int64_t& num, std::int64_t& 
       digitCount(magnitude(num)) + (static_cast<int>(base_double_places) - digitCount(magnitude(rounded)));
   den = powerOfTen(places);
 
-  if (places == 0 && (num == den || num == -den)) {
+  if (places == 0) {  // rounded to 1 or -1, the only ones without a place
     whole += num >= 1 ? 1 : -1;
     return noFraction(num, den);
   }

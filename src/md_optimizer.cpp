@@ -50,12 +50,7 @@ Optimizer& Optimizer::operator=(const Optimizer& other) {
   return *this;
 }
 
-void Optimizer::makeRoom() {
-  const std::uint32_t needed = std::uint32_t{m_map->compactCount()} + 1;
-  if (m_slotCount < needed) {
-    resize(needed);
-  }
-}
+void Optimizer::makeRoom() { resize(std::uint32_t{m_map->compactCount()} + 1); }
 
 void Optimizer::resize(std::uint32_t slotCount) {
   Memory memory = Memory::Ordinary;

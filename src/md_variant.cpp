@@ -4,6 +4,7 @@
 
 #include <new>
 #include <ostream>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 
@@ -125,7 +126,7 @@ void MD_Variant::set(MD_EpochNS value) { take(DATATYPES::EPOCH_NSEC, inPlace(val
 // The copies are made before the old value goes: the new one may be a view into it.
 void MD_Variant::set(StringView16 value) {
   Slot slot;
-  slot.text = value.length != 0 ? new std::string(value.data, value.length) : new std::string;
+  slot.text = new std::string(std::string_view(value));
   take(DATATYPES::STRING, slot);
 }
 

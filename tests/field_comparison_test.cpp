@@ -57,6 +57,10 @@ TEST_F(FieldComparison, LooksAtIdsTypesAndBits) {
       {"OtherWidthOfAnInteger", "06 2C01 01 05", "06 2C01 04 05000000", true},
       {"OtherValue", "06 2C01 01 05", "06 2C01 01 06", false},
       {"OtherId", "06 2C01 01 05", "06 2D01 01 05", false},
+      {"TruncatedBeforeTheValue", "06 1600 08", "06 1600 08", true},
+      {"TruncatedWithinTheHead", "06 1600", "06 1600", true},
+      {"OtherPartOfATruncatedValue", "06 1600 08 01", "06 1600 08 0102", false},
+      {"OtherLengthOfATruncatedValue", "06 3C00 05 41", "06 3C00 06 41", false},
       {"FieldMore", "06 2C01 01 05", "06 2C01 01 05 0A00 01 41", false},
       {"OtherLength", "06 3C00 02 4100", "06 3C00 03 414100", false},
       {"ZeroAndMinusZero", "06 1600 08 0000000000000000", "06 1600 08 0000000000000080", false},
@@ -87,6 +91,19 @@ TEST_F(FieldComparison, LooksAtIdsTypesAndBits) {
     EXPECT_EQ(changed.empty() && removed.empty(), row.areSame);
     EXPECT_EQ(errors.take(), "");
   }
+}
+
+TEST_F(FieldComparison, LooksAtTheStoredTypesOfFieldsThatCannotBeRead) {
+  MD_FieldMap::loadText("A 1 INT");
+  MsgT a;
+  MsgT same;
+  ASSERT_TRUE(a.add(1, 5) && same.add(1, 5));
+  MD_FieldMap::loadText("A 1 FLOAT");
+  MsgT other;
+  ASSERT_TRUE(other.add(1, 5.0F));
+  MD_FieldMap::loadText("A 1 INT64");
+  EXPECT_TRUE(sameFields(a, same));
+  EXPECT_FALSE(sameFields(a, other));
 }
 
 TEST_F(FieldComparison, ListsChangesInTheOrderOfEachMessage) {

@@ -367,10 +367,10 @@ TEST_F(Columns, EndABatchBeforeItsDictionaryIsTooLong) {
   ColumnOptions options = encodedSymbols();
   options.batchTextBytes = 5;
   ColumnBuilder columns({id::kString}, options);
-  for (const char* symbol : {"AB", "CD", "AB", "EF", "AB"}) {
+  for (const char* symbol : {"AB", "CD", "AB", "EF", "AB", "GHIJKLMN", "GHIJKLMN", "O"}) {
     ASSERT_TRUE(columns.append(*quote(ENCODINGS::MINT, symbol, 1)));
   }
-  EXPECT_EQ(streamTextOf(columns), "'AB'\n'CD'\n'AB'\n---\n'EF'\n'AB'\n");
+  EXPECT_EQ(streamTextOf(columns), "'AB'\n'CD'\n'AB'\n---\n'EF'\n'AB'\n---\n'GHIJKLMN'\n'GHIJKLMN'\n---\n'O'\n");
 }
 
 // Failures ------------------------------------------------------------------------------------------------------------

@@ -2,6 +2,7 @@
 // they take addresses and no memory.
 #include <cstdint>
 
+#include <algorithm>
 #include <limits>
 #include <memory>
 #include <new>
@@ -98,6 +99,47 @@ TEST_P(LargestMessages, RefuseAnUpdateThatGrowsThemTooLong) {
   EXPECT_EQ(m_message->fieldCount(), 1U);
   EXPECT_EQ(Bytes(m_message->getBinary(), m_message->getBinary() + before.size()), before);
   EXPECT_TRUE(m_message->update(id::kString, "y"));
+}
+
+// A BUFFER of nearly all bytes comes first, so that the strings are the only bytes that are moved.
+TEST_P(LargestMessages, KeepTheFieldOfACopyThatGrowsThemTooLong) {
+  if (GetParam().code == ENCODINGS::MINT) {
+    GTEST_SKIP() << "no value of an mInt is that long";
+  }
+  constexpr std::uint16_t kFirst = 2;
+  constexpr std::uint16_t kTooLong = 14;
+  constexpr std::uint16_t kLast = 15;
+  std::string dictionary = "BLOB 1 BUFFER\n";
+  for (std::uint16_t id = kFirst; id <= kLast; ++id) {
+    dictionary += 'F' + std::to_string(id) + ' ' + std::to_string(id) + " STRING\n";
+  }
+  loadDictionary(dictionary);
+  constexpr std::uint32_t kFree = 2000;
+  const bool isMsgT = GetParam().code == ENCODINGS::MSGT;
+  const std::uint32_t headerBytes = m_message->getSizeImpl();
+  Bytes head = fromHex(isMsgT ? "00 01 00 0E" : "01 00");
+  const auto length = static_cast<std::uint32_t>(kLargest - kFree - headerBytes - head.size() - 4);
+  for (unsigned i = 0; i != 4; ++i) {
+    head.push_back(static_cast<std::uint8_t>(length >> 8 * (isMsgT ? 3 - i : i)));
+  }
+  std::copy(head.begin(), head.end(), m_buffer->data() + headerBytes);
+  m_buffer->setSize(kLargest - kFree);
+  const auto source = MD_Message::createFromPB(ENCODINGS::MSGT);
+  Ids ids;
+  for (std::uint16_t id = kFirst; id <= kLast; ++id) {
+    ids.push_back(id);
+    ASSERT_TRUE(m_message->add(id, "x"));
+    ASSERT_TRUE(source->add(id, id == kTooLong ? std::string(3000, 'y') : "longer"));
+  }
+  const std::uint32_t size = m_message->getSizeImpl();
+  EXPECT_EQ(copyFields(*source, ids, *m_message), Ids{kTooLong});
+  EXPECT_EQ(m_message->getSizeImpl(), size + 13 * 5);
+  EXPECT_EQ(idsOf(*m_message), (Ids{1, 14, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 15}));
+  for (const std::uint16_t id : ids) {
+    std::string value;
+    EXPECT_TRUE(m_message->get(id, value)) << id;
+    EXPECT_EQ(value, id == kTooLong ? "x" : "longer") << id;
+  }
 }
 
 // What comes near the limit is not tried: see MD_Message::takeChanges().

@@ -35,14 +35,16 @@ class MD_API Delta {
   /// Replaces the contents of `delta` by the changes from `before` to `after`. If memory runs out, std::bad_alloc is
   /// thrown and `delta` may be empty.
   /// @return false, with an empty `delta`, if a delta of its encoding cannot express the changes; send the whole
-  ///         message instead. This is the case if a changed field of `after` cannot be read, if `delta` cannot hold a value or
-  ///         the list of removed fields, if a message contains the field for that list, and if `delta` is one of the
-  ///         other two messages.
+  ///         message instead. This is the case if a changed field of `after` cannot be read, if `delta` cannot hold a
+  ///         value or the list of removed fields, if a message contains the field for that list, and if `delta` is one
+  ///         of the other two messages.
   [[nodiscard]] bool diff(const MD_Message& before, const MD_Message& after, MD_Message& delta);
 
   /// Applies a delta to `state`. Fields to remove may be absent.
   /// @return false, with `state` unchanged, if `delta` is not a delta (a field cannot be read, the list is malformed,
-  ///         or it lists a field of the delta), if `state` cannot hold a value, and if both are the same message
+  ///         or it lists a field of the delta), if `state` cannot hold a value, and if both are the same message. Only
+  ///         if records of `state` overlap, a part of the fields may be changed: after received bytes that ended within
+  ///         a record, and fields that were added to them
   [[nodiscard]] bool apply(const MD_Message& delta, MD_Message& state);
 
  private:
