@@ -111,12 +111,14 @@ TEST(Fields, SayWhatAnotherDictionaryMakesOfThem) {
   EXPECT_EQ(errors.take(), "");
 }
 
-// The first record was truncated when the second one was appended: the update overwrites the head of the second.
+// The first record was truncated when the second one was appended: the update overwrites the head of the second, whose
+// value is listed as a record of the field.
 TEST(Fields, OfOverwrittenRecordsNameWhatIsThere) {
   MD_FieldMap::loadText("A 27 INT64  B 513 INT64");
   test::CapturedErrors errors;
   MsgT message(test::fromHex("46515231 001B 0013 00000008"));
-  ASSERT_TRUE(message.add(513, std::int64_t{5}) && message.update(27, std::int64_t{0x0201006300000008}));
+  ASSERT_TRUE(message.add(513, std::int64_t{0x0201001300000000}) &&
+              message.update(27, std::int64_t{0x0201006300000008}));
   EXPECT_EQ(describe(message), "27 A 19 144397088254328840 1\n513 B 19 (stored as type 99, not as INT64) 1\n");
   ASSERT_TRUE(message.update(27, std::int64_t{0x0201000500000008}));
   EXPECT_EQ(describe(message), "27 A 19 144396684527403016 1\n513 B 19 (stored as DOUBLE, not as INT64) 1\n");
