@@ -1,5 +1,9 @@
 #include "nats/acknowledgement.h"
 
+#include <cstdint>
+
+#include <algorithm>
+#include <charconv>
 #include <string_view>
 
 #include <rapidjson/document.h>
@@ -16,10 +20,38 @@ std::string stringOf(const rapidjson::Value& object, const char* name) {
              : std::string();
 }
 
+/// Reads {"stream":"MD", "seq":7}, which nearly all answers are: an order of magnitude faster than a parser of any
+/// JSON.
+bool readUsual(std::string_view text, Acknowledgement& answer) {
+  constexpr std::string_view kBeforeStream = R"({"stream":")";
+  constexpr std::string_view kBeforeSequence = R"(", "seq":)";
+  const std::size_t streamEnd = text.find('"', kBeforeStream.size());
+  if (text.substr(0, kBeforeStream.size()) != kBeforeStream || streamEnd == text.npos ||
+      text.substr(streamEnd, kBeforeSequence.size()) != kBeforeSequence) {
+    return false;
+  }
+  const std::string_view stream = text.substr(kBeforeStream.size(), streamEnd - kBeforeStream.size());
+  const std::string_view sequence = text.substr(streamEnd + kBeforeSequence.size());
+  std::uint64_t value = 0;
+  const auto [end, error] = std::from_chars(sequence.data(), sequence.data() + sequence.size(), value);
+  const auto isPlain = [](unsigned char c) { return c > 0x20 && c < 0x7f && c != '\\'; };
+  if (error != std::errc() ||
+      std::string_view(end, static_cast<std::size_t>(sequence.data() + sequence.size() - end)) != "}" ||
+      sequence.front() == '0' || stream.empty() || !std::all_of(stream.begin(), stream.end(), isPlain)) {
+    return false;
+  }
+  answer.kind = Acknowledgement::Kind::Stored;
+  answer.stream = stream;
+  return true;
+}
+
 }  // namespace
 
 Acknowledgement parseAcknowledgement(const char* text, std::size_t sizeBytes) {
   Acknowledgement answer;
+  if (readUsual({text, sizeBytes}, answer)) {
+    return answer;
+  }
   rapidjson::Document document;
   document.Parse<rapidjson::kParseIterativeFlag>(text, sizeBytes);
   if (document.HasParseError() || !document.IsObject()) {

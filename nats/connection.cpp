@@ -1,5 +1,7 @@
 #include "nats/connection.h"
 
+#include <sched.h>
+
 #include <algorithm>
 #include <fstream>
 #include <string_view>
@@ -62,6 +64,15 @@ std::string reasonOf(natsStatus status) {
     return kind;
   }
   return status == NATS_ERR ? printable(detail) : kind + ": " + printable(detail);
+}
+
+void preferThroughput() noexcept {
+#ifdef SCHED_BATCH
+  if (sched_getscheduler(0) == SCHED_OTHER) {
+    const sched_param none{};
+    static_cast<void>(sched_setscheduler(0, SCHED_BATCH, &none));
+  }
+#endif
 }
 
 Server::Server(const NatsServerOptions& options, bool isLatency, bool reconnects)

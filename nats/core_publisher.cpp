@@ -57,7 +57,7 @@ natsStatus CorePublisher::send(const std::string& subject, const InputMessage& m
   natsStatus status =
       natsMsg_Create(NatsOut(whole), subject.c_str(), nullptr, static_cast<const char*>(data), sizeBytes);
   if (status == NATS_OK) {
-    status = m_headers.write(message, whole.get());
+    status = m_headers.write(message.timeNs, message.source, whole.get());
   }
   return status == NATS_OK ? natsConnection_PublishMsg(m_connection.get(), whole.get()) : status;
 }

@@ -18,14 +18,15 @@ bool NatsSource::next(InputMessage& message) {
   if (m_messages == m_options.count || (m_messages % kMessagesPerLook == 0 && m_end.isEnd(false))) {
     return false;
   }
-  m_message.reset();
   bool isWaiting = false;
-  while ((m_message = NatsPointer<natsMsg>(take())) == nullptr) {
+  NatsPointer<natsMsg> next;
+  while ((next = NatsPointer<natsMsg>(take())) == nullptr) {
     if (m_isLost || isAtEnd() || m_end.isEnd(true)) {
       return false;
     }
     isWaiting = true;
   }
+  m_message = std::move(next);
   if (isWaiting) {
     m_end.restartIdle();
   }

@@ -46,20 +46,20 @@ std::string ownFingerprint() { return hexNumber(MD_FieldMap::instance().fingerpr
 HeaderWriter::HeaderWriter(const std::optional<std::string>& publisher)
     : m_publisher(publisher ? checked(*publisher) : nameOfRun()), m_dictionary(ownFingerprint()) {}
 
-natsStatus HeaderWriter::write(const InputMessage& message, natsMsg* to) {
+natsStatus HeaderWriter::write(const std::optional<std::int64_t>& timeNs, const Endpoint& source, natsMsg* to) {
   natsStatus status = natsMsgHeader_Set(to, kDictionaryHeader, m_dictionary.c_str());
   const auto set = [&](const char* name, const char* value) {
     status = status == NATS_OK ? natsMsgHeader_Set(to, name, value) : status;
   };
   set(kPublisherHeader, m_publisher.c_str());
-  if (message.timeNs) {
+  if (timeNs) {
     char digits[24];
-    *std::to_chars(digits, digits + sizeof digits - 1, *message.timeNs).ptr = '\0';
+    *std::to_chars(digits, digits + sizeof digits - 1, *timeNs).ptr = '\0';
     set(kTimeHeader, digits);
   }
-  if (message.source.port != 0) {
-    if (m_sourceText.empty() || m_source.port != message.source.port || m_source.address != message.source.address) {
-      m_source = message.source;
+  if (source.port != 0) {
+    if (m_sourceText.empty() || m_source.port != source.port || m_source.address != source.address) {
+      m_source = source;
       m_sourceText = textOf(m_source);
     }
     set(kSourceHeader, m_sourceText.c_str());

@@ -26,7 +26,9 @@ class HeaderWriter {
   /// @param publisher  as the user names it; none: a name of this run
   explicit HeaderWriter(const std::optional<std::string>& publisher);
 
-  natsStatus write(const InputMessage& message, natsMsg* to);
+  /// @param timeNs  when the message was captured
+  /// @param source  where from; port 0: unknown
+  natsStatus write(const std::optional<std::int64_t>& timeNs, const Endpoint& source, natsMsg* to);
 
   const std::string& publisher() const noexcept { return m_publisher; }
 

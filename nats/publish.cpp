@@ -35,6 +35,9 @@ void publish(const PublishOptions& options, const Task& task) {
   Selection selection(task.selection, names);
   SubjectTemplate subjects(options.subject, names);
   HeaderWriter headers(options.publisher);
+  if (!options.isLatency) {
+    preferThroughput();
+  }
   // What is lost is published again by this program itself, or counted.
   const Server server(options.server, options.isLatency, false);
   std::unique_ptr<Publisher> publisher;

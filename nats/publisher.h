@@ -84,13 +84,19 @@ class StreamPublisher final : public Publisher {
  private:
   using Clock = std::chrono::steady_clock;
 
+  /// What a message is made of, in few places of memory. It is put together when it is published.
   struct Pending {
-    NatsPointer<natsMsg> message;
+    std::string subject;
+    std::string payload;
+    std::optional<std::int64_t> timeNs;
+    Endpoint source;
     bool isDone = false;
   };
 
   void subscribe();
-  void takeAnswers(std::chrono::milliseconds wait);
+  natsStatus send(std::uint64_t number, const Pending& pending);
+  void waitForAnswers();
+  void takeAnswers();
   void take(natsMsg& answer);
   void refuse(const std::string& reason);
   void recover(const std::string& reason);
@@ -101,7 +107,9 @@ class StreamPublisher final : public Publisher {
   HeaderWriter& m_headers;
   Reporter& m_reporter;
   DictionaryOffer m_offer;
-  std::string m_inbox;
+  std::string m_inbox;  // where answers come to; the last number follows
+  std::size_t m_inboxBytes = 0;
+  std::string m_messageId;  // the last number follows the publisher's name
   NatsPointer<natsConnection> m_connection;
   NatsPointer<natsSubscription> m_answers;
   NatsPointer<natsSubscription> m_offered;
@@ -109,6 +117,7 @@ class StreamPublisher final : public Publisher {
   std::size_t m_pendingBytes = 0;
   std::uint64_t m_first = 1;  // number of the first pending message
   bool m_isRefusedForNow = false;
+  Clock::time_point m_lastLook;
   Clock::time_point m_lastProgress = Clock::now();
   std::set<std::string> m_reasons;  // that have been reported
 };

@@ -37,6 +37,8 @@ class NatsSource : public MessageSource {
   virtual bool isAtEnd() const { return false; }
   /// The connection by which something can be asked.
   virtual natsConnection& connection() = 0;
+  /// The message before the one that is to be taken, or null.
+  natsMsg* lastMessage() const noexcept { return m_message.get(); }
   /// The time at which a stream stored the message.
   virtual std::optional<std::int64_t> storedNs(natsMsg&) const { return std::nullopt; }
 
@@ -99,7 +101,8 @@ class StreamSource final : public NatsSource {
   void endTakeover();
   void setStart(jsConsumerConfig& config) const;
   bool fetch();
-  bool fetchOrdered();
+  natsMsg* takeOrdered();
+  void readPosition();
   void keepForTakeover(NatsPointer<natsMsg> message);
   void giveTakeover();
   void look();
@@ -115,10 +118,11 @@ class StreamSource final : public NatsSource {
   NatsPointer<natsSubscription> m_subscription;
   std::deque<NatsPointer<natsMsg>> m_batch;   // fetched, not given yet
   std::vector<NatsPointer<natsMsg>> m_given;  // and not acknowledged yet; of Durable the last alone
-  std::uint64_t m_last = 0;                   // sequence in the stream of the last message given
-  std::uint64_t m_ahead = 0;                  // messages that the server has for this reader, as far as known
-  bool m_isTakeover = false;                  // messages of a reader before this one are to come
-  std::uint64_t m_takeoverSize = 0;           // how many
+  std::uint64_t m_last = 0;      // sequence in the stream of the last message given; of Ordered as of readPosition()
+  std::uint64_t m_ahead = 0;     // messages that the server has for this reader, as far as known
+  bool m_isPositionRead = true;  // of Ordered, the last message's
+  bool m_isTakeover = false;     // messages of a reader before this one are to come
+  std::uint64_t m_takeoverSize = 0;                          // how many
   std::map<std::uint64_t, NatsPointer<natsMsg>> m_takeover;  // those that have come, by their sequence in the stream
   bool m_isAtEnd = false;
 };

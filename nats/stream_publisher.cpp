@@ -16,11 +16,17 @@ namespace {
 using std::chrono::milliseconds;
 
 /// How many messages, and bytes of them, may wait for their acknowledgement.
-constexpr std::size_t kMostPending = 8192;
+constexpr std::size_t kMostPending = 4096;
 constexpr std::size_t kMostPendingBytes = std::size_t{16} << 20;
 /// When no acknowledgement comes for so long, the connection counts as lost.
 constexpr milliseconds kLongestSilence{5000};
 constexpr milliseconds kBetweenAttempts{100};
+constexpr std::chrono::microseconds kBetweenLooks{500};
+
+void appendDigits(std::uint64_t number, std::string& text) {
+  char digits[20];
+  text.append(digits, std::to_chars(digits, digits + sizeof digits, number).ptr);
+}
 
 }  // namespace
 
@@ -36,11 +42,13 @@ StreamPublisher::StreamPublisher(const Server& server, const std::string& stream
     throw std::bad_alloc();
   }
   m_inbox = std::string(inbox.get()) + '.';
+  m_inboxBytes = m_inbox.size();
+  m_messageId = m_headers.publisher() + '-';
   subscribe();
 }
 
 void StreamPublisher::subscribe() {
-  natsConnection_SubscribeSync(NatsOut(m_answers), m_connection.get(), (m_inbox + '*').c_str());
+  natsConnection_SubscribeSync(NatsOut(m_answers), m_connection.get(), (m_inbox.substr(0, m_inboxBytes) + '*').c_str());
   if (m_answers != nullptr) {
     natsSubscription_SetPendingLimits(m_answers.get(), -1, -1);
   }
@@ -51,57 +59,74 @@ void StreamPublisher::publish(const std::string& subject, const InputMessage& me
   if (static_cast<std::int64_t>(message.sizeBytes) > natsConnection_GetMaxPayload(m_connection.get())) {
     throw LineError(std::to_string(message.sizeBytes) + " bytes exceed the limit of the server");
   }
-  const std::string number = std::to_string(m_first + m_pending.size());
   Pending pending;
+  pending.subject = subject;
   const void* const data = message.data;
-  natsStatus status = natsMsg_Create(NatsOut(pending.message), subject.c_str(), (m_inbox + number).c_str(),
-                                     static_cast<const char*>(data), static_cast<int>(message.sizeBytes));
-  natsMsg* const made = pending.message.get();
-  if (status == NATS_OK) {
-    status = m_headers.write(message, made);
-  }
-  if (status == NATS_OK) {
-    status = natsMsgHeader_Set(made, kMessageIdHeader, (m_headers.publisher() + '-' + number).c_str());
-  }
-  if (status != NATS_OK) {
-    throw std::bad_alloc();
-  }
+  pending.payload.assign(static_cast<const char*>(data), message.sizeBytes);
+  pending.timeNs = message.timeNs;
+  pending.source = message.source;
   m_pending.push_back(std::move(pending));
   m_pendingBytes += message.sizeBytes;
   ++m_counts.sent;
   if (m_pending.size() == 1) {
     m_lastProgress = Clock::now();
   }
-  status = natsConnection_PublishMsg(m_connection.get(), made);
+  const natsStatus status = send(m_first + m_pending.size() - 1, m_pending.back());
   if (status != NATS_OK) {
     recover(reasonOf(status));
   }
-  constexpr std::size_t kMessagesPerLook = 32;
-  if (m_counts.sent % kMessagesPerLook == 0) {
-    takeAnswers(milliseconds(0));
+  if (Clock::now() - m_lastLook >= kBetweenLooks) {
+    takeAnswers();
   }
   while (m_pending.size() >= kMostPending || m_pendingBytes >= kMostPendingBytes) {
-    takeAnswers(milliseconds(100));
+    waitForAnswers();
   }
+}
+
+natsStatus StreamPublisher::send(std::uint64_t number, const Pending& pending) {
+  m_inbox.resize(m_inboxBytes);
+  appendDigits(number, m_inbox);
+  m_messageId.resize(m_headers.publisher().size() + 1);
+  appendDigits(number, m_messageId);
+  NatsPointer<natsMsg> message;
+  natsStatus status = natsMsg_Create(NatsOut(message), pending.subject.c_str(), m_inbox.c_str(), pending.payload.data(),
+                                     static_cast<int>(pending.payload.size()));
+  if (status == NATS_OK) {
+    status = m_headers.write(pending.timeNs, pending.source, message.get());
+  }
+  if (status == NATS_OK) {
+    status = natsMsgHeader_Set(message.get(), kMessageIdHeader, m_messageId.c_str());
+  }
+  if (status != NATS_OK) {
+    throw std::bad_alloc();
+  }
+  return natsConnection_PublishMsg(m_connection.get(), message.get());
 }
 
 void StreamPublisher::finish() {
   while (!m_pending.empty()) {
-    takeAnswers(milliseconds(100));
+    waitForAnswers();
   }
 }
 
-/// Takes all answers that are there, and waits for the first of them.
-void StreamPublisher::takeAnswers(milliseconds wait) {
+/// A thread that waits for the next answer is woken by each of them, and contends for it with the thread that reads the
+/// connection. So this one sleeps while many come.
+void StreamPublisher::waitForAnswers() {
+  std::this_thread::sleep_for(kBetweenLooks);
+  takeAnswers();
+}
+
+/// Takes all answers that are there.
+void StreamPublisher::takeAnswers() {
+  m_lastLook = Clock::now();
   natsStatus status = NATS_OK;
   for (;;) {
     NatsPointer<natsMsg> answer;
-    status = natsSubscription_NextMsg(NatsOut(answer), m_answers.get(), wait.count());
+    status = natsSubscription_NextMsg(NatsOut(answer), m_answers.get(), 0);
     if (status != NATS_OK) {
       break;
     }
     take(*answer);
-    wait = milliseconds(0);
   }
   m_reporter.refreshProgress();
   if (std::exchange(m_isRefusedForNow, false)) {
@@ -147,7 +172,7 @@ void StreamPublisher::take(natsMsg& answer) {
   m_lastProgress = Clock::now();
   m_pending[number - m_first].isDone = true;
   for (; !m_pending.empty() && m_pending.front().isDone; ++m_first) {
-    m_pendingBytes -= static_cast<std::size_t>(natsMsg_GetDataLength(m_pending.front().message.get()));
+    m_pendingBytes -= m_pending.front().payload.size();
     m_pending.pop_front();
   }
 }
@@ -184,8 +209,8 @@ bool StreamPublisher::resend() {
   if (m_answers == nullptr) {
     return false;
   }
-  for (const Pending& pending : m_pending) {
-    if (!pending.isDone && natsConnection_PublishMsg(m_connection.get(), pending.message.get()) != NATS_OK) {
+  for (std::size_t i = 0; i != m_pending.size(); ++i) {
+    if (!m_pending[i].isDone && send(m_first + i, m_pending[i]) != NATS_OK) {
       return false;
     }
   }

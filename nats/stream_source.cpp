@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <new>
+#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -20,6 +21,12 @@ constexpr std::int64_t kTakeoverAckWaitNs = 200'000'000;
 natsStatus consumerInfo(jsCtx& context, const std::string& stream, const std::string& name,
                         NatsPointer<jsConsumerInfo>& info) {
   return js_GetConsumerInfo(NatsOut(info), &context, stream.c_str(), name.c_str(), nullptr, nullptr);
+}
+
+/// Whether a stream sent it, rather than someone who knows where it sends to.
+bool isOfStream(const natsMsg& message) {
+  const char* const reply = natsMsg_GetReply(&message);
+  return reply != nullptr && std::string_view(reply).rfind("$JS.ACK.", 0) == 0;
 }
 
 }  // namespace
@@ -197,6 +204,9 @@ void StreamSource::endTakeover() {
 }
 
 natsMsg* StreamSource::take() {
+  if (m_kind == Kind::Ordered) {
+    return takeOrdered();
+  }
   for (;;) {
     if (m_batch.empty() && !fetch()) {
       return nullptr;
@@ -208,10 +218,6 @@ natsMsg* StreamSource::take() {
       continue;  // a status of the server's
     }
     m_ahead = about->NumPending;
-    if (m_kind == Kind::Ordered) {
-      m_last = about->Sequence.Stream;
-      return message.release();
-    }
     const bool isKnown = m_kind == Kind::Durable && about->Sequence.Stream <= m_last;
     // The acknowledgement of a message needs the subject that came with it, so that a part of it is kept.
     NatsPointer<natsMsg> receipt;
@@ -244,9 +250,6 @@ void StreamSource::acknowledge() {
 
 /// Fetches what is there, or waits up to 100 ms for one message. @return whether there is one
 bool StreamSource::fetch() {
-  if (m_kind == Kind::Ordered) {
-    return fetchOrdered();
-  }
   acknowledge();
   if (m_isTakeover && m_takeover.empty()) {
     endTakeover();
@@ -309,24 +312,45 @@ void StreamSource::giveTakeover() {
   m_takeover.clear();
 }
 
-bool StreamSource::fetchOrdered() {
-  m_isAtEnd = m_ahead == 0;
-  if (isAtEnd()) {
-    return false;
+/// The next message of an ordered reader.
+natsMsg* StreamSource::takeOrdered() {
+  if (m_ahead == 0 && m_options.endsWhenCaughtUp) {
+    readPosition();
+    m_isAtEnd = m_ahead == 0;
+    if (m_isAtEnd) {
+      return nullptr;
+    }
   }
-  NatsPointer<natsMsg> message;
-  natsStatus status = natsSubscription_NextMsg(NatsOut(message), m_subscription.get(), 0);
+  natsMsg* message = nullptr;
+  natsStatus status = natsSubscription_NextMsg(&message, m_subscription.get(), 0);
   if (status == NATS_TIMEOUT) {
     m_out.flush();
+    readPosition();  // some of those ahead may have been deleted
     constexpr std::int64_t kWaitMs = 50;
-    status = natsSubscription_NextMsg(NatsOut(message), m_subscription.get(), kWaitMs);
+    status = natsSubscription_NextMsg(&message, m_subscription.get(), kWaitMs);
+  }
+  if (status == NATS_OK && !isOfStream(*message)) {
+    natsMsg_Destroy(message);
+    return nullptr;
   }
   if (status == NATS_OK) {
-    m_batch.push_back(std::move(message));
+    m_isPositionRead = false;
+    m_ahead -= m_ahead != 0 ? 1 : 0;
   } else if (status != NATS_TIMEOUT) {
     resume(reasonOf(status));
   }
-  return !m_batch.empty();
+  return message;
+}
+
+/// Reads from the last message of an ordered reader where it was in the stream, and how many followed. The library
+/// allocates for it, so that it is not done for each message.
+void StreamSource::readPosition() {
+  NatsPointer<jsMsgMetaData> about;
+  if (!m_isPositionRead && natsMsg_GetMetaData(NatsOut(about), lastMessage()) == NATS_OK) {
+    m_last = about->Sequence.Stream;
+    m_ahead = about->NumPending;
+  }
+  m_isPositionRead = true;
 }
 
 /// Asks the server how much there is ahead.
@@ -353,6 +377,7 @@ void StreamSource::look() {
 /// the server or not: it comes again, and is passed over.
 void StreamSource::resume(const std::string& reason) {
   m_reporter.tell("the stream " + m_stream + " at " + m_server.name() + ": " + reason + "; connecting again");
+  readPosition();
   m_batch.clear();
   m_given.clear();
   m_takeover.clear();

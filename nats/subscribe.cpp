@@ -21,6 +21,9 @@ void writeBytes(const Task& task, const SinkOptions& options) {
 }  // namespace
 
 void subscribe(const SubscribeOptions& options, const SelectionOptions& selection, Output& out, Reporter& reporter) {
+  if (options.endsWhenCaughtUp) {
+    preferThroughput();
+  }
   // Of core NATS the client library restores the subscription; from a stream this program continues where it was.
   const Server server(options.server, false, !options.stream);
   std::unique_ptr<NatsSource> source;
