@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <deque>
+#include <functional>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -17,7 +19,8 @@ constexpr const char* kFilterHelp =
     "timestamps. A packet is one message.\n"
     "--split-by writes one file per value. In names, letters, digits, - _ + = @ , and dots\n"
     "that are neither first nor last stay; other bytes become % and two hex digits, an empty\n"
-    "value becomes %, and a missing field %-.\n"
+    "value becomes %, and a missing field %-. NUL and other device names of Windows become\n"
+    "%4EUL.\n"
     "\n"
     "Examples:\n"
     "  mdmsg filter --where 'SYMBOL in (AB, CD)' feed.pcap.gz > ab_cd.pcap\n"
@@ -56,6 +59,9 @@ struct FilterLine : CommonOptions {
       options.split.open = [&session, this](OutputFile& file, const std::string& path) {
         Files::open(file, path, *this);
         session.files.isSplitting = true;
+      };
+      options.split.setBeforeEnd = [&session](std::function<void()> write) {
+        session.files.setBeforeLeaving(std::move(write));
       };
     }
     return options;

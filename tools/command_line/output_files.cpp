@@ -1,6 +1,7 @@
 #include "command_line/output_files.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "base/errors.h"
 #include "base/platform.h"
@@ -28,7 +29,18 @@ void Files::open(OutputFile& file, const std::string& path, const CommonOptions&
   refuseInputs(file, options);
 }
 
+void Files::setBeforeLeaving(std::function<void()> write) {
+  const std::lock_guard lock(m_mutex);
+  m_beforeLeaving = std::move(write);
+}
+
 std::string Files::leaveUnfinished() {
+  {
+    const std::lock_guard lock(m_mutex);
+    if (m_beforeLeaving) {
+      m_beforeLeaving();
+    }
+  }
   std::string text;
   for (OutputFile* const file : {&output, &svg, &html}) {
     file->removeIfEmpty();

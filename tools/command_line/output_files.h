@@ -3,6 +3,8 @@
 #define MDMSG_OUTPUT_FILES_H
 
 #include <atomic>
+#include <functional>
+#include <mutex>
 #include <string>
 
 #include "base/output_file.h"
@@ -21,9 +23,17 @@ struct Files {
   /// @throws UsageError
   static void open(OutputFile& file, const std::string& path, const CommonOptions& options);
 
+  /// Sets what leaveUnfinished() calls first, which writes what has been collected; empty for nothing. Waits for a call
+  /// that goes on.
+  void setBeforeLeaving(std::function<void()> write);
+
   /// After a run that did not come to its end: removes files that were made and got nothing, which would be in the way
   /// of the next try. @return what is to be said of the others, empty for nothing
   std::string leaveUnfinished();
+
+ private:
+  std::mutex m_mutex;
+  std::function<void()> m_beforeLeaving;  // under the mutex
 };
 
 }  // namespace MD::tool

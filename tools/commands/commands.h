@@ -78,6 +78,8 @@ struct SplitOptions {
   Compression compression;
   /// Opens a file that is to be written. May throw UsageError.
   std::function<void(OutputFile& file, const std::string& path)> open;
+  /// Sets what another thread calls if it is to end the process; empty for nothing.
+  std::function<void(std::function<void()>)> setBeforeEnd;
 };
 
 struct FilterOptions {

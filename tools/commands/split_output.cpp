@@ -2,6 +2,8 @@
 
 #include <cerrno>
 
+#include <chrono>
+#include <exception>
 #include <utility>
 
 #include "base/end_watch.h"
@@ -13,9 +15,31 @@ namespace MD::tool {
 SplitOutput::SplitOutput(const SplitOptions& options, const FieldNames& names)
     : m_options(options),
       m_template(options.path, options.by, names),
-      m_compressor(makeCompressor(options.compression)) {}
+      m_compressor(makeCompressor(options.compression)) {
+  m_options.setBeforeEnd([this] { writeBeforeEnd(); });
+}
+
+SplitOutput::~SplitOutput() {
+  m_options.setBeforeEnd({});
+  const std::lock_guard lock(m_mutex);  // where the process is about to end, that happens here
+}
+
+/// Called by another thread than that of append().
+void SplitOutput::writeBeforeEnd() noexcept {
+  // A write may wait for long.
+  constexpr std::chrono::seconds kMostSeconds{2};
+  // Not released: nothing is appended any more.
+  if (m_mutex.try_lock_for(kMostSeconds)) {
+    try {
+      writeAll();
+    } catch (const std::exception&) {
+      // The files then lack it, as is reported of all of them.
+    }
+  }
+}
 
 void SplitOutput::append(const InputMessage& message, std::string_view header, std::string_view record) {
+  const std::lock_guard lock(m_mutex);
   m_path.clear();
   m_template.append(message, m_path);
   File& file = fileOf(m_path, header);
@@ -82,6 +106,9 @@ void SplitOutput::writeAll() {
   }
 }
 
-void SplitOutput::finish() { writeAll(); }
+void SplitOutput::finish() {
+  const std::lock_guard lock(m_mutex);
+  writeAll();
+}
 
 }  // namespace MD::tool

@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -22,6 +23,9 @@ class SplitOutput {
  public:
   /// @throws UsageError when an option cannot be used
   SplitOutput(const SplitOptions& options, const FieldNames& names);
+  ~SplitOutput();
+  SplitOutput(const SplitOutput&) = delete;
+  SplitOutput& operator=(const SplitOutput&) = delete;
 
   /// @param header  what a file begins with
   /// @param record  the message as it goes into its file
@@ -30,7 +34,7 @@ class SplitOutput {
   /// @throws OutputError
   void append(const InputMessage& message, std::string_view header, std::string_view record);
 
-  /// Writes what is left. @throws OutputError
+  /// Writes what is left. If the process ends before, that is written then. @throws OutputError
   void finish();
 
  private:
@@ -43,11 +47,13 @@ class SplitOutput {
     bool hasOldContents = true;
   };
 
+  void writeBeforeEnd() noexcept;
   File& fileOf(const std::string& path, std::string_view header);
   void write(File& file);
   void writeAll();
 
   const SplitOptions& m_options;
+  std::timed_mutex m_mutex;  // for all that follows
   FileTemplate m_template;
   std::unique_ptr<Compressor> m_compressor;
   std::unordered_map<std::string, std::unique_ptr<File>> m_files;

@@ -17,6 +17,21 @@ bool isPlain(char c) noexcept {
          std::string_view("-_+=@,").find(c) != std::string_view::npos;
 }
 
+/// Whether a file name is that of a device on Windows, in any folder and with any extension.
+bool isDeviceName(std::string_view name) {
+  std::string base(name.substr(0, name.find('.')));
+  base.erase(base.find_last_not_of(' ') + 1);
+  for (char& c : base) {
+    c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+  }
+  const std::string start = base.substr(0, 3);
+  if (start == "COM" || start == "LPT") {
+    return base.size() == 4 && base[3] >= '0' && base[3] <= '9';
+  }
+  constexpr std::string_view kDevices[] = {"CON", "PRN", "AUX", "NUL", "CONIN$", "CONOUT$"};
+  return std::find(std::begin(kDevices), std::end(kDevices), base) != std::end(kDevices);
+}
+
 }  // namespace
 
 void appendNamePart(std::string_view value, std::string& name) {
@@ -29,8 +44,8 @@ void appendNamePart(std::string_view value, std::string& name) {
 FileTemplate::FileTemplate(const std::string& text, const std::vector<std::string>& fields, const FieldNames& names) {
   const auto refuse = [&](const std::string& why) { throw UsageError("--output " + inQuotes(text) + ": " + why); };
   const std::size_t first = text.find('{');
-  const std::string folder = std::filesystem::path(text).parent_path().string();
-  if (first != text.npos && first < folder.size()) {
+  m_folderBytes = text.size() - std::filesystem::path(text).filename().string().size();
+  if (first < m_folderBytes) {
     refuse("the values are part of the file's name, not of its folder");
   }
   std::set<std::string> used;
@@ -85,8 +100,15 @@ void FileTemplate::append(const InputMessage& message, std::string& path) {
     }
   }
   path += m_end;
-  const std::size_t slash = path.find_last_of('/');
-  if (path.size() - (slash == path.npos || slash < start ? start : slash + 1) > kMostNameBytes) {
+  const std::size_t nameStart = start + m_folderBytes;
+  const std::size_t valueStart = start + m_parts.front().text.size();
+  if (valueStart < path.find('.', nameStart) && isDeviceName(std::string_view(path).substr(nameStart))) {
+    m_value.clear();
+    appendPercentText(
+        {&path[valueStart], 1}, [](std::size_t) { return false; }, m_value);
+    path.replace(valueStart, 1, m_value);
+  }
+  if (path.size() - nameStart > kMostNameBytes) {
     throw LineError(ReportKind::NotHeld,
                     "the name of its file would be longer than " + std::to_string(kMostNameBytes) + " bytes");
   }

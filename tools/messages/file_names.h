@@ -29,7 +29,8 @@ class FileTemplate {
   FileTemplate(const std::string& text, const std::vector<std::string>& fields, const FieldNames& names);
 
   /// Appends the path for a message, whose bytes may be anything. A field that is not there, or cannot be read, becomes
-  /// kNoValue. @throws LineError when the name is too long
+  /// kNoValue. Where the name would be that of a device on Windows, the first byte of the first value is not kept.
+  /// @throws LineError when the name is too long
   void append(const InputMessage& message, std::string& path);
 
  private:
@@ -38,8 +39,9 @@ class FileTemplate {
     Column column;
   };
 
-  std::vector<Part> m_parts;
-  std::string m_end;  // behind the last value
+  std::size_t m_folderBytes = 0;  // before the name of the file
+  std::vector<Part> m_parts;      // one at least
+  std::string m_end;              // behind the last value
   std::string m_value;
 };
 

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <set>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -72,6 +73,32 @@ TEST_F(Split, HostileValuesStayInTheFolder) {
   EXPECT_EQ(mdmsg("filter --split-by SYMBOL --output out/{SYMBOL}", lines), (Result{"", "", 0}));
   EXPECT_EQ(namesIn("out"), (std::set<std::string>{"%2E.%2Fup", "%2Fetc%2Fx", "a%00b", "%", "%2E%2E", "AB", "%-"}));
   EXPECT_EQ(contentsOf("out/AB"), symbolLine("\"AB\"") + symbolLine("\"AB\""));
+}
+
+TEST_F(Split, NamesOfDevicesAreEscaped) {
+  const auto names = [](const std::string& output, const std::vector<const char*>& symbols) {
+    std::string lines;
+    for (const char* const symbol : symbols) {
+      lines += symbolLine('"' + std::string(symbol) + '"');
+    }
+    EXPECT_EQ(mdmsg("filter --split-by SYMBOL --output " + output, lines), (Result{"", "", 0}));
+    std::set<std::string> found = namesIn("out");
+    for (const std::string& name : found) {
+      std::filesystem::remove("out/" + name);
+    }
+    return found;
+  };
+  using Names = std::set<std::string>;
+  EXPECT_EQ(names("out/{SYMBOL}.hex", {"NUL", "con", "Aux", "PRN", "COM1", "lpt9", "COM0"}),
+            (Names{"%4EUL.hex", "%63on.hex", "%41ux.hex", "%50RN.hex", "%43OM1.hex", "%6Cpt9.hex", "%43OM0.hex"}));
+  EXPECT_EQ(names("out/{SYMBOL}", {"NUL.a.b", "NUL.", "NUL ", "CON.", "COM1.x"}),
+            (Names{"%4EUL.a.b", "NUL%2E", "NUL%20", "CON%2E", "%43OM1.x"}));
+  EXPECT_EQ(names("out/{SYMBOL}.hex", {"NULL", "COM", "COM10", "COMX", "ACON", "LPT", "CONIN", "A.NUL"}),
+            (Names{"NULL.hex", "COM.hex", "COM10.hex", "COMX.hex", "ACON.hex", "LPT.hex", "CONIN.hex", "A.NUL.hex"}));
+  // It is the whole name that counts.
+  EXPECT_EQ(names("out/x{SYMBOL}", {"NUL", "CON"}), (Names{"xNUL", "xCON"}));
+  EXPECT_EQ(names("out/co{SYMBOL}.hex", {"n", "M5", "x"}), (Names{"co%6E.hex", "co%4D5.hex", "cox.hex"}));
+  EXPECT_EQ(names("out/{SYMBOL}$", {"CONIN", "conout", "NUL"}), (Names{"%43ONIN$", "%63onout$", "NUL$"}));
 }
 
 TEST_F(Split, LongValuesAreReported) {
