@@ -54,17 +54,15 @@ void publish(const PublishOptions& options, const Task& task) {
   const auto start = std::chrono::steady_clock::now();
   std::uint64_t bytes = 0;
   std::string subject;
-  InputMessage message;
+  MessageReader reader(task);
   try {
-    while (readTaken(task, selection, message)) {
+    while (const InputMessage* const message = reader.nextTaken(selection)) {
       attempt(task, [&] {
-        if (!hasEncodingCode(message)) {
-          throw notOurs(message);
-        }
+        requireEncoding(*message);
         subject.clear();
-        subjects.append(message.data, static_cast<std::uint32_t>(message.sizeBytes), subject);
-        publisher->publish(subject, message);
-        bytes += message.sizeBytes;
+        subjects.append(message->data, static_cast<std::uint32_t>(message->sizeBytes), subject);
+        publisher->publish(subject, *message);
+        bytes += message->sizeBytes;
       });
       task.reporter.refreshProgress();
     }

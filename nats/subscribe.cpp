@@ -11,9 +11,10 @@ namespace {
 void writeBytes(const Task& task, const SinkOptions& options) {
   const FieldNames names;
   MessageSink sink(options, names, task.out);
-  for (InputMessage message; readNext(task, message);) {
+  MessageReader reader(task);
+  while (const InputMessage* const message = reader.next()) {
     attempt(task, [&] {
-      sink.append(message.data, static_cast<std::uint32_t>(message.sizeBytes), message.timeNs.value_or(0));
+      sink.append(message->data, static_cast<std::uint32_t>(message->sizeBytes), message->timeNs.value_or(0));
     });
   }
 }

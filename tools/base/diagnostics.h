@@ -88,10 +88,10 @@ class Reporter {
       m_progress->begin(m_input, sizeBytes);
     }
   }
-  /// One more message has been read; so many bytes of the input have.
-  void advance(std::uint64_t readBytes) {
+  /// So many messages more have been read, and so many bytes of the input.
+  void advance(std::uint64_t readBytes, std::uint64_t messages = 1) {
     if (m_progress != nullptr) {
-      m_progress->advance(readBytes);
+      m_progress->advance(readBytes, messages);
     }
   }
 

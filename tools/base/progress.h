@@ -29,9 +29,9 @@ class Progress {
   /// Shows the status of the moment, if it is time to.
   void refresh() { look(m_lookedBytes); }
 
-  /// One more message; so many bytes of the input have been read.
-  void advance(std::uint64_t readBytes) {
-    ++m_messages;
+  /// So many messages more; so many bytes of the input have been read.
+  void advance(std::uint64_t readBytes, std::uint64_t messages) {
+    m_messages += messages;
     if (m_messages % kMessagesPerLook == 0 || readBytes != m_lookedBytes) {
       m_lookedBytes = readBytes;
       look(readBytes);

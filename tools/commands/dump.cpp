@@ -30,13 +30,14 @@ void dump(const Task& task, bool isColored) {
   Selection selection(task.selection, names);
   bool isFirst = true;
   bool hasUnknown = false;
-  for (InputMessage input; readTaken(task, selection, input);) {
+  MessageReader reader(task);
+  while (const InputMessage* const input = reader.nextTaken(selection)) {
     attempt(task, [&] {
       std::string& out = task.out.text();
       out += isFirst ? "" : "\n";
-      appendDumpTitle(input, task.reporter, out);
+      appendDumpTitle(*input, task.reporter, out);
       isFirst = false;
-      const DumpResult result = writeDump(input.data, input.sizeBytes, MD_FieldMap::instance(), isColored, task.out);
+      const DumpResult result = writeDump(input->data, input->sizeBytes, MD_FieldMap::instance(), isColored, task.out);
       if (result.flaws != 0) {
         task.reporter.flawed();
       }

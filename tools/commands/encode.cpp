@@ -106,13 +106,13 @@ class Encoder {
 class JsonEncoder final : public Worker {
  public:
   JsonEncoder(const Task& task, const EncodeOptions& options)
-      : m_task(task), m_encoder(task.selection, options, task.out), m_reader(m_encoder.names()) {}
+      : m_task(task), m_lines(task), m_encoder(task.selection, options, task.out), m_reader(m_encoder.names()) {}
 
   std::function<void()> run() override {
-    for (InputMessage line; !m_encoder.isDone() && readNext(m_task, line);) {
-      const void* const text = line.data;
+    while (const InputMessage* const line = m_encoder.isDone() ? nullptr : m_lines.next()) {
+      const void* const text = line->data;
       attempt(m_task, [&] {
-        m_reader.read({static_cast<const char*>(text), line.sizeBytes}, m_encoder.empty());
+        m_reader.read({static_cast<const char*>(text), line->sizeBytes}, m_encoder.empty());
         m_encoder.put();
       });
     }
@@ -122,6 +122,7 @@ class JsonEncoder final : public Worker {
 
  private:
   const Task& m_task;
+  MessageReader m_lines;
   Encoder m_encoder;
   JsonReader m_reader;
 };

@@ -40,11 +40,12 @@ void filter(const Task& task, const FilterOptions& options) {
     hasBegun = true;
   };
   std::string record;
-  InputMessage input;
+  MessageReader reader(task);
   if (selection.isDone()) {
-    static_cast<void>(readNext(task, input));  // how a capture begins is known once it is open
+    static_cast<void>(reader.next());  // how a capture begins is known once it is open
   }
-  while (!selection.isDone() && readNext(task, input)) {
+  while (const InputMessage* const next = selection.isDone() ? nullptr : reader.next()) {
+    const InputMessage& input = *next;
     attempt(task, [&] {
       if (!options.source.takesPackets || input.packet == nullptr) {
         requireEncoding(input);

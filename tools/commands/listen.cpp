@@ -62,8 +62,9 @@ void listen(const ListenOptions& options, const SelectionOptions& selection, Out
     decode(task, options.decode);
   } else {
     DatagramWriter writer(options.form, out);
-    for (InputMessage datagram; readNext(task, datagram);) {
-      attempt(task, [&] { writer.append(datagram); });
+    MessageReader reader(task);
+    while (const InputMessage* const datagram = reader.next()) {
+      attempt(task, [&] { writer.append(*datagram); });
     }
   }
   if (const std::uint64_t dropped = source.dropped()) {

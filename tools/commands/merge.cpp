@@ -19,11 +19,12 @@ namespace {
 /// An input and its next message.
 class Head {
  public:
-  Head(const Task& task, const std::optional<Field>& timeField) : m_task(task), m_timeField(timeField) {}
+  Head(const Task& task, const std::optional<Field>& timeField)
+      : m_task(task), m_reader(task), m_timeField(timeField) {}
 
   /// @return false at the end
   bool advance() {
-    if (!readNext(m_task, m_message)) {
+    if (m_reader.next() == nullptr) {
       return false;
     }
     const std::uint64_t before = m_timeNs;
@@ -36,7 +37,7 @@ class Head {
 
   /// Of a message without a time, that of the one before it.
   std::uint64_t timeNs() const noexcept { return m_timeNs; }
-  const InputMessage& message() const noexcept { return m_message; }
+  const InputMessage& message() const noexcept { return m_reader.message(); }
   const Task& task() const noexcept { return m_task; }
 
   void reportLate() const {
@@ -49,21 +50,21 @@ class Head {
  private:
   std::optional<std::uint64_t> readTime() const {
     MD_EpochNS time;
-    if (m_timeField && m_message.sizeBytes <= std::numeric_limits<std::uint32_t>::max() &&
-        peek(m_message.data, static_cast<std::uint32_t>(m_message.sizeBytes), m_timeField->id, time)) {
+    if (m_timeField && message().sizeBytes <= std::numeric_limits<std::uint32_t>::max() &&
+        peek(message().data, static_cast<std::uint32_t>(message().sizeBytes), m_timeField->id, time)) {
       return time.get();
     }
-    if (m_message.packet == nullptr && !m_timeField) {
-      throw UsageError(pathText(*m_message.file) +
+    if (message().packet == nullptr && !m_timeField) {
+      throw UsageError(pathText(*message().file) +
                        " is not a capture and has no timestamps; name a field with --time-field");
     }
-    return m_message.timeNs ? std::optional(static_cast<std::uint64_t>(std::max<std::int64_t>(*m_message.timeNs, 0)))
+    return message().timeNs ? std::optional(static_cast<std::uint64_t>(std::max<std::int64_t>(*message().timeNs, 0)))
                             : std::nullopt;
   }
 
   const Task& m_task;
+  MessageReader m_reader;
   const std::optional<Field>& m_timeField;
-  InputMessage m_message;
   std::uint64_t m_timeNs = 0;
   std::uint64_t m_late = 0;
 };

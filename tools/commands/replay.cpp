@@ -63,19 +63,19 @@ void replay(const ReplayOptions& options, const Task& task) {
   std::uint64_t bytes = 0;
   const Clock::time_point start = Clock::now();
   Pace pace(options);
-  InputMessage message;
-  while (sent != task.selection.limit && readNext(task, message)) {
+  MessageReader reader(task);
+  while (const InputMessage* const message = sent != task.selection.limit ? reader.next() : nullptr) {
     if (seen++ < task.selection.skip) {
       continue;
     }
-    pace.wait(message);
+    pace.wait(*message);
     try {
-      sender.send(message.data, message.sizeBytes);
+      sender.send(message->data, message->sizeBytes);
     } catch (const LineError& error) {
       leaveOut(task, error);
       continue;
     }
-    bytes += message.sizeBytes;
+    bytes += message->sizeBytes;
     ++sent;
   }
   const auto tookMs = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();

@@ -126,6 +126,7 @@ class StatsWorker final : public Worker {
   StatsWorker(const Task& task, const StatsOptions& options, bool isOneOfMany, OrderedCounts& ordered,
               Statistics& result)
       : m_task(task),
+        m_reader(task),
         m_selection(task.selection, m_names),
         m_isOneOfMany(isOneOfMany),
         m_ordered(ordered),
@@ -137,7 +138,8 @@ class StatsWorker final : public Worker {
 
   std::function<void()> run() override {
     std::vector<Seen> all;
-    for (InputMessage input; readTaken(m_task, m_selection, input);) {
+    while (const InputMessage* const next = m_reader.nextTaken(m_selection)) {
+      const InputMessage& input = *next;
       m_counter.count(input, m_statistics);
       const std::optional<std::int64_t> sentNs = sentTime(input, m_timeField);
       const std::optional<std::int64_t>& timeNs = sentNs ? sentNs : input.timeNs;
@@ -174,6 +176,7 @@ class StatsWorker final : public Worker {
   };
 
   const Task& m_task;
+  MessageReader m_reader;
   const FieldNames m_names;
   Selection m_selection;
   std::optional<Field> m_timeField;

@@ -27,30 +27,31 @@ std::unique_ptr<MD_Message> createMessage(const std::string& encoding) {
   return message;
 }
 
-bool readNext(const Task& task, InputMessage& message) {
-  task.out.lineDone();
+const InputMessage* MessageReader::nextOfSource() {
   for (;;) {
+    m_frames = nullptr;
     try {
-      const bool isThere = task.messages.next(message);
-      message.file = &task.reporter.input();
-      message.number = task.reporter.at().number;
-      return isThere;
+      const bool isThere = m_task.messages.next(m_message);
+      m_message.file = &m_task.reporter.input();
+      m_message.number = m_task.reporter.at().number;
+      m_frames = m_task.messages.frames();
+      return isThere ? &m_message : nullptr;
     } catch (const LineError& error) {
-      leaveOut(task, error);
+      leaveOut(m_task, error);
     }
   }
 }
 
-bool readTaken(const Task& task, Selection& selection, InputMessage& message) {
-  while (!selection.isDone() && readNext(task, message)) {
+const InputMessage* MessageReader::nextTaken(Selection& selection) {
+  while (const InputMessage* const message = selection.isDone() ? nullptr : next()) {
     bool isTaken = false;
-    attempt(task, [&] { isTaken = takesBytes(selection, message); });
+    attempt(m_task, [&] { isTaken = takesBytes(selection, *message); });
     if (isTaken) {
-      return true;
+      return message;
     }
   }
-  task.out.lineDone();
-  return false;
+  m_task.out.lineDone();
+  return nullptr;
 }
 
 void leaveOut(const Task& task, const LineError& error) {
@@ -62,18 +63,18 @@ void leaveOut(const Task& task, const LineError& error) {
 }
 
 const MD_Message* TakenMessages::next() {
-  while (!m_selection.isDone() && readNext(m_task, m_input)) {
+  while ((m_input = m_selection.isDone() ? nullptr : m_reader.next()) != nullptr) {
     bool isTaken = false;
     attempt(m_task, [&] {
-      requireEncoding(m_input);
-      if (m_selection.takes(m_input)) {
+      requireEncoding(*m_input);
+      if (m_selection.takes(*m_input)) {
         m_message.reset();
-        m_message = receive(m_input);
+        m_message = receive(*m_input);
         isTaken = true;
       }
     });
     if (isTaken) {
-      noteLeftOut(*m_message, m_input, m_task.reporter);
+      noteLeftOut(*m_message, *m_input, m_task.reporter);
       return m_message.get();
     }
   }

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "transport/frame_cursor.h"
 #include "transport/message_block.h"
 
 namespace MD::tool {
@@ -20,7 +21,7 @@ namespace {
 /// A block and what has been made of it.
 struct Slot {
   MessageBlock block;
-  bool isDone = false;
+  bool isDone = false;  // under a mutex of its own, as it is set in nobody's turn
   std::string text;
   std::vector<KeptReport> reports;
   ExitStatus status = kDone;
@@ -64,14 +65,13 @@ class Station {
   std::unique_ptr<Worker> m_worker;
 };
 
-/// Hands blocks to threads and takes what has been made of them, in their order.
+/// Each thread in turn puts out the blocks that are done, reads the next one and works on it: bytes stay in the caches
+/// of one processor from reading to output.
 class Pool {
  public:
   Pool(const Task& task, const MakeWorker& makeWorker, std::string_view separator)
-      : m_task(task), m_separator(separator) {
-    for (unsigned i = 0; i != task.jobs; ++i) {
-      m_stations.push_back(std::make_unique<Station>(task, makeWorker));
-    }
+      : m_task(task), m_makeWorker(makeWorker), m_separator(separator), m_stations(task.jobs) {
+    m_stations.front() = std::make_unique<Station>(task, makeWorker);
     m_stations.front()->worker().begin();
     m_stations.front()->take(task.out.text());
     task.out.lineDone();
@@ -80,81 +80,140 @@ class Pool {
         finishAll();
       }
     });
-    try {
-      for (const auto& station : m_stations) {
-        m_threads.emplace_back([this, &station = *station] { work(station); });
-      }
-    } catch (...) {
-      stop();
-      throw;
-    }
   }
-  ~Pool() { stop(); }
+  ~Pool() { m_task.reporter.setBeforeReport({}); }
   Pool(const Pool&) = delete;
   Pool& operator=(const Pool&) = delete;
 
   void run() {
-    for (;;) {
-      InputMessage message;
-      try {
-        if (!m_task.messages.next(message)) {
-          break;
-        }
-        blockOfInput().add(message, m_task.reporter.at());
-      } catch (const LineError& error) {
-        blockOfInput().add(error, m_task.reporter.at());
-      } catch (const std::bad_alloc&) {
-        blockOfInput().add(outOfMemory(), m_task.reporter.at());
-      } catch (...) {
-        finishAll();
-        throw;
+    std::vector<std::thread> threads;
+    try {
+      for (std::size_t i = 1; i != m_stations.size(); ++i) {
+        threads.emplace_back([this, i] { work(m_stations[i]); });
       }
-      if (m_open->block.isFull()) {
-        submit();
-      }
+      work(m_stations.front());
+    } catch (...) {
+      end(std::current_exception());
+    }
+    for (std::thread& thread : threads) {
+      thread.join();
+    }
+    if (m_error != nullptr) {
+      std::rethrow_exception(m_error);
     }
     finishAll();
-    stop();
     for (const auto& station : m_stations) {
-      station->worker().end();
+      if (station != nullptr) {
+        station->worker().end();
+      }
     }
   }
 
  private:
-  /// The block that the next message goes into.
-  MessageBlock& blockOfInput() {
-    const std::string& input = m_task.reporter.input();
-    if (m_open != nullptr && m_open->block.input() != input) {
-      submit();
-    }
-    if (m_open == nullptr) {
-      const std::size_t most = 2 * std::size_t{m_task.jobs} + 2;
-      while (m_running.size() >= most) {
-        finishFirst();
+  /// @param station  is made by its thread where it is null, of memory that no other thread writes next to
+  void work(std::unique_ptr<Station>& station) {
+    std::unique_lock turn(m_turn);
+    while (!m_isEnding) {
+      Slot* slot = nullptr;
+      try {
+        if (station == nullptr) {
+          station = std::make_unique<Station>(m_task, m_makeWorker);
+        }
+        m_station = station.get();
+        read();
+        slot = m_open != nullptr ? &submit() : nullptr;
+      } catch (...) {
+        m_isEnding = true;
+        m_error = std::current_exception();
+        return;
       }
+      if (slot != nullptr) {
+        turn.unlock();
+        workOn(*slot, *station);
+        turn.lock();
+      }
+    }
+  }
+
+  void end(const std::exception_ptr& error) {
+    const std::lock_guard turn(m_turn);
+    m_isEnding = true;
+    m_error = m_error != nullptr ? m_error : error;
+  }
+
+  void workOn(Slot& slot, Station& station) {
+    station.workOn(slot);
+    {
+      const std::lock_guard lock(m_mutex);
+      slot.isDone = true;
+    }
+    m_isDone.notify_one();
+  }
+
+  /// Puts out what is done, and fills a block; at the end there may be none.
+  void read() {
+    const std::size_t most = 2 * std::size_t{m_task.jobs} + 2;
+    while (!m_running.empty() && (m_running.size() >= most || isDone(*m_running.front()))) {
+      finishFirst();
+    }
+    do {
+      InputMessage message;
+      try {
+        if (!m_task.messages.next(message)) {
+          m_isEnding = true;
+          return;
+        }
+        block().add(message, m_task.reporter.at());
+        addFrames(message);
+      } catch (const LineError& error) {
+        block().add(error, m_task.reporter.at());
+      } catch (const std::bad_alloc&) {
+        block().add(outOfMemory(), m_task.reporter.at());
+      } catch (...) {
+        finishAll();
+        throw;
+      }
+    } while (!m_open->block.isFull());
+  }
+
+  /// Adds what is in memory behind a message that has been added. Without the memory for that it comes one by one.
+  void addFrames(const InputMessage& message) {
+    FrameCursor* const frames = m_task.messages.frames();
+    try {
+      if (frames != nullptr) {
+        m_open->block.addAll(message, *frames);
+      }
+    } catch (const std::bad_alloc&) {
+    }
+  }
+
+  /// The block that the next message goes into. The input does not change before it is done.
+  MessageBlock& block() {
+    if (m_open == nullptr) {
       if (m_idle.empty()) {
         m_idle.push_back(std::make_unique<Slot>());
       }
       m_open = std::move(m_idle.back());
       m_idle.pop_back();
-      m_open->block.begin(input);
+      m_open->block.begin(m_task.reporter.input());
+      m_open->isDone = false;
     }
     return m_open->block;
   }
 
-  void submit() {
-    m_open->isDone = false;
-    {
-      const std::lock_guard lock(m_mutex);
-      m_waiting.push_back(m_open.get());
-    }
+  Slot& submit() {
     m_running.push_back(std::move(m_open));
-    m_hasWork.notify_one();
+    return *m_running.back();
+  }
+
+  bool isDone(const Slot& slot) {
+    const std::lock_guard lock(m_mutex);
+    return slot.isDone;
   }
 
   void finishAll() {
     if (m_open != nullptr) {
-      submit();
+      workOn(submit(), *m_station);
     }
     while (!m_running.empty()) {
       finishFirst();
@@ -200,57 +259,32 @@ class Pool {
     }
     if (text.empty() && written == 0 && end == slot.text.size()) {
       text.swap(slot.text);
+      m_task.out.lineDone();
+      if (text.empty()) {
+        text.swap(slot.text);  // the slot keeps the memory that is in the processor's cache
+      }
     } else {
       text.append(slot.text, written, end - written);
+      m_task.out.lineDone();
     }
-    m_task.out.lineDone();
     written = end;
   }
 
-  void work(Station& station) {
-    std::unique_lock lock(m_mutex);
-    for (;;) {
-      m_hasWork.wait(lock, [this] { return m_isEnding || !m_waiting.empty(); });
-      if (m_isEnding) {
-        return;
-      }
-      Slot& slot = *m_waiting.front();
-      m_waiting.pop_front();
-      lock.unlock();
-      station.workOn(slot);
-      lock.lock();
-      slot.isDone = true;
-      m_isDone.notify_one();
-    }
-  }
-
-  void stop() noexcept {
-    m_task.reporter.setBeforeReport({});
-    {
-      const std::lock_guard lock(m_mutex);
-      m_isEnding = true;
-    }
-    m_hasWork.notify_all();
-    for (std::thread& thread : m_threads) {
-      thread.join();
-    }
-    m_threads.clear();
-  }
-
   const Task& m_task;
+  const MakeWorker& m_makeWorker;
   std::string_view m_separator;
   std::vector<std::unique_ptr<Station>> m_stations;
-  std::vector<std::thread> m_threads;
-  std::mutex m_mutex;
-  std::condition_variable m_hasWork;
-  std::condition_variable m_isDone;
-  bool m_isEnding = false;                      // under the mutex
-  std::deque<Slot*> m_waiting;                  // under the mutex; each is in m_running, too
+  std::mutex m_turn;             // for the task and all that follows, but isDone of slots
+  Station* m_station = nullptr;  // of the thread whose turn it is
+  bool m_isEnding = false;
+  std::exception_ptr m_error;
   std::deque<std::unique_ptr<Slot>> m_running;  // in their order
   std::unique_ptr<Slot> m_open;                 // being filled
   std::vector<std::unique_ptr<Slot>> m_idle;
   bool m_hasOutput = false;
   bool m_isReplaying = false;
+  std::mutex m_mutex;
+  std::condition_variable m_isDone;
 };
 
 }  // namespace

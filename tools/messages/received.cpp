@@ -26,12 +26,6 @@ std::string listOf(const std::vector<std::uint16_t>& ids) {
 
 }  // namespace
 
-void requireEncoding(const InputMessage& input) {
-  if (!hasEncodingCode(input)) {
-    throw notOurs(input);
-  }
-}
-
 std::unique_ptr<MD_Message> receive(const InputMessage& input) {
   auto message = MD_Message::createFromBytes(input.data, static_cast<std::uint32_t>(input.sizeBytes));
   if (message == nullptr) {

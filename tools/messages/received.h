@@ -14,8 +14,15 @@
 
 namespace MD::tool {
 
+/// The text for bytes with an unknown encoding byte.
+LineError notOurs(const InputMessage& input);
+
 /// @throws LineError if no message can be built: the encoding byte is unknown, or there are too many bytes
-void requireEncoding(const InputMessage& input);
+inline void requireEncoding(const InputMessage& input) {
+  if (!hasEncodingCode(input)) {
+    throw notOurs(input);
+  }
+}
 
 /// Makes a message of received bytes.
 /// @throws LineError if the first byte is not a known encoding id
@@ -23,9 +30,6 @@ std::unique_ptr<MD_Message> receive(const InputMessage& input);
 
 /// Notes what the library dropped of the bytes that it made `message` of, and why.
 void noteLeftOut(const MD_Message& message, const InputMessage& input, Reporter& reporter);
-
-/// The text for bytes with an unknown encoding byte.
-LineError notOurs(const InputMessage& input);
 
 /// Lists the fields of a message in `ids`, each once: a repeated one is noted and listed where its last record, the one
 /// that counts, is.

@@ -108,9 +108,15 @@ bool Selection::takes(const InputMessage& input) {
 }
 
 bool Selection::meets(const Candidate& candidate) {
-  return ((!m_from && !m_to) || isInTime(candidate.input())) &&
-         std::all_of(m_conditions.begin(), m_conditions.end(),
-                     [&](const Condition& condition) { return condition.holds(candidate); });
+  if ((m_from || m_to) && !isInTime(candidate.input())) {
+    return false;
+  }
+  for (const Condition& condition : m_conditions) {
+    if (!condition.holds(candidate)) {
+      return false;
+    }
+  }
+  return true;
 }
 
 /// A message without a time is not.

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "base/diagnostics.h"
+#include "transport/frame_cursor.h"
 #include "transport/message_source.h"
 
 namespace MD::tool {
@@ -27,24 +28,28 @@ class MessageBlock {
   /// Copies a message.
   void add(const InputMessage& message, const Place& place);
   void add(const LineError& error, const Place& place);
+  /// Copies the messages that are in memory behind `message`, which is of their source, and passes them.
+  void addAll(const InputMessage& message, FrameCursor& frames);
 
  private:
   friend class BlockSource;
 
-  static constexpr std::size_t kEnoughBytes = std::size_t{1} << 17;
+  static constexpr std::size_t kEnoughBytes = std::size_t{1} << 15;
   static constexpr std::size_t kEnoughItems = 4096;
 
   struct Item {
     InputMessage message;
     std::size_t offset = 0;  // of its bytes
     Place place;
-    std::size_t error = 0;  // where it is none, one more than the index of what is wrong
+    std::size_t error = 0;   // where it is none, one more than the index of what is wrong
+    std::size_t frames = 0;  // where it is many, one more than the index of what steps over them
   };
 
   std::string m_input;
   std::vector<std::uint8_t> m_bytes;
   std::vector<Item> m_items;
   std::vector<LineError> m_errors;
+  std::vector<FrameCursor> m_frames;
 };
 
 /// The messages of a block, as they came from the source that it was filled from.
@@ -56,11 +61,15 @@ class BlockSource final : public MessageSource {
   void begin(const MessageBlock& block);
 
   bool next(InputMessage& message) override;
+  FrameCursor* frames() noexcept override { return &m_frames; }
 
  private:
+  bool nextFrame(InputMessage& message);
+
   Reporter& m_reporter;
   const MessageBlock* m_block = nullptr;
   std::size_t m_next = 0;
+  FrameCursor m_frames;  // of the item before that one
 };
 
 }  // namespace MD::tool

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "transport/frame_cursor.h"
 #include "transport/open_messages.h"
 
 namespace MD::tool {
@@ -18,7 +19,7 @@ bool MessageInputs::next(InputMessage& message) {
         throw tooLongToRead("the message", m_options.longestMessageBytes);
       }
       message.input = m_number;
-      m_reporter.advance(m_input->sourceBytes());
+      m_reporter.advance(m_input->sourceBytes(), countMessages());
       return true;
     }
     finish();
@@ -38,6 +39,8 @@ bool MessageInputs::open() {
       }
     });
     if (m_source != nullptr) {
+      m_frames = m_source->frames();
+      m_framesCounted = 0;
       if (const CaptureFormat* const format = m_source->captureFormat()) {
         m_format = *format;
       }
@@ -52,7 +55,13 @@ void MessageInputs::finish() {
   if (const CaptureCounts* const counts = m_source->counts()) {
     m_counts = m_counts.value_or(CaptureCounts()) + *counts;
   }
+  m_frames = nullptr;
   m_source.reset();
+}
+
+/// How many messages have been read since the last call.
+std::uint64_t MessageInputs::countMessages() noexcept {
+  return m_frames == nullptr ? 1 : m_frames->number() - std::exchange(m_framesCounted, m_frames->number());
 }
 
 }  // namespace MD::tool

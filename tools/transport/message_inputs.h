@@ -22,6 +22,8 @@ class MessageInputs final : public MessageSource {
   /// An input that is truncated or cannot be read is reported, and the next one begins.
   bool next(InputMessage& message) override;
 
+  FrameCursor* frames() noexcept override { return m_frames; }
+
   /// Of all captures that have been read as far as they go.
   const CaptureCounts* counts() const override { return m_counts ? &*m_counts : nullptr; }
   /// Of the last capture that was opened.
@@ -30,6 +32,7 @@ class MessageInputs final : public MessageSource {
  private:
   bool open();
   void finish();
+  std::uint64_t countMessages() noexcept;
 
   Inputs& m_inputs;
   SourceOptions m_options;
@@ -37,7 +40,9 @@ class MessageInputs final : public MessageSource {
   Reporter& m_reporter;
   InputBuffer* m_input = nullptr;
   std::unique_ptr<MessageSource> m_source;  // of that input
-  std::uint64_t m_number = 0;               // of that input
+  FrameCursor* m_frames = nullptr;          // of that source
+  std::uint64_t m_framesCounted = 0;
+  std::uint64_t m_number = 0;  // of that input
   std::optional<CaptureCounts> m_counts;
   std::optional<CaptureFormat> m_format;
 };

@@ -85,6 +85,8 @@ struct CaptureCounts {
 
 CaptureCounts operator+(CaptureCounts sum, const CaptureCounts& counts) noexcept;
 
+class FrameCursor;
+
 class MessageSource {
  public:
   virtual ~MessageSource() = default;
@@ -94,6 +96,10 @@ class MessageSource {
   /// @throws LineError when there is no message at this place; the next one can be read
   /// @throws InputError when nothing more can be read
   virtual bool next(InputMessage& message) = 0;
+
+  /// After next(): the messages behind that one that are in memory already. They may be read from there, without the
+  /// reporter's place, and are then not read by next(). Valid until next(); null where there are none.
+  virtual FrameCursor* frames() noexcept { return nullptr; }
 
   /// Reports what is to be said of the input as a whole, once it has been read.
   virtual void reportWhole() {}

@@ -8,6 +8,7 @@
 #include "text/hex_reader.h"
 #include "text/line_reader.h"
 #include "transport/capture.h"
+#include "transport/frame_cursor.h"
 
 namespace MD::tool {
 namespace {
@@ -150,26 +151,36 @@ class FramedSource : public MessageSource {
  public:
   FramedSource(InputBuffer& in, const SourceOptions& options, Output& out, Reporter& reporter)
       : m_in(in),
-        m_framing(options.framing),
+        m_frames(options.framing, options.longestMessageBytes),
         m_longestBytes(options.longestMessageBytes),
         m_out(out),
         m_reporter(reporter) {}
 
   bool next(InputMessage& message) override {
-    ++m_number;
-    m_reporter.setPlace({Place::Kind::Message, m_number, m_in.position()});
-    if (nextBuffered(message)) {
+    m_in.skipBuffered(m_frames.passedBytes() - m_skippedBytes);
+    m_skippedBytes = 0;
+    message = {};
+    // A message that is in memory is not copied.
+    const void* const buffered = m_in.buffered().data();
+    m_frames.continueIn(static_cast<const std::uint8_t*>(buffered), m_in.buffered().size(), m_in.position());
+    if (m_frames.next(message)) {
+      m_skippedBytes = m_frames.passedBytes();
+      m_in.skipBuffered(m_skippedBytes);
+      m_reporter.setPlace(m_frames.place());
       return true;
     }
+    m_frames.continueIn(nullptr, 0, m_in.position());
+    m_frames.countOther();
+    m_reporter.setPlace(m_frames.place());
     m_bytes.clear();
-    readBehind(m_in, m_framing.sizeBytes, m_out, m_bytes);
+    readBehind(m_in, m_frames.prefixBytes(), m_out, m_bytes);
     if (m_bytes.empty()) {
       return false;
     }
-    if (m_bytes.size() != m_framing.sizeBytes) {
-      throw InputError("the input is truncated within the length of message " + std::to_string(m_number));
+    if (m_bytes.size() != m_frames.prefixBytes()) {
+      throw InputError("the input is truncated within the length of message " + std::to_string(m_frames.number()));
     }
-    const std::size_t sizeBytes = lengthOf(m_bytes.data());
+    const std::size_t sizeBytes = m_frames.length(m_bytes.data());
     m_bytes.clear();
     if (sizeBytes > m_longestBytes) {
       skip(sizeBytes, 0);
@@ -186,11 +197,12 @@ class FramedSource : public MessageSource {
     if (m_bytes.size() != sizeBytes) {
       throw truncatedIn(m_bytes.size(), sizeBytes);
     }
-    message = {};
     message.data = m_bytes.data();
     message.sizeBytes = m_bytes.size();
     return true;
   }
+
+  FrameCursor* frames() noexcept override { return &m_frames; }
 
  private:
   /// Reads and forgets the bytes of a message behind those that have been read.
@@ -208,44 +220,17 @@ class FramedSource : public MessageSource {
   }
 
   InputError truncatedIn(std::size_t readBytes, std::size_t sizeBytes) const {
-    return InputError("the input is truncated within message " + std::to_string(m_number) + ", of which it has " +
-                      std::to_string(readBytes) + " of " + std::to_string(sizeBytes) + " bytes");
-  }
-
-  /// A message that is in memory is not copied. @return false, and nothing read, for others
-  bool nextBuffered(InputMessage& message) {
-    const std::string_view buffered = m_in.buffered();
-    if (buffered.size() < m_framing.sizeBytes) {
-      return false;
-    }
-    const void* const first = buffered.data();
-    const auto* const bytes = static_cast<const std::uint8_t*>(first);
-    const std::size_t sizeBytes = lengthOf(bytes);
-    if (buffered.size() - m_framing.sizeBytes < sizeBytes || sizeBytes > m_longestBytes) {
-      return false;
-    }
-    message = {};
-    message.data = bytes + m_framing.sizeBytes;
-    message.sizeBytes = sizeBytes;
-    m_in.skipBuffered(m_framing.sizeBytes + sizeBytes);
-    return true;
-  }
-
-  std::size_t lengthOf(const std::uint8_t* bytes) const noexcept {
-    std::size_t length = 0;
-    for (std::size_t i = 0; i != m_framing.sizeBytes; ++i) {
-      length = length << 8 | bytes[m_framing.isBigEndian ? i : m_framing.sizeBytes - 1U - i];
-    }
-    return length;
+    return InputError("the input is truncated within message " + std::to_string(m_frames.number()) +
+                      ", of which it has " + std::to_string(readBytes) + " of " + std::to_string(sizeBytes) + " bytes");
   }
 
   InputBuffer& m_in;
-  Framing m_framing;
+  FrameCursor m_frames;
+  std::size_t m_skippedBytes = 0;  // of those that it has passed
   std::uint32_t m_longestBytes;
   Output& m_out;
   Reporter& m_reporter;
   std::vector<std::uint8_t> m_bytes;
-  std::uint64_t m_number = 0;
 };
 
 }  // namespace

@@ -63,6 +63,9 @@ TEST_F(Jobs, GiveTheBytesReportsAndStatusOfOne) {
   expectTheSameOf("stats feed.hex");
   expectTheSameOf("stats --time-field SEND_TIME --framing u16le feed.u16 cut.u16");
   expectTheSameOf("decode --format json --where BID>350 feed.hex");
+  expectTheSameOf("decode --format json --where BID>350 --framing u16le feed.u16 cut.u16 feed.u16");
+  expectTheSameOf("decode --format json --framing u16le --max-message 110 --max-reports 100000 feed.u16 cut.u16");
+  expectTheSameOf("decode --format csv --fields @file,@packet,@size,SEQ --framing u16le feed.u16 cut.u16 feed.u16");
 #if defined(MDMSG_HAS_PCAP)
   expectTheSameOf("decode --format json feed.pcap feed.hex feed.pcap");
   expectTheSameOf("stats feed.pcap");
