@@ -1,4 +1,4 @@
-// Where recorded market data lies: in the folder that the environment variable MD_TEST_DATA names.
+// Finds recorded market data: in the folder that the environment variable MD_TEST_DATA names.
 #ifndef MD_BENCH_TEST_DATA_H
 #define MD_BENCH_TEST_DATA_H
 

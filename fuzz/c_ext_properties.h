@@ -17,7 +17,7 @@ void checkBytes(MD_MessageHandle handle, const MD_Message& message);
 /// assertions; if the handler throws, the remaining state.
 void checkLists(MD_MessageHandle handle, const MD_Message& message, FuzzInput& input);
 
-/// Checks where a field lies and what it reads as a date-time.
+/// Checks the location of a field and its value as a date-time.
 void checkField(MD_MessageHandle handle, const MD_Message& message, std::uint16_t id);
 
 /// Copies both ways of the interface, between two handles and between two messages, of one object to itself where the

@@ -1,4 +1,4 @@
-// An input as a source of numbers: behind its end come zeros, so that every input means something.
+// An input as a source of numbers: its end is followed by zeros, so every input is valid.
 #ifndef MD_FUZZ_FUZZ_INPUT_H
 #define MD_FUZZ_FUZZ_INPUT_H
 

@@ -14,7 +14,7 @@
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   MD::fuzz::useDictionary();
-  // A block of exactly this length, so that the sanitizer sees what lies behind it.
+  // A block of exactly this length, so that the sanitizer detects reads past its end.
   const std::unique_ptr<std::uint8_t[]> bytes(new std::uint8_t[size]);
   if (size != 0) {
     std::memcpy(bytes.get(), data, size);

@@ -72,7 +72,7 @@ class CoreSource final : public NatsSource {
   NatsPointer<natsSubscription> m_subscription;
 };
 
-/// From a stream, in its order. After a loss of the connection it continues behind the last message that it gave.
+/// From a stream, in its order. After a lost connection it continues after the last message that it returned.
 ///
 /// Without a durable name each message comes once. With one the server keeps the position: a message counts as handled
 /// when the next one is asked for and what was written has been written out. What a reader before this one has not

@@ -373,8 +373,8 @@ void StreamSource::look() {
   m_isAtEnd = info->NumPending == 0 && info->NumAckPending == 0 && !m_isTakeover;
 }
 
-/// Continues behind the last message given, by a new connection. What was given and not acknowledged may have come to
-/// the server or not: it comes again, and is passed over.
+/// Continues after the last message returned, by a new connection. Messages that were returned and not acknowledged
+/// may arrive again; they are skipped.
 void StreamSource::resume(const std::string& reason) {
   m_reporter.tell("the stream " + m_stream + " at " + m_server.name() + ": " + reason + "; connecting again");
   readPosition();

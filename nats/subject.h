@@ -55,7 +55,7 @@ class SubjectTemplate {
   bool readValue(const std::uint8_t* bytes, std::uint32_t sizeBytes, const Field& field, std::string_view& value);
 
   std::vector<Part> m_parts;
-  std::string m_end;  // behind the last field
+  std::string m_end;  // after the last field
   std::string m_wildcard;
   std::string m_digits;
 };

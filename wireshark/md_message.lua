@@ -221,7 +221,7 @@ local MOST_NESTED, MOST_TAGS, MOST_ATTRIBUTES = 100, 1000000, 100
 local NAME = "^[%a_\127-\255][%w_:.\127-\255-]*"
 
 -- Reads the attributes of a tag from `at` on. Their values play no part.
--- Returns the place behind the tag and whether the element is empty; nil when the tag is malformed.
+-- Returns the position after the tag and whether the element is empty; nil if the tag is malformed.
 local function skipAttributes(xml, at, refuse)
   local seen, count = {}, 0
   while true do
@@ -263,7 +263,7 @@ local function parseXml(xml, refuse)
     at = xml:find("[^" .. BLANKS .. "]", at)
     local top = open[#open]
     if not at or (#open == 1 and xml:sub(at, at) ~= "<") then
-      break -- what is behind the document plays no part
+      break -- text after the document is ignored
     end
     if xml:sub(at, at) ~= "<" then
       local stop = xml:find("<", at, true)
@@ -410,7 +410,7 @@ local function loadDictionary()
     contents = contents:gsub("^\239\187\191", "")
     local entries = (contents:match("^[" .. BLANKS .. "]*<") and readXml or readText)(contents, path)
     if entries.count == 0 then
-      error("dictionary " .. path .. " holds no field (MD_MESSAGE_DICTIONARY)", 0)
+      error("dictionary " .. path .. " contains no fields (MD_MESSAGE_DICTIONARY)", 0)
     end
     return entries.byId, path
   end
@@ -563,7 +563,7 @@ local function readTail(record, at)
   return message.size
 end
 
--- The value of a record, read by the row `field`. Returns the place behind it.
+-- The value of a record, read by the row `field`. Returns the position after it.
 local function readValue(record, field, at)
   local length, width = record.length, field.width
   record.valueAt = at
@@ -595,7 +595,7 @@ end
 local UNKNOWN_FIELD = {}
 
 -- One function for each encoding reads the record at `at`, of which at least one byte is there, with all that is wrong
--- with it, and returns the place behind it. Offsets count from 0, string.byte from 1.
+-- with it, and returns the position after it. Offsets count from 0, string.byte from 1.
 local readRecord = {}
 
 function readRecord.mInt(record, at)

@@ -42,7 +42,7 @@ std::string_view plain(capnp::Data::Reader bytes) {
   return {reinterpret_cast<const char*>(bytes.begin()), bytes.size()};
 }
 
-// A text has a NUL behind it, for which a view need not have room: it is made by its length and filled.
+// A text ends with a NUL, for which a view need not have room: it is created by its length and filled.
 #define MD_BENCH_SET_String(Name, value) \
   std::memcpy(root.init##Name(static_cast<unsigned>((value).size())).begin(), (value).data(), (value).size())
 #define MD_BENCH_SET_Char(Name, value) root.set##Name(toCapnp<kind::Char>(value))

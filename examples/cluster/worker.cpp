@@ -1,7 +1,7 @@
 // Keeps the last message of each symbol of one partition, and answers queries for them: worker URL PARTITION
 //
-// It begins with a snapshot, the last message of each symbol, and continues with the messages behind it: one
-// subscription gives both, so there is neither a gap nor a duplicate. A worker that replaces another one, or joins
+// It begins with a snapshot, the last message of each symbol, and continues with the messages after it: one
+// subscription delivers both, so there is neither a gap nor a duplicate. A worker that replaces another one, or joins
 // late, does the same. PARTITION "*" selects all partitions. At SIGTERM it prints its cache.
 #include <csignal>
 #include <cstdint>

@@ -263,7 +263,7 @@ class ZstdDecompressor final : public Decompressor {
   ZSTD_DCtx* m_context;
   bool m_isBetweenFrames = false;
   bool m_isFull = false;
-  std::optional<InputError> m_error;  // behind what has been returned
+  std::optional<InputError> m_error;  // after the data that has been returned
 };
 
 class ZstdCompressor final : public Compressor {

@@ -36,7 +36,8 @@ class OutputFile final : public std::streambuf {
 
   /// Closes the file for a while, so that many can be written in turns. @return an error number, 0 for none
   int pause();
-  /// Goes on behind what has been written. @return an error number, 0 for none; EEXIST when another file is there now
+  /// Continues after the bytes that have been written. @return an error number, 0 for none; EEXIST when another file is
+  /// there now
   int resume();
 
   /// Whether something has been written, and not all: the file has not been closed.

@@ -45,8 +45,7 @@ DefinitionFile checkedDefinitions(const std::string& contents, const std::string
   }
   file = readDefinitions(text);
   if (!file.isXml && text.size() != contents.size()) {
-    file.addProblem(FindingKind::File, {},
-                    "a byte-order mark; the library takes it for the beginning of the first field's name");
+    file.addProblem(FindingKind::File, {}, "a byte-order mark; the library reads it as part of the first name");
     std::rotate(file.findings.begin(), file.findings.end() - 1, file.findings.end());
   }
   if (file.findings.empty() && MD_FieldMap::instance().size() == 0) {

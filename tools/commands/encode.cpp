@@ -19,7 +19,7 @@
 namespace MD::tool {
 namespace {
 
-/// A message in each record behind the header. With a header that cannot be used there is none.
+/// One message per record after the header; none if the header cannot be used.
 class CsvRecords {
  public:
   CsvRecords(InputBuffer& in, std::uint64_t longestBytes, char separator, const FieldNames& names, Output& out,

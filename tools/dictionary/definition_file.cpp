@@ -94,7 +94,7 @@ void checkTogether(DefinitionFile& file) {
       file.addProblem(FindingKind::RepeatedName, entry.place,
                       fieldLabel(entry.name) + "the name of id " + std::to_string(entry.id) + " is that of id " +
                           std::to_string(entries[0]->id) + " too" + atLine(entries[0]->place) +
-                          (entry.isRead ? "; the library finds id " + std::to_string(found.id) + " by it" : ""));
+                          (entry.isRead ? "; the name resolves to id " + std::to_string(found.id) : ""));
     }
   }
 }
@@ -147,7 +147,7 @@ class TextReader {
 
   bool isAtEnd() const noexcept { return m_start == m_text.size(); }
 
-  /// Goes on, after a failure, behind the line of the token that failed. @return false when there is none
+  /// Continues, after a failure, after the line of the token that failed. @return false if there is no further line
   bool skipLine() {
     const std::size_t feed = m_text.find('\n', m_start);
     if (feed == m_text.npos) {

@@ -88,7 +88,7 @@ DefinitionFile readXmlDefinitions(std::string_view contents);
 /// The one of the two that suits the contents.
 DefinitionFile readDefinitions(std::string_view contents);
 
-/// The text format, one entry a line in columns, behind what is in `out`. The name must be one word.
+/// Appends an entry in the text format, one per line, in columns. The name must be one word.
 void appendTextDefinition(const Definition& entry, std::string& out);
 
 /// The XML format: appendXmlDefinition() for each entry between the start and the end.

@@ -36,7 +36,7 @@ constexpr Types kReal = only(DATATYPES::DOUBLE) | only(DATATYPES::FLOAT);
 constexpr Types kAllTypes = std::numeric_limits<Types>::max();
 
 constexpr std::size_t kLongestString = 65535;
-constexpr std::uint16_t kLastId = 65534;  // the one behind it ends every listing
+constexpr std::uint16_t kLastId = 65534;  // 65535 ends every listing
 
 /// Integers count as nanosecond timestamps if all are in these years: 2000 to 2099.
 constexpr std::uint64_t kFirstNs = 946'684'800'000'000'000;

@@ -59,7 +59,7 @@ DefinitionFile loadDictionaryFile(const std::string& path, Reporter& reporter) {
 void loadDictionary(const std::string& path, Reporter& reporter) {
   loadDictionaryFile(path, reporter);
   if (MD_FieldMap::instance().size() == 0) {
-    throw UsageError("dictionary " + pathText(path) + " holds no field");
+    throw UsageError("dictionary " + pathText(path) + " contains no fields");
   }
 }
 

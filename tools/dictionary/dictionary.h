@@ -18,7 +18,7 @@ namespace MD::tool {
 DefinitionFile loadDictionaryFile(const std::string& path, Reporter& reporter);
 
 /// The same for a program that needs fields.
-/// @throws UsageError likewise, and when the file holds no field
+/// @throws UsageError likewise, and when the file contains no fields
 void loadDictionary(const std::string& path, Reporter& reporter);
 
 /// Fills the process's dictionary from the configuration search path or, when that leads to no field, from the

@@ -80,7 +80,7 @@ class FieldCache {
   struct Entry {
     std::string key;
     Field field;
-    Entry* next = nullptr;  // the one that came behind it last
+    Entry* next = nullptr;  // the entry that followed it last
   };
 
   Field lookUp(std::string_view key);

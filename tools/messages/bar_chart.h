@@ -17,7 +17,7 @@ struct BarChart {
     std::string text;  ///< what it counts
   };
   struct Tick {
-    double share = 0;  ///< of the axis that lies before it
+    double share = 0;  ///< the part of the axis before it
     std::string label;
   };
 

@@ -228,7 +228,7 @@ class Dumper {
       case DATATYPES::DATETIME:
         return dateTimeText(bytes);
       default: {
-        // As it lies in memory in every encoding, and so is a date-time.
+        // Little-endian in every encoding, like a date-time.
         const std::uint64_t ns = numberIn(bytes, 8, false);
         appendWhole(ns, text);
         text += " (";

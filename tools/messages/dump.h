@@ -18,8 +18,8 @@ struct DumpResult {
 };
 
 /// Writes a row for each part of each record: offset, bytes, the part (id, type, length, value), field, type and value,
-/// and behind an exclamation mark what is wrong there. Each row is a line of the output, which may write it: memory
-/// does not follow the message.
+/// and, after an exclamation mark, the problem. Each row is a line of the output, which may write it: memory use does
+/// not depend on the size of the message.
 DumpResult writeDump(const std::uint8_t* bytes, std::size_t sizeBytes, const MD_FieldMap& map, bool isColored,
                      Output& out);
 

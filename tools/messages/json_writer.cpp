@@ -207,7 +207,7 @@ void JsonWriter::appendPseudoFields(const InputMessage& input, char& separator, 
   }
 }
 
-/// An integer that was changed where it stood may be stored in another width than an added one. The form that says so.
+/// An integer that was updated in place may be stored in another width than an added one. Writes the form for this.
 /// @return false, and nothing done, when it is stored as an added one
 bool JsonWriter::appendOddInt(const MD_Message& message, std::uint16_t id, std::int32_t value, std::string& out) {
   const std::uint32_t bytes = storedBytes(message, id);

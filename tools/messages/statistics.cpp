@@ -40,7 +40,7 @@ void RateHistogram::findBar(std::int64_t timeNs) {
   m_bar = static_cast<std::size_t>(distance(timeNs));
   m_counts.resize(std::max(m_counts.size(), m_bar + 1));
   m_barBeginNs = barBeginNs(m_bar);
-  // The last bar may end behind the last time that there is; it is then looked for each time.
+  // The last bar may end after the greatest time; it is then looked up each time.
   const auto end = static_cast<std::int64_t>(static_cast<std::uint64_t>(m_beginNs) +
                                              (m_bar + 1) * static_cast<std::uint64_t>(m_widthNs));
   m_barEndNs = std::max(end, m_barBeginNs);

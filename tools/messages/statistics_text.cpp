@@ -29,7 +29,7 @@ std::string percent(std::uint64_t part, std::uint64_t whole) { return ratio(part
 
 namespace {
 
-/// With up to three digits behind the point.
+/// With up to three decimals.
 std::string shortRatio(std::uint64_t part, std::uint64_t whole) {
   std::string text = ratio(part, whole, 3);
   text.erase(text.find_last_not_of('0') + 1);

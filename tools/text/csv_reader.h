@@ -22,7 +22,7 @@ class CsvReader {
 
   /// Reads the next record; lines without a character between records are skipped.
   /// @return false at the end of the input
-  /// @throws LineError when the record is malformed; the one behind it can still be read
+  /// @throws LineError if the record is malformed; the next one can still be read
   bool next();
 
   /// The line on which the record begins.

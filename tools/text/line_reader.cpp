@@ -51,7 +51,7 @@ bool LineReader::next(std::string_view& line) {
   }
 }
 
-/// Goes behind the end of the line that begins here, which need not be in memory as a whole.
+/// Skips the line that begins here, which need not be in memory as a whole.
 void LineReader::skipLine() {
   ++m_lineNumber;
   for (;;) {

@@ -28,7 +28,7 @@ InputBuffer::int_type InputBuffer::underflow() {
   return gptr() != egptr() || fill() ? traits_type::to_int_type(*gptr()) : traits_type::eof();
 }
 
-/// Puts at least one byte behind those that are still to be read. @return false at the end
+/// Appends at least one byte to those that are still to be read. @return false at the end
 bool InputBuffer::fill() {
   const auto left = static_cast<std::size_t>(egptr() - gptr());
   std::memmove(m_buffer.data(), gptr(), left);

@@ -13,7 +13,7 @@
 namespace MD::tool {
 namespace {
 
-/// Reads up to `wanted` bytes behind those in `bytes`; memory follows what is there, not what is wanted.
+/// Appends up to `wanted` bytes to `bytes`; memory use depends on the bytes that are present, not on `wanted`.
 void readBehind(InputBuffer& in, std::size_t wanted, Output& out, std::vector<std::uint8_t>& bytes) {
   constexpr std::size_t kStep = std::size_t{1} << 20;
   while (wanted != 0) {
@@ -205,7 +205,7 @@ class FramedSource : public MessageSource {
   FrameCursor* frames() noexcept override { return &m_frames; }
 
  private:
-  /// Reads and forgets the bytes of a message behind those that have been read.
+  /// Reads and discards the bytes of a message after those that have been read.
   void skip(std::size_t sizeBytes, std::size_t readBytes) {
     constexpr std::size_t kStep = std::size_t{1} << 16;
     while (readBytes != sizeBytes) {

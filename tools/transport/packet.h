@@ -78,7 +78,7 @@ struct CaptureFormat {
   std::uint32_t zone = 0;  ///< not used by readers, and so is the next
   std::uint32_t significantFigures = 0;
   std::uint32_t snapshotBytes = 262144;  ///< the longest packet
-  std::uint32_t link = kLinkEthernet;    ///< as the file has it; the upper bits are about checksums behind packets
+  std::uint32_t link = kLinkEthernet;    ///< as in the file; the upper bits describe checksums after packets
 
   friend bool operator==(const CaptureFormat& a, const CaptureFormat& b) {
     return a.isNanosecond == b.isNanosecond && a.isBigEndian == b.isBigEndian && a.zone == b.zone &&

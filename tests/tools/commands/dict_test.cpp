@@ -45,8 +45,7 @@ TEST_F(Dict, CheckTellsEveryFindingInText) {
               "bad.txt:4:1: field AGAIN: id 300 is that of QTY (line 1); the library keeps that one and skips this "
               "one\n"
               "bad.txt:6:1: note: field BID: the entry continues on line 7\n"
-              "bad.txt:7:8: field BID: the name of id 23 is that of id 22 too (line 6); the library finds id 23 by "
-              "it\n"
+              "bad.txt:7:8: field BID: the name of id 23 is that of id 22 too (line 6); the name resolves to id 23\n"
               "bad.txt:8:1: note: field LAST: id 65535 ends every listing of a message's fields\n"
               "bad.txt:9:1: note: field 77: a name of digits alone is taken for an id\n"
               "bad.txt:10:1: note: field NEG: id 65535 ends every listing of a message's fields\n"
@@ -80,20 +79,20 @@ TEST_F(Dict, CheckTellsEveryFindingInXml) {
         "</D>\n");
   EXPECT_EQ(
       mdmsg("dict check bad.xml"),
-      (Result{"bad.xml:4:32: field A b: \"70000\" is not an id from 0 to 65535; the library reads it as 4464\n"
-              "bad.xml:5:3: field B: \"double\" is not a type, DOUBLE is one; the library skips the entry\n"
-              "bad.xml:5:30: field B: \"12abc\" is not an id from 0 to 65535; the library reads it as 12\n"
-              "bad.xml:6:2: an Entry without a Code; the library skips it\n"
-              "bad.xml:7:1: the library does not read \"<Field>\" here, only <Entry>\n"
-              "bad.xml:8:23: an Entry with an empty Code; the library skips it\n"
-              "bad.xml:9:1: field D: id 4464 is that of A b (line 4); the library keeps that one and skips this "
-              "one\n"
-              "bad.xml:9:22: a second Name in one Entry; the library reads the first\n"
-              "bad.xml:10:1: field A b: the name of id 7 is that of id 4464 too (line 4); the library finds id 4464 "
-              "by it\n"
-              "bad.xml:11:2: a second <FieldDefinition>; the library reads the first\n"
-              "bad.xml: XML, 2 fields, 10 problems, 0 notes\n",
-              "", 1}));
+      (Result{
+          "bad.xml:4:32: field A b: \"70000\" is not an id from 0 to 65535; the library reads it as 4464\n"
+          "bad.xml:5:3: field B: \"double\" is not a type, DOUBLE is one; the library skips the entry\n"
+          "bad.xml:5:30: field B: \"12abc\" is not an id from 0 to 65535; the library reads it as 12\n"
+          "bad.xml:6:2: an Entry without a Code; the library skips it\n"
+          "bad.xml:7:1: the library does not read \"<Field>\" here, only <Entry>\n"
+          "bad.xml:8:23: an Entry with an empty Code; the library skips it\n"
+          "bad.xml:9:1: field D: id 4464 is that of A b (line 4); the library keeps that one and skips this "
+          "one\n"
+          "bad.xml:9:22: a second Name in one Entry; the library reads the first\n"
+          "bad.xml:10:1: field A b: the name of id 7 is that of id 4464 too (line 4); the name resolves to id 4464\n"
+          "bad.xml:11:2: a second <FieldDefinition>; the library reads the first\n"
+          "bad.xml: XML, 2 fields, 10 problems, 0 notes\n",
+          "", 1}));
 }
 
 TEST_F(Dict, CheckTellsWhyTheLibraryRefusesAFile) {
@@ -128,7 +127,7 @@ TEST_F(Dict, CheckTellsWhyTheLibraryRefusesAFile) {
       {"ByteOrderMark",
        "\xef\xbb\xbf"
        "A 1 INT",
-       "f:1:1: a byte-order mark; the library takes it for the beginning of the first field's name\n"
+       "f:1:1: a byte-order mark; the library reads it as part of the first name\n"
        "f: text, 1 field, 1 problem, 0 notes\n"},
       {"TooMany", many,
        "f:65536:1: more than 65535 entries; the library refuses the file\n"
@@ -251,13 +250,12 @@ TEST_F(Dict, DiffComparesWhatTheLibraryMakesOfTheFiles) {
   EXPECT_EQ(mdmsg("dict diff old.txt new.xml"), (Result{"", "", 0}));
   // A name that is there twice belongs to no one id.
   write("new.txt", "PX 1 INT\nB 7 INT\nB 8 INT\n");
-  EXPECT_EQ(mdmsg("dict diff old.txt new.txt"),
-            (Result{"removed        2  B INT\n"
-                    "added          7  B INT\n"
-                    "added          8  B INT\n",
-                    "mdmsg: new.txt:3:1: note: field B: the name of id 8 is that of id 7 too (line 2); the library "
-                    "finds id 8 by it\n",
-                    1}));
+  EXPECT_EQ(mdmsg("dict diff old.txt new.txt"), (Result{"removed        2  B INT\n"
+                                                        "added          7  B INT\n"
+                                                        "added          8  B INT\n",
+                                                        "mdmsg: new.txt:3:1: note: field B: the name of id 8 is that "
+                                                        "of id 7 too (line 2); the name resolves to id 8\n",
+                                                        1}));
   EXPECT_EQ(mdmsg("dict diff old.txt missing.txt"),
             (Result{"", "mdmsg: cannot open dictionary missing.txt: No such file or directory\n", 2}));
 }
@@ -320,7 +318,7 @@ TEST_F(Dict, ShowPrintsTheFingerprint) {
   EXPECT_EQ(mdmsg("dict show --fingerprint --dictionary fields.txt"), (Result{"0x971b738f62ef1d94\n", "", 0}));
   write("empty.txt", "");
   EXPECT_EQ(mdmsg("dict show --fingerprint --dictionary empty.txt"),
-            (Result{"", "mdmsg: dictionary empty.txt holds no field\n", 2}));
+            (Result{"", "mdmsg: dictionary empty.txt contains no fields\n", 2}));
   // Whatever the order and the format.
   write("a.txt", "BID 22 DOUBLE  TICK 8 OPTI_PRICE\n");
   write("b.xml", xmlDefinitions(xmlEntry("TICK", "8", "INT") + xmlEntry("BID", "22", "DOUBLE")));

@@ -331,12 +331,12 @@ TEST_F(Program, RefusesDictionariesThatItCannotUse) {
   } cases[] = {
       {"missing.txt", "mdmsg: cannot open dictionary missing.txt: No such file or directory\n"},
       {"folder", "mdmsg: cannot read dictionary folder: it is a directory\n"},
-      {"empty.txt", "mdmsg: dictionary empty.txt holds no field\n"},
+      {"empty.txt", "mdmsg: dictionary empty.txt contains no fields\n"},
       {"prose.txt",
        "mdmsg: prose.txt:1:7: note: field These: \"are\" is not an id from 0 to 65535; the library stops reading here\n"
-       "mdmsg: dictionary prose.txt holds no field\n"},
+       "mdmsg: dictionary prose.txt contains no fields\n"},
       {"broken.xml", "mdmsg: cannot load the dictionary: Failed to load field def file: broken.xml\n"},
-      {"empty.xml", "mdmsg: dictionary empty.xml holds no field\n"},
+      {"empty.xml", "mdmsg: dictionary empty.xml contains no fields\n"},
   };
   for (const auto& [file, error] : cases) {
     SCOPED_TRACE(file);
@@ -361,8 +361,8 @@ TEST_F(Program, HintsAtDictionaryEntriesThatAreLeftOut) {
               "mdmsg: fields.txt:2:1: note: field ODD: \"NOSUCH\" is not a type; the library skips the entry\n"
               "mdmsg: fields.txt:3:1: note: field AGAIN: id 300 is that of QTY (line 1); the library keeps that "
               "one and skips this one\n"
-              "mdmsg: fields.txt:6:8: note: field BID: the name of id 23 is that of id 22 too (line 5); the "
-              "library finds id 23 by it\n"
+              "mdmsg: fields.txt:6:8: note: field BID: the name of id 23 is that of id 22 too (line 5); the name "
+              "resolves to id 23\n"
               "mdmsg: fields.txt:7:6: note: field HIGH: \"65536\" is not an id from 0 to 65535; the library stops "
               "reading here, 1 entry too early\n",
               0}));
