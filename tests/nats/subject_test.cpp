@@ -176,7 +176,8 @@ TEST_F(Template, RefusesWhatIsNoSubject) {
   EXPECT_EQ(complaintAbout(".md"), "--subject \".md\": it has an empty token");
   EXPECT_EQ(complaintAbout("md."), "--subject \"md.\": it has an empty token");
   for (const char* const text : {"md.*", "md.>", "md x", "md.\xc3\xa9"}) {
-    EXPECT_NE(complaintAbout(text).find("must not contain white space, wildcards or characters outside ASCII"), std::string::npos)
+    EXPECT_NE(complaintAbout(text).find("must not contain white space, wildcards or characters outside ASCII"),
+              std::string::npos)
         << text;
   }
   // A received value would choose a subject of the server's, or another client's inbox.
