@@ -57,14 +57,18 @@ SplitOutput::File& SplitOutput::fileOf(const std::string& path, std::string_view
   if (found != m_files.end()) {
     return *found->second;
   }
-  if (m_files.size() >= m_options.mostFiles) {
-    writeAll();
-    throw UsageError("--split-by needs more than " + counted(m_options.mostFiles, "file") + " (--max-files)");
-  }
   auto file = std::make_unique<File>();
-  m_options.open(file->file, path);
-  if (const int code = file->file.pause()) {
-    throw OutputError(path, code);
+  try {
+    if (m_files.size() >= m_options.mostFiles) {
+      throw UsageError("--split-by needs more than " + counted(m_options.mostFiles, "file") + " (--max-files)");
+    }
+    m_options.open(file->file, path);
+    if (const int code = file->file.pause()) {
+      throw OutputError(path, code);
+    }
+  } catch (const std::exception&) {
+    writeAll();  // the run ends, and what was read before is not lost
+    throw;
   }
   file->text = header;
   m_waitingBytes += header.size();

@@ -123,6 +123,15 @@ TEST_F(Split, FilesAreBoundedAndNotOverwritten) {
   EXPECT_EQ(contentsOf("out/2"), symbolLine("\"2\""));
   EXPECT_EQ(mdmsg("filter --split-by SYMBOL --output out/{SYMBOL}", lines).err,
             "mdmsg: out/0 exists; --force overwrites it\n");
+  std::filesystem::remove("out/0");
+  std::filesystem::remove("out/1");
+  EXPECT_EQ(mdmsg("filter --split-by SYMBOL --output out/{SYMBOL}", lines),
+            (Result{"",
+                    "mdmsg: out/2 exists; --force overwrites it\n"
+                    "mdmsg: the files of --split-by hold only a part of the output\n",
+                    2}));
+  EXPECT_EQ(contentsOf("out/0"), symbolLine("\"0\""));
+  EXPECT_EQ(contentsOf("out/1"), symbolLine("\"1\""));
   write("out/0", "longer than what is written into it, by far: longer than what is written into it, by far\n");
   EXPECT_EQ(mdmsg("filter --split-by SYMBOL --force --output out/{SYMBOL}", lines), (Result{"", "", 0}));
   EXPECT_EQ(contentsOf("out/0"), symbolLine("\"0\""));
