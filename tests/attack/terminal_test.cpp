@@ -149,7 +149,7 @@ TEST_F(HostileText, OfPathsIsShownInProgress) {
   MD::tool::Progress progress(err);
   progress.begin("in\x1b[2J\n.hex", 0);
   std::this_thread::sleep_for(std::chrono::milliseconds(1100));
-  progress.advance(1);
+  progress.advance(1, 1);
   EXPECT_EQ(err.str(), "\r\x1b[Kin\\x1b[2J\\x0a.hex: 1 messages, 0.0 MB");
 }
 
