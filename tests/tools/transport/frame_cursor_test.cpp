@@ -113,7 +113,8 @@ TEST(MessageBlock, HoldsMessagesRunsAndErrorsInTheirOrder) {
   block.addAll(first, frames);
   EXPECT_EQ(frames.sizeBytes(), 0U);
   block.add(LineError("lost"), {Place::Kind::Message, 4, 59});
-  first.data = bytesOf("z");
+  const std::string other = "z";
+  first.data = bytesOf(other);
   block.add(first, {Place::Kind::Message, 5, 70});
   bytes.assign(bytes.size(), 'x');
 
