@@ -47,7 +47,7 @@ class MessageReader {
 
   const Task& m_task;
   InputMessage m_message;
-  FrameCursor* m_frames = nullptr;  // of the source, behind m_message
+  FrameCursor* m_frames = nullptr;  // of the source, after m_message
 };
 
 /// Reports why the current message cannot be written, and removes the output written for it.

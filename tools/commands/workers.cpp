@@ -176,7 +176,7 @@ class Pool {
     } while (!m_open->block.isFull());
   }
 
-  /// Adds what is in memory behind a message that has been added. Without the memory for that it comes one by one.
+  /// Adds the messages in memory after one that has been added. If memory runs out, they come one by one.
   void addFrames(const InputMessage& message) {
     FrameCursor* const frames = m_task.messages.frames();
     try {

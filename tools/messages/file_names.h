@@ -41,7 +41,7 @@ class FileTemplate {
 
   std::size_t m_folderBytes = 0;  // before the name of the file
   std::vector<Part> m_parts;      // one at least
-  std::string m_end;              // behind the last value
+  std::string m_end;              // after the last value
   std::string m_value;
 };
 

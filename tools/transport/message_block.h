@@ -28,7 +28,7 @@ class MessageBlock {
   /// Copies a message.
   void add(const InputMessage& message, const Place& place);
   void add(const LineError& error, const Place& place);
-  /// Copies the messages that are in memory behind `message`, which is of their source, and passes them.
+  /// Copies the messages that are in memory after `message`, which is of their source, and passes them.
   void addAll(const InputMessage& message, FrameCursor& frames);
 
  private:

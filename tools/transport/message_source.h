@@ -97,7 +97,7 @@ class MessageSource {
   /// @throws InputError when nothing more can be read
   virtual bool next(InputMessage& message) = 0;
 
-  /// After next(): the messages behind that one that are in memory already. They may be read from there, without the
+  /// After next(): the messages after that one that are already in memory. They may be read from there, without the
   /// reporter's place, and are then not read by next(). Valid until next(); null where there are none.
   virtual FrameCursor* frames() noexcept { return nullptr; }
 
