@@ -17,10 +17,7 @@
 #include "support/dictionary.h"
 #include "support/emptied_pools.h"
 #include "support/faults.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/lsan_interface.h>
-#endif
+#include "support/xml_leaks.h"
 
 namespace MD::test {
 namespace {
@@ -246,19 +243,6 @@ class CInterfaceExtLoadFaults : public testing::TestWithParam<LoadCase> {
     GTEST_SKIP() << "allocations fail with the GNU C library and under sanitizers";
 #endif
     ConfigurationFolder::write("new", GetParam().isXml ? kNewXml : kNewText);
-    // TinyXML does not free what it has made so far when memory runs out within it.
-#if defined(__SANITIZE_ADDRESS__)
-    if (GetParam().isXml) {
-      __lsan_disable();
-    }
-#endif
-  }
-  void TearDown() override {
-#if defined(__SANITIZE_ADDRESS__)
-    if (GetParam().isXml) {
-      __lsan_enable();
-    }
-#endif
   }
 
   /// Lets each allocation of a load fail in turn. The dictionary is then empty.
@@ -291,6 +275,7 @@ class CInterfaceExtLoadFaults : public testing::TestWithParam<LoadCase> {
   }
 
   ConfigurationFolder m_folder;
+  XmlLeaks m_leaks{GetParam().isXml};
 };
 
 INSTANTIATE_TEST_SUITE_P(Each, CInterfaceExtLoadFaults, testing::ValuesIn(kLoads),

@@ -17,14 +17,11 @@
 #include "support/dictionary.h"
 #include "support/faults.h"
 #include "support/fresh_process.h"
+#include "support/xml_leaks.h"
 
 #if !defined(_WIN32)
 #include <sys/wait.h>
 #include <unistd.h>
-#endif
-
-#if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/lsan_interface.h>
 #endif
 
 namespace MD::test {
@@ -90,22 +87,10 @@ class DictionaryFaults : public testing::TestWithParam<LoadCase> {
     ConfigurationFolder::write("fields.txt", kText);
     ConfigurationFolder::write("field_map.txt", kText);
     ConfigurationFolder::write("fields.xml", xmlText());
-    // TinyXML does not free what it has made so far when memory runs out within it.
-#if defined(__SANITIZE_ADDRESS__)
-    if (GetParam().isXml) {
-      __lsan_disable();
-    }
-#endif
-  }
-  void TearDown() override {
-#if defined(__SANITIZE_ADDRESS__)
-    if (GetParam().isXml) {
-      __lsan_enable();
-    }
-#endif
   }
 
   ConfigurationFolder m_folder;
+  XmlLeaks m_leaks{GetParam().isXml};
 };
 
 TEST_P(DictionaryFaults, LeaveNothingKnownAndALoadThatCanBeRepeated) {
