@@ -45,6 +45,11 @@ std::string sentence(const std::string& text) {
   return escaped(text) + (!text.empty() && text.back() == '.' ? "" : ".");
 }
 
+/// The text without this line at its beginning.
+std::string withoutHeading(const std::string& text, const std::string& heading) {
+  return text.compare(0, heading.size(), heading) == 0 ? text.substr(heading.size()) : text;
+}
+
 /// Appends paragraphs; lines that begin with spaces are unchanged.
 void appendText(const std::string& text, std::string& out) {
   std::istringstream lines(text);
@@ -145,7 +150,7 @@ std::string manualPage(const CommandEntry& table, const std::string& version) {
       ".TP\n\\fBNO_COLOR\\fR\n"
       "If set and not empty, output is not coloured unless an option requires it.\n"
       ".SH EXAMPLES\n";
-  appendText(table.footer, out);
+  appendText(withoutHeading(table.footer, "Examples:\n"), out);
   return out;
 }
 

@@ -148,6 +148,24 @@ TEST_F(Help, TheManualPageHoldsEveryCommandAndOption) {
   EXPECT_EQ(page.find("mdmsg describe"), page.npos);
 }
 
+TEST_F(Help, TheExamplesOfTheManualPageHaveOneHeading) {
+  const std::string page = mdmsg("describe man").out;
+  const std::size_t heading = page.find(".SH EXAMPLES\n");
+  ASSERT_NE(heading, page.npos);
+  EXPECT_EQ(page.substr(heading),
+            ".SH EXAMPLES\n"
+            ".RS 4\n"
+            ".nf\n"
+            "echo \\(aq{\\(dqSYMBOL\\(dq:\\(dqAB\\(dq,\\(dqBID\\(dq:101.25}\\(aq | mdmsg encode \\-\\-encoding mInt | "
+            "mdmsg decode\n"
+            "mdmsg decode \\-\\-format json feed.pcap\n"
+            "mdmsg convert \\-\\-encoding MsgT quotes.hex > other.hex\n"
+            ".fi\n"
+            ".RE\n"
+            ".PP\n"
+            "Run \\(dqmdmsg help COMMAND\\(dq for details.\n");
+}
+
 TEST_F(Help, ADescriptionNeedsAForm) {
   EXPECT_EQ(mdmsg("describe"), (Result{"", "mdmsg: FORM is required\nTry \"mdmsg --help\".\n", 2}));
   EXPECT_EQ(mdmsg("describe html"),
