@@ -9,7 +9,7 @@ class Refusals(support.TestCase):
         _, file = self.generate(300)
         server = self.server()
         result = self.mdmsg("publish", "--url", server.url, "--subject", "md.{SYMBOL}", "--stream", "FEED",
-                            "--create-stream", "--max-messages", 100, "--refuse-when-full", "--framing", "u32le", file)
+                            "--create-stream", "--stream-max-messages", 100, "--refuse-when-full", "--framing", "u32le", file)
         self.expect(result, 1, "the stream FEED refuses a message: maximum messages exceeded\n",
                     "100 acknowledged, 0 of them duplicates, 200 lost")
         self.assertEqual(self.stored(server), 100)
@@ -18,7 +18,7 @@ class Refusals(support.TestCase):
         messages, file = self.generate(300)
         server = self.server()
         self.expect(self.mdmsg("publish", "--url", server.url, "--subject", "md.{SYMBOL}", "--stream", "FEED",
-                               "--create-stream", "--max-messages", 100, "--framing", "u32le", file), 0)
+                               "--create-stream", "--stream-max-messages", 100, "--framing", "u32le", file), 0)
         self.assertTrue(self.stream(server) == messages[200:])
 
     def test_unknown_stream(self):

@@ -122,10 +122,10 @@ void addStreamOptions(CLI::App& command, PublishLine& line) {
   };
   const CLI::Range positive(std::int64_t{1}, std::numeric_limits<std::int64_t>::max());
   NatsStreamLimits& limits = line.publish.limits;
-  limit("--max-messages", limits.messages, "Limit of the created stream", "N")->check(positive);
-  limit("--max-bytes", limits.bytes, "Limit of the created stream", "BYTES")->check(positive);
-  limit("--max-age", line.ageS, "Messages of the created stream expire after this time", "SECONDS");
-  limit("--max-per-subject", limits.perSubject, "Messages that the created stream keeps per subject", "N")
+  limit("--stream-max-messages", limits.messages, "Messages that the created stream holds", "N")->check(positive);
+  limit("--stream-max-bytes", limits.bytes, "Size of the created stream", "BYTES")->check(positive);
+  limit("--stream-max-age", line.ageS, "Messages of the created stream expire after this time", "SECONDS");
+  limit("--stream-max-per-subject", limits.perSubject, "Messages that the created stream keeps per subject", "N")
       ->check(positive);
   command
       .add_flag("--refuse-when-full", limits.refusesNew,
@@ -232,7 +232,7 @@ Command addPublish(CLI::App& app, const NatsCommands* nats) {
   const auto run = [line, nats](const Session& session) {
     PublishOptions options = line->publish;
     options.server = line->server.options();
-    options.limits.age = durationOf("--max-age", line->ageS);
+    options.limits.age = durationOf("--stream-max-age", line->ageS);
     options.limits.duplicateWindow =
         durationOf("--duplicate-window", line->windowS).value_or(options.limits.duplicateWindow);
     if (!line->at) {
