@@ -17,16 +17,22 @@ bool isPlain(char c) noexcept {
          std::string_view("-_+=@,").find(c) != std::string_view::npos;
 }
 
+/// End what is compared with the names of devices: an extension, or a stream of the file.
+constexpr const char* kBaseEnds = ".:";
+
 /// Whether a file name is that of a device on Windows, in any folder and with any extension.
 bool isDeviceName(std::string_view name) {
-  std::string base(name.substr(0, name.find('.')));
+  std::string base(name.substr(0, name.find_first_of(kBaseEnds)));
   base.erase(base.find_last_not_of(' ') + 1);
   for (char& c : base) {
     c = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
   }
   const std::string start = base.substr(0, 3);
   if (start == "COM" || start == "LPT") {
-    return base.size() == 4 && base[3] >= '0' && base[3] <= '9';
+    const std::string number = base.substr(3);
+    // Superscript digits in UTF-8 count as digits.
+    return (number.size() == 1 && number[0] >= '0' && number[0] <= '9') || number == "\xc2\xb9" ||
+           number == "\xc2\xb2" || number == "\xc2\xb3";
   }
   constexpr std::string_view kDevices[] = {"CON", "PRN", "AUX", "NUL", "CONIN$", "CONOUT$"};
   return std::find(std::begin(kDevices), std::end(kDevices), base) != std::end(kDevices);
@@ -47,6 +53,10 @@ FileTemplate::FileTemplate(const std::string& text, const std::vector<std::strin
   m_folderBytes = text.size() - std::filesystem::path(text).filename().string().size();
   if (first < m_folderBytes) {
     refuse("the values are part of the file's name, not of its folder");
+  }
+  const std::string start = text.substr(m_folderBytes, first - m_folderBytes);
+  if (first != text.npos && start.find_first_of(kBaseEnds) != start.npos && isDeviceName(start)) {
+    refuse("its files would have the name of a device on Windows");
   }
   std::set<std::string> used;
   std::size_t begin = 0;
@@ -102,7 +112,7 @@ void FileTemplate::append(const InputMessage& message, std::string& path) {
   path += m_end;
   const std::size_t nameStart = start + m_folderBytes;
   const std::size_t valueStart = start + m_parts.front().text.size();
-  if (valueStart < path.find('.', nameStart) && isDeviceName(std::string_view(path).substr(nameStart))) {
+  if (valueStart < path.find_first_of(kBaseEnds, nameStart) && isDeviceName(std::string_view(path).substr(nameStart))) {
     m_value.clear();
     appendPercentText(
         {&path[valueStart], 1}, [](std::size_t) { return false; }, m_value);

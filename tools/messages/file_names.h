@@ -25,7 +25,8 @@ class FileTemplate {
   static constexpr std::size_t kMostNameBytes = 255;
 
   /// @param fields  the names of the fields that it has, each once at least
-  /// @throws UsageError when the text is no such template, or the dictionary lacks a field
+  /// @throws UsageError when the text is no such template, when the text before the first value is the name of a device
+  ///         on Windows with an extension, or when the dictionary lacks a field
   FileTemplate(const std::string& text, const std::vector<std::string>& fields, const FieldNames& names);
 
   /// Appends the path for a message, whose bytes may be anything. A field that is not there, or cannot be read, becomes

@@ -101,6 +101,24 @@ TEST_F(Split, NamesOfDevicesAreEscaped) {
   EXPECT_EQ(names("out/{SYMBOL}$", {"CONIN", "conout", "NUL"}), (Names{"%43ONIN$", "%63onout$", "NUL$"}));
 }
 
+TEST_F(Split, TemplatesThatNameADeviceAreRefused) {
+  const auto split = [line = symbolLine("\"AB\"")](const std::string& name) {
+    return runTool({"filter", "--split-by", "SYMBOL", "--output", "out/" + name}, line);
+  };
+  for (const std::string name : {"NUL.{SYMBOL}", "nul.x-{SYMBOL}.hex", "Con .{SYMBOL}", "COM7.{SYMBOL}",
+                                 "conin$.{SYMBOL}", "LPT\xc2\xb3.{SYMBOL}", "aux:{SYMBOL}"}) {
+    EXPECT_EQ(
+        split(name),
+        (Result{"", "mdmsg: --output \"out/" + name + "\": its files would have the name of a device on Windows\n",
+                2}));
+  }
+  EXPECT_EQ(namesIn("out"), std::set<std::string>());
+  for (const std::string name : {"NUL{SYMBOL}", "NUL-.{SYMBOL}", "NULL.{SYMBOL}", "COM10.{SYMBOL}", ".NUL{SYMBOL}"}) {
+    EXPECT_EQ(split(name), (Result{"", "", 0}));
+  }
+  EXPECT_EQ(namesIn("out"), (std::set<std::string>{"NULAB", "NUL-.AB", "NULL.AB", "COM10.AB", ".NULAB"}));
+}
+
 TEST_F(Split, LongValuesAreReported) {
   const std::string longest(255, 'x');
   const std::string lines = symbolLine('"' + longest + '"') + symbolLine('"' + longest + "x\"");
