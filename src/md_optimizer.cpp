@@ -90,7 +90,7 @@ void Optimizer::freeSlots() noexcept {
   }
 }
 
-// The cost is proportional to the size of the dictionary, but it is called once per 65,535 clears.
+// The cost is proportional to the size of the dictionary, but it is called once per 1,048,575 clears.
 void Optimizer::forgetStamps() noexcept {
   if (m_memory != Memory::ZeroPages || !detail::zeroPagesAnew(m_slots, bytesFor(m_slotCount))) {
     std::replace_if(

@@ -76,14 +76,19 @@ typename ReusableContainer<T>::Shared::Memory ReusableContainer<T>::Shared::s_me
 /// as with the pool itself. Objects go to the pool and come from it in batches, under one lock; those that were idle
 /// longest go first.
 ///
-/// A thread caches up to kBaseLimit objects. The limit doubles, up to kMostLimit, when the thread asks the pool for
-/// objects after it gave some away. It falls again when some of the objects were not used for a period.
+/// A thread caches up to kBaseLimit objects beside the last. The limit doubles, up to kMostLimit, when the thread asks
+/// the pool for objects after it gave some away. It falls again when some of the objects were not used for a period.
 template <class T>
 class ReusableContainer<T>::ThreadCache {
  public:
   /// @return an idle object or a new one; null where the thread has no cache
   static T* take() {
     Stack& idle = *s_idle;
+    // Not std::exchange(): threads without a cache share one empty stack, which nobody writes.
+    if (T* const last = idle.last) {
+      idle.last = nullptr;
+      return last;
+    }
     if (MD_UNLIKELY(idle.count == 0)) {
       return takeFromPool();
     }
@@ -93,10 +98,12 @@ class ReusableContainer<T>::ThreadCache {
   /// @return false where the thread has no cache: nothing was done
   static bool keep(T* item) {
     Stack& idle = *s_idle;
-    if (MD_UNLIKELY(idle.count >= idle.pushLimit)) {
+    if (MD_UNLIKELY(idle.count >= idle.plainLimit)) {
       return keepBeyond(item);
     }
-    idle.items[idle.count++] = item;
+    if (T* const previous = std::exchange(idle.last, item)) {
+      idle.items[idle.count++] = previous;
+    }
     return true;
   }
 
@@ -111,19 +118,21 @@ class ReusableContainer<T>::ThreadCache {
 
  private:
   static constexpr std::uint32_t kBatch = 32;
-  static constexpr std::uint32_t kBaseLimit = 64;
-  static constexpr std::uint32_t kMostLimit = 1024;
+  static constexpr std::uint32_t kBaseLimit = 63;
+  static constexpr std::uint32_t kMostLimit = 1023;
   // In calls of keep() beyond kBaseLimit.
   static constexpr std::uint32_t kPeriod = 4096;
 
+  // The last object has a place of its own: a thread with one message at a time reads and writes only that.
   struct Stack {
+    T* last = nullptr;  ///< returned after all others; null after it was taken
     T** items = nullptr;
-    std::uint32_t count = 0;
-    std::uint32_t pushLimit = 0;  ///< below so many keep() only pushes; 0: there is no cache
+    std::uint32_t count = 0;       ///< of items
+    std::uint32_t plainLimit = 0;  ///< with fewer items keep() only adds one; 0: there is no cache
   };
 
   struct alignas(kCacheLinesBytes) Idle : Stack {
-    Idle() noexcept : Stack{baseItems, 0, kBaseLimit} {}
+    Idle() noexcept : Stack{nullptr, baseItems, 0, kBaseLimit} {}
 
     std::uint32_t limit = kBaseLimit;
     std::uint32_t batch = 1;
@@ -147,7 +156,7 @@ class ReusableContainer<T>::ThreadCache {
     return made;
   }
 
-  static Idle* active() noexcept { return s_idle->pushLimit != 0 ? static_cast<Idle*>(s_idle) : nullptr; }
+  static Idle* active() noexcept { return s_idle->plainLimit != 0 ? static_cast<Idle*>(s_idle) : nullptr; }
 
   /// The calling thread's cache, which is made if need be; null when it cannot have one.
   static Idle* activate() noexcept {
@@ -167,6 +176,9 @@ class ReusableContainer<T>::ThreadCache {
   static void end(Idle* idle) noexcept {
     s_idle = &s_ended;
     Shared::instance().takeBackSome(idle->items, idle->count);
+    if (idle->last != nullptr) {
+      Shared::instance().takeBack(idle->last);
+    }
     delete idle;
   }
 
@@ -193,11 +205,13 @@ class ReusableContainer<T>::ThreadCache {
         giveUnusedAway(*idle);
       }
     }
-    if (idle->count >= idle->limit && !(idle->hasMissed && widen(*idle))) {
-      giveAway(*idle, kBatch);
-      idle->hasGivenAway = true;
+    if (T* const previous = std::exchange(idle->last, item)) {
+      if (idle->count >= idle->limit && !(idle->hasMissed && widen(*idle))) {
+        giveAway(*idle, kBatch);
+        idle->hasGivenAway = true;
+      }
+      idle->items[idle->count++] = previous;
     }
-    idle->items[idle->count++] = item;
     return true;
   }
 
@@ -218,7 +232,7 @@ class ReusableContainer<T>::ThreadCache {
 
   /// Makes room for twice as many. @return false when there is none to be had
   static bool widen(Idle& idle) noexcept {
-    const std::uint32_t limit = std::min(2 * idle.limit, kMostLimit);
+    const std::uint32_t limit = std::min(2 * idle.limit + 1, kMostLimit);
     std::unique_ptr<T*[]> items(limit > idle.limit ? new (std::nothrow) T*[limit] : nullptr);
     if (items == nullptr) {
       return false;

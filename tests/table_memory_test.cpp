@@ -104,7 +104,7 @@ TEST_F(TableMemory, OfAMessageOfNeighbouringFieldsIsAPageMoreThanItsBytes) {
 }
 
 TEST_F(TableMemory, OfATableIsGivenBackWhenItHasBeenClearedOftenEnough) {
-  constexpr int kMostClears = 65'536;
+  constexpr int kMostClears = 1'048'576;
   const auto pool = std::make_shared<ReusableContainer<Optimizer>>();
   std::vector<std::unique_ptr<Table>> tables;
   for (int i = 0; i < 100; ++i) {

@@ -154,7 +154,7 @@ class MD_API Optimizer {
   static constexpr std::uint64_t kElsewhere = std::uint64_t{1} << 39;
   static constexpr std::uint64_t kStampStep = std::uint64_t{1} << 40;
   // Far below the overflow of generations: when they restart, a large index releases its memory.
-  static constexpr std::uint64_t kLastStamp = std::uint64_t{0xFFFF} << 40;
+  static constexpr std::uint64_t kLastStamp = std::uint64_t{0xFFFFF} << 40;
 
   void makeRoom();
   void resize(std::uint32_t slotCount);
