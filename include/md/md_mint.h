@@ -41,6 +41,17 @@ struct MIntLayout : ValueCodec<ByteOrder::Little> {
     return {position, bytes.template load<std::uint8_t>(position + 2), headBytes(type), type};
   }
 
+  static constexpr bool kComparesHeads = true;
+  template <class T>
+  MD_ALWAYS_INLINE static bool hasHeadOf(const WholeBytes& bytes, std::uint64_t position, std::uint16_t id) noexcept {
+    if constexpr (kHasOneWidth<T>) {
+      // The word is inside: a value has at least one byte.
+      return (bytes.load<std::uint32_t>(position) & 0xffffff) == (id | sizeof(T) << 16);
+    } else {
+      return MIntLayout::id(bytes, position) == id;
+    }
+  }
+
   // The length of types that always have eight bytes is predicted, so that the next record need not wait for it.
   // Strings have this length only by chance. Compilers leave this a jump by themselves; byJump() would cost ARM an
   // instruction.

@@ -278,8 +278,16 @@ bool RecordMessage<Encoding>::findPlain(std::uint16_t id, std::uint64_t lengthBy
   if (MD_UNLIKELY(position + Layout::headBytes(kType) + lengthBytes > data.size())) {
     return false;
   }
-  if constexpr (!Layout::kTypesAreOnTheWire) {
-    // An update of another record may have overwritten this one, so the id that is present now is used.
+  // An update of another record may have overwritten this one, so what is present now decides.
+  if constexpr (Layout::kComparesHeads) {
+    if (MD_UNLIKELY(field.type != kType) || MD_UNLIKELY(!Layout::template hasHeadOf<T>(whole, position, id))) {
+      return false;
+    }
+    if constexpr (Layout::template kHasOneWidth<T>) {
+      head = {position, sizeof(T), Layout::headBytes(kType), kType};
+      return true;
+    }
+  } else if constexpr (!Layout::kTypesAreOnTheWire) {
     if (MD_UNLIKELY(dictionary.packed(Layout::id(whole, position)).type != kType)) {
       return false;
     }

@@ -74,6 +74,11 @@ constexpr bool checkLayoutOf() {
     static_assert(MD_LAYOUT_HAS(void, writeAhead(std::declval<ByteWriter>(), 0, 0, std::declval<T>())),
                   "void Layout::writeAhead(out, id, lengthBytes, value): write() that may write past the record");
   }
+  if constexpr (Layout::kComparesHeads) {
+    static_assert(MD_LAYOUT_HAS(bool, template hasHeadOf<T>(std::declval<WholeBytes>(), 0, 0)),
+                  "bool Layout::hasHeadOf<T>(bytes, position, id): whether the record has this id and, if T has only "
+                  "one width, this length; one with a value that long is inside the message");
+  }
   static_assert(Layout::headBytes(kTypeCode<T>) <= Layout::kMaxHeadBytes,
                 "Layout::kMaxHeadBytes is less than the longest headBytes()");
   return true;
@@ -91,6 +96,9 @@ constexpr bool checkLayout() {
                 "std::uint64_t Layout::kMaxValueBytes: the longest value that a record can hold");
   static_assert(MD_LAYOUT_HAS(const bool, kWritesAhead),
                 "bool Layout::kWritesAhead: whether there is a faster write() for records that are followed by memory");
+  static_assert(MD_LAYOUT_HAS(const bool, kComparesHeads),
+                "bool Layout::kComparesHeads: whether one comparison of the head identifies a plain record, which is "
+                "faster than the type that the dictionary declares for its id");
   static_assert(MD_LAYOUT_HAS(std::uint16_t, id(std::declval<ByteView>(), 0)) &&
                     MD_LAYOUT_HAS(std::uint16_t, id(std::declval<WholeBytes>(), 0)),
                 "std::uint16_t Layout::id(bytes, position): the field id of the record at `position`");

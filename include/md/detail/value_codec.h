@@ -46,6 +46,7 @@ struct ValueCodec {
 
   static constexpr std::uint64_t kMaxValueBytes = std::numeric_limits<std::uint32_t>::max();
   static constexpr bool kWritesAhead = false;
+  static constexpr bool kComparesHeads = false;
 
   template <class T>
   static constexpr bool kHasOneWidth = !kIsView<T>;
