@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "md/md_fieldmap.h"
+
 namespace MD::detail {
 namespace {
 
@@ -35,6 +37,17 @@ void keepLast(std::vector<std::uint16_t>& ids) {
   ids.erase(ids.begin(), kept.base());
 }
 
+/// Drops the ids, each of which is there once, of records that are no fields: the earlier records of a repeated field
+/// stay when it is erased.
+void dropErased(const MD_Message& message, std::vector<std::uint16_t>& ids) {
+  if (ids.size() == message.fieldCount()) {
+    return;
+  }
+  const MD_FieldMap& map = MD_FieldMap::instance();
+  const auto isErased = [&](std::uint16_t id) { return map.packed(id).isKnown() && !message.contains(id); };
+  ids.erase(std::remove_if(ids.begin(), ids.end(), isErased), ids.end());
+}
+
 }  // namespace
 
 void listFields(const MD_Message& message, std::vector<std::uint16_t>& ids) {
@@ -42,11 +55,13 @@ void listFields(const MD_Message& message, std::vector<std::uint16_t>& ids) {
   if (ids.size() > kFewIds || !areDistinct(ids)) {
     keepLast(ids);
   }
+  dropErased(message, ids);
 }
 
 void listFields(const MD_Message& message, std::vector<std::uint16_t>& ids, std::vector<std::uint32_t>& recordCounts) {
   message.get_field_ids(ids);
   if (ids.size() <= kFewIds && areDistinct(ids)) {
+    dropErased(message, ids);
     recordCounts.assign(ids.size(), 1);
     return;
   }
@@ -55,6 +70,7 @@ void listFields(const MD_Message& message, std::vector<std::uint16_t>& ids, std:
     ++countOfId[id];
   }
   keepLast(ids);
+  dropErased(message, ids);
   recordCounts.clear();
   for (const std::uint16_t id : ids) {
     recordCounts.push_back(countOfId[id]);

@@ -11,7 +11,7 @@
 namespace MD::detail {
 
 /// Empties `ids`, then lists the ids of a message in wire order, each once: one that received bytes repeat at the place
-/// of its last record.
+/// of its last record. Records that are no fields any more, because a repeated field was erased, are not listed.
 void listFields(const MD_Message& message, std::vector<std::uint16_t>& ids);
 
 /// The same, and how many records each id has.

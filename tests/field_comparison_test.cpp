@@ -106,6 +106,41 @@ TEST_F(FieldComparison, LooksAtTheStoredTypesOfFieldsThatCannotBeRead) {
   EXPECT_FALSE(sameFields(a, other));
 }
 
+// The first of its records stays in the bytes.
+TEST_F(FieldComparison, TakesAnErasedRepeatedFieldForAbsent) {
+  for (const char* const hex : {"01 2C01 05000000 2C01 06000000 3D00 0200 5800",  //
+                                "06 2C01 01 05 2C01 01 06 3D00 02 5800",
+                                "46515231 012C 0002 00000004 00000005 012C 0002 00000004 00000006 "
+                                "003D 0006 00000002 5800"}) {
+    SCOPED_TRACE(hex);
+    const auto before = received(hex);
+    const auto after = received(hex);
+    ASSERT_TRUE(after->erase(QTY));
+    EXPECT_EQ(idsOf(*after), (Ids{300, 61}));
+    EXPECT_FALSE(after->contains(QTY));
+    EXPECT_EQ(after->fields().size(), 1U);
+    EXPECT_EQ(to_string(*after), "VENUE                  = X\n");
+
+    EXPECT_TRUE(sameFields(*after, *after->clone()));
+    mInt venue;
+    ASSERT_TRUE(venue.add(VENUE, "X"));
+    EXPECT_TRUE(sameFields(*after, venue));
+    EXPECT_TRUE(sameFields(venue, *after));
+    EXPECT_FALSE(sameFields(*after, *before));
+    Ids changed;
+    Ids removed;
+    changedFields(*before, *after, changed, removed);
+    EXPECT_EQ(changed, Ids());
+    EXPECT_EQ(removed, (Ids{300}));
+    changedFields(*after, *before, changed, removed);
+    EXPECT_EQ(changed, (Ids{300}));
+    EXPECT_EQ(removed, Ids());
+    mInt copy;
+    EXPECT_EQ(copyReadable(*after, copy), Ids());
+    EXPECT_EQ(bytesOf(copy), bytesOf(venue));
+  }
+}
+
 TEST_F(FieldComparison, ListsChangesInTheOrderOfEachMessage) {
   mInt before;
   IterMap after;

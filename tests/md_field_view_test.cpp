@@ -167,7 +167,11 @@ TEST(Fields, OfManyRecordsComeOnceAndInOrder) {
   }
   append(301, 9);
   append(300, 8);
-  EXPECT_EQ(describe(*MD_Message::createFromBytes(bytes)), "10 CH 1 x 1000\n301 QTY2 2 9 1\n300 QTY 2 8 1001\n");
+  const auto message = MD_Message::createFromBytes(bytes);
+  EXPECT_EQ(describe(*message), "10 CH 1 x 1000\n301 QTY2 2 9 1\n300 QTY 2 8 1001\n");
+  // An erase leaves the earlier records in the bytes; they are no field.
+  ASSERT_TRUE(message->erase(300));
+  EXPECT_EQ(describe(*message), "10 CH 1 x 1000\n301 QTY2 2 9 1\n");
 }
 
 TEST(Text, IsEscaped) {
