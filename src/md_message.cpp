@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <memory>
 #include <ostream>
 #include <utility>
 
@@ -117,6 +118,12 @@ void MD_Message::takeFields(const MD_Message& source, const std::vector<std::uin
     return;
   }
   reserveForCopy(source, ids.size());
+  takeReserved(source, ids, notCopied);
+}
+
+/// takeFields() after reserveForCopy().
+void MD_Message::takeReserved(const MD_Message& source, const std::vector<std::uint16_t>& ids,
+                              std::vector<std::uint16_t>* notCopied) {
   // A message that is its own source erases at once: its reads would see records that are only marked.
   if (&source == this ||
       !detail::withOwnClass(*this, [&](auto& message) { message.takeFields(source, ids, notCopied); })) {
@@ -131,17 +138,17 @@ void MD_Message::copyMsg(const MD_Message& source) {
   takeFields(source, ids, nullptr);
 }
 
-/// Whether a field of another message can be read there and stored here.
-bool MD_Message::canTake(const MD_Message& source, std::uint16_t id) const {
+/// Whether a field of another message can be read there, and stored here, where values may have `mostBytes`.
+bool MD_Message::canTake(const MD_Message& source, std::uint16_t id, std::uint64_t mostBytes) const {
   const std::uint8_t type = m_map->packed(id).type;
   const bool isHeld = detail::withValueType(
-      type, [&](auto value) { return source.getImpl(id, value) && detail::storedBytes(value) <= longestValueBytes(); });
-  if (!isHeld || !existsImpl(id)) {
-    return isHeld;
+      type, [&](auto value) { return source.getImpl(id, value) && detail::storedBytes(value) <= mostBytes; });
+  if (!isHeld) {
+    return false;
   }
   std::uint8_t storedType = 0;
   std::uint32_t sizeBytes = 0;
-  return fieldData(id, storedType, sizeBytes) != nullptr && storedType == type;
+  return fieldData(id, storedType, sizeBytes) != nullptr ? storedType == type : !existsImpl(id);
 }
 
 std::vector<std::uint16_t> copyFields(const MD_Message& source, const std::vector<std::uint16_t>& ids,
@@ -149,8 +156,9 @@ std::vector<std::uint16_t> copyFields(const MD_Message& source, const std::vecto
   const detail::SilentReports silence;
   std::vector<std::uint16_t> taken;
   std::vector<std::uint16_t> notCopied;
+  const std::uint64_t mostBytes = target.longestValueBytes();
   for (const std::uint16_t id : ids) {
-    (target.canTake(source, id) ? taken : notCopied).push_back(id);
+    (target.canTake(source, id, mostBytes) ? taken : notCopied).push_back(id);
   }
   if (&source != &target) {
     target.takeFields(source, taken, &notCopied);
@@ -172,18 +180,39 @@ bool MD_Message::takeChanges(const MD_Message& source, const std::vector<std::ui
   if (size() + 2 * source.size() + 16 * ids.size() > kMostBytes) {
     return false;
   }
-  for (const std::uint16_t id : ids) {
-    if (!canTake(source, id)) {
-      return false;
-    }
+  bool areTaken = false;
+  bool isAllOrNone = true;
+  if (!detail::withOwnClass(
+          *this, [&](const auto& message) { areTaken = message.canTakeAll(source, ids, removed, isAllOrNone); })) {
+    areTaken =
+        std::all_of(ids.begin(), ids.end(), [&](std::uint16_t id) { return canTake(source, id, longestValueBytes()); });
   }
+  if (!areTaken) {
+    return false;
+  }
+  if (isAllOrNone) {
+    return takeAllOrSome(source, ids, removed);
+  }
+  const std::unique_ptr<MD_Message> changed = clone();
+  if (!changed->takeAllOrSome(source, ids, removed)) {
+    return false;
+  }
+  swap(*changed);
+  return true;
+}
+
+/// takeChanges() of fields that can be taken one by one. @return false when one of them was not copied
+bool MD_Message::takeAllOrSome(const MD_Message& source, const std::vector<std::uint16_t>& ids,
+                               const std::vector<std::uint16_t>& removed) {
   // What can fail for want of memory comes before the first change.
   reserveForCopy(source, ids.size());
   if (!removed.empty()) {
     eraseArrayImpl(removed);
   }
   std::vector<std::uint16_t> notCopied;
-  takeFields(source, ids, &notCopied);
+  if (!ids.empty()) {
+    takeReserved(source, ids, &notCopied);
+  }
   return notCopied.empty();
 }
 

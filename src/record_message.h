@@ -27,13 +27,14 @@
 #include "md/md_record_message.h"
 #include "md/md_value_types.h"
 #include "message_printer.h"
+#include "record_changes.h"
 #include "record_cuts.h"
 #include "record_replacement.h"
 #include "record_rules.h"
 #include "report.h"
+#include "value_dispatch.h"
 
 namespace MD {
-
 template <class Encoding>
 RecordMessage<Encoding>::RecordMessage(const Allocator& allocator) : MD_Message(allocator) {
   static_assert(detail::checkLayout<typename Encoding::Layout>());
@@ -372,6 +373,56 @@ void RecordMessage<Encoding>::takeFields(const MD_Message& source, const std::ve
   detail::RecordReplacement<Encoding, Layout, Rules> fields(*this, ids.size());
   detail::copyFields(source, fieldMap(), ids, notCopied,
                      [&fields](std::uint16_t id, auto value) { return fields.put(id, value); });
+}
+
+/// Whether each of the fields can be read in another message and stored here.
+/// @param[out] areIndependent  whether this still holds after fields are erased and the others are stored. A change may
+///                             overwrite the header of a record that overlaps, or move its bytes.
+template <class Encoding>
+bool RecordMessage<Encoding>::canTakeAll(const MD_Message& source, const std::vector<std::uint16_t>& ids,
+                                         const std::vector<std::uint16_t>& erased, bool& areIndependent) const {
+  using Layout = typename Encoding::Layout;
+  using Rules = typename Encoding::Rules;
+  // Whatever the header is then, the record is updated.
+  constexpr bool kNeverRefuses = Rules::kUpdateTest == detail::UpdateTest::Length;
+  const detail::ByteView view = detail::viewOf(bytes());
+  boost::container::small_vector<detail::ChangedRecord, 32> changed;
+  if constexpr (!kNeverRefuses) {
+    for (const std::uint16_t id : erased) {
+      const FIELDS::packed_rec field = fieldMap().packed(id);
+      if (const std::uint64_t position = find(field)) {
+        const detail::RecordHead head = detail::headAt<Layout>(view, position, fieldMap());
+        changed.push_back({position, position + head.bytes(), field, true});
+      }
+    }
+  }
+  for (const std::uint16_t id : ids) {
+    const FIELDS::packed_rec field = fieldMap().packed(id);
+    const bool canBeTaken = detail::withValueType(field.type, [&](auto value) {
+      if (!source.get(id, value) || detail::storedBytes(value) > Layout::kMaxValueBytes) {
+        return false;
+      }
+      const std::uint64_t position = positions().get(field);
+      if (position == 0 || position >= view.size()) {
+        return position == 0;
+      }
+      if constexpr (!kNeverRefuses) {
+        const detail::RecordHead head = detail::headAt<Layout>(view, position, fieldMap());
+        if (head.type != field.type) {
+          return false;
+        }
+        const bool isErased = head.valueBytes != Layout::bytesInPlace(value) || !view.fits(position, head.bytes());
+        changed.push_back({position, position + head.bytes(), field, isErased});
+      }
+      return true;
+    });
+    if (!canBeTaken) {
+      return false;
+    }
+  }
+  areIndependent = kNeverRefuses ||
+                   detail::areIndependent<Layout>(changed.data(), changed.data() + changed.size(), view, fieldMap());
+  return true;
 }
 
 // The typed operations, once for each type ----------------------------------------------------------------------------

@@ -9,6 +9,7 @@
 #include "md/detail/record_layout.h"
 #include "md/detail/value_codec.h"
 #include "md/detail/wire_bytes.h"
+#include "md/md_delta.h"
 #include "md/md_field.h"
 #include "md/md_record_message.h"
 #include "record_message.h"
@@ -158,6 +159,19 @@ TEST_F(FurtherEncoding, IsUpdatedByFieldsThatAreConstants) {
   EXPECT_EQ(message.get(kNumber), 6);
   EXPECT_FALSE(message.update(kOtherType, 1.5));
   EXPECT_EQ(message.get(kNumber), 6);
+}
+
+TEST_F(FurtherEncoding, TakesDeltas) {
+  Delta delta(Field<MD_Message::Buffer>{id::kBuffer});
+  ASSERT_TRUE(m_message.add(id::kInt, 5));
+  ASSERT_TRUE(m_message.add(id::kString, "AB"));
+  Tagged changes;
+  ASSERT_TRUE(changes.add(id::kInt, 6));
+  ASSERT_TRUE(delta.apply(changes, m_message));
+  EXPECT_EQ(hexOf(m_message), "C8 00 02 2C 01 04 00 06 00 00 00 06 3C 00 03 00 41 42 00");
+  // INT is truncated.
+  EXPECT_FALSE(delta.apply(*parse<Tagged>(fromHex("C8 00 06 3C 00 03 00 43 44 00 02 2C 01 04 00 07")), m_message));
+  EXPECT_EQ(hexOf(m_message), "C8 00 02 2C 01 04 00 06 00 00 00 06 3C 00 03 00 41 42 00");
 }
 
 }  // namespace

@@ -182,16 +182,45 @@ TEST_F(DeltaTest, ThatIsNoneChangesNothing) {
 }
 
 // The state was truncated when its string was appended, so that two records overlap: the INT of the delta overwrites
-// the head of the string, which is then the record of a DOUBLE.
-TEST_F(DeltaTest, MayBeAppliedInPartWhereRecordsOverlap) {
+// the header of the string, which is then the record of a DOUBLE.
+TEST_F(DeltaTest, ThatFailsHalfwayChangesNothingWhereRecordsOverlap) {
   test::CapturedErrors errors;
   IterMap state(fromHex("01 2C01"));
   ASSERT_TRUE(state.add(SYMBOL, "ab"));
   MsgT delta;
   ASSERT_TRUE(delta.add(QTY, 0x10016) && delta.add(SYMBOL, "1234567"));
   EXPECT_FALSE(m_delta.apply(delta, state));
-  EXPECT_EQ(hexOf(state), "01 2C 01 16 00 01 00 61 62 00");
+  EXPECT_EQ(hexOf(state), "01 2C 01 3C 00 03 00 61 62 00");
+  EXPECT_EQ(state.get(SYMBOL), "ab");
   EXPECT_EQ(errors.take(), "");
+  // A value of the string's length does not change the header of another record, in whichever order.
+  MsgT first;
+  ASSERT_TRUE(first.add(SYMBOL, "cd") && first.add(QTY, 0x3003C));
+  ASSERT_TRUE(m_delta.apply(first, state));
+  EXPECT_EQ(hexOf(state), "01 2C 01 3C 00 03 00 63 64 00");
+}
+
+// SYMBOL was appended to a message that ends within ASK. The update of VENUE erases its record, and ASK then covers the
+// header of SYMBOL, which is not found any more.
+TEST_F(DeltaTest, ThatLosesAFieldByAnEraseChangesNothing) {
+  test::CapturedErrors errors;
+  MsgT state(fromHex("46515231 003D 0006 00000003 414200 0017 0005 00000008 0000"));
+  ASSERT_TRUE(state.add(SYMBOL, "x"));
+  const std::string before =
+      "46 51 52 31 00 3D 00 06 00 00 00 03 41 42 00 00 17 00 05 00 00 00 08 00 00 00 3C 00 06 00 00 00 02 78 00";
+  ASSERT_EQ(hexOf(state), before);
+  mInt delta;
+  ASSERT_TRUE(delta.add(VENUE, "longer") && delta.add(SYMBOL, "y"));
+  EXPECT_FALSE(m_delta.apply(delta, state));
+  EXPECT_EQ(hexOf(state), before);
+  EXPECT_EQ(state.get(VENUE), "AB");
+  EXPECT_EQ(state.get(SYMBOL), "x");
+  EXPECT_EQ(errors.take(), "");
+  // In another order all fields are changed.
+  mInt other;
+  ASSERT_TRUE(other.add(SYMBOL, "y") && other.add(VENUE, "longer"));
+  EXPECT_TRUE(m_delta.apply(other, state));
+  EXPECT_EQ(state.get(VENUE), "longer");
 }
 
 TEST_F(DeltaTest, MayRemoveWhatIsAbsent) {
@@ -308,6 +337,69 @@ TEST_F(DeltaTest, OfRandomBytesIsAppliedWholeOrNotAtAll) {
     }
   }
   EXPECT_GT(applied, 500u);
+}
+
+/// Erases and updates one field after the other, as apply() does. @return whether each could be updated
+bool changeFieldByField(const MD_Message& delta, MD_Message& state) {
+  Ids ids;
+  if (const auto removed = delta.get(REMOVED)) {
+    for (std::size_t i = 0; i + 1 < removed->length; i += 2) {
+      ids.push_back(static_cast<std::uint16_t>(removed->data[i] | removed->data[i + 1] << 8));
+    }
+    state.eraseArrayImpl(ids);
+  }
+  bool areChanged = true;
+  for (const FieldView& field : delta.fields()) {
+    areChanged = areChanged && (field.id() == REMOVED.id() || state.update(field.id(), field.value()));
+  }
+  return areChanged;
+}
+
+std::string contentsOf(const MD_Message& message) {
+  return hexOf(message) + '\n' + std::to_string(message.fieldCount()) + '\n' + to_string(message);
+}
+
+// States of received bytes that end within a record, and were changed since. What fails for the fields one by one fails
+// for the delta, and changes nothing.
+TEST_F(DeltaTest, IsAppliedWholeOrNotAtAllWhereRecordsOverlap) {
+  const test::CapturedErrors errors;
+  std::size_t applied = 0;
+  std::size_t refused = 0;
+  for (std::uint32_t seed = 0; seed < 20'000; ++seed) {
+    SCOPED_TRACE(seed);
+    RandomMessages random(seed);
+    const auto whole = random.makeEmpty();
+    random.change(*whole);
+    Bytes bytes = bytesOf(*whole);
+    bytes.resize(bytes.size() - random.below(bytes.size()));
+    bytes[0] = whole->getPB();
+    const auto state = MD_Message::createFromBytes(bytes);
+    const auto delta = random.makeEmpty();
+    {
+      const auto added = random.makeEmpty();
+      random.change(*added);
+      static_cast<void>(copyReadable(*added, *state));
+      random.change(*delta);
+      if (random.below(2) == 0) {
+        const std::uint16_t id = test::valueTypes()[random.below(test::valueTypes().size())].field;
+        delta->erase(id);
+        ASSERT_TRUE(delta->update(REMOVED, Bytes{static_cast<std::uint8_t>(id), static_cast<std::uint8_t>(id >> 8)}));
+      }
+    }
+    const auto expected = state->clone();
+    const std::string before = contentsOf(*state);
+    const bool isChanged = changeFieldByField(*delta, *expected);
+    if (m_delta.apply(*delta, *state)) {
+      ++applied;
+      ASSERT_TRUE(isChanged);
+      ASSERT_EQ(contentsOf(*state), contentsOf(*expected));
+    } else {
+      ++refused;
+      ASSERT_EQ(contentsOf(*state), before);
+    }
+  }
+  EXPECT_GT(applied, 1000u);
+  EXPECT_GT(refused, 100u);
 }
 
 }  // namespace

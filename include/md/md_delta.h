@@ -42,9 +42,10 @@ class MD_API Delta {
 
   /// Applies a delta to `state`. Fields to remove may be absent.
   /// @return false, with `state` unchanged, if `delta` is not a delta (a field cannot be read, the list is malformed,
-  ///         or it lists a field of the delta), if `state` cannot hold a value, and if both are the same message. Only
-  ///         if records of `state` overlap, a part of the fields may be changed: after received bytes that ended within
-  ///         a record, and fields that were added to them
+  ///         or it lists a field of the delta), if `state` cannot hold a value, and if both are the same message. Also
+  ///         if records of `state` overlap (after received bytes that ended within a record, and fields that were added
+  ///         to them) and the change of a field would overwrite another one of the delta. For messages of other classes
+  ///         than those of the library, a part of the fields may then be changed
   [[nodiscard]] bool apply(const MD_Message& delta, MD_Message& state);
 
  private:

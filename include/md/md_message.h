@@ -418,11 +418,15 @@ class MD_API MD_Message {
   template <class T>
   MD_LOCAL bool updateTyped(std::uint16_t id, T value);
   MD_LOCAL std::uint64_t longestValueBytes() const;
-  MD_LOCAL bool canTake(const MD_Message& source, std::uint16_t id) const;
+  MD_LOCAL bool canTake(const MD_Message& source, std::uint16_t id, std::uint64_t mostBytes) const;
   MD_LOCAL void takeFields(const MD_Message& source, const std::vector<std::uint16_t>& ids,
                            std::vector<std::uint16_t>* notCopied);
+  MD_LOCAL void takeReserved(const MD_Message& source, const std::vector<std::uint16_t>& ids,
+                             std::vector<std::uint16_t>* notCopied);
   MD_LOCAL bool takeChanges(const MD_Message& source, const std::vector<std::uint16_t>& ids,
                             const std::vector<std::uint16_t>& removed);
+  MD_LOCAL bool takeAllOrSome(const MD_Message& source, const std::vector<std::uint16_t>& ids,
+                              const std::vector<std::uint16_t>& removed);
   void reserveForCopy(const MD_Message& source, std::size_t fieldCount);
 
   const MD_FieldMap* m_map;

@@ -157,6 +157,8 @@ class MD_API RecordMessage : public MD_Message {
   /// MD_Message::takeFields() from another message.
   MD_LOCAL void takeFields(const MD_Message& source, const std::vector<std::uint16_t>& ids,
                            std::vector<std::uint16_t>* notCopied);
+  MD_LOCAL bool canTakeAll(const MD_Message& source, const std::vector<std::uint16_t>& ids,
+                           const std::vector<std::uint16_t>& erased, bool& areIndependent) const;
   /// Updates a field whose record, if there is one, has the id of the field and holds a value of its type.
 #define MD_UPDATE_OWN(T, name, code) MD_LOCAL bool updateOwn(std::uint16_t id, T value);
   MD_VALUE_TYPES(MD_UPDATE_OWN)
