@@ -12,7 +12,7 @@
 
 #include "md/md_escape.h"
 #include "md/md_fieldmap.h"
-#include "md/md_visit.h"
+#include "own_class.h"
 #include "received_bytes.h"
 #include "report.h"
 #include "utf8.h"
@@ -153,9 +153,14 @@ ColumnTable::ColumnTable(const std::vector<std::uint16_t>& fields, const ColumnO
 
 bool ColumnTable::append(const MD_Message& message) {
   const SilentReports silence;
-  return visit(message, [this](const auto& typed) {
-    return appendRow(MessageFields<std::decay_t<decltype(typed)>>{typed, *m_types});
-  });
+  bool isAppended = false;
+  const auto append = [this, &isAppended](const auto& typed) {
+    isAppended = appendRow(MessageFields<std::decay_t<decltype(typed)>>{typed, *m_types});
+  };
+  if (!withOwnClass(message, append)) {
+    append(message);
+  }
+  return isAppended;
 }
 
 bool ColumnTable::append(const std::uint8_t* data, std::uint32_t sizeBytes) {

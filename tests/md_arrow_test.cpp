@@ -20,6 +20,7 @@
 #include "support/dictionary.h"
 #include "support/messages.h"
 #include "support/random_choices.h"
+#include "support/scripted_message.h"
 
 namespace MD::test {
 namespace {
@@ -197,6 +198,22 @@ TEST_P(ColumnsOfEncoding, AgreeWithTheMessageOnRandomBytes) {
     }
     const Bytes bytes = random.someBytes(*message);
     ASSERT_EQ(rowDifference(bytes), "") << "seed " << seed << ": " << toHex(bytes);
+  }
+}
+
+// Whatever encoding it says it has.
+TEST_F(Columns, TakeTheValuesOfAMessageOfAnotherClass) {
+  for (const std::uint8_t code : {std::uint8_t{0}, std::uint8_t{ENCODINGS::MINT}}) {
+    std::vector<std::string> calls;
+    ScriptedMessage message(calls);
+    message.m_code = code;
+    ColumnBuilder columns({id::kInt, id::kString});
+    ASSERT_TRUE(columns.append(message));
+    EXPECT_EQ(calls, (std::vector<std::string>{"get Int " + std::to_string(id::kInt),
+                                               "get String " + std::to_string(id::kString)}));
+    message.m_isReadable = false;
+    ASSERT_TRUE(columns.append(message));
+    EXPECT_EQ(streamTextOf(columns), "0 ''\nnull null\n");
   }
 }
 
