@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 #include <array>
 #include <iosfwd>
@@ -38,9 +39,19 @@ struct field_rec {
 struct packed_rec {
   std::uint16_t slot = 0;  ///< the dense index of the entry plus one; 0: no such field
   std::uint8_t type = 0;   ///< a `DATATYPES` code
+  std::uint8_t zero = 0;   ///< completes the word that slotIf() reads
 
   /// Whether the dictionary contains the field.
   bool isKnown() const noexcept { return slot != 0; }
+
+  /// The slot if the dictionary declares the type `wanted`, otherwise a number greater than every slot: one comparison
+  /// with the number of slots tests both.
+  MD_ALWAYS_INLINE std::uint32_t slotIf(std::uint8_t wanted) const noexcept {
+    std::uint32_t word;
+    static_assert(sizeof(packed_rec) == sizeof word);
+    std::memcpy(&word, this, sizeof word);
+    return word ^ std::uint32_t{wanted} << 16;
+  }
 };
 
 }  // namespace FIELDS

@@ -91,17 +91,31 @@ class MD_API Optimizer {
     }
   }
 
-  /// Whether place() and isAbsent() may be used for the field.
-  MD_ALWAYS_INLINE bool hasRoomFor(FIELDS::packed_rec field) const noexcept { return field.slot < m_slotCount; }
+  /// @{
+  /// Whether the other operations with a slot may be used for this one. The slot of a `packed_rec`, and what its
+  /// slotIf() returns.
+  MD_ALWAYS_INLINE bool hasRoomFor(FIELDS::packed_rec field) const noexcept {
+    return hasRoomFor(std::uint32_t{field.slot});
+  }
+  MD_ALWAYS_INLINE bool hasRoomFor(std::uint32_t slot) const noexcept { return slot < m_slotCount; }
+  /// @}
 
+  /// @{
   /// Whether a field with a slot has no value.
-  MD_ALWAYS_INLINE bool isAbsent(FIELDS::packed_rec field) const noexcept { return m_slots[field.slot] <= m_stamp; }
+  MD_ALWAYS_INLINE bool isAbsent(FIELDS::packed_rec field) const noexcept {
+    return isAbsent(std::uint32_t{field.slot});
+  }
+  MD_ALWAYS_INLINE bool isAbsent(std::uint32_t slot) const noexcept { return m_slots[slot] <= m_stamp; }
+  /// @}
 
+  /// @{
   /// The value of a field with a slot. For an absent field it is greater than the length of any message, and 32 bits
   /// can be added to it without overflow.
   MD_ALWAYS_INLINE std::uint64_t position(FIELDS::packed_rec field) const noexcept {
-    return m_slots[field.slot] - m_stamp;
+    return position(std::uint32_t{field.slot});
   }
+  MD_ALWAYS_INLINE std::uint64_t position(std::uint32_t slot) const noexcept { return m_slots[slot] - m_stamp; }
+  /// @}
 
   /// set() of a known field with a slot, to an offset in a message.
   void place(FIELDS::packed_rec field, std::uint64_t value) noexcept {
@@ -109,9 +123,9 @@ class MD_API Optimizer {
     m_slots[field.slot] = m_stamp + value;
   }
   /// place() of a field that is known to be absent.
-  MD_ALWAYS_INLINE void placeAbsent(FIELDS::packed_rec field, std::uint64_t value) noexcept {
+  MD_ALWAYS_INLINE void placeAbsent(std::uint32_t slot, std::uint64_t value) noexcept {
     ++m_fieldCount;
-    m_slots[field.slot] = m_stamp + value;
+    m_slots[slot] = m_stamp + value;
   }
 
   /// A series of place() calls whose state is kept in registers instead of memory. Nothing else may use the index

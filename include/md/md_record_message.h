@@ -191,10 +191,9 @@ bool RecordMessage<Encoding>::addPlain(std::uint16_t id, T value) {
   using Layout = typename Encoding::Layout;
   // A field of this type is known: an unknown one has type 0.
   static_assert(detail::kTypeCode<T> != DATATYPES::RAW);
-  const FIELDS::packed_rec field = fieldMap().packed(id);
+  const std::uint32_t slot = fieldMap().packed(id).slotIf(detail::kTypeCode<T>);
   Optimizer& table = positions();
-  if (MD_UNLIKELY(field.type != detail::kTypeCode<T>) || MD_UNLIKELY(!table.hasRoomFor(field)) ||
-      MD_UNLIKELY(!table.isAbsent(field))) {
+  if (MD_UNLIKELY(!table.hasRoomFor(slot)) || MD_UNLIKELY(!table.isAbsent(slot))) {
     return false;
   }
   MsgData& data = bytes();
@@ -212,7 +211,7 @@ bool RecordMessage<Encoding>::addPlain(std::uint16_t id, T value) {
   }
   const detail::ByteWriter out(data.data() + position);
   data.setSize(position + recordBytes);
-  table.placeAbsent(field, position);
+  table.placeAbsent(slot, position);
   if constexpr (Layout::kWritesAhead) {
     Layout::writeAhead(out, id, lengthBytes, value);
   } else {
@@ -243,12 +242,12 @@ bool RecordMessage<Encoding>::updateOwnPlain(std::uint16_t id, T value) {
   MsgData& data = bytes();
   const detail::WholeBytes whole(data.data());
   const Optimizer& table = positions();
-  const FIELDS::packed_rec field = fieldMap().packed(id);
+  const std::uint32_t slot = fieldMap().packed(id).slotIf(kType);
   const std::uint64_t lengthBytes = Layout::bytesInPlace(value);
-  if (MD_UNLIKELY(field.type != kType) || MD_UNLIKELY(!table.hasRoomFor(field))) {
+  if (MD_UNLIKELY(!table.hasRoomFor(slot))) {
     return false;
   }
-  const std::uint64_t position = table.position(field);
+  const std::uint64_t position = table.position(slot);
   if (MD_UNLIKELY(position + Layout::headBytes(kType) + lengthBytes > data.size()) ||
       MD_UNLIKELY(Layout::id(whole, position) != id)) {
     return false;
@@ -273,16 +272,17 @@ bool RecordMessage<Encoding>::findPlain(std::uint16_t id, std::uint64_t lengthBy
   const Optimizer& table = positions();
   const MD_FieldMap& dictionary = fieldMap();
   const FIELDS::packed_rec field = dictionary.packed(id);
-  if (MD_UNLIKELY(!table.hasRoomFor(field))) {
+  const std::uint32_t slot = Layout::kComparesHeads ? field.slotIf(kType) : field.slot;
+  if (MD_UNLIKELY(!table.hasRoomFor(slot))) {
     return false;
   }
-  const std::uint64_t position = table.position(field);
+  const std::uint64_t position = table.position(slot);
   if (MD_UNLIKELY(position + Layout::headBytes(kType) + lengthBytes > data.size())) {
     return false;
   }
   // An update of another record may have overwritten this one, so what is present now decides.
   if constexpr (Layout::kComparesHeads) {
-    if (MD_UNLIKELY(field.type != kType) || MD_UNLIKELY(!Layout::template hasHeadOf<T>(whole, position, id))) {
+    if (MD_UNLIKELY(!Layout::template hasHeadOf<T>(whole, position, id))) {
       return false;
     }
     if constexpr (Layout::template kHasOneWidth<T>) {
