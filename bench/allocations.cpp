@@ -11,7 +11,7 @@
 
 namespace {
 
-// A thread's own, so that counting makes no two threads meet.
+// Thread-local, so that threads share no memory when they count.
 thread_local std::uint64_t t_allocations = 0;
 
 }  // namespace

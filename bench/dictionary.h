@@ -20,7 +20,7 @@ enum class Dictionary {
 /// Fills the dictionary, unless it is so already. No message may exist.
 void useDictionary(Dictionary dictionary);
 
-/// To be called by whoever filled the dictionary with something else.
+/// To be called after other contents were loaded into the dictionary.
 void forgetDictionary();
 
 /// The ids of the quote's fields in the large dictionary, by the fields' numbers.

@@ -315,7 +315,7 @@ void handOver(benchmark::State& state) {
   for (auto _ : state) {
     if (isAlone ? (made + consumed) / kTurn % 2 == 0 : isMaker) {
       ring.push(Work::make(made++ % count));
-      // Behind the loop the threads wait for each other, so the last messages have to arrive before.
+      // After the loop the threads wait for each other, so the last messages have to arrive before.
       if (made == static_cast<std::size_t>(state.max_iterations)) {
         ring.flush();
       }

@@ -68,7 +68,7 @@ class Run:
         return max((len(times) for times in self.times.values()), default=0)
 
     def spreads(self):
-        """Half the repetitions of a benchmark lie within this part of its median; one number per benchmark."""
+        """Half the repetitions of a benchmark are within this part of its median; one number per benchmark."""
         found = []
         for times in self.times.values():
             if len(times) >= 4:
@@ -311,7 +311,7 @@ def document(run, before, instructions, command):
     spreads = run.spreads()
     head, times, allocations, counts = subject_rows(run, instructions)
     spread = "" if not spreads else (
-        f"half of a benchmark's repetitions lie within {statistics.median(spreads):.1%} of its median for half of the "
+        f"half of a benchmark's repetitions are within {statistics.median(spreads):.1%} of its median for half of the "
         f"benchmarks, within {spreads[int(len(spreads) * 0.9)]:.1%} for nine of ten")
     parts = [f"""# Benchmark results
 

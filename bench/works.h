@@ -148,7 +148,7 @@ class Work {
     }
   }
 
-  /// The serialised bytes are there, in memory, for whoever sends them.
+  /// The serialised bytes are in memory, ready to be sent.
   static void take(Bytes bytes) {
     benchmark::DoNotOptimize(bytes.data);
     benchmark::DoNotOptimize(bytes.size);

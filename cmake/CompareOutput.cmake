@@ -1,6 +1,6 @@
-# Runs PROGRAM with ARGUMENTS, as they stand on a command line, and compares its standard output with the file EXPECTED;
-# EMULATOR, where set, runs the program. It must end with STATUS, or 0. EXPECTED_REPORTS, where set, is a file with the lines of standard error that
-# begin with REPORTS_OF and a colon, which are the program's own.
+# Runs PROGRAM with ARGUMENTS, as on a command line, and compares its standard output with the file EXPECTED; EMULATOR,
+# if set, runs the program. It must exit with STATUS, or 0. EXPECTED_REPORTS, if set, is a file with the lines of standard
+# error that begin with REPORTS_OF and a colon, which are the program's own.
 if(NOT DEFINED STATUS)
   set(STATUS 0)
 endif()

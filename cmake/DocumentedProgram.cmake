@@ -1,5 +1,5 @@
 # md_read_documented_program(DOCUMENT SOURCE EXPECTED): takes a program that a document shows, its first code block of C,
-# into the file SOURCE, and what it prints, the block of text behind it, into the file EXPECTED.
+# into the file SOURCE, and what it prints, the block of text after it, into the file EXPECTED.
 function(md_read_documented_program document source expected)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${document}")
   file(READ "${document}" rest)

@@ -4,7 +4,7 @@
 #   compare-udp-output.sh EXPECTED SENDER RECEIVER [ARGUMENT...]
 #
 # RECEIVER prints "listening on ADDRESS:PORT" first. SENDER is a shell command, in which $at is that place. EXPECTED holds
-# what RECEIVER prints behind this line, then what SENDER prints.
+# what RECEIVER prints after this line, then what SENDER prints.
 set -eu
 expected=$1
 sender=$2

@@ -25,7 +25,7 @@ if setarch -R true 2>/dev/null; then
 fi
 
 # The first program that runs starts Wine's server and services, which outlive it and would keep its standard output
-# open: whoever reads that would wait for them. So they are started apart. The prefix is made by the way; the lock is for
+# open: a program that reads it would wait for them. So they are started apart. The prefix is made by the way; the lock is for
 # programs that start at the same time.
 if [ ! -d "$WINEPREFIX" ] || ! wineserver -k0 2>/dev/null; then
   mkdir -p "$WINEPREFIX"

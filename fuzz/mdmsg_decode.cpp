@@ -26,8 +26,8 @@ std::string digitsOf(const std::string& line) {
   return digits;
 }
 
-/// Whether the JSON tells of how a value is stored, which another encoding does otherwise: an integer in how many
-/// bytes, a string with what behind it.
+/// Whether the JSON depends on how a value is stored, which differs between encodings: the width of an integer,
+/// the bytes after a string.
 bool tellsStorage(const std::string& json) {
   return json.find("\"bytes\":") != json.npos || json.find("\"end\":") != json.npos;
 }

@@ -29,7 +29,7 @@ std::unique_ptr<MD_Message> receive(std::uint8_t code, const test::Bytes& bytes)
 
 /// Parses the bytes as encoding `code` and checks that
 /// - the message equals that of the reference model: bytes, ids, every read of every type, text, diagnostics;
-/// - views lie inside the message;
+/// - views are inside the message;
 /// - the price layout is the plain one where there is no price;
 /// - a clone and what it is moved to are the same;
 /// - its bytes parsed again are the same message, and nothing is reported;

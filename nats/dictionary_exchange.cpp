@@ -81,7 +81,7 @@ void DictionaryWatch::look(natsMsg& message, natsConnection& connection) {
   const char* publisher = nullptr;
   static_cast<void>(natsMsgHeader_Get(&message, kPublisherHeader, &publisher));
   const std::string name = publisher != nullptr ? publisher : "";
-  // Whoever publishes can invent any number of them.
+  // A publisher can invent any number of them.
   constexpr std::size_t kMostSeen = 1000;
   if (m_seen.size() >= kMostSeen || !m_seen.insert(name + ' ' + fingerprint).second) {
     return;

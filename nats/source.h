@@ -33,7 +33,7 @@ class NatsSource : public MessageSource {
 
   /// The next message, waiting at most 100 ms for it. @return null when there is none yet
   virtual natsMsg* take() = 0;
-  /// What there is has been read up to here, and the rest is to come: whether there is none.
+  /// Whether all messages of the stream have been read, and the run ends there.
   virtual bool isAtEnd() const { return false; }
   /// The connection by which something can be asked.
   virtual natsConnection& connection() = 0;

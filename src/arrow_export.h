@@ -1,4 +1,4 @@
-// The structures of the Arrow C interfaces: made here, released by whoever receives them.
+// The structures of the Arrow C interfaces: created here, released by their receivers.
 #ifndef MD_SRC_ARROW_EXPORT_H
 #define MD_SRC_ARROW_EXPORT_H
 

@@ -1,4 +1,4 @@
-// The assertion mechanism behind set_assertion_handler(). Expression, file and line are what users see in a report, so
+// The assertion mechanism of set_assertion_handler(). Expression, file and line are what users see in a report, so
 // they are given by name and number where they are fixed and do not follow this tree's own file names.
 #ifndef MD_SRC_ASSERTION_H
 #define MD_SRC_ASSERTION_H

@@ -25,8 +25,8 @@ bool withValueOfType(std::uint8_t type, unsigned assertionLine, Use use) {
   return withValueType(type, use);
 }
 
-/// The line under which a failed copy of a value type is filed: those of one type lie ten behind those of the one
-/// before.
+/// The line under which a failed copy of a value type is filed: the lines of each type are ten after those of the
+/// one before.
 constexpr unsigned copyAssertionLine(DATATYPES::Code type) noexcept {
 #define MD_CODE(T, name, code) code,
   constexpr DATATYPES::Code kSlotOrder[] = {MD_VALUE_TYPES(MD_CODE)};

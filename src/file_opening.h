@@ -26,7 +26,7 @@ bool openFile(Open open) {
   return isOpen;
 }
 
-/// Who named a file. One that the caller names may be a pipe, and whoever names it has something write to it. What
+/// Who named a file. One that the caller names may be a pipe, and the caller has a program write to it. What
 /// the search found is read only if it is a regular file: a pipe there would block a program that does not expect it.
 enum class PathOrigin { Caller, Search };
 

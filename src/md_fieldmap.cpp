@@ -76,7 +76,8 @@ MD_FieldMap* MD_FieldMap::createForInstance() {
 }
 
 const MD_FieldMap& MD_FieldMap::instance() {
-  // Whoever finds it made sees all of it: the test of a local static acquires what its making released.
+  // A thread that finds it created sees all of it: the test of a local static acquires what its initialisation
+  // released.
   static const MD_FieldMap* const dictionary = createForInstance();
   return *dictionary;
 }

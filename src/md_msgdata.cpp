@@ -18,8 +18,8 @@ constexpr const char* kFile = "md_message/include/md/md_msgdata";
 constexpr std::uint64_t kStepBytes = 1024;
 
 // The bytes of a buffer have cache lines of their own. realloc() knows of none, so a block is longer by as much as its
-// beginning may lie wrong, and the byte before the data is their distance from that: from 1 to kCacheLinesBytes, as the
-// byte has to lie in the block.
+// start may be misaligned, and the byte before the data is their distance from that: from 1 to kCacheLinesBytes, as the
+// byte has to be in the block.
 constexpr std::size_t kMostOffset = detail::kCacheLinesBytes;
 static_assert(kStepBytes % detail::kCacheLinesBytes == 0 && kMostOffset <= std::numeric_limits<std::uint8_t>::max());
 

@@ -32,7 +32,7 @@ bool areIndependent(ChangedRecord* first, ChangedRecord* end, ByteView bytes, co
   if (std::adjacent_find(first, end, overlap) != end) {
     return false;
   }
-  // An erase moves the following bytes and finds the records in them by a scan, which must meet those of the fields.
+  // An erase moves the following bytes and finds the records in them by a scan, which must find those of the fields.
   const ChangedRecord* next = std::find_if(first, end, [](const ChangedRecord& record) { return record.isErased; });
   if (next == end) {
     return true;

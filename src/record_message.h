@@ -177,7 +177,7 @@ std::unique_ptr<MD_Message> RecordMessage<Encoding>::clone() const {
       table.place(record.field, position);
     }
   }
-  // A record that another one covers, or that an earlier dictionary knew, was not met.
+  // A record that another one covers, or that only an earlier dictionary contains, was not found.
   if (table.get_field_count() != positions().get_field_count()) {
     table = positions();
   }
@@ -201,7 +201,7 @@ std::unique_ptr<MD_Message> RecordMessage<Encoding>::moveToNew() {
 // One field -----------------------------------------------------------------------------------------------------------
 
 /// The position of a field's record, 0 when it is absent. Positions can outlive their bytes: records overlap after an
-/// add behind a truncated one, and a dictionary may change under a message.
+/// add to a message that ends in a truncated one, and a dictionary may change under a message.
 template <class Encoding>
 std::uint64_t RecordMessage<Encoding>::find(FIELDS::packed_rec field) const noexcept {
   const Optimizer& table = positions();
@@ -250,7 +250,7 @@ bool RecordMessage<Encoding>::append(std::uint16_t id, T value) {
     }
   }
   MsgData& data = bytes();
-  // Behind the whole header, also in a message that was given less than that.
+  // After the whole header, also in a message that was given less than that.
   const std::uint64_t position = std::max(data.size(), detail::kHeaderBytes<Layout>);
   const std::uint64_t end = position + Layout::headBytes(kType) + lengthBytes;
   if (end > detail::kMaxMessageBytes) {

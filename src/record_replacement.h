@@ -23,11 +23,11 @@
 namespace MD::detail {
 
 /// Puts fields into one message, each with the result, the reports and the place that an add and, where that fails, an
-/// update give it. An update that erases a record moves all bytes behind it; here such records stay where they are
+/// update give it. An update that erases a record moves all bytes after it; here such records stay where they are
 /// until the end, when the message closes up once. Until then nothing else may use the message.
 ///
 /// This is so while the message's records follow each other whole, from the header to the end, and each field leads to
-/// the last record of its id. Otherwise an erase changes what the bytes behind it are read as, and each is done at
+/// the last record of its id. Otherwise an erase changes what the bytes after it are read as, and each is done at
 /// once.
 ///
 /// Parsing leaves a record that another one of its id follows in the bytes. It comes into use by an erase of any record

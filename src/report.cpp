@@ -34,8 +34,8 @@ void writeReport(const std::string& text) {
     handler(text.c_str(), text.size());
     return;
   }
-  // A stream of the caller's own behind std::cerr need not be safe for two threads. Never destroyed, for reports at
-  // exit.
+  // A stream buffer that the caller has set for std::cerr need not be safe for two threads. Never destroyed, for
+  // reports at exit.
   static auto& mutex = *new std::mutex;
   const std::lock_guard<std::mutex> lock(mutex);
   std::cerr.write(text.data(), static_cast<std::streamsize>(text.size())).flush();

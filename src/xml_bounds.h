@@ -15,7 +15,7 @@ namespace MD::detail {
 std::string exceededXmlBound(std::string_view text);
 
 /// Whether a character of several bytes lacks some of them. TinyXML, where it reads UTF-8, takes what follows in their
-/// place: tags, or memory behind the end.
+/// place: tags, or memory after the end.
 bool hasCutCharacter(std::string_view text);
 
 }  // namespace MD::detail

@@ -1,6 +1,6 @@
 # Configures the project in SOURCE, in the folder WORK, with every option off, every one on, each one alone on, and each one
-# alone off, so that every two of them meet in each of their four states. UNAVAILABLE options stay off: what they need is
-# not installed. OPTIONS are those of the first configuration, which the others take over.
+# alone off, so that every two of them are tried in each of their four combinations. UNAVAILABLE options stay off: their
+# dependencies are not installed. OPTIONS are those of the first configuration, which the others reuse.
 cmake_policy(VERSION 3.25)
 file(STRINGS "${SOURCE}/CMakeLists.txt" options REGEX "^option\\(MD_")
 list(TRANSFORM options REPLACE "^option\\((MD_[A-Z_]+).*" "\\1")

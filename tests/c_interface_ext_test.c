@@ -1,6 +1,6 @@
 /* The additions to the C interface, from strict C99. It runs with CONFIG_PATH set to data/c_interface, where its
- * dictionary lies and mInt is preferred; with the argument "unloadable" where the dictionary cannot be loaded and what
- * is preferred is no encoding. */
+ * dictionary is located and mInt is preferred; with the argument "unloadable" where the dictionary cannot be loaded and
+ * the preferred encoding is unknown. */
 #include "md/md_message_c_ext.h"
 
 #include <stdio.h>

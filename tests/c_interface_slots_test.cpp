@@ -1,4 +1,4 @@
-// Every typed function and every erase of the C interface against the virtual slots behind it and the inlined
+// Every typed function and every erase of the C interface against the virtual functions that it calls and the inlined
 // operations of the message's own class, on random received bytes: results, outputs and diagnostics.
 #include <cstdint>
 
@@ -102,7 +102,7 @@ bool updateC(MD_MessageHandle m, std::uint16_t id, MD_DateTime value) {
   return MD_Message_updateDateTime(m, id, toC(value).get());
 }
 
-/// The same message three times: behind a handle, behind its virtual slots, and as what it is.
+/// The same message three times: through a handle, through its virtual functions, and as its own class.
 template <class Encoding>
 class ThreeMessages {
  public:
@@ -213,7 +213,7 @@ class CInterfaceSlots : public testing::Test {
       Choices::withTyped(choices.someValue(id), [&](auto typed) { return message->add(id, typed); });
     }
     Bytes bytes = bytesOf(*message);
-    if (choices.oneIn(2)) {  // the last record is truncated: what is added behind overlaps with it
+    if (choices.oneIn(2)) {  // the last record is truncated: what is added after it overlaps with it
       bytes.resize(bytes.size() - choices.below(static_cast<unsigned>(std::min<std::size_t>(bytes.size(), 10))));
     } else {
       bytes = choices.someBytes(*message);

@@ -1,4 +1,4 @@
-/* The C interface from strict C99. It runs with CONFIG_PATH set to data/c_interface, where its dictionary lies. */
+/* The C interface from strict C99. It runs with CONFIG_PATH set to data/c_interface, which contains its dictionary. */
 #include "md/md_message_c.h"
 
 #include <math.h>
@@ -273,7 +273,7 @@ static void dateTimeBitsThatDoNotTravel(void) {
   CHECK(MD_DateTime_time(dt, &time) && time == 93000000);
   CHECK(MD_DateTime_exch_gmt_offset(dt, &offset) && offset == -300);
 
-  /* The message is its bytes, so the word is found behind a string: NUL, id, length 8. */
+  /* The message is its bytes, so the word is found after a string: NUL, id, length 8. */
   CHECK(addsString(message, kString, "IBM"));
   CHECK(MD_Message_addDateTime(message, kDateTime, dt));
   CHECK(MD_Message_getSize(message) == 1 + (3 + 4) + (3 + 8));

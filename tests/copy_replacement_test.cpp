@@ -158,7 +158,7 @@ class Choices {
   }
 
  private:
-  /// `IterMap` does not store the length of a string of 65,535 characters: they and the NUL behind them are read as a
+  /// `IterMap` does not store the length of a string of 65,535 characters: they and the NUL after them are read as a
   /// record of SHORTY and records of C.
   static std::string longText(std::size_t length) {
     std::string text("\x0F\0ab", 4);

@@ -269,7 +269,7 @@ TEST_P(BadFieldDeathTest, IsReportedToTheLetterToAHandler) { expectInFreshProces
 INSTANTIATE_TEST_SUITE_P(Each, BadFieldDeathTest, testing::ValuesIn(kBadFieldCases),
                          [](const auto& row) { return std::string(row.param.name); });
 
-// A message of `count` fields that nobody knows, each without a value, behind kChar = 'A'.
+// A message of `count` fields that no dictionary contains, each without a value, after kChar = 'A'.
 Bytes withBadFields(std::uint8_t code, int count) {
   auto message = MD_Message::createFromPB(code);
   message->add(id::kChar, 'A');
@@ -380,7 +380,7 @@ TEST_F(ReportsDeathTest, OfOperationsHaveNoLimit) {
   });
 }
 
-// A field that the dictionary loses while a message holds it is met when an erase re-indexes what lies behind.
+// A field that the dictionary loses while a message holds it is found when an erase re-indexes the records after it.
 TEST_F(ReportsDeathTest, ComeOfErasingToo) {
   expectInFreshProcess([] {
     for (const std::uint8_t code : {kMInt, kIterMap, kMsgT}) {

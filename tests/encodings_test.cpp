@@ -920,7 +920,7 @@ TEST_P(Encodings, OwnPoolsLiveAsLongAsTheirMessages) {
   EXPECT_EQ(textOf(*message, id::kString), "IBM");
 }
 
-// Field tables that were made for a smaller dictionary lie in the pools when a larger one comes.
+// Field tables that were made for a smaller dictionary are in the pools when a larger one is loaded.
 TEST_P(Encodings, FollowADictionaryThatHasGrown) {
   loadDictionary("A 1 INT\n");
   {
@@ -1001,7 +1001,7 @@ std::unique_ptr<MD_Message> parseOver(std::uint8_t code, std::uint8_t old, const
 void exercise(std::uint8_t code, const Bytes& bytes) {
   const auto message = parseOver(code, 0xFF, bytes);
   const std::string seen = describe(*message);
-  // What lies behind the end in the buffer is neither read nor shown.
+  // Bytes of the buffer after the end are neither read nor shown.
   ASSERT_EQ(describe(*parseOver(code, 0, bytes)), seen);
   // Parsing the bytes of a message results in the same message.
   ASSERT_EQ(describe(*parse(code, bytesOf(*message))), seen);
@@ -1133,7 +1133,7 @@ class FullBuffers : public Encodings {
 INSTANTIATE_TEST_SUITE_P(Each, FullBuffers, testing::ValuesIn(kEncodings),
                          [](const auto& row) { return std::string(row.param.name); });
 
-// What is written behind the memory is a sanitizer's to see.
+// A sanitizer reports writes after the memory.
 TEST_P(FullBuffers, TakeValuesUpToTheirLastByte) {
   const FreshNextBuffer fresh;
   for (const ValueType& type : valueTypes()) {
@@ -1166,7 +1166,7 @@ TEST_P(FullBuffers, TakeValuesUpToTheirLastByte) {
   }
 }
 
-// Behind the last byte of a buffer that is full there is nothing to read: a sanitizer's to see.
+// A sanitizer reports reads after the last byte of a full buffer.
 TEST_P(FullBuffers, AreNotReadBehindTheirEnd) {
   for (std::uint32_t tailBytes = 1; tailBytes <= 12; ++tailBytes) {
     SCOPED_TRACE(tailBytes);

@@ -18,7 +18,7 @@ void ignore(const char*, const char*, unsigned) {}
 
 void refuse(const char* expression, const char*, unsigned) { throw std::logic_error(expression); }
 
-// Any failed assertion will do: the end of the range lies before its beginning.
+// Any failed assertion will do: the end of the range is before its start.
 void failAnAssertion(MsgData& buffer) {
   const std::uint8_t bytes[2] = {1, 2};
   buffer.insert(buffer.end(), bytes + 1, bytes);

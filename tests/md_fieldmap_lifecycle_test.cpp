@@ -159,7 +159,7 @@ TEST(DictionaryDeathTest, IsLoadedByOneOfManyThreadsThatLoadAFile) {
         loaded += result == 0 ? 1 : 0;
         refused += result == -1 ? 1 : 0;
       }
-      // Whoever is too early for the file finds none on the configuration search path.
+      // A thread that is too early for the file finds none on the configuration search path.
       const std::size_t size = MD_FieldMap::instance().size();
       wrong += size <= 1 ? 0 : 1;
     });

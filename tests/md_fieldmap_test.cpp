@@ -73,7 +73,7 @@ void expectUnknown(std::uint16_t id, const std::string& name) {
   EXPECT_FALSE(map().packed(id).isKnown());
 }
 
-/// `count` accepted text entries, with the ids from 0 on, over again behind 65535.
+/// `count` accepted text entries, with the ids from 0 on, again from 0 after 65535.
 std::string textEntries(std::uint32_t count) {
   std::string text;
   for (std::uint32_t i = 0; i < count; ++i) {
@@ -650,7 +650,7 @@ TEST_F(FieldMap, RefusesAnXmlFileWithADeclarationThatEndsInsideAValue) {
   }
 }
 
-// The parser takes whatever follows for the rest of a character that is cut: a closing tag, or memory behind the end.
+// The parser takes whatever follows for the rest of a character that is cut: a closing tag, or memory after the end.
 TEST_F(FieldMap, ReadsAnXmlFileWithCutCharactersByteByByte) {
   const std::string utf8 = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
   for (const char* name : {"CAF\xC3", "CAF\xE9", "\xF0\x9F", "\xC3\xC3\xA9"}) {

@@ -447,7 +447,7 @@ TEST(FracDouble, AgreesWithAnExactModelOnRandomDoubles) {
     }
   }
   EXPECT_EQ(0, assertions.failures());
-  // The rare paths were met, not only the ordinary ones.
+  // The rare paths were executed, not only the usual ones.
   EXPECT_GT(carried, 1000);
   EXPECT_GT(roundedToNothing, 1000);
   EXPECT_GT(turnedPositive, 1000);

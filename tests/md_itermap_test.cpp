@@ -213,7 +213,7 @@ TEST_F(IterMapBytes, AfterUpdates) {
 }
 
 TEST_F(IterMapBytes, WithAnUnknownIdLoseTwoBytesAtATime) {
-  // The bytes behind the unknown id, E7 03, are read as a further unknown id, then as kChar.
+  // The bytes after the unknown id, E7 03, are read as a further unknown id, then as kChar.
   const auto message = parse<IterMap>(fromHex("01 2C 01 05 00 00 00 E7 03 E8 03 0A 00 41"));
   EXPECT_EQ(hexOf(*message), "01 2C 01 05 00 00 00 0A 00 41");
   EXPECT_EQ(message->fieldCount(), 2u);

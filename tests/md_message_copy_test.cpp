@@ -33,7 +33,7 @@ std::string allTypesHex(const Encoding& encoding) { return goldenMessageOfAllTyp
 
 std::unique_ptr<MD_Message> allTypesOf(const Encoding& encoding) { return received(fromHex(allTypesHex(encoding))); }
 
-/// The header of an empty message and records behind it.
+/// The header of an empty message and records after it.
 std::unique_ptr<MD_Message> ofRecords(const Encoding& encoding, const std::string& recordsHex) {
   Bytes bytes = bytesOf(*emptyOf(encoding));
   const Bytes records = fromHex(recordsHex);
@@ -216,7 +216,8 @@ TEST_P(CopyBetween, AValueThatCannotBeReadIsAssertedAgainst) {
   }
 }
 
-// The later of two records of a field counts; truncated, it makes both attempts fail, and what lies between goes on.
+// The later of two records of a field counts; truncated, it makes both attempts fail, and the fields between are
+// copied.
 TEST_P(CopyBetween, GoesOnBehindAValueThatCannotBeRead) {
   const auto source = ofRecords(
       from(), ofEncoding(from(), "2C 01 01 00 00 00 0A 00 78 2C 01 02 00 00", "2C 01 01 01 0A 00 01 78 2C 01 04 02",
@@ -233,7 +234,7 @@ TEST_P(CopyBetween, AFieldOfNoValueTypeIsAssertedAgainstAndTheRestGoesOn) {
   struct Row {
     const char* name;
     std::uint16_t field;
-    const char* records[3];  ///< IterMap, mInt, MsgT; each with CH 'x' behind
+    const char* records[3];  ///< IterMap, mInt, MsgT; each followed by CH 'x'
   };
   constexpr Row kRows[] = {
       {"SHORT",

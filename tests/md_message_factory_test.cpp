@@ -111,7 +111,7 @@ TEST_P(Factory, TheFirstByteAloneIsAnEmptyMessage) {
 
 TEST_P(Factory, AFieldUnknownToTheDictionaryIsCutOut) {
   Bytes bytes = filled();
-  // A record of the unknown id 999 without a value, behind the others.
+  // A record of the unknown id 999 without a value, after the others.
   const Bytes record = GetParam().code == 1   ? test::fromHex("E7 03")
                        : GetParam().code == 6 ? test::fromHex("E7 03 00")
                                               : test::fromHex("03 E7 00 02 00 00 00 00");
@@ -160,14 +160,14 @@ TEST(MessageFactory, NoBytesAreNoMessageAndNothingIsRead) {
 using Buffers = ReusableContainer<MsgData>;
 using Tables = ReusableContainer<Optimizer>;
 
-/// Puts a buffer of 3000 bytes into the pool. @return where its memory lies
+/// Puts a buffer of 3000 bytes into the pool. @return the address of its memory
 const std::uint8_t* addIdleBuffer(const std::shared_ptr<Buffers>& pool) {
   ReusableContainerWrapper<MsgData> buffer(true, pool);
   buffer->reserve(3000);
   return buffer->data();
 }
 
-/// What lies on top of the pool: the bytes of a buffer, the number of fields of a table; nothing for a new object.
+/// The objects on top of the pool: the bytes of a buffer, the number of fields of a table; nothing for a new object.
 Bytes topOf(const std::shared_ptr<Buffers>& pool) {
   const ReusableContainerWrapper<MsgData> buffer(true, pool);
   return Bytes(buffer->begin(), buffer->end());

@@ -35,7 +35,7 @@ TEST_F(MInt, StartsAsItsHeader) {
   EXPECT_EQ(idsOf(m_message), Ids());
 }
 
-// The buffer has 1,024 bytes; sanitizers see what is written behind them.
+// The buffer has 1,024 bytes; sanitizers report writes after them.
 TEST_F(MInt, IntegersFillTheBufferToItsLastByte) {
   loadDictionary("S1 1 STRING\nS2 2 STRING\nS3 3 STRING\nS4 4 STRING\nN 5 INT\n");
   for (const GoldenRecord& row : kGoldenRecords) {

@@ -118,7 +118,7 @@ TEST(MsgDataTest, KeepsItsContentsWhenItGrows) {
   EXPECT_EQ(contents(buffer), pattern(4024));
 }
 
-// What is behind the size is what a header that was truncated is completed with, see the encodings' parse.
+// A truncated header is completed by bytes after the size, see the encodings' parse.
 TEST(MsgDataTest, KeepsAllOfItsMemoryWhenItGrows) {
   std::vector<std::unique_ptr<std::uint8_t[]>> between;
   MsgData buffer;

@@ -551,7 +551,7 @@ TEST_F(OptimizerTest, HoldsEveryValue) {
   EXPECT_EQ(table.get(1), 11u);
 }
 
-// What is left of a filling must not come back, however many clears later, nor lie inside a message.
+// What is left of a filling must not reappear, however many clears later, nor be inside a message.
 TEST_F(OptimizerTest, StaysClearThroughAsManyClearsAsCanBeTold) {
   constexpr std::uint64_t kLongerThanAnyMessage = std::uint64_t{1} << 36;
   loadFields(3);

@@ -158,7 +158,7 @@ TEST_P(PricePrintOut, PricesStandInOneLine) {
   }
 }
 
-// Id 65535 ends the formatted text: a price behind it is not printed, so its companions are.
+// Id 65535 ends the formatted text: a price after it is not printed, so its companions are.
 TEST_P(PricePrintOut, APriceBehindTheEndOfIterationIsNotPrinted) {
   EXPECT_EQ(priceOf(*messageOf({{2, 34}, {65535, 7}, {1, 12}, {3, 100}})), "PX_NUM                 = 34\n");
 }

@@ -94,7 +94,7 @@ class OwnClass : public testing::Test {
     }
   }
 
-  /// The bytes of a message of two fields and one behind them.
+  /// The bytes of a message of two fields and one after them.
   template <class T>
   static Bytes threeFields() {
     Encoding message;

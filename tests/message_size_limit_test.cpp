@@ -87,7 +87,7 @@ TEST_P(LargestMessages, RefuseAnAddThatIsOneByteTooLong) {
   EXPECT_TRUE(m_message->add(id::kChar, 'x'));
 }
 
-// The string would move to the end. What is behind it is one record that runs to the end.
+// The string would move to the end. It is followed by one record that extends to the end.
 TEST_P(LargestMessages, RefuseAnUpdateThatGrowsThemTooLong) {
   ASSERT_TRUE(m_message->add(id::kString, "x"));
   const Bytes before = bytesOf(*m_message);

@@ -84,7 +84,7 @@ TEST_P(ReferenceModelDeathTest, AgreesOnTheFirstReportsOfAProcess) {
   }
 }
 
-/// Whether every view that can be read lies inside the message.
+/// Whether every view that can be read is inside the message.
 bool hasItsViewsInside(const MD_Message& message) {
   const std::uint8_t* const first = message.getBinary();
   const std::uint8_t* const end = first + message.getSizeImpl();
@@ -112,7 +112,7 @@ bool hasItsViewsInside(const MD_Message& message) {
   return true;
 }
 
-// Changing a message behind a truncated record makes fields overlap.
+// Changing a message after a truncated record makes fields overlap.
 TEST_P(ReferenceModel, StaysInsideItsBytesWhereFieldsOverlap) {
   CapturedErrors errors;
   for (std::uint32_t seed = 1; seed <= sequenceCount() / 4; ++seed) {

@@ -370,7 +370,7 @@ TYPED_TEST(Conversion, NullFails) {
 }
 
 TYPED_TEST(Conversion, LengthsOf2To31AndMoreFail) {
-  // None of the characters behind the first is read.
+  // None of the characters after the first is read.
   const typename TypeParam::From text[] = {'a'};
   this->m_platform.query = ConversionResult{0, 87};
   EXPECT_EQ(this->outcome(text, 2147483647u), "OutputLengthException: Could not get output length. Error code: 87");

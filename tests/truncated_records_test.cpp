@@ -1,5 +1,5 @@
 // Received records that the message ends within, and records whose bytes another operation has changed: an update of a
-// truncated record, once something was added behind it, overwrites the records that follow, and a reload makes ids
+// truncated record, once something was added after it, overwrites the records that follow, and a reload makes ids
 // lead to other records. The field table leads to a record; its own bytes decide from there on.
 #include <cstddef>
 #include <cstdint>

@@ -64,7 +64,7 @@ bool wrongTypes(MD::mInt& message, MD::MD_Message& base) {
   done &= message.add(BLOB, "AB");
   // says: a BUFFER field takes bytes one after the other
   done &= message.add(BLOB, std::vector<int>{1});
-  // says: a plain number does not tell its unit, so write MD_EpochNS(nanoseconds)
+  // says: a plain number has no unit, so write MD_EpochNS(nanoseconds)
   done &= message.add(TIME, std::uint64_t{1});
   // says: an EPOCH_NSEC field takes an MD_EpochNS or a time point of std::chrono::system_clock
   done &= message.add(TIME, std::chrono::seconds(1));

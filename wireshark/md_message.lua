@@ -502,7 +502,7 @@ local ENCODING_NAMES = { [1] = "IterMap", [6] = "mInt", [70] = "MsgT" }
 --   problems          { part, problem, text }; nil when there are none
 local message = { start = 0, size = 0, count = 0, fieldCount = 0, problems = 0 }
 -- Counts messages, so that marks that the last message left in the dictionary's rows need not be wiped: a field with
--- `seenIn` equal to this was met in this message, last in the record `seen`.
+-- `seenIn` equal to this was found in this message, last in the record `seen`.
 local generation = 0
 
 local function addProblem(record, part, name, ...)
@@ -903,8 +903,8 @@ md.prefs.datetime_offset = Pref.enum("UTC offset in DATETIME", MINUTES,
     { "minutes", "minutes: -300 is UTC-05:00", MINUTES }, { "ignored", "ignored: times are UTC", IGNORED },
   }, false)
 
--- tshark marks the tree of "-T fields" as visible, as it does for -V, though it prints nothing but what -e names. No
--- call tells the two apart, so the command line is looked at where the system shows it: omitting the parts halves
+-- tshark marks the tree of "-T fields" as visible, as it does for -V, though it prints nothing but what -e names.
+-- No call distinguishes the two, so the command line is looked at where the system shows it: omitting the parts halves
 -- the time.
 local function isFieldsOutput()
   local file = not gui_enabled() and io.open("/proc/self/cmdline", "rb")
@@ -1389,7 +1389,7 @@ local function pduLength(tvb, _, offset)
     return framing.size -- the capture ends, or streams are not reassembled
   end
   local length = streamLengthOf(tvb, offset)
-  -- Behind a length that cannot be right nothing can be found: the rest of the segment is shown with the problem.
+  -- After an invalid length no message can be found: the rest of the segment is shown with the problem.
   return length <= preferences.longest and framing.size + length or tvb:reported_length_remaining(offset)
 end
 

@@ -164,7 +164,7 @@ MD_ALWAYS_INLINE inline bool convertForField(const V& value, T& out) noexcept {
   } else if constexpr (std::is_same_v<T, MD_EpochNS>) {
     static_assert(kIsTimePoint<V>,
                   "MD::Field<MD_EpochNS>: an EPOCH_NSEC field takes an MD_EpochNS or a time point of "
-                  "std::chrono::system_clock; a plain number does not tell its unit, so write MD_EpochNS(nanoseconds)");
+                  "std::chrono::system_clock; a plain number has no unit, so write MD_EpochNS(nanoseconds)");
     if constexpr (kIsTimePoint<V>) {
       const auto time = MD_EpochNS::fromTimePoint(value);
       out = time.value_or(out);

@@ -28,7 +28,7 @@ std::string framed(const std::string& message) {
   return bytes + message;
 }
 
-/// An mInt with so many empty strings under one id, and a long one behind them.
+/// An mInt with so many empty strings under one id, and a long one after them.
 std::string repeatedSymbol(std::size_t records) {
   std::string message = "\x06";
   for (std::size_t i = 0; i != records; ++i) {
@@ -218,7 +218,7 @@ TEST_F(Amount, OfMemoryThatIsMissingLosesOneMessage) {
 
 rlim_t mebibytes(std::size_t count) { return count * kMebibyte; }
 
-// Neither the bound nor the memory is there for a line that does not end; the inputs behind it are read.
+// Neither the bound nor the memory is there for a line that does not end; the inputs after it are read.
 TEST_F(Amount, OfMemoryForALineIsBounded) {
   write("small.hex", "062c010105\n");
   const std::string digits(mebibytes(60), '0');

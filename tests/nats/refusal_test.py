@@ -1,4 +1,4 @@
-"""Requests that cannot be met, and streams that refuse messages."""
+"""Requests that cannot be fulfilled, and streams that refuse messages."""
 import json
 
 import support

@@ -61,7 +61,7 @@ struct Allocations {
   }
 };
 
-/// Makes one allocation fail: the first one, or the one behind `succeeding` others. Later ones succeed.
+/// Makes one allocation fail: the first one, or the one after `succeeding` others. Later ones succeed.
 class FailingAllocation {
  public:
   explicit FailingAllocation(long succeeding = 0) { Allocations::untilFailure = succeeding; }

@@ -12,7 +12,7 @@
 
 namespace MD::test {
 
-/// Borrows everything that the shared pools hold, so that whoever borrows next needs memory.
+/// Borrows everything that the shared pools hold, so that the next borrower needs memory.
 class EmptiedPools {
  public:
   EmptiedPools() {

@@ -82,7 +82,7 @@ long allocationsOf(Work work) {
   return heap::t_allocations;
 }
 
-/// Makes an allocation of this thread fail for the object's lifetime: the one behind `succeeding` others.
+/// Makes an allocation of this thread fail for the object's lifetime: the one after `succeeding` others.
 class FailingHeap {
  public:
   explicit FailingHeap(long succeeding, Failing failing = Failing::Once) {

@@ -36,7 +36,7 @@ struct FaultRun {
   bool hasThrown;  ///< whether std::bad_alloc came out
 };
 
-/// Runs `work` with the allocation behind `succeeding` others failing. Any other exception than std::bad_alloc comes
+/// Runs `work` with the allocation after `succeeding` others failing. Any other exception than std::bad_alloc comes
 /// out.
 template <class Work>
 FaultRun runFailing(long succeeding, Failing failing, Work work) {
@@ -98,7 +98,7 @@ long failEveryAllocation(Failing failing, MakeWorld makeWorld, Run run, const st
   return kFarTooMany;
 }
 
-/// Expects `work` to leave no block of memory behind: repeated, it comes to a round that adds none to what is alive.
+/// Expects that `work` leaks no block of memory: when it is repeated, some round adds none to the live blocks.
 template <class Work>
 void expectNoLeak(Work work) {
   long added = 0;

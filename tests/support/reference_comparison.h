@@ -32,7 +32,7 @@ inline std::string differenceOf(const MD_Message& message, const ReferenceMessag
   return message.emptyImpl() == model.isEmpty() ? "" : "is empty or not";
 }
 
-/// One field: where it lies, what it reads as in each type, and what that writes to standard error.
+/// One field: its position, its value read as each type, and what that writes to standard error.
 inline std::string fieldDifference(const MD_Message& message, ReferenceMessage& model, std::uint16_t id) {
   const std::string field = "field " + std::to_string(id);
   if (message.existsImpl(id) != model.exists(id)) {

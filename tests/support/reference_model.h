@@ -22,7 +22,7 @@
 
 namespace MD::test {
 
-/// A value with its type. `raw` is what rawOf() gives: numbers as they lie in memory, the characters of a string
+/// A value with its type. `raw` is what rawOf() gives: numbers as they are in memory, the characters of a string
 /// without a terminator, the bytes of a buffer.
 struct ModelValue {
   std::uint8_t type;
@@ -253,7 +253,7 @@ class ReferenceMessage {
 
   static std::ptrdiff_t offset(std::size_t position) { return static_cast<std::ptrdiff_t>(position); }
 
-  /// The byte at a position; bytes behind the end read as zero.
+  /// The byte at a position; bytes after the end read as zero.
   std::uint8_t byteAt(std::size_t position) const { return position < m_bytes.size() ? m_bytes[position] : 0; }
 
   std::uint32_t numberAt(std::size_t position, std::size_t count) const {

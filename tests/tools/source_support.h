@@ -12,7 +12,7 @@
 
 namespace MD::test {
 
-/// The messages of an input as hex, a line each, and behind them the reports.
+/// The messages of an input as hex, one per line, followed by the diagnostics.
 inline std::string messagesOf(const std::string& bytes, const tool::SourceOptions& options) {
   using namespace tool;
   Reports reports;

@@ -1,4 +1,4 @@
-// What the program tells its user: one line a finding, on standard error, with input, place and field.
+// The diagnostics of the program: one line per problem, on standard error, with input, place and field.
 #ifndef MDMSG_DIAGNOSTICS_H
 #define MDMSG_DIAGNOSTICS_H
 

@@ -10,7 +10,7 @@
 
 namespace MD::tool {
 
-/// Marks, for its lifetime, a write that may wait for whoever reads.
+/// Marks, for its lifetime, a write that may wait for a reader.
 class BlockingWrite {
  public:
   BlockingWrite() noexcept;

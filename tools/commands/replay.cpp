@@ -27,7 +27,7 @@ class Pace {
               : nanoseconds(std::nano::den / static_cast<std::int64_t>(m_options.perSecond.value_or(kDefaultRate)));
     } else if (m_options.speed) {
       m_due += m_isFirst ? nanoseconds(0) : scaled(*timeNs);
-      // Packets may lie in a capture in another order than that of their times; another input may begin earlier.
+      // The packets of a capture may be in another order than that of their times; another input may begin earlier.
       m_lastNs = m_isFirst || message.input != m_input ? *timeNs : std::max(m_lastNs, *timeNs);
     }
     m_isFirst = false;

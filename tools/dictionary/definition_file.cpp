@@ -42,7 +42,7 @@ std::string fieldLabel(const std::string& name) { return "field " + printable(na
 
 std::string atLine(const FilePlace& place) { return " (line " + std::to_string(place.line) + ')'; }
 
-/// What there is to say about one entry by itself.
+/// The problems of one entry by itself.
 void checkEntry(const Definition& entry, DefinitionFile& file) {
   const auto problem = [&](const std::string& text) {
     file.addProblem(FindingKind::Type, entry.place, fieldLabel(entry.name) + text);
@@ -68,7 +68,7 @@ void checkEntry(const Definition& entry, DefinitionFile& file) {
   }
 }
 
-/// What there is to say about entries together: ids and names that are there twice.
+/// The problems of entries together: repeated ids and names.
 void checkTogether(DefinitionFile& file) {
   std::map<std::uint16_t, const Definition*> byId;
   std::map<std::string_view, std::vector<const Definition*>> byName;

@@ -77,8 +77,8 @@ std::string definitionsIn(const std::string& path);
 /// Whether the contents are XML: the first character that is not white space is '<'.
 bool isXml(std::string_view contents) noexcept;
 
-/// Reads entries of a text file as the library does. Behind the place where the library stops it goes on with the next
-/// line, to report what else is wrong.
+/// Reads entries of a text file as the library does. After the place where the library stops, it continues with the
+/// next line, to report what else is wrong.
 DefinitionFile readTextDefinitions(std::string_view text);
 
 /// Reads the entries of an XML file as the library does.

@@ -363,7 +363,7 @@ class Deriver {
   }
 
   Reporter& m_reporter;
-  std::string m_line;            // in which the parts of a sample lie
+  std::string m_line;            // contains the parts of a sample
   std::deque<Column> m_columns;  // which stay where they are
   std::map<std::string, std::size_t> m_byName;
 };

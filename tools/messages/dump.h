@@ -10,7 +10,7 @@
 
 namespace MD::tool {
 
-/// What a dump met with.
+/// The problems that a dump found.
 struct DumpResult {
   std::size_t flaws = 0;     ///< marked by "!": what receivers dropped, cannot read or read otherwise than it looks
   bool hasUnknown = false;   ///< whether there is a field that the dictionary does not have

@@ -339,7 +339,7 @@ class JsonReader::Handler {
 
   FieldCache m_fields;
   MD_Message* m_message = nullptr;
-  std::string m_text;  // the message's, in which the others lie
+  std::string m_text;  // the message's, which contains the others
   int m_depth = 0;
   std::string_view m_key;  // of the current field, empty outside fields
   Field m_field;

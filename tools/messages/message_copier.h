@@ -26,7 +26,7 @@ class MessageCopier {
   /// @throws UsageError when append() does
   void requireSameKind(const InputMessage& message) const;
 
-  /// Tells, once, that what is no plain pcap is not written as it came.
+  /// Reports, once, that input of other formats than pcap is not written unchanged.
   void tellConversion(const InputMessage& message, Reporter& reporter);
 
  private:

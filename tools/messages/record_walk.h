@@ -1,4 +1,4 @@
-// The records of a message as they lie in its bytes, sound or not.
+// The records of a message as they are in its bytes, well-formed or not.
 #ifndef MDMSG_RECORD_WALK_H
 #define MDMSG_RECORD_WALK_H
 

@@ -201,7 +201,7 @@ void MessageCounter::countRecords(const InputMessage& input, Statistics& statist
     if (record.kind == WireRecord::Kind::Field) {
       countField(record.field, record.id, false);
     } else if (record.kind == WireRecord::Kind::UnknownField) {
-      // Behind one whose length nobody knows, ids are what happens to be there.
+      // After one of unknown length, ids are whatever the bytes contain.
       if (!hasUnknown || input.data[0] != ENCODINGS::ITERMAP) {
         ++statistics.unknownIds[record.id];
       }

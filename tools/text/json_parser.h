@@ -69,7 +69,7 @@ class CheckedStrings {
 };
 
 /// Passes the parts of a JSON text to `handler`: null(), boolean(bool), number(std::string_view) as it is written,
-/// string() and key(), both decoded, startObject(), endObject(), startArray(), endArray(). The texts lie in `text`,
+/// string() and key(), both decoded, startObject(), endObject(), startArray(), endArray(). The texts are in `text`,
 /// which is changed for it, and are valid as long as it is. A function that returns false ends the parsing, as does one
 /// that throws.
 /// @param text  holds no NUL

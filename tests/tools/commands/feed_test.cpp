@@ -19,7 +19,7 @@ using MD::test::Result;
 
 class FeedCommand : public MD::test::ToolRun {
  protected:
-  /// The number behind a label at the beginning of a line.
+  /// The number after a label at the beginning of a line.
   static std::uint64_t numberIn(const std::string& report, const std::string& label) {
     const std::size_t line = ('\n' + report).find('\n' + label);
     EXPECT_NE(line, std::string::npos) << label;

@@ -16,7 +16,7 @@ class Network : public Program {
  protected:
   Network() {
     // Starts a listener with the arguments, its output in a file and its reports in "listener", waits until it
-    // listens, and puts its place into $at. It is waited for at the end, its exit status written behind its reports.
+    // listens, and puts its place into $at. It is waited for at the end, its exit status written after its diagnostics.
     write("listen.sh",
           "rm -f listener\n"
           "'" MDMSG_PROGRAM

@@ -124,7 +124,7 @@ TEST_F(Recorded, GapsOfSequenceNumbers) {
             "{\"section\":\"sequence\",\"key\":\"late\",\"count\":0}\n");
 }
 
-// awk -F, 'NR>1&&(CONDITION)' | wc -l, with the condition behind each row
+// awk -F, 'NR>1&&(CONDITION)' | wc -l, with the condition after each row
 TEST_F(Recorded, Conditions) {
   EXPECT_EQ(where("symbol in (BTCUSDT, BTCUSD_PERP) and not kind = T"),
             5583U);  // ($3=="BTCUSDT"||$3=="BTCUSD_PERP")&&$4!="T"

@@ -105,7 +105,7 @@ constexpr struct {
     {"QTY = 5 or SYMBOL = AB", false},
     {"QTY = -1 and SYMBOL = NEB/USD", true},
     {"(QTY = 5 or BID > 100) and not SYMBOL = AB", true},
-    // A field that is not there meets no comparison.
+    // A missing field satisfies no comparison.
     {"ASK < 1", false},
     {"ASK >= 1", false},
     {"ASK != 1", false},

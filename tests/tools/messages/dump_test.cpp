@@ -246,7 +246,7 @@ TEST_F(Dump, ShowsEachByteOnceWhateverTheyAre) {
       std::string wanted;
       appendHex(bytes.data(), bytes.size(), wanted);
       ASSERT_EQ(bytesIn(text), wanted) << text;
-      // What receivers do not read as it stands has a mark; a mark may also stand at what they do not look at.
+      // Whatever receivers do not read as it is shown has a mark; parts that they ignore may have a mark, too.
       if (!isSound(bytes)) {
         ASSERT_NE(result.flaws, 0U) << text;
       } else {

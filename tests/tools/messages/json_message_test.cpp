@@ -41,7 +41,7 @@ class Json : public testing::Test {
     return error == "nothing" ? hex : error;
   }
 
-  /// The JSON of a message, and behind it the notes that were made.
+  /// The JSON of a message, and after it the notes that were made.
   static std::string decoded(const std::string& hex) {
     const QuietLibrary quiet;
     const FieldNames names;
@@ -418,7 +418,7 @@ TEST_F(Json, RefusesStringsAndBuffersThatTheEncodingCannotHold) {
 struct Received {
   const char* name;
   const char* hex;
-  const char* json;  // with the notes behind it
+  const char* json;  // followed by the notes
 };
 
 constexpr Received kReceived[] = {

@@ -79,7 +79,7 @@ TEST_F(RecordWalkTest, TellsWhatIsWrongWhereItIs) {
   const struct {
     const char* name;
     const char* hex;
-    const char* records;  ///< behind the header, or with it where that is what is wrong
+    const char* records;  ///< after the header, or with it where the header is wrong
   } cases[] = {
       {"NoEncoding", "07 0102", "header: code 0+1 NoEncoding, rest 1+2;\n"},
       {"OtherMark", "46515232", "header: code 0+1, mark 1+3 OtherMark;\n"},

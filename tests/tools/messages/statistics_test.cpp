@@ -151,7 +151,7 @@ TEST(Statistics, NamesTheUnknownIds) {
   MD::test::loadDictionary(MD::test::kDictionary);
   MessageCounter counter(MD::MD_FieldMap::instance());
   Statistics statistics;
-  // Behind an unknown id of IterMap the next two bytes pass for an id.
+  // After an unknown id of IterMap the next two bytes are read as an id.
   for (const char* const hex : {"06 e7030105 e8030105", "06 e7030105", "01 e703 e903", "01 e703 ea03"}) {
     std::vector<std::uint8_t> bytes;
     parseHex(hex, Blanks::BetweenBytes, bytes);

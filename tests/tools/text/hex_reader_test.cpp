@@ -63,7 +63,7 @@ TEST(Hex, ErrorsNameTheColumn) {
 }
 
 TEST(Hex, LongTextsAreReadAndRefusedAtEachPlace) {
-  // Bytes are read by eights; what is wrong has to be found in each of them, and behind them.
+  // Bytes are read in groups of eight; errors must be found in each byte of a group, and after the groups.
   for (std::size_t count = 1; count != 35; ++count) {
     std::string text;
     Bytes expected;

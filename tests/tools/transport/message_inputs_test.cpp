@@ -33,7 +33,7 @@ class MessageInputsTest : public testing::Test {
     return capture;
   }
 
-  /// Each message as the number of its input and hex, or what is wrong with it; behind them the reports.
+  /// Each message as the number of its input and hex, or its problem, followed by the diagnostics.
   std::string messagesOf(const std::vector<std::string>& files, const std::string& standardInput = {}) {
     Reports reports;
     std::istringstream in(standardInput);

@@ -56,7 +56,7 @@ const char* nameOf(PacketKind kind) {
   return "?";
 }
 
-/// What is in a packet, in one line. The packet lies in a block of its own size, so that a read beyond it is found.
+/// What is in a packet, in one line. The packet is in a block of its own size, so that a read after it is detected.
 std::string contentOf(int link, const std::vector<std::uint8_t>& bytes) {
   const auto block = std::make_unique<std::uint8_t[]>(bytes.size());
   std::copy(bytes.begin(), bytes.end(), block.get());
