@@ -24,7 +24,8 @@ class Head {
 
   /// @return false at the end
   bool advance() {
-    if (m_reader.next() == nullptr) {
+    m_hasMessage = m_reader.next() != nullptr;
+    if (!m_hasMessage) {
       return false;
     }
     const std::uint64_t before = m_timeNs;
@@ -37,6 +38,8 @@ class Head {
 
   /// Of a message without a time, that of the one before it.
   std::uint64_t timeNs() const noexcept { return m_timeNs; }
+  /// False before the first message and at the end.
+  bool hasMessage() const noexcept { return m_hasMessage; }
   const InputMessage& message() const noexcept { return m_reader.message(); }
   const Task& task() const noexcept { return m_task; }
 
@@ -67,6 +70,7 @@ class Head {
   const std::optional<Field>& m_timeField;
   std::uint64_t m_timeNs = 0;
   std::uint64_t m_late = 0;
+  bool m_hasMessage = false;
 };
 
 /// A format that holds the packets of both.
@@ -126,7 +130,10 @@ void merge(const std::vector<Task>& inputs, const MergeOptions& options, Output&
   const std::optional<CaptureFormat> format = commonFormat(inputs);
   copier.begin(format ? &*format : nullptr, out.text());
   for (const Head& head : heads) {
-    copier.requireSameKind(head.message());
+    // An input without a message, such as the capture of a quiet line, fits any other.
+    if (head.hasMessage()) {
+      copier.requireSameKind(head.message());
+    }
   }
   while (!queue.empty()) {
     const std::size_t i = queue.top().second;

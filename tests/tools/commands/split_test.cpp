@@ -256,6 +256,28 @@ TEST_F(Merge, PutsSplitCapturesTogetherAgain) {
   EXPECT_TRUE(merged.out == capture);
 }
 
+TEST_F(Merge, InputsWithoutAMessageFitAnyOther) {
+  const std::string capture = mdmsg("generate --format pcap --count 5").out;
+  write("f.pcap", capture);
+  write("quiet.pcap", capture.substr(0, 24));
+  write("empty", "");
+  EXPECT_EQ(mdmsg("merge quiet.pcap"), (Result{capture.substr(0, 24), "", 0}));
+  EXPECT_EQ(mdmsg("merge quiet.pcap f.pcap empty"), (Result{capture, "", 0}));
+  write("cut.pcap", capture.substr(0, 30));
+  const Result merged = mdmsg("merge f.pcap cut.pcap");
+  EXPECT_EQ(merged.out, capture);
+  EXPECT_EQ(merged.err.rfind("mdmsg: cut.pcap: packet 1 (byte 24) cannot be read: ", 0), 0U) << merged.err;
+  EXPECT_EQ(merged.status, 1);
+  write("other.pcap", mdmsg("generate --format pcap --count 5 --destination 239.192.0.1:40001").out);
+  const Result selected = mdmsg("merge --port 40001 f.pcap other.pcap");
+  EXPECT_EQ(selected.out, contentsOf("other.pcap"));
+  EXPECT_EQ(selected.err, "mdmsg: f.pcap: no UDP datagram that matches the options in 5 packets (5 not selected)\n");
+  EXPECT_EQ(selected.status, 1);
+  write("a.hex", mdmsg("generate --count 2").out);
+  EXPECT_EQ(mdmsg("merge --time-field SEND_TIME f.pcap a.hex").err,
+            "mdmsg: a.hex is of another kind than the input before it; one output cannot hold both\n");
+}
+
 TEST_F(Merge, CapturesOfSeveralFormats) {
   using namespace MD::tool;
   const auto captureOf = [](const CaptureFormat& format, std::int64_t timeNs, std::size_t sizeBytes) {
