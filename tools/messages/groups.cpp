@@ -124,24 +124,22 @@ void SequenceCheck::add(const std::string& key, std::int64_t number, const std::
       return;
     }
     ++m_numbers;
-    m_states[key].highest = number;
+    m_states.emplace(key, State{number, number, {}});
     return;
   }
   ++m_numbers;
   State& state = found->second;
   if (number > state.highest) {
-    // Unsigned, since two numbers may be farther apart than a signed one holds.
-    const std::uint64_t skipped = static_cast<std::uint64_t>(number) - static_cast<std::uint64_t>(state.highest) - 1;
-    if (skipped != 0) {
-      m_missing += skipped;
-      ++m_gaps;
-      note(Event::Kind::Gap, key, state.highest + 1, number - 1, place);
-      state.missing.emplace(state.highest + 1, number - 1);
-      if (state.missing.size() > kMostGapsPerKey) {
-        state.missing.erase(state.missing.begin());
-      }
-    }
+    addGap(key, state.highest, number, place, state);
     state.highest = number;
+    return;
+  }
+  if (number < state.lowest) {
+    // It was expected before the first message, and the numbers between them as well.
+    ++m_late;
+    note(Event::Kind::Late, key, number, number, place);
+    addGap(key, number, state.lowest, place, state);
+    state.lowest = number;
     return;
   }
   auto gap = state.missing.upper_bound(number);
@@ -161,6 +159,23 @@ void SequenceCheck::add(const std::string& key, std::int64_t number, const std::
   --m_missing;
   ++m_late;
   note(Event::Kind::Late, key, number, number, place);
+}
+
+/// The numbers between two others are missing.
+void SequenceCheck::addGap(const std::string& key, std::int64_t before, std::int64_t after,
+                           const std::function<std::string()>& place, State& state) {
+  // Unsigned, since two numbers may be farther apart than a signed one holds.
+  const std::uint64_t skipped = static_cast<std::uint64_t>(after) - static_cast<std::uint64_t>(before) - 1;
+  if (skipped == 0) {
+    return;
+  }
+  m_missing += skipped;
+  ++m_gaps;
+  note(Event::Kind::Gap, key, before + 1, after - 1, place);
+  state.missing.emplace(before + 1, after - 1);
+  if (state.missing.size() > kMostGapsPerKey) {
+    state.missing.erase(state.missing.begin());
+  }
 }
 
 void SequenceCheck::note(Event::Kind kind, const std::string& key, std::int64_t first, std::int64_t last,

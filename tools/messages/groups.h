@@ -108,10 +108,13 @@ class SequenceCheck {
 
  private:
   struct State {
-    std::int64_t highest = 0;
+    std::int64_t lowest;
+    std::int64_t highest;
     std::map<std::int64_t, std::int64_t> missing;  // first to last of each gap
   };
 
+  void addGap(const std::string& key, std::int64_t before, std::int64_t after,
+              const std::function<std::string()>& place, State& state);
   void note(Event::Kind kind, const std::string& key, std::int64_t first, std::int64_t last,
             const std::function<std::string()>& place);
 

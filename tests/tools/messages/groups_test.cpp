@@ -40,6 +40,29 @@ TEST(SequenceCheck, TellsMissingDuplicateAndLateApart) {
             "gap  17-19 at 8\n");
 }
 
+TEST(SequenceCheck, NumbersBeforeTheFirstAreLate) {
+  SequenceCheck check;
+  int place = 0;
+  for (const std::int64_t number : {10, 9, 11, 5, 7, 9, 5}) {
+    ++place;
+    check.add("", number, [&] { return std::to_string(place); });
+  }
+  EXPECT_EQ(check.missing(), 2U);  // 6, 8
+  EXPECT_EQ(check.gaps(), 1U);
+  EXPECT_EQ(check.late(), 3U);
+  EXPECT_EQ(check.duplicates(), 2U);
+  EXPECT_EQ(eventsOf(check),
+            "late  9-9 at 2\n"
+            "late  5-5 at 4\n"
+            "gap  6-8 at 4\n"
+            "late  7-7 at 5\n"
+            "duplicate  9-9 at 6\n"
+            "duplicate  5-5 at 7\n");
+  check.add("C", std::numeric_limits<std::int64_t>::max(), [] { return std::string("-"); });
+  check.add("C", std::numeric_limits<std::int64_t>::min(), [] { return std::string("-"); });
+  EXPECT_EQ(check.missing(), 2 + (std::numeric_limits<std::uint64_t>::max() - 1));
+}
+
 TEST(SequenceCheck, KeysAreCheckedApartAndExtremesDoNotOverflow) {
   SequenceCheck check;
   const auto nowhere = [] { return std::string("-"); };
