@@ -182,6 +182,9 @@ void convertDictionary(const std::string& path, std::optional<DefinitionFormat> 
       out.lineDone();
     }
   }
+  if (file.malformed != 0) {
+    reporter.entry(pathText(path), counted(file.malformed, "malformed entry", "malformed entries") + " skipped");
+  }
   out.text() += isToXml ? kXmlEnd : "";
   out.lineDone();
 }

@@ -237,6 +237,7 @@ void readXmlEntry(const TiXmlElement& element, DefinitionFile& file) {
       file.addProblem(FindingKind::Layout, placeOf(part != nullptr ? *part : element),
                       std::string("an Entry ") + (part != nullptr ? "with an empty " : "without a ") + kParts[i] +
                           "; the library skips it");
+      ++file.malformed;
       return;
     }
     if (i == 1) {
@@ -302,11 +303,12 @@ std::string definitionsIn(const std::string& path) {
   if (!file.is_open()) {
     throw UsageError("cannot open dictionary " + pathText(path) + ": " + std::strerror(errno));
   }
-  std::string text{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  if (file.bad()) {
+  try {
+    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+  } catch (const std::ios_base::failure&) {
+    // The buffer reports an error by an exception, whose text does not name the file.
     throw UsageError("cannot read dictionary " + pathText(path));
   }
-  return text;
 }
 
 bool isXml(std::string_view contents) noexcept {
@@ -320,6 +322,7 @@ DefinitionFile readTextDefinitions(std::string_view text) {
   std::optional<std::size_t> stop;  // the finding about the place where the library stops
   const auto fail = [&](FilePlace place, const std::string& what, const char* treatment) {
     file.addProblem(FindingKind::Syntax, place, what + (stop ? "" : treatment));
+    ++file.malformed;
   };
   std::size_t lost = 0;
   for (;;) {

@@ -54,7 +54,8 @@ struct DefinitionFile {
   std::vector<Finding> findings;    ///< in the order of their places, a bounded number of each kind
   std::size_t problems = 0;         ///< all that there are, listed or not
   std::size_t notes = 0;
-  std::size_t comments = 0;  ///< of an XML file
+  std::size_t malformed = 0;  ///< places of entries that lack a part, which are not among `entries`
+  std::size_t comments = 0;   ///< of an XML file
 
   void add(FindingKind kind, FilePlace place, std::string text, bool isProblem);
   void addProblem(FindingKind kind, FilePlace place, std::string text) { add(kind, place, std::move(text), true); }

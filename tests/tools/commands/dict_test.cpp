@@ -219,7 +219,15 @@ TEST_F(Dict, ConvertTellsWhatIsNotCarried) {
               "mdmsg: f.txt:2:1: field B\\x01: XML cannot carry a name with a control character; skipped\n"
               "mdmsg: f.txt:3:1: field \xef\xbb\xbf"
               "C: XML cannot carry a name with a byte-order mark; skipped\n"
-              "mdmsg: f.txt:6:1: field F: the library does not read it; skipped\n",
+              "mdmsg: f.txt:6:1: field F: the library does not read it; skipped\n"
+              "mdmsg: f.txt: 1 malformed entry skipped\n",
+              1}));
+  write("end.txt", "D 4 INT\nE 5");
+  EXPECT_EQ(
+      mdmsg("dict convert end.txt"),
+      (Result{std::string(kXmlStart) + "    <Entry><Name>D</Name><Code>4</Code><Type>INT</Type></Entry>\n" + kXmlEnd,
+              "mdmsg: end.txt:2:1: note: field E: the file ends before its type; the library skips it\n"
+              "mdmsg: end.txt: 1 malformed entry skipped\n",
               1}));
   write("broken.xml", "<D>");
   EXPECT_EQ(mdmsg("dict convert broken.xml"),
@@ -514,7 +522,7 @@ TEST_F(Dict, RefusesACommandLineThatItCannotUse) {
       {"dict show --search x BID", "--search excludes FIELD"},
       {"dict show --fingerprint BID", "--fingerprint excludes FIELD"},
       {"dict show --fingerprint --type INT", "--type excludes --fingerprint"},
-      {"dict derive --first-id 65536", "Could not convert: --first-id = 65536"},
+      {"dict derive --first-id 65536", "--first-id: 65536 is more than 65535"},
       {"dict derive --from xml", "--from: xml not in {auto,csv,json}"},
   };
   for (const auto& [arguments, error] : cases) {
