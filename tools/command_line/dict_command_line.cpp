@@ -2,6 +2,7 @@
 #include <cstdint>
 
 #include <filesystem>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -240,7 +241,9 @@ void addDerive(CLI::App& dict, std::vector<Command>& commands) {
   named(command->add_option("--format", line->to, "Format to write: text (default) or xml")
             ->check(CLI::IsMember({"text", "xml"})),
         "FORMAT");
-  named(command->add_option("--first-id", line->firstId, "Id of the first field, default 1"), "ID");
+  named(command->add_option("--first-id", line->firstId, "Id of the first field, default 1")
+            ->check(upTo(std::numeric_limits<std::uint16_t>::max())),
+        "ID");
   command->add_option("FILE", line->files, "Samples, \"-\" for standard input")->type_name("FILE")->option_text("");
   add(command, commands, [line](const Session& session) {
     DeriveOptions options;

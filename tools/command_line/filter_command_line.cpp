@@ -83,15 +83,16 @@ Command addFilter(CLI::App& app) {
   line->source.add(*command);
   line->selection.add(*command, false);
   line->addLargeOutput(*command);
-  CLI::Option* const split = named(
-      command
-          ->add_option("--split-by", line->splitBy,
-                       "Write one file per value of these fields, or of @source, @destination, @encoding, @file, "
-                       "separated by commas; --output names the files, with each field in braces: 'out/{SYMBOL}.pcap'")
-          ->delimiter(',')
-          ->allow_extra_args(false)
-          ->needs("--output"),
-      "FIELDS");
+  CLI::Option* const split =
+      named(command
+                ->add_option("--split-by", line->splitBy,
+                             "Write one file per value of these fields, or of @source, @destination, @encoding, @file, "
+                             "@packet, @size and @time, separated by commas; --output names the files, with each field "
+                             "in braces: 'out/{SYMBOL}.pcap'")
+                ->delimiter(',')
+                ->allow_extra_args(false)
+                ->needs("--output"),
+            "FIELDS");
   named(command->add_option("--max-files", line->mostFiles, "Stop if --split-by needs more than N files, default 1000")
             ->needs(split)
             ->check(&complaintAboutNumber),
@@ -111,7 +112,9 @@ Command addFilter(CLI::App& app) {
 Command addMerge(CLI::App& app) {
   CLI::App* const command = app.add_subcommand("merge", "Merge captures, or other inputs, in order of time");
   const auto line = std::make_shared<MergeLine>();
-  named(command->add_option("--time-field", line->timeField, "EPOCH_NSEC field to use as message timestamp"), "FIELD");
+  named(command->add_option("--time-field", line->timeField, "EPOCH_NSEC field to use as message timestamp")
+            ->check(&complaintAboutEmpty),
+        "FIELD");
   line->source.add(*command);
   line->addLargeOutput(*command);
   line->add(*command);

@@ -279,7 +279,9 @@ Command addStats(CLI::App& app) {
   named(
       command->add_option("--html", line->htmlFile, "Write all statistics as a web page to FILE, which must not exist"),
       "FILE");
-  named(command->add_option("--time-field", line->timeField, "EPOCH_NSEC field to use as message timestamp"), "FIELD");
+  named(command->add_option("--time-field", line->timeField, "EPOCH_NSEC field to use as message timestamp")
+            ->check(&complaintAboutEmpty),
+        "FIELD");
   named(command->add_option("--by", line->by, "Count messages by the values of these fields, separated by commas")
             ->delimiter(',')
             ->allow_extra_args(false),
@@ -289,10 +291,14 @@ Command addStats(CLI::App& app) {
         "N");
   named(command->add_option("--interval", line->interval, "Width of the intervals of the time axis, in seconds"),
         "SECONDS");
-  named(command->add_option("--sequence", line->sequence,
-                            "Check that the numbers of this field grow by one: missing, duplicate, late"),
+  named(command
+            ->add_option("--sequence", line->sequence,
+                         "Check that the numbers of this field grow by one: missing, duplicate, late")
+            ->check(&complaintAboutEmpty),
         "FIELD");
-  named(command->add_option("--per", line->per, "Check --sequence for each value of this field"), "FIELD");
+  named(command->add_option("--per", line->per, "Check --sequence for each value of this field")
+            ->check(&complaintAboutEmpty),
+        "FIELD");
   addFormatOption(*command, "--format", line->format, {"text", "json", "csv"},
                   "Output format: text (default), json (one object per line) or csv");
   line->source.add(*command);

@@ -51,18 +51,30 @@ struct ServerLine {
     named(command.add_option("--url", server.url,
                              "Server, default nats://127.0.0.1:4222; several are separated by commas"),
           "URL");
-    named(command.add_option("--credentials", server.credentialsFile, "File with a user's JWT and seed"), "FILE");
-    CLI::Option* const user = named(command.add_option("--user", server.user, "User name"), "NAME");
-    named(command.add_option("--password-file", server.passwordFile, "File whose first line is the password"), "FILE")
+    named(command.add_option("--credentials", server.credentialsFile, "File with a user's JWT and seed")
+              ->check(&complaintAboutEmpty),
+          "FILE");
+    CLI::Option* const user =
+        named(command.add_option("--user", server.user, "User name")->check(&complaintAboutEmpty), "NAME");
+    named(command.add_option("--password-file", server.passwordFile, "File whose first line is the password")
+              ->check(&complaintAboutEmpty),
+          "FILE")
         ->needs(user);
-    named(command.add_option("--token-file", server.tokenFile, "File whose first line is an authorisation token"),
+    named(command.add_option("--token-file", server.tokenFile, "File whose first line is an authorisation token")
+              ->check(&complaintAboutEmpty),
           "FILE");
     command.add_flag("--tls", server.isTls, "Require an encrypted connection");
-    named(command.add_option("--tls-ca", server.caFile, "Certificates to trust, PEM (default: the system's)"), "FILE");
+    named(command.add_option("--tls-ca", server.caFile, "Certificates to trust, PEM (default: the system's)")
+              ->check(&complaintAboutEmpty),
+          "FILE");
     CLI::Option* const certificate =
-        named(command.add_option("--tls-certificate", server.certificateFile, "Own certificate chain, PEM"), "FILE");
+        named(command.add_option("--tls-certificate", server.certificateFile, "Own certificate chain, PEM")
+                  ->check(&complaintAboutEmpty),
+              "FILE");
     CLI::Option* const key =
-        named(command.add_option("--tls-key", server.keyFile, "Private key of that certificate, PEM"), "FILE");
+        named(command.add_option("--tls-key", server.keyFile, "Private key of that certificate, PEM")
+                  ->check(&complaintAboutEmpty),
+              "FILE");
     certificate->needs(key);
     key->needs(certificate);
     named(command.add_option("--retry", retryS, "How long to try to reconnect to a lost server, default 30"),
@@ -112,8 +124,10 @@ struct SubscribeLine : CommonOptions {
 };
 
 void addStreamOptions(CLI::App& command, PublishLine& line) {
-  CLI::Option* const stream = named(
-      command.add_option("--stream", line.publish.stream, "Publish to this JetStream stream, acknowledged"), "NAME");
+  CLI::Option* const stream =
+      named(command.add_option("--stream", line.publish.stream, "Publish to this JetStream stream, acknowledged")
+                ->check(&complaintAboutEmpty),
+            "NAME");
   CLI::Option* const create =
       command.add_flag("--create-stream", line.publish.createsStream, "Create the stream unless it exists")
           ->needs(stream);
@@ -208,9 +222,11 @@ Command addPublish(CLI::App& app, const NatsCommands* nats) {
         "TEMPLATE");
   line->server.add(*command);
   addStreamOptions(*command, *line);
-  named(command->add_option("--publisher", line->publish.publisher,
-                            "Name in the headers, default host and process; with --stream a run under the same name "
-                            "continues where an earlier one with the same input ended"),
+  named(command
+            ->add_option("--publisher", line->publish.publisher,
+                         "Name in the headers, default host and process; with --stream a run under the same name "
+                         "continues where an earlier one with the same input ended")
+            ->check(&complaintAboutEmpty),
         "NAME");
   CLI::Option* const latency =
       command->add_flag("--latency", line->publish.isLatency, "Send each message at once, rather than in batches");
@@ -269,12 +285,16 @@ Command addSubscribe(CLI::App& app, const NatsCommands* nats) {
   named(command->add_option("--subject", line->subject, "Subject, which may have wildcards (default with --stream: >)"),
         "SUBJECT");
   line->server.add(*command);
-  named(command->add_option("--stream", options.stream, "Read this JetStream stream"), "NAME");
+  named(command->add_option("--stream", options.stream, "Read this JetStream stream")->check(&complaintAboutEmpty),
+        "NAME");
   named(command->add_option("--start", line->start,
                             "With --stream: all (default), new, last-per-subject, a time or a sequence number"),
         "START");
-  named(command->add_option("--durable", options.durable, "With --stream: keep the position under this name"), "NAME");
-  named(command->add_option("--queue", options.group, "Share the messages with the other subscribers of this group"),
+  named(command->add_option("--durable", options.durable, "With --stream: keep the position under this name")
+            ->check(&complaintAboutEmpty),
+        "NAME");
+  named(command->add_option("--queue", options.group, "Share the messages with the other subscribers of this group")
+            ->check(&complaintAboutEmpty),
         "GROUP");
   named(command->add_option(
             "--ack-wait", line->ackWaitS,

@@ -6,6 +6,7 @@
 #include <charconv>
 #include <filesystem>
 #include <limits>
+#include <memory>
 #include <system_error>
 #include <thread>
 
@@ -22,24 +23,41 @@ CLI::Option* named(CLI::Option* option, const char* name) { return option->type_
 
 void addFormatOption(CLI::App& command, const char* name, std::string& format, const std::vector<std::string>& formats,
                      const char* description) {
-  named(command.add_option(name, format, description)->check(CLI::IsMember(formats)), "FORMAT");
+  const CLI::Option* const option =
+      named(command.add_option(name, format, description)->check(CLI::IsMember(formats)), "FORMAT");
+  const auto chosen = std::make_shared<std::string>();
   for (const char* const shortened : {"json", "csv"}) {
     if (std::find(formats.begin(), formats.end(), shortened) != formats.end()) {
       command.add_flag_callback(
-          std::string("--") + shortened, [&format, shortened] { format = shortened; },
+          std::string("--") + shortened,
+          [&format, option, chosen, name, shortened] {
+            const std::string other = option->count() != 0 ? option->results().front() : *chosen;
+            if (!other.empty() && other != shortened) {
+              throw UsageError(std::string("--") + shortened + " is " + name + ' ' + shortened + ", not " +
+                               printable(other));
+            }
+            format = *chosen = shortened;
+          },
           std::string("Short for ") + name + ' ' + shortened);
     }
   }
 }
 
+std::string complaintAboutEmpty(const std::string& text) { return text.empty() ? "the value is empty" : ""; }
+
 std::string complaintAboutNumber(const std::string& text) {
-  if (!isOfDigits(text)) {
-    return inQuotes(text) + " is not an integer";
-  }
-  std::uint64_t number = 0;
-  const bool fits = std::from_chars(text.data(), text.data() + text.size(), number).ec == std::errc();
-  return fits ? std::string()
-              : printable(text) + " is more than " + std::to_string(std::numeric_limits<std::uint64_t>::max());
+  return upTo(std::numeric_limits<std::uint64_t>::max())(text);
+}
+
+std::function<std::string(const std::string&)> upTo(std::uint64_t most) {
+  return [most](const std::string& text) {
+    if (!isOfDigits(text)) {
+      return inQuotes(text) + " is not an integer";
+    }
+    std::uint64_t number = 0;
+    const bool fits = std::from_chars(text.data(), text.data() + text.size(), number).ec == std::errc();
+    return fits && number <= most ? std::string() : printable(text) + " is more than " + std::to_string(most);
+  };
 }
 
 std::optional<std::chrono::nanoseconds> durationOf(const char* option, std::optional<double> seconds) {
@@ -160,14 +178,16 @@ void SourceLine::add(CLI::App& command) {
                         "or pcap (pcap or pcapng, one message per UDP datagram)")
             ->check(CLI::IsMember({"auto", "hex", "raw", "pcap"})),
         "FORMAT");
-  named(command.add_option("--framing", framing,
-                           "Read a stream of length-prefixed messages: u16le, u16be, u32le or u32be"),
+  named(command
+            .add_option("--framing", framing, "Read a stream of length-prefixed messages: u16le, u16be, u32le or u32be")
+            ->check(&complaintAboutEmpty),
         "FRAMING");
   addLongestMessage(command, source.longestMessageBytes);
   named(command.add_option("--port", source.port, "Captures only: datagrams to this UDP port")
-            ->check(&complaintAboutNumber),
+            ->check(upTo(std::numeric_limits<std::uint16_t>::max())),
         "PORT");
-  named(command.add_option("--group", group, "Captures only: datagrams to this address"), "ADDRESS");
+  named(command.add_option("--group", group, "Captures only: datagrams to this address")->check(&complaintAboutEmpty),
+        "ADDRESS");
   named(command.add_option("--filter", source.filter, "Captures only: BPF filter (tcpdump syntax)"), "EXPRESSION");
 }
 
@@ -203,7 +223,9 @@ SourceOptions SourceLine::optionsWithForeign() const {
 
 void SinkLine::add(CLI::App& command) {
   addForm(command);
-  named(command.add_option("--time-field", sink.timeField, "pcap only: EPOCH_NSEC field to use as timestamp"), "FIELD");
+  named(command.add_option("--time-field", sink.timeField, "pcap only: EPOCH_NSEC field to use as timestamp")
+            ->check(&complaintAboutEmpty),
+        "FIELD");
   addEndpoints(command);
 }
 
@@ -262,11 +284,15 @@ void SelectionLine::add(CLI::App& command, bool hasFields) {
             ->take_all()
             ->allow_extra_args(false),
         "CONDITION");
-  named(command.add_option("--from-time", selection.fromTime,
-                           "Select messages captured at this time or later: a date, with or without a time, a time of "
-                           "the first message's day, such as 09:30, or a duration after it, such as 90s"),
+  named(command
+            .add_option("--from-time", selection.fromTime,
+                        "Select messages captured at this time or later: a date, with or without a time, a time of "
+                        "the first message's day, such as 09:30, or a duration after it, such as 90s")
+            ->check(&complaintAboutEmpty),
         "TIME");
-  named(command.add_option("--to-time", selection.toTime, "Select messages captured before this time"), "TIME");
+  named(command.add_option("--to-time", selection.toTime, "Select messages captured before this time")
+            ->check(&complaintAboutEmpty),
+        "TIME");
   zone.add(command);
   named(command.add_option("--skip", selection.skip, "Skip the first N messages")->check(&complaintAboutNumber), "N");
   const char* const limit = command.get_option_no_throw("-n") == nullptr ? "-n,--limit" : "--limit";
@@ -299,7 +325,9 @@ void DecodeLine::add(CLI::App& command, const std::vector<std::string>& formats,
                            "spreadsheet (2024-06-03 09:30:00.173), a number of s, ms, us or ns (default) since 1970, "
                            "or in a strftime format such as %H:%M:%S"),
         "FORMAT");
-  named(command.add_option("--time-digits", timeDigits, "Decimals of the seconds of timestamps: 0, 3, 6 or 9"), "N");
+  named(command.add_option("--time-digits", timeDigits, "Decimals of the seconds of timestamps: 0, 3, 6 or 9")
+            ->check(upTo(9)),
+        "N");
   command.add_flag("--no-header", hasNoHeader, "Format csv: omit the line with the column names");
   command.add_flag("--csv-safe", isCsvSafe,
                    "Format csv: write an apostrophe before text that a spreadsheet could run as a formula");
@@ -366,7 +394,9 @@ char parseSeparator(const std::string& text) {
 }
 
 void MulticastLine::add(CLI::App& command) {
-  named(command.add_option("--interface", address, "Multicast: address of the local interface to use"), "ADDRESS");
+  named(command.add_option("--interface", address, "Multicast: address of the local interface to use")
+            ->check(&complaintAboutEmpty),
+        "ADDRESS");
 }
 
 MulticastOptions MulticastLine::options(unsigned hops) const {

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,8 +32,13 @@ CLI::Option* named(CLI::Option* option, const char* name);
 void addFormatOption(CLI::App& command, const char* name, std::string& format, const std::vector<std::string>& formats,
                      const char* description);
 
+/// For options that an empty value would disable: it comes from a variable of a script that is not set.
+std::string complaintAboutEmpty(const std::string& text);
+
 /// Options that take a number must not take a minus for one, nor the largest for a larger one.
 std::string complaintAboutNumber(const std::string& text);
+/// The same for numbers of at most `most`.
+std::function<std::string(const std::string&)> upTo(std::uint64_t most);
 
 /// The value of an option that takes seconds.
 /// @throws UsageError when it is out of range

@@ -103,8 +103,14 @@ std::string complaintOf(const CLI::App& app, const CLI::ParseError& error, const
   if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr && !unknown.empty()) {
     return error.what() + questionAboutWord(*asked, unknown.front());
   }
-  // The parser does not name hidden options. One without its value is the last argument.
   const std::string text = error.what();
+  // "Could not convert: --timeout = 1s"; integers are checked before they are converted.
+  if (const std::size_t equals = text.find(" = ");
+      dynamic_cast<const CLI::ConversionError*>(&error) != nullptr && equals != text.npos) {
+    const std::size_t name = text.find(": ") + 2;
+    return text.substr(name, equals - name) + ": " + inQuotes(text.substr(equals + 3)) + " is not a number";
+  }
+  // The parser does not name hidden options. One without its value is the last argument.
   return text.rfind(": ", 0) == 0 && !given.empty() ? given.back() + text : text;
 }
 

@@ -33,7 +33,10 @@ Command addWireshark(CLI::App& app) {
   const auto line = std::make_shared<WiresharkLine>();
   CLI::Option* const install =
       command->add_flag("--install", line->isInstalled, "Install it for the current user instead of writing it");
-  named(command->add_option("--folder", line->folder, "Install it in this folder instead")->needs(install), "FOLDER");
+  named(command->add_option("--folder", line->folder, "Install it in this folder instead")
+            ->needs(install)
+            ->check(&complaintAboutEmpty),
+        "FOLDER");
   line->addOutput(*command);
   command->get_option("--output")->excludes(install);
   command->footer(kWiresharkHelp);

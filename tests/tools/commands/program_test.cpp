@@ -390,7 +390,7 @@ TEST_F(Program, RefusesACommandLineThatItCannotUse) {
       {"decode --skip -1", "--skip: \"-1\" is not an integer"},
       {"decode --limit x", "--limit: \"x\" is not an integer"},
       {"decode --port -5", "--port: \"-5\" is not an integer"},
-      {"decode --port 65536", "Could not convert: --port = 65536"},
+      {"decode --port 65536", "--port: 65536 is more than 65535"},
       {"decode --from yaml", "--from: yaml not in {auto,hex,raw,pcap}"},
       {"encode --encoding mInt --format yaml", "--format: yaml not in {hex,raw,u16le,u16be,u32le,u32be,pcap}"},
       {"dump --color blue", "--color: blue not in {auto,always,never}"},
