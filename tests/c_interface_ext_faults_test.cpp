@@ -332,7 +332,7 @@ TEST(CInterfaceExtCheckFaults, AreToldInTheErrorText) {
   }
 }
 
-// The functions that say that they need no memory.
+// The functions that are documented to need no memory.
 TEST(CInterfaceExtWithoutMemory, ReadAndLookUp) {
 #if !defined(MD_ALLOCATIONS_CAN_FAIL)
   GTEST_SKIP() << "allocations fail with the GNU C library and under sanitizers";

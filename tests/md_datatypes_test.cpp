@@ -61,7 +61,7 @@ constexpr bool areSame(std::uint8_t a, std::uint8_t b) { return a == b; }
 MD_TYPE_CODES(MD_HAS_TYPE_CODE)
 MD_ENCODING_CODES(MD_HAS_ENCODING_CODE)
 
-// What the table says is what messages say.
+// The table agrees with the messages.
 TEST(Encodings, AreAllMadeByTheFactoryAndHaveTheirFixedCodesAndNames) {
   const std::vector<std::pair<int, std::string>> expected = {{6, "mInt"}, {1, "IterMap"}, {70, "MsgT"}};
   std::vector<std::pair<int, std::string>> listed;

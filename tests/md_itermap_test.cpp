@@ -126,8 +126,8 @@ TEST_F(LongestIterMapString, IsErasedByItsWord) {
   EXPECT_EQ(message->fieldCount(), 1u);
 }
 
-// A new value of the same length needs 65,536 bytes, and the word says 0. The old characters are read as records, which
-// the dictionary does not know, and dropped.
+// A new value of the same length needs 65,536 bytes, and the length field is 0. The old characters are read as records,
+// which the dictionary does not know, and dropped.
 TEST_F(LongestIterMapString, IsNeverUpdatedInPlace) {
   loadDictionary("TAIL 10 CHAR\nSYMBOL 60 STRING\n");
   IterMap message;

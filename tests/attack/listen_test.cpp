@@ -62,7 +62,7 @@ class Listen : public Program {
     m_sender = std::make_unique<Sender>(static_cast<std::uint16_t>(std::stoi(told.substr(begin.size()))));
   }
 
-  /// What it has said since it said that it listens.
+  /// Its diagnostics after the one that it listens.
   static std::string reports() {
     const std::string told = contentsOf("stderr");
     return told.substr(told.find('\n') + 1);

@@ -72,7 +72,7 @@ class Output(support.TestCase):
 
 
 class Progress(support.TestCase):
-    """On a terminal a line says how many messages were sent, acknowledged and lost."""
+    """On a terminal a line shows how many messages were sent, acknowledged and lost."""
 
     def shown(self, server, *options):
         messages, _ = self.generate(300)

@@ -1,4 +1,4 @@
-// What reports say of the dictionary, of unknown fields, and of input of another kind.
+// Diagnostics about the dictionary, unknown fields, and input of another kind.
 #include <string>
 
 #include <gtest/gtest.h>

@@ -128,7 +128,7 @@ TEST_F(Diff, RefusesWhatItCannotCompare) {
   EXPECT_EQ(diff("- -"), (Result{"", "mdmsg: only one of the two inputs can be standard input\n", 2}));
   EXPECT_EQ(diff("old.hex").status, 2);
   EXPECT_EQ(diff("old.hex old.hex old.hex").status, 2);
-  // Nothing is said to be removed when a file is missing.
+  // Nothing is reported as removed when a file is missing.
   EXPECT_EQ(diff("old.hex none.hex"), (Result{"", "mdmsg: cannot open none.hex: No such file or directory\n", 2}));
   EXPECT_EQ(diff("none.hex old.hex"), (Result{"", "mdmsg: cannot open none.hex: No such file or directory\n", 2}));
 }

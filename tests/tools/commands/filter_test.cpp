@@ -171,7 +171,7 @@ TEST_F(Filter, UnrecognisedDatagramsAreReportedOrKept) {
   EXPECT_EQ(mdmsg("filter --all-packets f.pcap"), (Result{capture, "", 0}));
   EXPECT_EQ(mdmsg("filter --all-packets --where 28=5 f.pcap"), (Result{one, "", 0}));
   EXPECT_EQ(mdmsg("filter --all-packets --to-time 1500ms f.pcap").out.size(), one.size() + 16 + 43);
-  // A packet that is longer than the header says comes from libpcap in part.
+  // libpcap returns a part of a packet that is longer than the limit in the header.
   packet.format.snapshotBytes = 39;
   std::string cut;
   MD::tool::appendCaptureHeader(packet.format, cut);
@@ -233,7 +233,7 @@ TEST_F(Filter, RecordedCapturesStayAsTheyAre) {
 }
 
 #ifndef _WIN32
-/// What tshark says of the packets of a capture.
+/// The output of tshark for the packets of a capture.
 std::string dissected(const std::string& arguments) {
   const std::string command =
       "tshark " + arguments +

@@ -212,7 +212,7 @@ TEST_F(ProgramForms, WhereAMessageIsFromIsSelectedAndShown) {
   EXPECT_EQ(
       withFields("decode --csv --no-header --fields SYMBOL --from-time 11:30:00.5 --time-zone +02:00 quotes.pcap"),
       (Result{"AC\n", "", 0}));
-  // What the program says of a message goes back in without a complaint.
+  // Output of the program for a message is accepted as input without a diagnostic.
   const std::string json = withFields("decode --json --fields @time,@packet,SYMBOL,BID,RECV quotes.pcap").out;
   EXPECT_EQ(withFields("encode --encoding mInt", json).out, withFields("encode --encoding mInt", kTwoQuotes).out);
   const std::string csv = withFields("decode --csv --fields @time,SYMBOL,BID,RECV quotes.pcap").out;
