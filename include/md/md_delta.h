@@ -23,8 +23,10 @@ namespace MD {
 ///     delta.apply(message, state);          // the receiver: changes `state` from `before` to `after`
 ///
 /// After diff() of `before` and `after` and apply() to a message with the same fields as `before`, that message has the
-/// same fields as `after` according to sameFields(); their order may differ. The objects keep the memory of their
-/// lists.
+/// same fields as `after` according to sameFields(); their order may differ. This is not so for every message of
+/// received bytes that repeat a field or end within a record: if a field is removed or resized, an earlier record of
+/// another field may come back into use, and new fields follow the truncated record. The objects keep the memory of
+/// their lists.
 class MD_API Delta {
  public:
   /// @param removedIds  the field that lists removed fields; the messages compared must not hold it
