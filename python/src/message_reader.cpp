@@ -78,16 +78,32 @@ Found MessageReader::malformed(const std::string& reason, bool isWhole) {
 
 Found MessageReader::next() {
   Found found;
+  if (m_kept) {
+    found = std::move(*m_kept);
+    m_kept.reset();
+    return found;
+  }
   while (m_source != nullptr || open(found)) {
     if (m_source == nullptr) {
       return found;
     }
     try {
-      if (m_source->next(found.input)) {
-        found.kind = Found::Kind::Message;
+      const bool isThere = m_source->next(found.input);
+      found.kind = isThere ? Found::Kind::Message : Found::Kind::End;
+      const bool isBinaryNow = m_source->looksBinary() && !std::exchange(m_isBinaryTold, true);
+      if (!isThere) {
+        closeInput();
+      }
+      if (isBinaryNow) {
+        // The message, if any, comes next.
+        if (isThere) {
+          m_kept = std::move(found);
+        }
+        return malformed("looks binary, not like hex lines; framing may be missing", true);
+      }
+      if (isThere) {
         return found;
       }
-      closeInput();
     } catch (const tool::LineError& error) {
       return malformed(error.what(), false);
     } catch (const tool::InputError& error) {
@@ -109,6 +125,7 @@ bool MessageReader::open(Found& found) {
   m_name = std::make_shared<const std::string>(input.path);
   m_reporter.setInput(input.path);
   m_reporter.setPlace({tool::Place::Kind::Whole, 0, 0});
+  m_isBinaryTold = false;
   try {
     if (input.isFile) {
       m_bytes = std::make_unique<FileBuffer>(input.path, m_onInterruption);
@@ -126,6 +143,7 @@ bool MessageReader::open(Found& found) {
 }
 
 void MessageReader::close() {
+  m_kept.reset();
   m_next = m_inputs.size();
   if (m_source != nullptr) {
     closeInput();

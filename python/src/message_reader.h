@@ -49,7 +49,7 @@ struct Found {
   Kind kind = Kind::End;
   tool::InputMessage input;
   std::string reason;    ///< of Malformed
-  bool isWhole = false;  ///< of Malformed: the input as a whole; nothing more comes of it
+  bool isWhole = false;  ///< of Malformed: the input as a whole; the reason names a place where there is one
 };
 
 class MessageReader {
@@ -94,6 +94,8 @@ class MessageReader {
   std::unique_ptr<tool::InputBuffer> m_buffer;
   std::unique_ptr<tool::MessageSource> m_source;
   std::shared_ptr<const std::string> m_name;
+  std::optional<Found> m_kept;  // next() returns it
+  bool m_isBinaryTold = false;  // of the input
   ReadCounts m_counts;
 };
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <utility>
 
+#include "base/quoted_text.h"
 #include "fields.h"
 #include "message_object.h"
 #include "messages/received.h"
@@ -64,7 +65,7 @@ void readAhead(ReaderState& state) {
     }
     if (found.kind == Found::Kind::Malformed) {
       if (state.errors != Errors::Skip) {
-        item.problem = reader.placeText() + ": " + found.reason;
+        item.problem = (found.isWhole ? tool::pathText(*reader.input()) : reader.placeText()) + ": " + found.reason;
         state.items.push_back(std::move(item));
       }
       continue;

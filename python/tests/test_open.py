@@ -122,6 +122,33 @@ def test_malformed_messages_are_passed_on(tmp_path):
         list(md_message.open(path, errors=refuse))
 
 
+def test_a_binary_file_without_its_framing_is_malformed(tmp_path):
+    path = generate(tmp_path / "feed", "--format", "u16be")
+    reader = md_message.open(path)
+    assert list(reader) == [] and reader.counts == {"messages": 0, "malformed": 1}
+    text = f"{path}: looks binary, not like hex lines; framing may be missing"
+    with pytest.raises(ValueError) as raised:
+        list(md_message.open(path, errors="raise"))
+    assert str(raised.value) == text
+    columns = md_message.read_columns(path, ["BID"])
+    assert len(columns["BID"]) == 0 and columns.counts["malformed"] == 1
+    # Hex lines in it are read; the next file is judged by itself.
+    mixed = tmp_path / "mixed"
+    mixed.write_bytes(b"\x00\x01\n" + bytes(Message(BID=1)).hex().encode() + b"\n")
+    texts = []
+    messages = list(md_message.open([mixed, path], errors=texts.append))
+    assert [message["BID"] for message in messages] == [1.0] and messages[0].place == f"{mixed}:2"
+    assert texts == [text.replace("feed", "mixed"), text]
+
+
+def test_a_truncated_capture_names_the_packet_once(tmp_path):
+    path = tmp_path / "cut.pcap"
+    path.write_bytes(generate(tmp_path / "feed.pcap", "--format", "pcap").read_bytes()[:30])
+    texts = []
+    assert list(md_message.open(path, errors=texts.append)) == []
+    assert len(texts) == 1 and texts[0].startswith(f"{path}: packet 1 (byte 24) cannot be read: ")
+
+
 def test_a_truncated_file_keeps_what_comes_before(tmp_path):
     whole = generate(tmp_path / "feed", "--format", "u32le").read_bytes()
     path = tmp_path / "truncated"

@@ -104,6 +104,9 @@ class MessageSource {
   /// Reports what is to be said of the input as a whole, once it has been read.
   virtual void reportWhole() {}
 
+  /// Whether next() skipped and reported binary lines where hex lines were expected.
+  virtual bool looksBinary() const noexcept { return false; }
+
   /// Null for inputs that are no capture.
   virtual const CaptureCounts* counts() const { return nullptr; }
 

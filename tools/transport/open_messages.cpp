@@ -55,6 +55,8 @@ class HexLineSource : public MessageSource {
     return true;
   }
 
+  bool looksBinary() const noexcept override { return m_isBinaryReported; }
+
  private:
   /// Whether a line is binary, as all lines before it. These are reported as one.
   bool isPassedOver(std::string_view line) {
