@@ -98,5 +98,5 @@ PyModuleDef g_module = {PyModuleDef_HEAD_INIT,
 }  // namespace MD::python
 
 // The interpreter composes this name, of a module that begins with an underscore.
-// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+// NOLINTNEXTLINE(clang-diagnostic-reserved-identifier)
 PyMODINIT_FUNC PyInit__md_message() { return PyModuleDef_Init(&MD::python::g_module); }
