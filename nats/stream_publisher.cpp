@@ -6,6 +6,7 @@
 #include <thread>
 #include <utility>
 
+#include "base/quoted_text.h"
 #include "nats/acknowledgement.h"
 #include "nats/publisher.h"
 #include "nats/stream.h"
@@ -131,6 +132,10 @@ void StreamPublisher::takeAnswers() {
   m_reporter.refreshProgress();
   if (std::exchange(m_isRefusedForNow, false)) {
     recover("the stream is not ready");
+  } else if (status == NATS_NO_RESPONDERS && m_counts.acknowledged == 0 && !m_pending.empty() &&
+             streamInfo(*m_connection, m_stream) != nullptr) {
+    // Nothing listens on the subject though the stream is there: connecting anew would go on for ever.
+    throw ServerLost("the stream " + m_stream + " does not take the subject " + inQuotes(m_pending.front().subject));
   } else if (status != NATS_TIMEOUT) {
     recover(reasonOf(status));
   } else if (!m_pending.empty() && Clock::now() - m_lastProgress > kLongestSilence) {

@@ -41,6 +41,14 @@ class Refusals(support.TestCase):
                             "u32le", file)
         self.expect(result, 1, "the stream FEED refuses a message: the subject belongs to the stream OTHER", "10 lost")
 
+    def test_subject_of_no_stream(self):
+        _, file = self.generate(10)
+        server = self.server()
+        self.create_stream(server, "md.>")
+        result = self.mdmsg("publish", "--url", server.url, "--subject", "other.{VENUE}", "--stream", "FEED", "--framing",
+                            "u32le", file)
+        self.expect(result, 1, 'the stream FEED does not take the subject "other.', "0 acknowledged", "10 lost")
+
     def test_credentials(self):
         _, file = self.generate(10)
         server = self.server('authorization { user: "feed", password: "right" }')
