@@ -35,6 +35,7 @@
 #include "value_dispatch.h"
 
 namespace MD {
+
 template <class Encoding>
 RecordMessage<Encoding>::RecordMessage(const Allocator& allocator) : MD_Message(allocator) {
   static_assert(detail::checkLayout<typename Encoding::Layout>());
