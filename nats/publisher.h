@@ -97,6 +97,7 @@ class StreamPublisher final : public Publisher {
   natsStatus send(std::uint64_t number, const Pending& pending);
   void waitForAnswers();
   void takeAnswers();
+  natsStatus takeArrived();
   void take(natsMsg& answer);
   void refuse(const std::string& reason);
   void recover(const std::string& reason);
@@ -117,8 +118,11 @@ class StreamPublisher final : public Publisher {
   std::size_t m_pendingBytes = 0;
   std::uint64_t m_first = 1;  // number of the first pending message
   bool m_isRefusedForNow = false;
+  bool m_hasNoResponders = false;  // for a subject; of which message, the client library does not pass on
   Clock::time_point m_lastLook;
   Clock::time_point m_lastProgress = Clock::now();
+  Clock::time_point m_firstRecovery;
+  int m_recoveries = 0;             // since the last acknowledgement
   std::set<std::string> m_reasons;  // that have been reported
 };
 

@@ -1,5 +1,6 @@
 #include <cstring>
 
+#include <algorithm>
 #include <charconv>
 #include <limits>
 #include <string_view>
@@ -117,29 +118,41 @@ void StreamPublisher::waitForAnswers() {
   takeAnswers();
 }
 
-/// Takes all answers that are there.
 void StreamPublisher::takeAnswers() {
   m_lastLook = Clock::now();
-  natsStatus status = NATS_OK;
-  for (;;) {
-    NatsPointer<natsMsg> answer;
-    status = natsSubscription_NextMsg(NatsOut(answer), m_answers.get(), 0);
-    if (status != NATS_OK) {
-      break;
-    }
-    take(*answer);
+  natsStatus status = takeArrived();
+  if (m_isRefusedForNow) {
+    // Acknowledgements of the other messages take longer than refusals.
+    std::this_thread::sleep_for(kBetweenAttempts);
+    status = takeArrived();
   }
   m_reporter.refreshProgress();
+  const bool hasNoResponders = std::exchange(m_hasNoResponders, false);
   if (std::exchange(m_isRefusedForNow, false)) {
+    if (hasNoResponders && m_recoveries != 0 && Clock::now() - m_firstRecovery > kLongestSilence &&
+        streamInfo(*m_connection, m_stream) != nullptr) {
+      throw ServerLost("the stream " + m_stream + " does not take the subject " + inQuotes(m_pending.front().subject));
+    }
     recover("the stream is not ready");
-  } else if (status == NATS_NO_RESPONDERS && m_counts.acknowledged == 0 && !m_pending.empty() &&
-             streamInfo(*m_connection, m_stream) != nullptr) {
-    // Nothing listens on the subject though the stream is there: connecting anew would go on for ever.
-    throw ServerLost("the stream " + m_stream + " does not take the subject " + inQuotes(m_pending.front().subject));
   } else if (status != NATS_TIMEOUT) {
     recover(reasonOf(status));
   } else if (!m_pending.empty() && Clock::now() - m_lastProgress > kLongestSilence) {
     recover("no acknowledgement within " + std::to_string(kLongestSilence.count()) + " ms");
+  }
+}
+
+/// Takes all answers that are there. @return why there is no other; NATS_TIMEOUT as long as there is a connection
+natsStatus StreamPublisher::takeArrived() {
+  for (;;) {
+    NatsPointer<natsMsg> answer;
+    const natsStatus status = natsSubscription_NextMsg(NatsOut(answer), m_answers.get(), 0);
+    if (status == NATS_OK) {
+      take(*answer);
+    } else if (status == NATS_NO_RESPONDERS) {
+      m_isRefusedForNow = m_hasNoResponders = true;
+    } else {
+      return status;
+    }
   }
 }
 
@@ -152,8 +165,8 @@ void StreamPublisher::take(natsMsg& answer) {
       number - m_first >= m_pending.size() || m_pending[number - m_first].isDone) {
     return;  // of a message that was published again, and acknowledged before
   }
-  if (natsMsg_IsNoResponders(&answer)) {
-    m_isRefusedForNow = true;
+  if (natsMsg_IsNoResponders(&answer)) {  // where the client library does not make it a status
+    m_isRefusedForNow = m_hasNoResponders = true;
     return;
   }
   const Acknowledgement told =
@@ -175,6 +188,7 @@ void StreamPublisher::take(natsMsg& answer) {
       m_counts.duplicates += told.kind == Acknowledgement::Kind::Duplicate ? 1 : 0;
   }
   m_lastProgress = Clock::now();
+  m_recoveries = 0;
   m_pending[number - m_first].isDone = true;
   for (; !m_pending.empty() && m_pending.front().isDone; ++m_first) {
     m_pendingBytes -= m_pending.front().payload.size();
@@ -190,11 +204,20 @@ void StreamPublisher::refuse(const std::string& reason) {
   }
 }
 
-/// Connects anew, waits for the stream and publishes all that is not acknowledged. @throws ServerLost
+/// Connects anew, waits for the stream and publishes all that is not acknowledged. @throws ServerLost, also when no
+/// message was acknowledged since the first of several attempts for as long as the server may be away
 void StreamPublisher::recover(const std::string& reason) {
   m_reporter.tell(m_server.name() + ": " + reason + "; " + counted(m_pending.size(), "message") +
                   " not acknowledged, to be published again");
-  for (const auto end = Clock::now() + m_server.retry(); Clock::now() < end;) {
+  const bool isRepeated = m_recoveries != 0;
+  if (isRepeated) {
+    // A server that can be reached but acknowledges nothing is asked less and less often.
+    std::this_thread::sleep_for(kBetweenAttempts * std::min(m_recoveries, 20));
+  } else {
+    m_firstRecovery = Clock::now();
+  }
+  m_recoveries += m_pending.empty() ? 0 : 1;
+  for (const auto end = m_firstRecovery + m_server.retry(); Clock::now() < end;) {
     m_offered.reset();
     m_answers.reset();
     m_connection = m_server.tryConnect();
@@ -205,7 +228,8 @@ void StreamPublisher::recover(const std::string& reason) {
     }
     std::this_thread::sleep_for(kBetweenAttempts);
   }
-  throw ServerLost("the stream " + m_stream + " at " + m_server.name() + " was not reached within " +
+  throw ServerLost("the stream " + m_stream + " at " + m_server.name() +
+                   (isRepeated ? " acknowledged no message within " : " was not reached within ") +
                    std::to_string(m_server.retry().count()) + " ms");
 }
 

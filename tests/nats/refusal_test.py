@@ -49,6 +49,18 @@ class Refusals(support.TestCase):
                             "u32le", file)
         self.expect(result, 1, 'the stream FEED does not take the subject "other.', "0 acknowledged", "10 lost")
 
+    def test_one_subject_of_no_stream(self):
+        server = self.server()
+        self.create_stream(server, "md.one")
+        one, other = (json.dumps({"SYMBOL": symbol}) + "\n" for symbol in ("one", "other"))
+        feed = self.mdmsg("encode", "--encoding", "MsgT", stdin=(one + other).encode()).out
+        for options, reason in (((), 'the stream FEED does not take the subject "md.other"'),
+                                (("--retry", 2), f"the stream FEED at {server.url} acknowledged no message within 2000 ms")):
+            result = self.mdmsg("publish", "--url", server.url, "--subject", "md.{SYMBOL}", "--stream", "FEED", *options,
+                                stdin=feed)
+            self.expect(result, 1, reason, "1 acknowledged, 0 of them duplicates, 1 lost")
+        self.assertEqual(self.stored(server), 2)
+
     def test_credentials(self):
         _, file = self.generate(10)
         server = self.server('authorization { user: "feed", password: "right" }')
