@@ -163,7 +163,7 @@ class MD_API IterMap::Field {
 
  private:
   template <class T>
-  T value(bool isOfType, const char* expression, unsigned line) const;
+  MD_LOCAL T value(bool isOfType, const char* expression, unsigned line) const;
 
   const char* m_record;
 };

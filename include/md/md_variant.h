@@ -112,7 +112,7 @@ class MD_API MD_Variant {
   template <class T>
   static Slot inPlace(T value) noexcept;
   template <class T>
-  T bitsAs() const noexcept;
+  MD_LOCAL T bitsAs() const noexcept;
 
   std::uint32_t m_type = 0;
   Slot m_slot{0};
