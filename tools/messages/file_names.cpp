@@ -1,7 +1,7 @@
 #include "messages/file_names.h"
 
 #include <algorithm>
-#include <filesystem>
+#include <cctype>
 #include <set>
 
 #include "base/errors.h"
@@ -19,6 +19,16 @@ bool isPlain(char c) noexcept {
 
 /// End what is compared with the names of devices: an extension, or a stream of the file.
 constexpr const char* kBaseEnds = ".:";
+
+/// The length of a path without its last part. Not by std::filesystem::path, which converts the text on Windows.
+std::size_t folderBytes(const std::string& path) {
+#ifdef _WIN32
+  const bool hasDrive = path.size() > 1 && path[1] == ':' && std::isalpha(static_cast<unsigned char>(path[0])) != 0;
+  return std::max<std::size_t>(hasDrive ? 2 : 0, path.find_last_of("/\\") + 1);
+#else
+  return path.find_last_of('/') + 1;
+#endif
+}
 
 /// Whether a file name is that of a device on Windows, in any folder and with any extension.
 bool isDeviceName(std::string_view name) {
@@ -50,7 +60,7 @@ void appendNamePart(std::string_view value, std::string& name) {
 FileTemplate::FileTemplate(const std::string& text, const std::vector<std::string>& fields, const FieldNames& names) {
   const auto refuse = [&](const std::string& why) { throw UsageError("--output " + inQuotes(text) + ": " + why); };
   const std::size_t first = text.find('{');
-  m_folderBytes = text.size() - std::filesystem::path(text).filename().string().size();
+  m_folderBytes = folderBytes(text);
   if (first < m_folderBytes) {
     refuse("the values are part of the file's name, not of its folder");
   }
