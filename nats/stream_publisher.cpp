@@ -218,6 +218,10 @@ void StreamPublisher::recover(const std::string& reason) {
   }
   m_recoveries += m_pending.empty() ? 0 : 1;
   for (const auto end = m_firstRecovery + m_server.retry(); Clock::now() < end;) {
+    // Its threads end before what they use is destroyed: the client library fails to protect a message in arrival.
+    if (m_connection != nullptr) {
+      natsConnection_Close(m_connection.get());
+    }
     m_offered.reset();
     m_answers.reset();
     m_connection = m_server.tryConnect();
